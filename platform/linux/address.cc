@@ -1,0 +1,93 @@
+#include "address.h"
+
+#include <arpa/inet.h>
+#include <string.h>
+
+#include <algorithm>
+
+#include "text.h"
+
+namespace VEXO::platform {
+namespace {
+
+constexpr unsigned char kMapped[12] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xff, 0xff};
+constexpr int kMappedBits = 96;
+constexpr int kAllBits = 128;
+
+}  // namespace
+
+std::optional<Address> Address::Parse(const std::string& text) {
+  if (text.find('\0') != std::string::npos) return std::nullopt;
+  Address address;
+  if (inet_pton(AF_INET6, text.c_str(), address.bytes_.data()) == 1) return address;
+  std::copy(std::begin(kMapped), std::end(kMapped), address.bytes_.begin());
+  unsigned char* const last_four = address.bytes_.data() + sizeof(kMapped);
+  if (inet_pton(AF_INET, text.c_str(), last_four) == 1) return address;
+  return std::nullopt;
+}
+
+bool Address::IsIPv4() const {
+  return std::equal(std::begin(kMapped), std::end(kMapped), bytes_.begin());
+}
+
+std::string Address::Text() const {
+  char text[INET6_ADDRSTRLEN] = "";
+  if (IsIPv4()) {
+    inet_ntop(AF_INET, bytes_.data() + sizeof(kMapped), text, sizeof(text));
+  } else {
+    inet_ntop(AF_INET6, bytes_.data(), text, sizeof(text));
+  }
+  return text;
+}
+
+Address Address::Accountable() const {
+  Address first = *this;
+  if (!IsIPv4()) std::fill(first.bytes_.begin() + 8, first.bytes_.end(), 0);
+  return first;
+}
+
+bool Address::SharesPrefix(const Address& other, int bits) const {
+  const int whole = bits / 8;
+  if (memcmp(bytes_.data(), other.bytes_.data(), whole) != 0) return false;
+  const int rest = bits % 8;
+  return rest == 0 || (bytes_[whole] ^ other.bytes_[whole]) >> (8 - rest) == 0;
+}
+
+std::optional<Network> Network::Parse(const std::string& text) {
+  const size_t slash = text.find('/');
+  const std::optional<Address> base = Address::Parse(text.substr(0, slash));
+  if (!base) return std::nullopt;
+  Network network;
+  network.base_ = *base;
+  if (slash == std::string::npos) return network;
+
+  const bool dotted = text.find(':') == std::string::npos;  // its bits count from IPv4's
+  const int offset = dotted ? kMappedBits : 0;
+  const std::optional<long> bits =
+      ParseNumber(text.substr(slash + 1), 0, kAllBits - offset);
+  if (!bits) return std::nullopt;
+  network.bits_ = static_cast<int>(*bits) + offset;
+  return network;
+}
+
+bool Network::Contains(const Address& address) const {
+  return base_.SharesPrefix(address, bits_);
+}
+
+Address ClientAddress(const Address& remote, const char* forwarded,
+                      const std::vector<Network>& trusted_proxies) {
+  const std::vector<std::string> hops = Split(forwarded == nullptr ? "" : forwarded, ",");
+  Address client = remote;
+  for (auto hop = hops.rbegin(); hop != hops.rend(); ++hop) {
+    const bool trusted = std::any_of(
+        trusted_proxies.begin(), trusted_proxies.end(),
+        [&client](const Network& network) { return network.Contains(client); });
+    if (!trusted) break;
+    const std::optional<Address> reported = Address::Parse(*hop);
+    if (!reported) break;
+    client = *reported;
+  }
+  return client;
+}
+
+}  // namespace VEXO::platform

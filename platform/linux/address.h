@@ -1,0 +1,52 @@
+#pragma once
+
+#include <array>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace VEXO::platform {
+
+/// An IP address.  IPv4 stands here as IPv4-mapped IPv6, so both forms are the same one.
+class Address {
+ public:
+  /// Nothing when the text is no address.
+  static std::optional<Address> Parse(const std::string& text);
+
+  /// Canonical text; IPv4 in its own form.
+  std::string Text() const;
+
+  /// The address that failed logins count for: itself, or the first of an IPv6 /64, since
+  /// one visitor has a whole /64 to choose from.
+  Address Accountable() const;
+
+  /// Whether the first `bits` bits (0 to 128) are those of `other`.
+  bool SharesPrefix(const Address& other, int bits) const;
+
+  bool IsIPv4() const;
+
+ private:
+  std::array<unsigned char, 16> bytes_{};
+};
+
+/// An address or a CIDR network.
+class Network {
+ public:
+  /// Nothing when the text is neither.
+  static std::optional<Network> Parse(const std::string& text);
+
+  bool Contains(const Address& address) const;
+
+ private:
+  Address base_;
+  int bits_ = 128;
+};
+
+/// The client of a request that came in from `remote`.  Each proxy appends to `forwarded`
+/// (X-Forwarded-For, may be null) the address it was called from; so the list is read
+/// from its right end for as long as the address at hand is a trusted proxy's.  Where the
+/// list ends, or an item is no address, that proxy itself is the client.
+Address ClientAddress(const Address& remote, const char* forwarded,
+                      const std::vector<Network>& trusted_proxies);
+
+}  // namespace VEXO::platform

@@ -1,0 +1,264 @@
+#include "vexo/cgi.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <security/pam_appl.h>
+#include <stdlib.h>
+#include <string.h>
+#include <strings.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "address.h"
+#include "block_list.h"
+#include "cgi_text.h"
+#include "configuration.h"
+#include "guarded.h"
+#include "text.h"
+
+using VEXO::platform::Address;
+using VEXO::platform::Guarded;
+using VEXO::platform::TextMap;
+
+struct VexoCgiState {
+  TextMap query;
+  TextMap cookies;
+};
+
+namespace {
+
+constexpr const char* kPamService = "vexosharing";
+constexpr long kLargestBody = 64 * 1024;
+constexpr int kOk = 1;
+constexpr int kRefused = 0;
+
+const char* Environment(const char* name) {
+  const char* const value = getenv(name);
+  return value == nullptr ? "" : value;
+}
+
+/// Reads the request's form from standard input, unless the body is something else, of
+/// unknown length or over the bound: then not a byte of it is touched.  A body that ends
+/// early is no form.
+std::string ReadForm() {
+  if (!VEXO::platform::IsFormType(Environment("CONTENT_TYPE"))) return "";
+  const std::optional<long> length =
+      VEXO::platform::ParseNumber(Environment("CONTENT_LENGTH"), 1, kLargestBody);
+  if (!length) return "";
+
+  std::string body(*length, '\0');
+  size_t filled = 0;
+  while (filled < body.size()) {
+    const ssize_t got = read(STDIN_FILENO, &body[filled], body.size() - filled);
+    if (got == -1 && errno == EINTR) continue;
+    if (got <= 0) return "";
+    filled += got;
+  }
+  return body;
+}
+
+/// The form's parameters.  The body can be read only once, so every context of the
+/// process shares them.
+const TextMap& Form() {
+  static const TextMap& form = *new TextMap(VEXO::platform::ParseForm(ReadForm()));
+  return form;
+}
+
+void WipeAnswers(pam_response* answers, int count) {
+  for (int i = 0; i < count; ++i) {
+    if (answers[i].resp == nullptr) continue;
+    explicit_bzero(answers[i].resp, strlen(answers[i].resp));
+    free(answers[i].resp);
+  }
+  free(answers);
+}
+
+/// PAM's questions: the password is the answer to the ones asked without echo.  PAM wipes
+/// and releases the answers.
+int Converse(int count, const pam_message** messages, pam_response** out,
+             void* password) {
+  if (count <= 0 || count > PAM_MAX_NUM_MSG) return PAM_CONV_ERR;
+  auto* const answers = static_cast<pam_response*>(calloc(count, sizeof(pam_response)));
+  if (answers == nullptr) return PAM_BUF_ERR;
+  for (int i = 0; i < count; ++i) {
+    const int style = messages[i]->msg_style;
+    if (style == PAM_TEXT_INFO || style == PAM_ERROR_MSG) continue;
+    if (style == PAM_PROMPT_ECHO_OFF) {
+      answers[i].resp = strdup(static_cast<const char*>(password));
+    }
+    if (answers[i].resp == nullptr) {
+      WipeAnswers(answers, count);
+      return style == PAM_PROMPT_ECHO_OFF ? PAM_BUF_ERR : PAM_CONV_ERR;
+    }
+  }
+  *out = answers;
+  return PAM_SUCCESS;
+}
+
+/// Whether pam_unix can compare passwords in this process.
+bool MayCheckPasswords() {
+  return getuid() == 0 || geteuid() == 0 ||
+         faccessat(AT_FDCWD, "/etc/shadow", R_OK, AT_EACCESS) == 0;
+}
+
+/// One conversation with PAM.
+class PamSession {
+ public:
+  explicit PamSession(const VexoCgiLoginRequest& request)
+      : conversation_{Converse, const_cast<char*>(request.password)} {
+    status_ = pam_start(kPamService, request.username, &conversation_, &handle_);
+  }
+  PamSession(const PamSession&) = delete;
+  PamSession& operator=(const PamSession&) = delete;
+  ~PamSession() {
+    if (handle_ != nullptr) pam_end(handle_, status_);
+  }
+
+  /// Tells the modules where the visitor comes from and which cookies he sent.
+  void Describe(const TextMap& cookies) {
+    if (status_ != PAM_SUCCESS) return;
+    char address[65];
+    if (VexoCgiGetRemoteIP(address, sizeof(address)) == 0) {
+      status_ = pam_set_item(handle_, PAM_RHOST, address);
+    }
+    if (status_ == PAM_SUCCESS && !cookies.empty()) {
+      const std::string header = "HTTP_COOKIE=" + VEXO::platform::CookieHeader(cookies);
+      status_ = pam_putenv(handle_, header.c_str());
+    }
+  }
+
+  bool Accepts() {
+    if (status_ == PAM_SUCCESS) {
+      status_ = pam_authenticate(handle_, PAM_SILENT | PAM_DISALLOW_NULL_AUTHTOK);
+    }
+    if (status_ == PAM_SUCCESS) status_ = pam_acct_mgmt(handle_, PAM_SILENT);
+    return status_ == PAM_SUCCESS;
+  }
+
+  const char* Reason() const { return pam_strerror(handle_, status_); }
+
+ private:
+  pam_conv conversation_;
+  pam_handle_t* handle_ = nullptr;
+  int status_;
+};
+
+bool IsEmpty(const char* text) { return text == nullptr || *text == '\0'; }
+
+}  // namespace
+
+int VexoCgiInit(const char* /*name*/, VexoCgiContext* context) {
+  if (context == nullptr) {
+    errno = EINVAL;
+    return kRefused;
+  }
+  return Guarded(kRefused, [context] {
+    auto state = std::make_unique<VexoCgiState>();
+    state->query = VEXO::platform::ParseForm(Environment("QUERY_STRING"));
+    context->state = state.release();
+    return kOk;
+  });
+}
+
+void VexoCgiLoadInCookies(VexoCgiContext* context) {
+  if (context == nullptr || context->state == nullptr) return;
+  Guarded(kRefused, [context] {
+    context->state->cookies = VEXO::platform::ParseCookies(Environment("HTTP_COOKIE"));
+    return kOk;
+  });
+}
+
+const char* VexoCgiGetRequestParam(VexoCgiContext* context, const char* name,
+                                   int /*reserved*/) {
+  if (context == nullptr || context->state == nullptr || name == nullptr) return nullptr;
+  return Guarded<const char*>(nullptr, [context, name]() -> const char* {
+    const TextMap& query = context->state->query;
+    const auto in_query = query.find(name);
+    if (in_query != query.end()) return in_query->second.c_str();
+    const TextMap& form = Form();
+    const auto in_form = form.find(name);
+    return in_form == form.end() ? nullptr : in_form->second.c_str();
+  });
+}
+
+int VexoCgiSetCookies(VexoCgiContext* context, const char* name, const char* value,
+                      long /*expires*/, const char* path, const char* domain,
+                      int /*secure*/) {
+  if (context == nullptr || context->state == nullptr || name == nullptr ||
+      value == nullptr) {
+    errno = EINVAL;
+    return kRefused;
+  }
+  return Guarded(kRefused, [&] {
+    if (!VEXO::platform::IsCookieName(name) || !VEXO::platform::IsCookieValue(value) ||
+        (path != nullptr && !VEXO::platform::IsCookieAttribute(path)) ||
+        (domain != nullptr && !VEXO::platform::IsCookieAttribute(domain))) {
+      errno = EINVAL;
+      return kRefused;
+    }
+    context->state->cookies.insert_or_assign(name, value);
+    return kOk;
+  });
+}
+
+int VexoCgiLogin(VexoCgiContext* context, char* out, size_t size,
+                 const VexoCgiLoginRequest* request) {
+  if (out != nullptr && size > 0) *out = '\0';
+  if (context == nullptr || context->state == nullptr || request == nullptr ||
+      IsEmpty(request->username) || IsEmpty(request->password)) {
+    errno = EINVAL;
+    return kRefused;
+  }
+  return Guarded(kRefused, [context, request] {
+    PamSession session(*request);
+    session.Describe(context->state->cookies);
+    if (session.Accepts()) return kOk;
+    // No user name in the log: visitors type passwords into that field.
+    syslog(LOG_ERR, "VexoCgiLogin: refused: %s%s", session.Reason(),
+           MayCheckPasswords()
+               ? ""
+               : "; pam_unix needs root or the supplementary group shadow,"
+                 " and this process has neither");
+    errno = EACCES;
+    return kRefused;
+  });
+}
+
+int VexoCgiGetRemoteIP(char* buffer, size_t size) {
+  return Guarded(-1, [buffer, size] {
+    const std::optional<Address> remote = Address::Parse(Environment("REMOTE_ADDR"));
+    if (!remote) {
+      errno = EINVAL;
+      return -1;
+    }
+    Address client = *remote;
+    const char* const forwarded = getenv("HTTP_X_FORWARDED_FOR");
+    if (forwarded != nullptr) {
+      client = VEXO::platform::ClientAddress(
+          *remote, forwarded, VEXO::platform::SystemConfiguration().trusted_proxies);
+    }
+    const std::string text = client.Text();
+    if (buffer == nullptr || text.size() >= size) {
+      errno = ERANGE;
+      return -1;
+    }
+    memcpy(buffer, text.c_str(), text.size() + 1);
+    return 0;
+  });
+}
+
+int VexoCgiIsDeniedIP(const char* address) {
+  // Whoever cannot be looked up counts as blocked, also for want of memory.
+  return Guarded(1, [address] { return VEXO::platform::IsBlocked(address) ? 1 : 0; });
+}
+
+void VexoCgiFree(VexoCgiContext* context) {
+  if (context == nullptr) return;
+  delete context->state;
+  context->state = nullptr;
+}
