@@ -1,0 +1,56 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "result.h"
+
+struct VEXODB;
+
+namespace VEXO::sharing::db {
+
+/// The work of BaseDB.
+class BaseDBPrivate {
+ public:
+  BaseDBPrivate(std::string path, unsigned int mode);
+  virtual ~BaseDBPrivate();
+  BaseDBPrivate(const BaseDBPrivate&) = delete;
+  BaseDBPrivate& operator=(const BaseDBPrivate&) = delete;
+
+  bool IsGood() const;
+  bool IsRoot() const;
+  bool MoveRootDB() const;
+  bool Execute(const std::string& sql, Result* result);
+  std::string GetLastError() const;
+  std::string GetLastQuery() const;
+  bool GetLastInsertId(int& id) const;
+  bool Begin();
+  bool Commit();
+  std::string Escape(const std::string& text) const;
+  bool ExecuteWALCheckPoint();
+  bool Insert(const std::string& table, const std::vector<std::string>& values);
+  bool Update(const std::string& table, const std::map<std::string, std::string>& columns,
+              int id);
+  bool Delete(const std::string& table, int id);
+
+  /// Every later statement fails with the "db is not good." line.
+  void SetNotGood();
+
+ private:
+  /// Makes the file when it is missing.
+  bool CreateFile(unsigned int mode) const;
+  /// False, logged, only when the scope is not in force.
+  bool Connect();
+  /// Sets the connection's pragmas.
+  bool Init();
+  bool Run(const std::string& sql, DBResult_tag** handle);
+
+  bool good_ = true;
+  std::string path_;
+  VEXODB* connection_ = nullptr;
+  std::string last_error_;
+  std::string last_query_;
+};
+
+}  // namespace VEXO::sharing::db

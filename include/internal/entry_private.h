@@ -1,0 +1,67 @@
+#pragma once
+
+#include <json/value.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "entry.h"
+#include "object.h"
+
+namespace VEXO::sharing::record {
+
+/// The fields and rules of Entry.
+class EntryPrivate : public Object {
+ public:
+  std::vector<std::string> GetFieldList() const override;
+  std::map<std::string, std::string> GetFieldMap() const override;
+  bool IsLegal() const override;
+  void ToJSON(Json::Value& out) const override;
+  bool FromRow(const db::Row& row) override;
+
+  bool IsValid() const;
+  void SetProtectPassword(const std::string& password, bool need_hash,
+                          Entry::PasswordEncryptAlgo algo);
+  bool IsPasswordValid(const std::string& password) const;
+  std::vector<unsigned int> ProtectUids() const;
+  std::vector<std::string> ProtectUsers() const;
+  void SetProtectUsers(const std::vector<std::string>& names);
+  std::vector<unsigned int> ProtectGids() const;
+  std::vector<std::string> ProtectGroups() const;
+  void SetProtectGroups(const std::vector<std::string>& names);
+  std::string OwnerUser() const;
+
+  std::string hash_;
+  std::string project_name_;
+  bool enabled_ = true;
+  unsigned int owner_uid_ = UID_ERR;
+  long start_at_ = 0;
+  long expire_at_ = 0;
+  int expire_times_ = 0;
+  int use_count_ = 0;
+  bool auto_gc_ = true;
+  bool enable_match_ip_ = true;
+  Entry::ProtectType protect_type_ = Entry::PROTECT_NONE;
+  std::string protect_title_;
+  std::string protect_password_;
+  std::string protect_password_salt_;
+  Entry::PasswordEncryptAlgo protect_password_algo_ = Entry::ENCRYPT_ALGO_DEFAULT;
+  std::vector<unsigned int> protect_uids_;
+  std::vector<std::string> protect_extra_users_;
+  std::vector<unsigned int> protect_gids_;
+  std::vector<std::string> protect_extra_groups_;
+  Entry::RedirectType redirect_type_ = Entry::REDIRECT_NONE;
+  std::string redirect_uri_;
+  Json::Value app_;
+  Json::Value private_data_{Json::objectValue};
+
+ private:
+  /// The object of the data column.
+  Json::Value DataObject() const;
+  /// Takes the members of the data column; throws Json::Exception for one of the wrong
+  /// type.
+  void FromData(const Json::Value& data);
+};
+
+}  // namespace VEXO::sharing::record

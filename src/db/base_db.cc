@@ -1,0 +1,255 @@
+#include "base_db.h"
+
+#include <grp.h>
+#include <pwd.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vexo/core.h>
+#include <vexo/db.h>
+
+#include <cstring>
+#include <utility>
+
+#include "internal/base_db_private.h"
+#include "internal/log.h"
+#include "internal/plain_stream.h"
+#include "internal/run_as.h"
+
+namespace VEXO::sharing::db {
+
+namespace {
+
+const char kSource[] = "base_db";
+
+const char kRootName[] = "root";
+const char kMove[] = "/bin/mv";
+const char kMoveTarget[] = "/tmp/";
+
+}  // namespace
+
+BaseDBPrivate::BaseDBPrivate(std::string path, unsigned int mode)
+    : path_(std::move(path)) {
+  if (!CreateFile(mode) || !Connect()) {
+    good_ = false;
+    return;
+  }
+  if (connection_ == nullptr) {
+    LogError("%s:%d (%u) db connect failed\n\n", kSource, 239, Pid());
+    good_ = false;
+    return;
+  }
+  good_ = Init();
+  if (!good_) {
+    LogError("%s:%d (%u) init failed\n\n", kSource, 242, Pid());
+  }
+}
+
+BaseDBPrivate::~BaseDBPrivate() {
+  if (connection_ != nullptr) {
+    VEXODBClose(connection_);
+  }
+}
+
+bool BaseDBPrivate::CreateFile(unsigned int mode) const {
+  if (VLIBCFileExist(path_.c_str()) != 0) {
+    return true;
+  }
+  const RunAs system(kSystemUid, kSystemGid, kSource, 220);
+  if (!system) {
+    LogError("%s:%d (%u) failed to run as system\n\n", kSource, 228, Pid());
+    return false;
+  }
+  if (VLIBCFileTouch(path_.c_str()) == -1) {
+    LogError("%s:%d (%u) create database failed on %s\n\n", kSource, 222, Pid(),
+             path_.c_str());
+    return false;
+  }
+  if (VEXOFSAclChmod(path_.c_str(), -1, mode) == -1) {
+    LogError("%s:%d (%u) change mode failed on %s\n\n", kSource, 225, Pid(),
+             path_.c_str());
+    return false;
+  }
+  return true;
+}
+
+bool BaseDBPrivate::Connect() {
+  const RunAs system(kSystemUid, kSystemGid, kSource, 232);
+  if (!system) {
+    LogError("%s:%d (%u) failed to run as system\n\n", kSource, 235, Pid());
+    return false;
+  }
+  connection_ = VEXODBConnect("", "", "", path_.c_str());
+  return true;
+}
+
+bool BaseDBPrivate::Init() {
+  return Execute(
+      "PRAGMA cache_size = 5000;PRAGMA foreign_keys = ON;PRAGMA journal_mode = WAL;"
+      "PRAGMA synchronous = NORMAL;",
+      nullptr);
+}
+
+bool BaseDBPrivate::IsGood() const { return connection_ != nullptr && good_; }
+
+void BaseDBPrivate::SetNotGood() { good_ = false; }
+
+bool BaseDBPrivate::IsRoot() const {
+  struct stat status = {};
+  if (VLIBCFileStat(path_.c_str(), 1, &status) == -1) {
+    return false;
+  }
+  const passwd* const user = getpwuid(status.st_uid);
+  if (user == nullptr || strcmp(user->pw_name, kRootName) != 0) {
+    return false;
+  }
+  const group* const owner_group = getgrgid(status.st_gid);
+  return owner_group != nullptr && strcmp(owner_group->gr_name, kRootName) == 0;
+}
+
+bool BaseDBPrivate::MoveRootDB() const {
+  const RunAs root(kRootUid, kRootGid, kSource, 282);
+  if (!root) {
+    LogError("%s:%d Permssion denied. uid=%u", kSource, 290, getuid());
+    return false;
+  }
+  FILE* const mover = VLIBCPopen(kMove, "r", path_.c_str(), kMoveTarget,
+                                 static_cast<const char*>(nullptr));
+  if (mover == nullptr) {
+    LogError("%s:%d VLIBCPopen failed, path=%s", kSource, 285, path_.c_str());
+    return false;
+  }
+  return VLIBCPclose(mover) != 0;  // the inverted sense is wanted: callers rely on it
+}
+
+bool BaseDBPrivate::Execute(const std::string& sql, Result* result) {
+  DBResult_tag* handle = nullptr;
+  const bool done = Run(sql, &handle);
+  if (result != nullptr) {
+    result->SetResult(handle);
+  } else {
+    VEXODBFreeResult(handle);
+  }
+  return done;
+}
+
+bool BaseDBPrivate::Run(const std::string& sql, DBResult_tag** handle) {
+  if (!IsGood()) {
+    LogError("%s:%d (%u) db is not good.\n\n", kSource, 339, Pid());
+    return false;
+  }
+  last_query_ = sql;
+  const RunAs system(kSystemUid, kSystemGid, kSource, 343);
+  if (!system) {
+    LogError("%s:%d (%u) failed to run as system\n\n", kSource, 351, Pid());
+    return false;
+  }
+  if (VEXODBExecute(connection_, sql.c_str(), handle) == -1) {
+    last_error_ = VEXODBErrorGet(connection_);  // the caller reads it; not logged here
+    return false;
+  }
+  return true;
+}  // `system` ends here: the caller's ids are back before the result is used
+
+std::string BaseDBPrivate::GetLastError() const { return last_error_; }
+std::string BaseDBPrivate::GetLastQuery() const { return last_query_; }
+
+bool BaseDBPrivate::GetLastInsertId(int& id) const {
+  if (!IsGood()) {
+    return false;
+  }
+  id = static_cast<int>(sqlite3_last_insert_rowid(VEXODBSqliteHandle(connection_)));
+  return true;
+}
+
+bool BaseDBPrivate::Begin() { return Execute("BEGIN TRANSACTION", nullptr); }
+
+bool BaseDBPrivate::Commit() {
+  if (Execute("COMMIT", nullptr)) {
+    return true;
+  }
+  Execute("ROLLBACK", nullptr);
+  return false;
+}
+
+std::string BaseDBPrivate::Escape(const std::string& text) const {
+  // One byte more than the platform is told of, so that the text always ends in a 0.
+  std::vector<char> buffer(2 * text.size() + 1);
+  if (VEXODBEscapeStringEX2(0, buffer.data(), 2 * text.size(), text.c_str(),
+                            text.size()) == -1) {
+    LogError("%s:%d (%u) escape failed\n\n", kSource, 435, Pid());
+    return "";
+  }
+  return buffer.data();
+}
+
+bool BaseDBPrivate::ExecuteWALCheckPoint() {
+  return Execute("PRAGMA wal_checkpoint;", nullptr);
+}
+
+bool BaseDBPrivate::Insert(const std::string& table,
+                           const std::vector<std::string>& values) {
+  PlainStream sql;
+  sql << "INSERT INTO " << table << " VALUES (NULL,";
+  const char* separator = "";
+  for (const std::string& value : values) {
+    sql << separator << "'" << Escape(value) << "'";
+    separator = ",";
+  }
+  sql << ")";
+  return Execute(sql.str(), nullptr);
+}
+
+bool BaseDBPrivate::Update(const std::string& table,
+                           const std::map<std::string, std::string>& columns, int id) {
+  PlainStream sql;
+  sql << "UPDATE " << table << " SET ";
+  const char* separator = "";
+  for (const auto& [column, value] : columns) {
+    if (column == SZK_ID_) {
+      continue;  // a row never changes its id
+    }
+    sql << separator << Escape(column) << "='" << Escape(value) << "'";
+    separator = ",";
+  }
+  sql << " WHERE id=" << id;
+  return Execute(sql.str(), nullptr);
+}
+
+bool BaseDBPrivate::Delete(const std::string& table, int id) {
+  PlainStream sql;
+  sql << "DELETE FROM " << table << " WHERE id=" << id;
+  return Execute(sql.str(), nullptr);
+}
+
+BaseDB::BaseDB(const std::string& path, unsigned int mode)
+    : d_(std::make_unique<BaseDBPrivate>(path, mode)) {}
+BaseDB::~BaseDB() = default;
+
+bool BaseDB::IsGood() const { return d_->IsGood(); }
+bool BaseDB::IsRoot() const { return d_->IsRoot(); }
+bool BaseDB::MoveRootDB() const { return d_->MoveRootDB(); }
+bool BaseDB::Execute(const std::string& sql, Result* result) {
+  return d_->Execute(sql, result);
+}
+bool BaseDB::Execute(const std::string& sql, Result& result) {
+  return d_->Execute(sql, &result);
+}
+std::string BaseDB::GetLastError() const { return d_->GetLastError(); }
+std::string BaseDB::GetLastQuery() const { return d_->GetLastQuery(); }
+bool BaseDB::GetLastInsertId(int& id) const { return d_->GetLastInsertId(id); }
+bool BaseDB::Begin() { return d_->Begin(); }
+bool BaseDB::Commit() { return d_->Commit(); }
+std::string BaseDB::Escape(const std::string& text) const { return d_->Escape(text); }
+bool BaseDB::ExecuteWALCheckPoint() { return d_->ExecuteWALCheckPoint(); }
+bool BaseDB::Vacuum() { return Execute("VACUUM"); }
+bool BaseDB::Insert(const std::string& table, const std::vector<std::string>& values) {
+  return d_->Insert(table, values);
+}
+bool BaseDB::Update(const std::string& table,
+                    const std::map<std::string, std::string>& columns, int id) {
+  return d_->Update(table, columns, id);
+}
+bool BaseDB::Delete(const std::string& table, int id) { return d_->Delete(table, id); }
+
+}  // namespace VEXO::sharing::db

@@ -1,0 +1,90 @@
+#pragma once
+
+#include <json/value.h>
+#include <unistd.h>
+
+#include <ctime>
+#include <initializer_list>
+#include <string>
+#include <vector>
+
+#include "entry.h"
+#include "fake_platform.h"
+#include "session.h"
+#include "token.h"
+
+namespace VEXO::sharing::db {
+
+const char kPath[] = "/db/sharing.db";
+
+/// A caller who is neither root nor the system account, and may become both.
+constexpr fakes::Ids kCaller = {0, 1000, 0, 2000};
+
+using Calls = std::vector<std::string>;
+
+/// How that caller becomes the system account, and himself again.
+inline const Calls kEnter = {"setresuid(-1, 0, -1)", "setresgid(-1, 1, -1)",
+                             "setresuid(-1, 1, -1)"};
+inline const Calls kLeave = {"setresuid(-1, 0, -1)", "setresgid(-1, 2000, -1)",
+                             "setresuid(-1, 1000, -1)"};
+
+inline Calls Sequence(std::initializer_list<Calls> parts) {
+  Calls all;
+  for (const Calls& part : parts) {
+    all.insert(all.end(), part.begin(), part.end());
+  }
+  return all;
+}
+
+/// A log line that carries the process id; `site` is the source name and its number.
+inline std::string LogLine(const std::string& site, const std::string& text) {
+  return site + " (" + std::to_string(getpid()) + ") " + text;
+}
+
+inline record::Entry LegalEntry(const std::string& hash = "hash") {
+  record::Entry entry;
+  entry.set_hash(hash);
+  entry.set_project_name("project");
+  entry.set_owner_uid(1000);
+  entry.set_app(Json::Value(Json::objectValue));
+  return entry;
+}
+
+inline record::Session LegalSession(const std::string& session_id = "sid") {
+  record::Session session;
+  session.set_session_id(session_id);
+  session.set_uid(1000);
+  session.set_ip("192.0.2.7");
+  session.set_timeout(time(nullptr) + 1000);
+  return session;
+}
+
+inline record::Token LegalToken(int entry_id = 12, int session_id = 3) {
+  record::Token token;
+  token.set_entry_id(entry_id);
+  token.set_session_id(session_id);
+  token.set_timeout(time(nullptr) + 1000);
+  return token;
+}
+
+/// Calls `attempt(now)` again until no second ends meanwhile: `now` is then the time of
+/// all that the last attempt did.
+template <class Attempt>
+void InOneSecond(Attempt attempt) {
+  long now = 0;
+  do {
+    now = time(nullptr);
+    attempt(now);
+  } while (time(nullptr) != now);
+}
+
+/// A text that needs care: quotes, bytes that are no UTF-8, one MiB of them.
+inline std::string RoughText() {
+  std::string text;
+  while (text.size() < (1 << 20)) {
+    text += "it's \xff\xfe \"`;--\n";
+  }
+  return text;
+}
+
+}  // namespace VEXO::sharing::db

@@ -1,0 +1,314 @@
+#include "token_db.h"
+
+#include <gmock/gmock.h>
+
+#include <climits>
+#include <type_traits>
+
+#include "base_db.h"
+#include "digit_grouping.h"
+#include "failure_sweep.h"
+#include "fake_platform.h"
+#include "log_capture.h"
+#include "log_matchers.h"
+#include "store_test.h"
+
+namespace VEXO::sharing::db {
+namespace {
+
+using record::Entry;
+using record::Session;
+using record::Token;
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+using testing::SizeIs;
+
+static_assert(std::has_virtual_destructor_v<TokenDB>);
+
+Session SessionOfRow(int id) {
+  Session session;
+  session.set_id(id);
+  return session;
+}
+
+Entry EntryOfRow(int id) {
+  Entry entry;
+  entry.set_id(id);
+  return entry;
+}
+
+class TokenDBTest : public testing::Test {
+ protected:
+  void Row(int id, int entry_id, int session_id, long timeout = 9999999999) {
+    platform_.Sql("INSERT INTO token VALUES (" + std::to_string(id) + "," +
+                      std::to_string(entry_id) + "," + std::to_string(session_id) + "," +
+                      std::to_string(timeout) + ")",
+                  kPath);
+  }
+
+  Calls Ids() {
+    Calls ids;
+    for (const auto& row : platform_.Sql("SELECT id FROM token ORDER BY id", kPath)) {
+      ids.push_back(row[0]);
+    }
+    return ids;
+  }
+
+  Calls Statements() {
+    const Calls statements = platform_.statements();
+    platform_.ForgetCalls();
+    return statements;
+  }
+
+  fakes::Platform platform_;
+  fakes::LogCapture log_;
+  BaseDB db_{kPath, 0660};
+  TokenDB store_{db_};
+};
+
+TEST_F(TokenDBTest, Create_WritesEntryThenSession) {
+  Token token = LegalToken(12, 3);
+  token.set_timeout(9999999999);
+
+  EXPECT_TRUE(store_.Create(token));
+  EXPECT_EQ(1, token.get_id());
+  EXPECT_EQ("INSERT INTO token VALUES (NULL,'12','3','9999999999')", db_.GetLastQuery());
+}
+
+TEST_F(TokenDBTest, Create_PairThatHasAToken_IsNotRefused) {
+  Token first = LegalToken();
+  Token second = LegalToken();
+
+  EXPECT_TRUE(store_.Create(first));
+  EXPECT_TRUE(store_.Create(second));
+  EXPECT_EQ(2, second.get_id());
+}
+
+TEST_F(TokenDBTest, Update_RewritesTheWholeRow) {
+  Row(5, 12, 3);
+  Token token;
+  ASSERT_TRUE(store_.GetById(5, token));
+  token.set_timeout(8888888888);
+  platform_.ForgetCalls();
+
+  EXPECT_TRUE(store_.Update(token));
+  EXPECT_THAT(Statements(), ElementsAre("UPDATE token SET entry_id='12',session_id='3',"
+                                        "timeout='8888888888' WHERE id=5"));
+}
+
+TEST_F(TokenDBTest, Delete_ByIdOrRecord_ObeysTheRowIdAlone) {
+  Row(5, 12, 3);
+  Row(6, 12, 4);
+  Row(7, 12, 5);
+  Token token = LegalToken(12, 5);
+  token.set_id(6);
+  platform_.ForgetCalls();
+
+  EXPECT_TRUE(store_.Delete(5));
+  EXPECT_TRUE(store_.Delete(token));
+  EXPECT_THAT(Statements(), ElementsAre("DELETE FROM token WHERE id=5",
+                                        "DELETE FROM token WHERE id=6"));
+  EXPECT_THAT(Ids(), ElementsAre("7"));
+}
+
+TEST_F(TokenDBTest, CountAndQuery_ObeyTheCondition) {
+  Row(5, 12, 3);
+  Row(6, 13, 3);
+  int count = -1;
+  std::vector<Token> found;
+  store_.GetCondition().Where("entry_id", "13");
+
+  EXPECT_TRUE(store_.Count(count));
+  EXPECT_EQ(1, count);
+  EXPECT_TRUE(store_.Query(found));
+  ASSERT_THAT(found, SizeIs(1));
+  EXPECT_EQ(6, found[0].get_id());
+  EXPECT_TRUE(store_.GetCondition().IsEmpty());
+}
+
+TEST_F(TokenDBTest, GetBySessionEntry_FindsTheTokenOfThePair) {
+  Row(5, 12, 3);
+  Row(6, 3, 12);
+  Token token;
+  platform_.ForgetCalls();
+
+  EXPECT_TRUE(store_.GetBySessionEntry(SessionOfRow(3), EntryOfRow(12), token));
+  EXPECT_EQ(5, token.get_id());
+  EXPECT_THAT(Statements(),
+              ElementsAre("SELECT * FROM token WHERE session_id = 3 AND entry_id = 12"));
+  EXPECT_THAT(log_.lines(), IsEmpty());
+}
+
+TEST_F(TokenDBTest, GetBySessionEntry_SessionNeverStored_LeavesTheToken) {
+  Row(5, 12, 3);
+  Token token = LegalToken(1, 2);
+
+  EXPECT_FALSE(store_.GetBySessionEntry(Session(), EntryOfRow(12), token));
+  EXPECT_FALSE(store_.GetBySessionEntry(SessionOfRow(3), Entry(), token));
+  EXPECT_EQ(0, token.get_id());
+  EXPECT_EQ(1, token.get_entry_id());
+  EXPECT_EQ(2, token.get_session_id());
+}
+
+TEST_F(TokenDBTest, GetBySessionEntry_Expired_IsFalseWithTheTokenFilled) {
+  Row(5, 12, 3, 1);
+  Token token;
+
+  EXPECT_FALSE(store_.GetBySessionEntry(SessionOfRow(3), EntryOfRow(12), token));
+  EXPECT_EQ(5, token.get_id());
+  EXPECT_EQ(1, token.get_timeout());
+  EXPECT_THAT(log_.lines(),
+              ElementsAre(fakes::Refusal("token", 83, "time(NULL) >= timeout_")));
+}
+
+TEST_F(TokenDBTest, GetBySessionEntry_LiveTokenBesideAnExpiredOne_IsFound) {
+  Row(5, 12, 3, 1);
+  Row(6, 12, 3);
+  Token token;
+
+  EXPECT_TRUE(store_.GetBySessionEntry(SessionOfRow(3), EntryOfRow(12), token));
+  EXPECT_EQ(6, token.get_id());
+}
+
+TEST_F(TokenDBTest, PurgeByEntry_RemovesItsTokensOfEverySession) {
+  Row(5, 12, 3);
+  Row(6, 12, 4, 1);
+  Row(7, 13, 3);
+  platform_.ForgetCalls();
+
+  EXPECT_TRUE(store_.PurgeByEntry(EntryOfRow(12)));
+  EXPECT_THAT(Statements(), ElementsAre("DELETE FROM token WHERE entry_id = 12"));
+  EXPECT_THAT(Ids(), ElementsAre("7"));
+}
+
+TEST_F(TokenDBTest, PurgeByEntry_LinkNeverStored_DeletesNothing) {
+  Row(5, 12, 3);
+
+  EXPECT_TRUE(store_.PurgeByEntry(Entry()));
+  EXPECT_EQ("DELETE FROM token WHERE entry_id = 0", db_.GetLastQuery());
+  EXPECT_THAT(Ids(), ElementsAre("5"));
+  platform_.FailStatement("DELETE");
+  EXPECT_FALSE(store_.PurgeByEntry(EntryOfRow(12)));
+}
+
+TEST_F(TokenDBTest, PurgeExpired_DeadlineThisSecond_Survives) {
+  Calls left;
+  bool legal = true;
+  InOneSecond([&](long now) {
+    platform_.Sql("DELETE FROM token", kPath);
+    Row(5, 12, 3, now - 1);
+    Row(6, 12, 4, now);
+    Row(7, 12, 5, now + 1);
+    store_.PurgeExpired(1.0F);
+    left = Ids();
+    Token token;
+    legal = store_.GetById(6, token);
+  });
+
+  EXPECT_THAT(left, ElementsAre("6", "7"));
+  EXPECT_FALSE(legal);
+}
+
+TEST_F(TokenDBTest, PurgeExpired_DrawMisses_NeverTouchesTheDatabase) {
+  Row(5, 12, 3, 1);
+  platform_.Fail("VEXODBExecute");
+  platform_.ForgetCalls();
+
+  EXPECT_TRUE(store_.PurgeExpired(0.0F));
+  EXPECT_TRUE(store_.PurgeExpired(-1.0F));
+  platform_.random_numbers = {50};
+  EXPECT_TRUE(store_.PurgeExpired(0.5F));
+  EXPECT_THAT(platform_.statements(), IsEmpty());
+  EXPECT_THAT(Ids(), ElementsAre("5"));
+}
+
+TEST_F(TokenDBTest, PurgeExpired_DrawHits_RunsTheDelete) {
+  const fakes::DigitGrouping grouping;
+  platform_.ForgetCalls();
+
+  EXPECT_TRUE(store_.PurgeExpired(1.0F));
+  platform_.random_numbers = {49};
+  EXPECT_TRUE(store_.PurgeExpired(0.5F));
+  EXPECT_THAT(platform_.statements(), SizeIs(2));
+  EXPECT_THAT(platform_.statements(),
+              Each(MatchesRegex("DELETE FROM token WHERE timeout < '[0-9]+'")));
+  platform_.FailStatement("DELETE");
+  EXPECT_FALSE(store_.PurgeExpired(1.0F));
+}
+
+TEST_F(TokenDBTest, LocaleWithDigitGrouping_WritesPlainDecimals) {
+  const fakes::DigitGrouping grouping;
+  Token token;
+  platform_.ForgetCalls();
+
+  store_.GetBySessionEntry(SessionOfRow(1234567), EntryOfRow(INT_MIN), token);
+  store_.PurgeByEntry(EntryOfRow(INT_MAX));
+  EXPECT_THAT(Statements(),
+              ElementsAre("SELECT * FROM token WHERE session_id = 1234567 AND entry_id = "
+                          "-2147483648",
+                          "DELETE FROM token WHERE entry_id = 2147483647"));
+}
+
+TEST_F(TokenDBTest, End_ChecksTheLogIntoTheFile) {
+  { const TokenDB store(db_); }
+
+  EXPECT_EQ("PRAGMA wal_checkpoint;", db_.GetLastQuery());
+}
+
+/// Sweeps one operation of the store; the table holds the expired token 5 and the live
+/// one 6.
+template <class Act>
+void SweepStore(Act act) {
+  SweepFailures([&act](Failure& failure) {
+    failure.platform.Sql("INSERT INTO token VALUES (5,11,3,1),(6,12,3,9999999999)",
+                         kPath);
+    BaseDB db(kPath, 0660);
+    TokenDB store(db);
+    failure.Arm();
+
+    act(failure, store);
+  });
+}
+
+/// Whether the operation may succeed although a call failed: the ids could not be put
+/// back, or the failure was in the store's end.
+bool Unseen(const Failure& failure) {
+  return !failure.happened() || failure.IsOfLeaving() ||
+         failure.Concerns("PRAGMA wal_checkpoint;");
+}
+
+std::string Rows(Failure& failure) {
+  return failure.platform.Sql("SELECT count(*) FROM token", kPath)[0][0];
+}
+
+TEST(TokenDBSweep, GetBySessionEntry_AnyCallFails_LeavesTheToken) {
+  SweepStore([](Failure& failure, TokenDB& store) {
+    Token token = LegalToken(1, 2);
+
+    const bool found = store.GetBySessionEntry(SessionOfRow(3), EntryOfRow(12), token);
+    EXPECT_EQ(Unseen(failure), found);
+    EXPECT_EQ(found ? 6 : 0, token.get_id());
+    EXPECT_EQ(found ? 12 : 1, token.get_entry_id());
+  });
+}
+
+TEST(TokenDBSweep, PurgeByEntry_AnyCallFails_DeletesNothing) {
+  SweepStore([](Failure& failure, TokenDB& store) {
+    const bool purged = store.PurgeByEntry(EntryOfRow(12));
+    EXPECT_EQ(Unseen(failure), purged);
+    EXPECT_EQ(purged ? "1" : "2", Rows(failure));
+  });
+}
+
+TEST(TokenDBSweep, PurgeExpired_AnyCallFails_DeletesNothing) {
+  SweepStore([](Failure& failure, TokenDB& store) {
+    const bool purged = store.PurgeExpired(1.0F);
+    EXPECT_EQ(Unseen(failure), purged);
+    EXPECT_EQ(purged ? "1" : "2", Rows(failure));
+  });
+}
+
+}  // namespace
+}  // namespace VEXO::sharing::db
