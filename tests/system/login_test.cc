@@ -1,0 +1,359 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <ctime>
+#include <string>
+#include <vector>
+
+#include "entry_db.h"
+#include "sharing_db.h"
+#include "sharinglogin.h"
+#include "system_test.h"
+
+using system_test::Answer;
+using system_test::InChild;
+using system_test::kDatabase;
+using system_test::Link;
+using system_test::SqlValue;
+using testing::Contains;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using VEXO::sharing::db::EntryDB;
+using VEXO::sharing::db::SharingDB;
+using VEXO::sharing::record::Entry;
+
+namespace {
+
+const char kAddress[] = "192.0.2.1";
+
+void Store(Entry link) {
+  // In a child, so that the test's own process opens the database only as it means to.
+  const Answer answer = InChild(system_test::Root(), [&] {
+    return EntryDB(SharingDB::Instance()).Create(link) ? "stored" : "refused";
+  });
+  ASSERT_EQ(answer.text, "stored");
+}
+
+Entry UserLink(const std::string& hash) {
+  Entry link = Link(hash);
+  link.set_protect_type(Entry::PROTECT_USER);
+  link.set_protect_users({"alice", "carol", "dave"});
+  return link;
+}
+
+Entry PasswordLink(const std::string& hash) {
+  Entry link = Link(hash);
+  link.set_protect_type(Entry::PROTECT_PASSWORD);
+  link.set_protect_password("open sesame", true, Entry::ENCRYPT_ALGO_DEFAULT);
+  return link;
+}
+
+/// What a visitor of the link "link" brings.
+struct Visitor {
+  const char* user = nullptr;
+  const char* password = nullptr;
+  const char* session_id = nullptr;
+  const char* address = kAddress;
+};
+
+_tag_sharing_login_params Params(const Visitor& visitor) {
+  setenv("REMOTE_ADDR", visitor.address, 1);
+  _tag_sharing_login_params params = {};
+  params.hash = "link";
+  params.session_id = visitor.session_id;
+  params.username = visitor.user;
+  (visitor.user == nullptr ? params.password : params.user_password) = visitor.password;
+  return params;
+}
+
+/// Each operation as a CGI program of its own: the result code, and the session id of a
+/// login that succeeded.
+struct Login {
+  explicit Login(const Visitor& visitor,
+                 const system_test::Account& account = system_test::Root()) {
+    const Answer answer = InChild(account, [&] {
+      const _tag_sharing_login_params params = Params(visitor);
+      std::string session;
+      const int result = VEXO::VexoSharingLogin(session, &params, false);
+      return std::to_string(result) + " " + session;
+    });
+    const std::size_t blank = answer.text.find(' ');
+    code = answer.text.substr(0, blank);
+    session_id = blank == std::string::npos ? "" : answer.text.substr(blank + 1);
+    log = answer.log;
+  }
+
+  std::string code;
+  std::string session_id;
+  std::vector<std::string> log;
+};
+
+std::string Check(const Visitor& visitor,
+                  const system_test::Account& account = system_test::Root()) {
+  return InChild(account,
+                 [&] {
+                   const _tag_sharing_login_params params = Params(visitor);
+                   return std::to_string(VEXO::VexoSharingIsAuthorized(&params));
+                 })
+      .text;
+}
+
+std::string Logout(const std::string& session_id) {
+  return InChild(system_test::Root(),
+                 [&] {
+                   return std::to_string(VexoSharingLogout("link", session_id.c_str()));
+                 })
+      .text;
+}
+
+Visitor Returning(const Login& login) {
+  Visitor visitor;
+  visitor.session_id = login.session_id.c_str();
+  return visitor;
+}
+
+}  // namespace
+
+TEST(RealLogin, RightPasswordOfAListedUser_IsAdmittedAsRoot) {
+  Store(UserLink("link"));
+
+  const Login login({"alice", "alice-secret"});
+
+  EXPECT_EQ(login.code, "1");
+  EXPECT_EQ(login.session_id.size(), 32U);
+  EXPECT_EQ(SqlValue(kDatabase, "SELECT uid || ' ' || ip FROM session"),
+            "5001 192.0.2.1");
+  EXPECT_EQ(Check(Returning(login)), "1");
+}
+
+TEST(RealLogin, RightPassword_IsAdmittedAsTheSystemAccountWithGroupShadow) {
+  Store(UserLink("link"));
+
+  const Login login({"alice", "alice-secret"}, system_test::SystemWithShadow());
+
+  EXPECT_EQ(login.code, "1");
+  EXPECT_EQ(Check(Returning(login), system_test::SystemWithShadow()), "1");
+}
+
+TEST(RealLogin, RightPassword_IsRefusedAndLoggedAsTheBareSystemAccount) {
+  Store(UserLink("link"));
+
+  const Login login({"alice", "alice-secret"}, system_test::System());
+
+  EXPECT_EQ(login.code, "-2");
+  EXPECT_THAT(login.log, Contains(HasSubstr("shadow")));
+}
+
+TEST(RealLogin, WrongPassword_IsRefused) {
+  Store(UserLink("link"));
+
+  EXPECT_EQ(Login({"alice", "bob-secret"}).code, "-2");
+}
+
+TEST(RealLogin, ExpiredAccount_IsRefused) {
+  Store(UserLink("link"));
+
+  EXPECT_EQ(Login({"carol", "carol-secret"}).code, "-2");
+}
+
+TEST(RealLogin, LockedPassword_IsRefused) {
+  Store(UserLink("link"));
+
+  EXPECT_EQ(Login({"dave", "dave-secret"}).code, "-2");
+}
+
+TEST(RealLogin, UnknownUser_IsRefused) {
+  Store(UserLink("link"));
+
+  EXPECT_EQ(Login({"nobody-here", "x"}).code, "-2");
+}
+
+TEST(RealLogin, UserWhoIsNotListed_IsNotAdmitted) {
+  Store(UserLink("link"));
+
+  EXPECT_EQ(Login({"bob", "bob-secret"}).code, "-10");
+}
+
+TEST(RealLogin, MemberOfAListedGroup_IsAdmitted) {
+  Entry link = Link("link");
+  link.set_protect_type(Entry::PROTECT_USER);
+  link.set_protect_groups({"staff-test"});
+  Store(link);
+
+  EXPECT_EQ(Login({"alice", "alice-secret"}).code, "1");
+  EXPECT_EQ(Login({"bob", "bob-secret"}).code, "-10");
+}
+
+TEST(RealLogin, UserTakenFromTheList_IsRefusedAtTheNextCheck) {
+  Store(UserLink("link"));
+  const Login login({"alice", "alice-secret"});
+  ASSERT_EQ(login.code, "1");
+  ASSERT_EQ(InChild(system_test::Root(),
+                    [] {
+                      EntryDB links(SharingDB::Instance());
+                      Entry link;
+                      if (!links.GetByHash("link", link)) return "not found";
+                      link.set_protect_users({"bob"});
+                      return links.Update(link) ? "updated" : "refused";
+                    })
+                .text,
+            "updated");
+
+  EXPECT_EQ(Check(Returning(login)), "-2");
+}
+
+TEST(RealLogin, WholeRoad_EndsWithTheLogout) {
+  Store(PasswordLink("link"));
+  const Login login({nullptr, "open sesame"});
+  ASSERT_EQ(login.code, "1");
+
+  EXPECT_EQ(Check(Returning(login)), "1");
+  EXPECT_EQ(Logout(login.session_id), "1");
+  EXPECT_EQ(Check(Returning(login)), "-7");
+  EXPECT_EQ(Logout(login.session_id), "0");
+}
+
+TEST(RealLogin, SecondLoginOfAVisitor_KeepsSessionAndToken) {
+  Store(PasswordLink("link"));
+  const Login first({nullptr, "open sesame"});
+
+  Visitor visitor = Returning(first);
+  visitor.password = "open sesame";
+  const Login second(visitor);
+
+  EXPECT_EQ(second.session_id, first.session_id);
+  EXPECT_EQ(SqlValue(kDatabase, "SELECT count(*) FROM token"), "1");
+  EXPECT_EQ(SqlValue(kDatabase, "SELECT use_count FROM entry"), "2");
+}
+
+TEST(RealLogin, ExpiredSession_IsRevivedByALoginOnly) {
+  Store(PasswordLink("link"));
+  const Login first({nullptr, "open sesame"});
+  SqlValue(kDatabase, "UPDATE session SET timeout = 5");
+
+  EXPECT_EQ(Check(Returning(first)), "-1");
+  Visitor visitor = Returning(first);
+  visitor.password = "open sesame";
+  EXPECT_EQ(Login(visitor).session_id, first.session_id);
+  EXPECT_EQ(Check(Returning(first)), "1");
+}
+
+TEST(RealLogin, ExpiredToken_IsDeletedByTheCheck) {
+  Store(PasswordLink("link"));
+  const Login login({nullptr, "open sesame"});
+  SqlValue(kDatabase, "UPDATE token SET timeout = 5");
+
+  EXPECT_EQ(Check(Returning(login)), "-1");
+  EXPECT_EQ(SqlValue(kDatabase, "SELECT count(*) FROM token"), "0");
+}
+
+TEST(RealLogin, Check_MovesBothDeadlinesToOneDayAhead) {
+  Store(PasswordLink("link"));
+  const Login login({nullptr, "open sesame"});
+  const long before = time(nullptr);
+  SqlValue(kDatabase, "UPDATE session SET timeout = 99999999999");
+  SqlValue(kDatabase, "UPDATE token SET timeout = " + std::to_string(before + 60));
+
+  ASSERT_EQ(Check(Returning(login)), "1");
+
+  const long after = time(nullptr);
+  for (const char* const table : {"session", "token"}) {
+    const long timeout =
+        std::stol(SqlValue(kDatabase, std::string("SELECT timeout FROM ") + table));
+    EXPECT_GE(timeout, before + 86400) << table;
+    EXPECT_LE(timeout, after + 86400) << table;
+  }
+}
+
+TEST(RealLogin, CheckFromAnotherAddress_IsRefused) {
+  Store(PasswordLink("link"));
+  const Login login({nullptr, "open sesame"});
+
+  Visitor visitor = Returning(login);
+  visitor.address = "192.0.2.2";
+  EXPECT_EQ(Check(visitor), "-8");
+}
+
+TEST(RealLogin, LinkForThreeUses_AdmitsThree) {
+  Entry link = Link("link");
+  link.set_expire_times(3);
+  Store(link);
+
+  EXPECT_EQ(Login({}).code, "1");
+  EXPECT_EQ(Login({}).code, "1");
+  EXPECT_EQ(Login({}).code, "1");
+  EXPECT_EQ(Login({}).code, "-11");
+}
+
+TEST(RealLogin, UnknownDisabledOrExpiredLink_IsRefused) {
+  EXPECT_EQ(Login({}).code, "-3");
+  Entry link = Link("link");
+  link.set_expire_at(time(nullptr) - 1);
+  Store(link);
+  EXPECT_EQ(Login({}).code, "-3");
+  SqlValue(kDatabase, "UPDATE entry SET expire_at = 0, enabled = 0");
+  EXPECT_EQ(Login({}).code, "-3");
+  SqlValue(kDatabase, "UPDATE entry SET enabled = 1");
+  EXPECT_EQ(Login({}).code, "1");
+}
+
+TEST(RealLogin, TenWrongPasswords_BlockTheAddressAndNoOther) {
+  Store(PasswordLink("link"));
+  for (int i = 0; i < 10; ++i) {
+    ASSERT_EQ(Login({nullptr, "guess"}).code, "-9");
+  }
+
+  EXPECT_EQ(Login({nullptr, "open sesame"}).code, "-8");
+  EXPECT_EQ(Login({nullptr, "open sesame", nullptr, "192.0.2.2"}).code, "1");
+}
+
+TEST(RealLogin, Success_ForgetsTheFailuresOfTheAddress) {
+  Store(PasswordLink("link"));
+  for (int i = 0; i < 9; ++i) {
+    ASSERT_EQ(Login({nullptr, "guess"}).code, "-9");
+  }
+  ASSERT_EQ(Login({nullptr, "open sesame"}).code, "1");
+
+  EXPECT_EQ(Login({nullptr, "guess"}).code, "-9");
+  EXPECT_EQ(Login({nullptr, "open sesame"}).code, "1");
+}
+
+TEST(RealLogin, MappedAddress_CountsAsTheIpv4OneItIs) {
+  Store(PasswordLink("link"));
+  const Login login({nullptr, "open sesame", nullptr, "::ffff:192.0.2.1"});
+
+  EXPECT_EQ(Check(Returning(login)), "1");
+}
+
+TEST(RealLogin, NoAddress_IsAGeneralFailure) {
+  Store(Link("link"));
+
+  EXPECT_EQ(Login({nullptr, nullptr, nullptr, ""}).code, "-4");
+  EXPECT_EQ(Login({nullptr, nullptr, nullptr, "no address"}).code, "-4");
+}
+
+TEST(RealLogin, PlainTwins_GoTheSameRoad) {
+  Store(PasswordLink("link"));
+  const Answer answer = InChild(system_test::Root(), [] {
+    _tag_sharing_login_params params = Params({nullptr, "open sesame"});
+    char session[64] = {};
+    std::string codes =
+        std::to_string(VexoSharingLogin(session, sizeof session, &params, 0));
+    params.session_id = session;
+    codes += " " + std::to_string(VexoSharingIsAuthorized(&params));
+    codes += " " + std::to_string(VexoSharingIncreaseUseCount("link"));
+    codes += " " + std::to_string(VexoSharingLogout("link", session));
+    return codes + " " + std::to_string(VexoSharingIsAuthorized(&params));
+  });
+
+  EXPECT_EQ(answer.text, "1 1 1 1 -7");
+  EXPECT_THAT(answer.log, IsEmpty());
+  EXPECT_EQ(SqlValue(kDatabase, "SELECT use_count FROM entry"), "2");
+}
+
+TEST(RealLogin, AnyOtherAccount_GetsAGeneralFailure) {
+  Store(Link("link"));
+
+  EXPECT_EQ(Login({}, system_test::Neither()).code, "-4");
+}

@@ -1,0 +1,173 @@
+#include "system_test.h"
+
+#include <fcntl.h>
+#include <grp.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <memory>
+#include <sstream>
+
+#include "log_capture.h"
+
+namespace system_test {
+
+const char* const kDatabase = "/usr/vexo/etc/private/session/sharing/sharing.db";
+const char* const kDatabaseFolder = "/usr/vexo/etc/private/session/sharing";
+const char* const kSchemaFolder = "/usr/vexo/share/vexosharing/db_schema";
+const char* const kToolFolder = "/usr/vexo/bin";
+
+namespace {
+
+bool Take(const Account& account) {
+  return setgroups(account.groups.size(), account.groups.data()) == 0 &&
+         setresgid(account.group, account.group, account.group) == 0 &&
+         setresuid(account.real, account.effective, account.saved) == 0;
+}
+
+void WriteAll(int fd, const std::string& text) {
+  std::size_t done = 0;
+  while (done < text.size()) {
+    const ssize_t written = write(fd, text.data() + done, text.size() - done);
+    if (written <= 0) _exit(1);
+    done += static_cast<std::size_t>(written);
+  }
+}
+
+std::string ReadAll(int fd) {
+  std::string text;
+  char buffer[4096];
+  ssize_t got = 0;
+  while ((got = read(fd, buffer, sizeof buffer)) > 0) {
+    text.append(buffer, static_cast<std::size_t>(got));
+  }
+  return text;
+}
+
+pid_t Fork() {
+  fflush(nullptr);  // or the child would print what waits in the buffers once more
+  const pid_t child = fork();
+  if (child == -1) {
+    perror("fork");
+    abort();
+  }
+  return child;
+}
+
+}  // namespace
+
+Account Root() { return Account(); }
+
+Account System() { return Account{1, 1, 1, 1, {}}; }
+
+Account SystemWithShadow() {
+  const group* const shadow = getgrnam("shadow");
+  if (shadow == nullptr) abort();
+  return Account{1, 1, 1, 1, {shadow->gr_gid}};
+}
+
+Account Neither() { return Account{5001, 5001, 5001, 5001, {}}; }
+
+Answer InChild(const Account& account, const std::function<std::string()>& work) {
+  int ends[2];
+  if (pipe2(ends, O_CLOEXEC) == -1) abort();
+  const pid_t child = Fork();
+  if (child == 0) {
+    fakes::LogCapture log;
+    const std::string text = Take(account) ? work() : "the account cannot be taken";
+    WriteAll(ends[1], text + '\0');
+    for (const std::string& line : log.lines()) WriteAll(ends[1], line + '\0');
+    _exit(0);
+  }
+  close(ends[1]);
+  std::istringstream answers(ReadAll(ends[0]));
+  close(ends[0]);
+  Answer answer;
+  std::getline(answers, answer.text, '\0');
+  std::string line;
+  while (std::getline(answers, line, '\0')) answer.log.push_back(line);
+  if (!EndsWell(child)) answer.text = "the child did not end well: " + answer.text;
+  return answer;
+}
+
+pid_t Start(const std::function<bool()>& work) {
+  const pid_t child = Fork();
+  if (child == 0) _exit(work() ? 0 : 1);
+  return child;
+}
+
+bool EndsWell(pid_t child) {
+  int status = 0;
+  while (waitpid(child, &status, 0) == -1) {
+    if (errno != EINTR) return false;
+  }
+  return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+std::string SqlValue(const std::string& path, const std::string& sql) {
+  sqlite3* handle = nullptr;
+  const int opened =
+      sqlite3_open_v2(path.c_str(), &handle, SQLITE_OPEN_READWRITE, nullptr);
+  const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> owner(handle, sqlite3_close);
+  if (opened != SQLITE_OK) return sqlite3_errmsg(handle);
+  sqlite3_busy_timeout(handle, 10000);
+
+  const char* rest = sql.c_str();
+  std::string value;
+  while (*rest != '\0') {
+    sqlite3_stmt* statement = nullptr;
+    if (sqlite3_prepare_v2(handle, rest, -1, &statement, &rest) != SQLITE_OK) {
+      return sqlite3_errmsg(handle);
+    }
+    const std::unique_ptr<sqlite3_stmt, decltype(&sqlite3_finalize)> done(
+        statement, sqlite3_finalize);
+    if (statement == nullptr) continue;  // blanks or a comment
+    int step = sqlite3_step(statement);
+    if (step == SQLITE_ROW) {
+      const unsigned char* const text = sqlite3_column_text(statement, 0);
+      value = text == nullptr ? "NULL" : reinterpret_cast<const char*>(text);
+    }
+    while (step == SQLITE_ROW) step = sqlite3_step(statement);
+    if (step != SQLITE_DONE) return sqlite3_errmsg(handle);
+  }
+  return value;
+}
+
+std::string ReadFile(const std::string& path) {
+  std::ifstream file(path);
+  std::ostringstream text;
+  text << file.rdbuf();
+  return text.str();
+}
+
+void WriteFile(const std::string& path, const std::string& text) {
+  std::ofstream file(path);
+  file << text;
+  if (!file.flush()) abort();
+}
+
+std::string OwnerAndMode(const std::string& path) {
+  struct stat status = {};
+  if (stat(path.c_str(), &status) == -1) return "missing";
+  std::ostringstream text;
+  text << std::oct << (status.st_mode & 07777) << std::dec << " " << status.st_uid << ":"
+       << status.st_gid;
+  return text.str();
+}
+
+VEXO::sharing::record::Entry Link(const std::string& hash) {
+  VEXO::sharing::record::Entry link;
+  link.set_hash(hash);
+  link.set_project_name("photos");
+  link.set_owner_uid(5001);
+  link.set_app(Json::Value(Json::objectValue));
+  return link;
+}
+
+}  // namespace system_test
