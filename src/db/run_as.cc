@@ -17,17 +17,14 @@ constexpr gid_t kKeepGid = static_cast<gid_t>(-1);
 bool SetUid(uid_t uid) { return setresuid(kKeepUid, uid, kKeepUid) != -1; }
 bool SetGid(gid_t gid) { return setresgid(kKeepGid, gid, kKeepGid) != -1; }
 
-/// Goes from the effective ids `from_uid` and `from_gid` to the others, by way of root,
-/// which alone may take any id.
-bool Switch(uid_t from_uid, gid_t from_gid, uid_t to_uid, gid_t to_gid) {
-  if (from_uid != kRootUid && from_uid != to_uid && !SetUid(kRootUid)) {
-    return false;
-  }
-  if (from_gid != to_gid && to_gid != kKeepGid && !SetGid(to_gid)) {
-    return false;
-  }
-  return from_uid == to_uid || to_uid == kKeepUid || SetUid(to_uid);
+// The way from the effective ids `from` to the ids `to` leads by root, which alone may
+// take any id.  Each step is true when it is done or not needed.
+
+bool TakeRoot(uid_t from, uid_t to) {
+  return from == kRootUid || from == to || SetUid(kRootUid);
 }
+bool GoToGid(gid_t from, gid_t to) { return from == to || to == kKeepGid || SetGid(to); }
+bool GoToUid(uid_t from, uid_t to) { return from == to || to == kKeepUid || SetUid(to); }
 
 }  // namespace
 
@@ -36,7 +33,8 @@ RunAs::RunAs(uid_t uid, gid_t gid, const char* source, int line)
       caller_gid_(getegid()),
       source_(source),
       line_(line),
-      in_force_(Switch(caller_uid_, caller_gid_, uid, gid)) {
+      in_force_(TakeRoot(caller_uid_, uid) && GoToGid(caller_gid_, gid) &&
+                GoToUid(caller_uid_, uid)) {
   if (!in_force_) {
     syslog(LOG_AUTH | LOG_ERR, "%s:%d ERROR: %s(%d, %d)", source_, line_, kName,
            static_cast<int>(uid), static_cast<int>(gid));
@@ -45,7 +43,13 @@ RunAs::RunAs(uid_t uid, gid_t gid, const char* source, int line)
 
 RunAs::~RunAs() {
   const int saved_errno = errno;  // the reason of what failed inside the scope
-  if (!Switch(geteuid(), getegid(), caller_uid_, caller_gid_)) {
+  const uid_t uid = geteuid();
+  const gid_t gid = getegid();
+  // Every step is tried, whatever became of the one before: above all, root is not kept.
+  const bool by_root = TakeRoot(uid, caller_uid_);
+  const bool group = GoToGid(gid, caller_gid_);
+  const bool user = GoToUid(uid, caller_uid_);
+  if (!by_root || !group || !user) {
     syslog(LOG_AUTH | LOG_CRIT, "%s:%d ERROR: ~%s(%d, %d)", source_, line_, kName,
            static_cast<int>(caller_uid_), static_cast<int>(caller_gid_));
   }

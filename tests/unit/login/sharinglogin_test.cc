@@ -1254,6 +1254,8 @@ TEST_F(UseCountTest, LinkThatIsNotLegal_IsFalse) {
   platform_.Sql("UPDATE entry SET data='{}'");
 
   EXPECT_FALSE(VEXO::VexoSharingIncreaseUseCount("hash"));
+  EXPECT_THAT(log_.lines(),
+              ElementsAre(fakes::Refusal("entry", 336, "! app_.isObject()")));
 }
 
 TEST_F(UseCountTest, LargestNumber_Stays) {
