@@ -5,7 +5,8 @@
 BEGIN IMMEDIATE;
 
 CREATE INDEX IF NOT EXISTS entry_owner ON entry (owner_uid, project_name);
-CREATE INDEX IF NOT EXISTS entry_expiry ON entry (expire_at) WHERE expire_at != 0;
+CREATE INDEX IF NOT EXISTS entry_expiry ON entry (auto_gc, expire_at)
+  WHERE expire_at != 0;
 CREATE INDEX IF NOT EXISTS entry_used_up ON entry (auto_gc)
   WHERE expire_times != 0 AND use_count >= expire_times;
 

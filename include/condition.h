@@ -12,6 +12,7 @@ class ConditionPrivate;
 
 /// Filter, order and paging of a query.  It gathers until Clear; a store's Query clears
 /// it, a store's Count does not.  Terms stand without parentheses: AND binds before OR.
+/// For the thread that uses the database.
 class SHARING_EXPORT Condition {
  public:
   /// An empty condition; `db`, which escapes its texts, must outlive it.

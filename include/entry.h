@@ -57,7 +57,9 @@ class SHARING_EXPORT Entry {
   /// data are never part of it.
   void ToJSON(Json::Value& out) const;
   /// Fills the record from a row of the table "entry"; false, with the id set, when the
-  /// data column does not read or the record is not legal.
+  /// data column does not read or the record is not legal.  A global C++ locale other
+  /// than the classic one is put aside for the moment of the parsing, for the whole
+  /// process.
   bool FromRow(const db::Row& row);
 
   int get_id() const;
@@ -101,7 +103,7 @@ class SHARING_EXPORT Entry {
   /// Whether the general purge may delete the link.
   bool get_auto_gc() const;
   void set_auto_gc(const bool& auto_gc);
-  /// Whether a visitor's requests must come from the address of his login.
+  /// Whether a visitor's requests must come from the address of the login.
   bool get_enable_match_ip() const;
   void set_enable_match_ip(bool enable_match_ip);
 
@@ -115,9 +117,10 @@ class SHARING_EXPORT Entry {
   PasswordEncryptAlgo get_protect_password_algo() const;
   std::string get_protect_password_salt() const;
   /// Sets the password that PROTECT_PASSWORD asks for; the protect type stays.  With
-  /// `need_hash` false, `password` is already a stored form.  A failure (an empty
-  /// password under MD5, no random salt) leaves the record not legal until a later call
-  /// succeeds.
+  /// `need_hash` false, `password` is already a stored form, made with the salt that the
+  /// record holds.  A failure (an empty
+  /// password under MD5, no random salt, no such algorithm) leaves the record not legal
+  /// until a later call succeeds.
   void set_protect_password(const std::string& password, bool need_hash,
                             PasswordEncryptAlgo algo);
   /// Whether the password opens the link; always true when the link asks for none.
@@ -143,7 +146,9 @@ class SHARING_EXPORT Entry {
   std::string get_redirect_uri() const;
   void set_redirect_uri(const std::string& redirect_uri);
 
-  /// The application's object, shown to visitors; must be a JSON object.
+  /// The application's object, shown to visitors; must be a JSON object.  A link whose
+  /// objects hold an infinite number, or are nested about 1000 deep, can be stored but
+  /// not read again.
   Json::Value get_app() const;
   void set_app(const Json::Value& app);
   /// The application's object that ToJSON never shows; must be a JSON object.

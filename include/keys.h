@@ -25,7 +25,8 @@ SHARING_EXPORT extern const int SHARING_HASH_LENGTH;
 SHARING_EXPORT extern const int SHARING_PASS_HASH_LENGTH;
 /// Length in characters of a new session id.
 SHARING_EXPORT extern const int SHARING_SESSION_LENGTH;
-/// A colliding random value is replaced while the attempt number is at most this.
+/// A failed insert under a random value is tried again while the attempt number is at
+/// most this.
 SHARING_EXPORT extern const int SHARING_MAX_RETRY_TIMES;
 
 /// The database file.

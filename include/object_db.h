@@ -15,8 +15,9 @@ namespace VEXO::sharing::db {
 
 /// The store of one kind of record in one table.  It lives as long as the caller's scope,
 /// on a database that outlives it, and checkpoints the write-ahead log when it ends.
-/// Operations answer true on success; the SQL error stands in BaseDB::GetLastError.  The
-/// order of the virtual operations is part of the binary interface.
+/// For the thread that uses the database.  Operations answer true on success; the SQL
+/// error stands in BaseDB::GetLastError.  The order of the virtual operations is part of
+/// the binary interface.
 class SHARING_EXPORT ObjectDB {
  public:
   virtual ~ObjectDB();

@@ -10,14 +10,15 @@ struct DBResult_tag;
 namespace VEXO::sharing::db {
 
 /// Text of one column, with conversions.  Convert a field once: a second numeric
-/// conversion of the same object answers the default.
+/// conversion of the same object may answer the default.  Results, rows and fields are
+/// for the thread that uses their database.
 class SHARING_EXPORT Field {
  public:
   explicit Field(const std::string& text);
   virtual ~Field();
 
   /// The longest numeric prefix, blanks before it skipped; `def` when there is none or it
-  /// does not fit.
+  /// does not fit.  A negative number wraps in AsUInt.
   int AsInt(int def);
   unsigned int AsUInt(unsigned int def);
   /// Seconds since the epoch.

@@ -13,8 +13,9 @@ namespace VEXO::sharing::db {
 
 class SessionDBPrivate;
 
-/// The store of visitors' sessions.  Made on the stack for as long as it is needed;
-/// operations answer true on success, and the SQL error stands in BaseDB::GetLastError.
+/// The store of visitors' sessions.  Made on the stack for as long as it is needed, for
+/// the thread that uses the database; operations answer true on success, and the SQL
+/// error stands in BaseDB::GetLastError.
 class SHARING_EXPORT SessionDB {
  public:
   /// `db`, usually SharingDB::Instance(), must outlive the store.

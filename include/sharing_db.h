@@ -23,8 +23,8 @@ class SHARING_EXPORT SharingDB : public BaseDB {
   explicit SharingDB(const std::string& path);
   ~SharingDB() override;
 
-  /// Whether the file is open and its schema current.  When it is not, every statement
-  /// fails.
+  /// Whether the file is open and its schema current, or newer.  When it is not, every
+  /// statement fails.
   bool IsGood() const;
 
  private:

@@ -1,6 +1,8 @@
 #pragma once
 
-/// The visitor's road: log in to a link, check every later request, log out, count a use.
+/// @file
+/// What a link's front end calls: log a visitor in, check every later request, log out,
+/// count a use.
 /// To be called from a CGI program: the client's address, the request's parameters and
 /// its cookies are those of the request that it serves.  The plain functions serve C
 /// programs; C++ programs call those of namespace VEXO, always by that name, since both
@@ -29,8 +31,8 @@ struct _tag_sharing_login_params {
 extern "C" {
 #endif
 
-/// Logs a visitor in, as VEXO::VexoSharingLogin does; `flag` 1 suppresses the record of
-/// failed logins, any other value does not.
+/// Logs a visitor in, as VEXO::VexoSharingLogin does; `flag` 1 sets `suppress_autoblock`,
+/// any other value does not.
 ///
 /// Copies at most `size` characters of the session id to `buf`, without a terminator, and
 /// then writes a 0 to buf[size - 1]: hand in a zeroed buffer.  33 bytes hold an id that
@@ -58,10 +60,12 @@ SHARING_EXPORT int VexoSharingIncreaseUseCount(const char* hash);
 
 namespace VEXO {
 
-/// Logs a visitor in to a link, counts the use and hands back the id of his session, good
-/// for one day.  A session id that still stands in the database is used again, an expired
-/// one too.  Refused credentials count against the visitor's address, and a success
-/// clears its record; `suppress_autoblock` switches that off for -10 and for the success.
+/// Logs a visitor in to a link, counts the use and hands back the id of the session,
+/// good for one day.  A session id that still stands in the database is used again, an
+/// expired one too.  Every refusal by the link's protection (-2, -3 without or with
+/// unchecked credentials, -9, -10) counts as a failed login of the visitor's address, and
+/// a success clears its record; `suppress_autoblock` switches that off for -10 and for
+/// the success.
 ///
 ///   1   logged in; only now `out` is replaced
 ///  -2   user or user's password refused

@@ -14,7 +14,8 @@ namespace VEXO::sharing::db {
 
 class TokenDBPrivate;
 
-/// The store of tokens.  Made on the stack for as long as it is needed; operations answer
+/// The store of tokens.  Made on the stack for as long as it is needed, for the
+/// thread that uses the database; operations answer
 /// true on success, and the SQL error stands in BaseDB::GetLastError.
 class SHARING_EXPORT TokenDB {
  public:

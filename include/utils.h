@@ -12,8 +12,8 @@ class Value;
 }
 struct VEXOUSER;
 
-// Free functions of the library.  Each answers true on success and leaves its outputs as
-// they were on failure.
+// Free functions of the library.  Where nothing else is said, true means success, a
+// failure leaves the outputs as they were, and any thread may call.
 
 namespace VEXO::sharing {
 
@@ -86,7 +86,9 @@ SHARING_EXPORT bool GetSharingURL(const std::string& first, int number, bool fla
 /// the JSON that it prints into `out`.  `params` is an object of values that have a text
 /// form (or null, for none); anything else is refused.  The arguments of a process can be
 /// read by every user of the machine: pass no secret.  False, logged, when the tool
-/// cannot be run or prints no JSON; the tool's exit status is not looked at.
+/// cannot be run or prints no JSON; the tool's exit status is not looked at.  A program
+/// whose global C++ locale is not the classic one has that set for the moment of the
+/// parsing: no other thread may depend on it.
 SHARING_EXPORT bool SendWebapi(Json::Value& out, const std::string& api, int version,
                                const std::string& method, const Json::Value& params);
 

@@ -13,7 +13,7 @@ class EntryDBPrivate : public ObjectDB {
   explicit EntryDBPrivate(BaseDB& db);
 
   using ObjectDB::Delete;
-  bool Delete(int id) override;
+  bool Delete(int id) override;  // as the base does: every store has a slot of its own
 
   bool CreateWithHash(record::Entry& entry);
   bool GetByHash(const std::string& hash, record::Entry& entry) const;

@@ -13,7 +13,7 @@ class SessionDBPrivate : public ObjectDB {
   explicit SessionDBPrivate(BaseDB& db);
 
   using ObjectDB::Delete;
-  bool Delete(int id) override;
+  bool Delete(int id) override;  // as the base does: every store has a slot of its own
   bool PurgeExpired(float probability);
 
   bool CreateWithSessionId(record::Session& session);

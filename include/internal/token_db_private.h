@@ -13,7 +13,7 @@ class TokenDBPrivate : public ObjectDB {
   explicit TokenDBPrivate(BaseDB& db);
 
   using ObjectDB::Delete;
-  bool Delete(int id) override;
+  bool Delete(int id) override;  // as the base does: every store has a slot of its own
   bool PurgeExpired(float probability);
 
   bool GetBySessionEntry(const record::Session& session, const record::Entry& entry,

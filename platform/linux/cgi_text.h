@@ -22,8 +22,9 @@ TextMap ParseCookies(const std::string& header);
 /// The Cookie header of `cookies`.
 std::string CookieHeader(const TextMap& cookies);
 
-/// What may stand in a cookie (RFC 6265): no control character, blank, quote, comma,
-/// semicolon or backslash, and nothing beyond ASCII.
+/// What may stand in a cookie (RFC 6265): a name is a token of RFC 2616, and a value has
+/// no control character, blank, quote, comma, semicolon or backslash, and nothing beyond
+/// ASCII.
 bool IsCookieName(const std::string& name);
 bool IsCookieValue(const std::string& value);
 

@@ -57,8 +57,8 @@ class Descriptor {
 class SpawnPlan {
  public:
   SpawnPlan() {
-    posix_spawn_file_actions_init(
-        &actions_);  // neither can fail here: no memory is taken
+    // Neither can fail here: no memory is taken.
+    posix_spawn_file_actions_init(&actions_);
     posix_spawnattr_init(&attributes_);
   }
   SpawnPlan(const SpawnPlan&) = delete;

@@ -6,15 +6,15 @@ struct sqlite3;
 
 namespace VEXO::platform {
 
-/// The patience of one SQLite connection with the locks of other processes: up to ten
-/// seconds for each statement, in short pauses of random length.  SQLite's own sleep
+/// How long one SQLite connection waits for the locks of other processes: up to ten
+/// seconds from Start, in short pauses of random length.  SQLite's own sleep
 /// backs off in equal steps, so that one of several writers can wait for seconds.
 class LockWait {
  public:
   /// Makes `connection` pause through this object, which must outlive it.
   void Install(sqlite3* connection);
 
-  /// A new statement begins: it has ten seconds from now.
+  /// The ten seconds begin now.
   void Start();
 
   /// Sleeps for a moment; false when the time is up.

@@ -60,6 +60,9 @@ bool BaseDBPrivate::CreateFile(unsigned int mode) const {
     LogError("%s:%d (%u) failed to run as system\n\n", kSource, 228, Pid());
     return false;
   }
+  if (VLIBCFileExist(path_.c_str()) != 0) {
+    return true;  // it stands in a folder that the caller's own account cannot look into
+  }
   if (VLIBCFileTouch(path_.c_str()) == -1) {
     LogError("%s:%d (%u) create database failed on %s\n\n", kSource, 222, Pid(),
              path_.c_str());

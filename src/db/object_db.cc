@@ -76,10 +76,7 @@ bool ObjectDB::GetById(int id, record::Object& obj) const {
 
 bool ObjectDB::Count(int& n) const {
   PlainStream sql;
-  sql << "SELECT COUNT(*) AS c FROM " << table_;
-  if (!condition_->IsEmpty()) {
-    sql << condition_->GetSQL();
-  }
+  sql << "SELECT COUNT(*) AS c FROM " << table_ << condition_->GetSQL();
   Result result;
   Row row;
   if (!db_->Execute(sql.str(), result) || !result.NextRow(row)) {
@@ -95,10 +92,7 @@ template <class T>
 bool ObjectDB::Query(std::vector<T>& out) const {
   const ClearAtEnd clear(*condition_);
   PlainStream sql;
-  sql << "SELECT * FROM " << table_;
-  if (!condition_->IsEmpty()) {
-    sql << condition_->GetSQL();
-  }
+  sql << "SELECT * FROM " << table_ << condition_->GetSQL();
   Result result;
   if (!db_->Execute(sql.str(), result) || !result.IsGood()) {
     return false;

@@ -11,6 +11,7 @@ namespace {
 
 const char kName[] = "IF_RUN_AS";
 
+// To setresuid(2) and setresgid(2), an id that stays as it is.
 constexpr uid_t kKeepUid = static_cast<uid_t>(-1);
 constexpr gid_t kKeepGid = static_cast<gid_t>(-1);
 
@@ -45,11 +46,13 @@ RunAs::~RunAs() {
   const int saved_errno = errno;  // the reason of what failed inside the scope
   const uid_t uid = geteuid();
   const gid_t gid = getegid();
-  // Every step is tried, whatever became of the one before: above all, root is not kept.
-  const bool by_root = TakeRoot(uid, caller_uid_);
-  const bool group = GoToGid(gid, caller_gid_);
-  const bool user = GoToUid(uid, caller_uid_);
-  if (!by_root || !group || !user) {
+  bool back = TakeRoot(uid, caller_uid_);
+  if (back) {
+    // Root must not be kept for a group id that cannot be set.
+    const bool group = GoToGid(gid, caller_gid_);
+    back = GoToUid(uid, caller_uid_) && group;
+  }
+  if (!back) {
     syslog(LOG_AUTH | LOG_CRIT, "%s:%d ERROR: ~%s(%d, %d)", source_, line_, kName,
            static_cast<int>(caller_uid_), static_cast<int>(caller_gid_));
   }

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <ctime>
-#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -15,6 +14,7 @@
 #include "entry_db.h"
 #include "internal/log.h"
 #include "internal/null_text.h"
+#include "internal/user_record.h"
 #include "internal/wipe.h"
 #include "session.h"
 #include "session_db.h"
@@ -30,6 +30,7 @@ using VEXO::sharing::TextOrThrow;
 using VEXO::sharing::UID_ERR;
 using VEXO::sharing::UserGet;
 using VEXO::sharing::UserGroupsGet;
+using VEXO::sharing::UserRecord;
 using VEXO::sharing::WipeAtEnd;
 using VEXO::sharing::db::EntryDB;
 using VEXO::sharing::db::SessionDB;
@@ -49,6 +50,10 @@ const char kLoginApplication[] = "webui";
 constexpr long kLifetime = 86400;  // of sessions and tokens, in seconds
 constexpr size_t kAddressSize = 65;
 constexpr size_t kLoginOutputSize = 123;
+
+// Reserved by the platform's login.
+constexpr int kLoginReserved1 = 15;
+constexpr int kLoginReserved2 = 1;
 
 // Results.  Those of the login and of the check share their numbers, not all their
 // meanings.
@@ -72,10 +77,6 @@ constexpr int kOtherAddress = -8;
 // Further results of the user protection check: kSuccess, kLoginRefused, kGeneralFailure
 // and this one.
 constexpr int kUserNotListed = -6;
-
-struct FreeUser {
-  void operator()(VEXOUSER* user) const { VEXOUserFree(user); }
-};
 
 /// Releases a CGI context in every case, also after a failed initialisation.
 class CgiContext {
@@ -115,7 +116,8 @@ bool TakeCookies(VexoCgiContext* context) {
 bool LogIn(VexoCgiContext* context, const _tag_sharing_login_params& params) {
   const std::string username = GetRealUsername(params.username);
   const VexoCgiLoginRequest request = {username.c_str(), params.user_password,
-                                       kLoginApplication, 15, 1};
+                                       kLoginApplication, kLoginReserved1,
+                                       kLoginReserved2};
   char output[kLoginOutputSize] = {};
   return VexoCgiLogin(context, output, sizeof output, &request) == 1;
 }
@@ -149,7 +151,7 @@ int CheckProtectUser(const Entry& entry, const _tag_sharing_login_params& params
   } else if (VEXOUserGetByUID(uid, &found) != 0) {
     return kGeneralFailure;
   }
-  const std::unique_ptr<VEXOUSER, FreeUser> user(found);
+  const UserRecord user(found);
   std::set<unsigned int> gids;
   if (!UserGroupsGet(user.get(), gids)) {
     return kGeneralFailure;

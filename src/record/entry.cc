@@ -335,13 +335,15 @@ void EntryPrivate::SetProtectPassword(const std::string& password, bool need_has
     blValid_ = true;
   } else if (algo == Entry::ENCRYPT_ALGO_MD5) {
     blValid_ = MD5HashPassword(password, stored);
-  } else {
+  } else if (algo == Entry::ENCRYPT_ALGO_DEFAULT) {
     static RANDOM::VEXORandom generator;
     blValid_ = generator.getString(RANDOM::POOL_ALPHA_NUMERIC, SHARING_PASS_HASH_LENGTH,
                                    protect_password_salt_) &&
                Sha1WithSaltHashPassword(password, protect_password_salt_, stored);
+  } else {
+    blValid_ = false;
   }
-  protect_password_ = stored;
+  protect_password_ = std::move(stored);
   protect_password_algo_ = algo;
 }
 

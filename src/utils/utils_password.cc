@@ -12,6 +12,8 @@ namespace VEXO::sharing {
 
 namespace {
 
+constexpr size_t kSha1Length = 20;
+
 /// Writes each byte as two lower-case hex digits, and a terminating 0.
 void WriteHex(const unsigned char* bytes, size_t length, char* text) {
   for (size_t i = 0; i < length; ++i) {
@@ -24,20 +26,20 @@ void WriteHex(const unsigned char* bytes, size_t length, char* text) {
 bool Sha1WithSaltHashPassword(const std::string& password, const std::string& salt,
                               std::string& out) {
   std::string message;
-  message.reserve(password.size() +
-                  salt.size());  // one buffer, so that one wipe is enough
+  // One buffer, so that one wipe is enough.
+  message.reserve(password.size() + salt.size());
   message.append(password).append(salt);
   const WipeAtEnd wipe_message(message.data(), message.size());
 
   gcry_control(GCRYCTL_DISABLE_SECMEM, 0);
   gcry_control(GCRYCTL_INITIALIZATION_FINISHED, 0);
-  const unsigned int length = gcry_md_get_algo_dlen(GCRY_MD_SHA1);
+  const size_t length = gcry_md_get_algo_dlen(GCRY_MD_SHA1);
   const std::unique_ptr<char[]> text(new (std::nothrow) char[2 * length + 1]);
   if (!text) {
     return false;
   }
 
-  unsigned char digest[20];
+  unsigned char digest[kSha1Length];
   const WipeAtEnd wipe_digest(digest, sizeof digest);
   const WipeAtEnd wipe_text(text.get(), 2 * length + 1);
   gcry_md_hash_buffer(GCRY_MD_SHA1, digest, message.data(), message.size());

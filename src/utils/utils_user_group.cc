@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "internal/log.h"
+#include "internal/user_record.h"
 #include "utils.h"
 
 namespace VEXO::sharing {
@@ -13,9 +14,6 @@ const char kSource[] = "utils_user_group";
 
 constexpr size_t kLoginNameSize = 493;
 
-struct FreeUser {
-  void operator()(VEXOUSER* user) const { VEXOUserFree(user); }
-};
 struct FreeGroup {
   void operator()(VEXOGROUP* group) const { VEXOGroupFree(group); }
 };
@@ -75,7 +73,7 @@ bool UserToUID(const std::string& name, unsigned int& uid) {
   }
   VEXOUSER* found = nullptr;
   const int result = VEXOUserGet(GetRealUsername(name.c_str()).c_str(), &found);
-  const std::unique_ptr<VEXOUSER, FreeUser> user(found);
+  const UserRecord user(found);
   if (result != 0 || !user) {
     return false;
   }
@@ -86,7 +84,7 @@ bool UserToUID(const std::string& name, unsigned int& uid) {
 bool UIDToUser(const unsigned int& uid, std::string& name) {
   VEXOUSER* found = nullptr;
   const int result = VEXOUserGetByUID(uid, &found);
-  const std::unique_ptr<VEXOUSER, FreeUser> user(found);
+  const UserRecord user(found);
   if (result != 0 || !user) {
     return false;
   }

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <fstream>
 #include <iterator>
 #include <memory>
@@ -225,6 +226,7 @@ int VEXODBEscapeStringEX2(int kind, char* buffer, size_t size, const char* text,
                           size_t length) {
   if (CurrentPlatform().Refuse(
           CallText("VEXODBEscapeStringEX2", kind, size, std::string(text, length)))) {
+    std::copy_n(text, std::min(size, length), buffer);
     return -1;
   }
   std::string escaped;

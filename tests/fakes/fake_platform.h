@@ -76,7 +76,8 @@ class Platform {
   const std::vector<std::string>& statements() const { return statements_; }
   void ForgetCalls();
 
-  // Failures.  A call that fails answers as its contract says and does nothing else.
+  // Failures.  A call that fails answers as its contract says and does nothing else; only
+  // an escaping that fails has already written part of the text.
 
   /// Fails the n-th call from now on (1: the next) of those that can fail.  Releasing,
   /// logging, reading of ids, and questions without a failure answer do not count.

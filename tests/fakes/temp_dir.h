@@ -4,7 +4,7 @@
 
 namespace fakes {
 
-/// A new empty folder, removed with all that is in it.
+/// A new empty folder that every account may enter, removed with all that is in it.
 class TempDir {
  public:
   TempDir();
@@ -12,7 +12,9 @@ class TempDir {
   TempDir(const TempDir&) = delete;
   TempDir& operator=(const TempDir&) = delete;
 
-  const std::string& path() const { return path_; }
+  std::string Path(const std::string& name) const { return path_ + "/" + name; }
+  /// Writes a file and answers its path.
+  std::string Write(const std::string& name, const std::string& text) const;
 
  private:
   std::string path_;

@@ -7,7 +7,6 @@
 #include <set>
 #include <string>
 
-#include "support.h"
 #include "vexo/account.h"
 
 using testing::IsSupersetOf;

@@ -10,9 +10,13 @@
 #include <string>
 #include <vector>
 
+#include "log_capture.h"
 #include "support.h"
+#include "temp_dir.h"
 #include "vexo/cgi.h"
 
+using fakes::LogCapture;
+using fakes::TempDir;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;

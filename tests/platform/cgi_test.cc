@@ -9,8 +9,12 @@
 #include <string>
 
 #include "cgi_text.h"
+#include "log_capture.h"
 #include "support.h"
+#include "temp_dir.h"
 
+using fakes::LogCapture;
+using fakes::TempDir;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
@@ -81,7 +85,7 @@ std::string RemoteIP() {
 
 }  // namespace
 
-TEST(CgiContext, NullAndZeroedContexts_AreStood) {
+TEST(CgiContext, NullAndZeroedContexts_AreTolerated) {
   VexoCgiContext zeroed{};
 
   EXPECT_NE(VexoCgiInit("", nullptr), 1);
@@ -118,7 +122,7 @@ TEST(CgiParam, Query_IsDecoded) {
   });
 }
 
-TEST(CgiParam, GarbageInTheQuery_IsStood) {
+TEST(CgiParam, GarbageInTheQuery_IsTolerated) {
   EXPECT_THAT(
       ParseForm("a=%&b=%4&c=%zz&d=%4"),
       ElementsAre(Pair("a", "%"), Pair("b", "%4"), Pair("c", "%zz"), Pair("d", "%4")));
@@ -225,7 +229,7 @@ TEST(CgiCookies, HeaderOfCookies_IsReadBackTheSame) {
   EXPECT_EQ(CookieHeader({}), "");
 }
 
-TEST(CgiCookies, GarbageInTheEnvironment_IsStood) {
+TEST(CgiCookies, GarbageInTheEnvironment_IsTolerated) {
   const ScopedVariable header("HTTP_COOKIE", "\xff\x01;=;;; garbage");
   Context context;
 

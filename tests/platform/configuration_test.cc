@@ -6,8 +6,11 @@
 
 #include <string>
 
-#include "support.h"
+#include "log_capture.h"
+#include "temp_dir.h"
 
+using fakes::LogCapture;
+using fakes::TempDir;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;

@@ -15,6 +15,9 @@
 #include <vector>
 
 #include "support.h"
+#include "temp_dir.h"
+
+using fakes::TempDir;
 
 namespace {
 
@@ -36,6 +39,14 @@ unsigned long long SignalSet(const std::string& status, const std::string& name)
   return strtoull(status.c_str() + found + name.size(), nullptr, 16);
 }
 
+volatile sig_atomic_t alarms = 0;
+volatile sig_atomic_t to_child = -1;
+
+/// The third signal, and no earlier one, lets the child end.
+void CountAlarm(int) {
+  if (++alarms == 3 && write(to_child, "\n", 1) != 1) abort();
+}
+
 mode_t ModeOf(const std::string& path) {
   struct stat status {};
   EXPECT_EQ(VLIBCFileStat(path.c_str(), 1, &status), 0);
@@ -44,7 +55,7 @@ mode_t ModeOf(const std::string& path) {
 
 }  // namespace
 
-TEST(FileExist, FileFolderAndNothing) {
+TEST(FileExist, FileOrFolder_Is1AndNothingElseIs) {
   const TempDir dir;
 
   EXPECT_EQ(VLIBCFileExist(dir.Write("file", "").c_str()), 1);
@@ -329,17 +340,26 @@ TEST(Pclose, ProgramThatStillWrites_IsEndedByTheClosedPipe) {
 }
 
 TEST(Pclose, InterruptedWait_GoesOn) {
+  const TempDir dir;
+  const std::string fifo = dir.Path("fifo");
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  to_child = open(fifo.c_str(), O_RDWR | O_CLOEXEC);
+  ASSERT_NE(to_child, -1);
   struct sigaction action {};
   struct sigaction before {};
-  action.sa_handler = [](int) {};  // without SA_RESTART
+  action.sa_handler = CountAlarm;  // without SA_RESTART
   sigaction(SIGALRM, &action, &before);
-  FILE* const stream = VLIBCPopen("/bin/sh", "r", "-c", "sleep 0.5; exit 5", nullptr);
+  FILE* const stream = VLIBCPopen("/bin/sh", "r", "-c", "read line <\"$1\"; exit 5", "sh",
+                                  fifo.c_str(), nullptr);
   ASSERT_NE(stream, nullptr);
 
   ualarm(100 * 1000, 50 * 1000);
   const int status = VLIBCPclose(stream);
   ualarm(0, 0);
   sigaction(SIGALRM, &before, nullptr);
+  close(to_child);
+  EXPECT_GE(alarms, 3);
+  EXPECT_TRUE(WIFEXITED(status));
   EXPECT_EQ(WEXITSTATUS(status), 5);
 }
 

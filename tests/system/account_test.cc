@@ -109,6 +109,19 @@ TEST(Account, AccountLostAfterOpening_FailsTheStatement) {
                                             HasSubstr("failed to run as system\n\n"))));
 }
 
+TEST(Account, RootActingAsAUser_LeavesTheModeOfAnExistingFile) {
+  // Such a process cannot look into the folder by its own ids.
+  InChild(system_test::Root(), StoreLink);
+  ASSERT_EQ(chmod(kDatabase, 0600), 0);
+
+  const Answer answer = InChild(Account{0, 5001, 0, 5001, {}}, [] {
+    return std::string(SharingDB::Instance().IsGood() ? "good" : "not good");
+  });
+
+  EXPECT_EQ(answer.text, "good");
+  EXPECT_EQ(OwnerAndMode(kDatabase), "600 1:1");
+}
+
 TEST(Account, IdsThatCannotBePutBack_AreLoggedAndTheWorkGoesOn) {
   // Root by its effective id alone: once given up, it cannot be taken again.
   const Answer answer = InChild(Account{5001, 0, 5001, 0, {}}, StoreLink);

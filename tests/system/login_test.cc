@@ -203,7 +203,7 @@ TEST(RealLogin, UserTakenFromTheList_IsRefusedAtTheNextCheck) {
   EXPECT_EQ(Check(Returning(login)), "-2");
 }
 
-TEST(RealLogin, WholeRoad_EndsWithTheLogout) {
+TEST(RealLogin, LoginCheckLogout_EndsTheSession) {
   Store(PasswordLink("link"));
   const Login login({nullptr, "open sesame"});
   ASSERT_EQ(login.code, "1");
@@ -333,7 +333,7 @@ TEST(RealLogin, NoAddress_IsAGeneralFailure) {
   EXPECT_EQ(Login({nullptr, nullptr, nullptr, "no address"}).code, "-4");
 }
 
-TEST(RealLogin, PlainTwins_GoTheSameRoad) {
+TEST(RealLogin, CFunctions_AnswerLikeTheCppOnes) {
   Store(PasswordLink("link"));
   const Answer answer = InChild(system_test::Root(), [] {
     _tag_sharing_login_params params = Params({nullptr, "open sesame"});

@@ -1,10 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <ctime>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -12,8 +10,10 @@
 #include <vector>
 
 #include "base_db.h"
+#include "child_process.h"
 #include "entry.h"
 #include "entry_db.h"
+#include "legal_records.h"
 #include "log_capture.h"
 #include "result.h"
 #include "session.h"
@@ -23,6 +23,8 @@
 #include "token.h"
 #include "token_db.h"
 
+using fakes::LegalSession;
+using fakes::LegalToken;
 using fakes::LogCapture;
 using system_test::kDatabase;
 using system_test::kSchemaFolder;
@@ -58,22 +60,6 @@ std::string Tables() {
   return SqlValue(kDatabase,
                   "SELECT group_concat(name) FROM (SELECT name FROM sqlite_master WHERE "
                   "type = 'table' AND name NOT LIKE 'sqlite%' ORDER BY name)");
-}
-
-Session LiveSession(const std::string& session_id) {
-  Session session;
-  session.set_session_id(session_id);
-  session.set_ip("192.0.2.1");
-  session.set_timeout(time(nullptr) + 3600);
-  return session;
-}
-
-Token LiveToken(int session_id, int entry_id) {
-  Token token;
-  token.set_session_id(session_id);
-  token.set_entry_id(entry_id);
-  token.set_timeout(time(nullptr) + 3600);
-  return token;
 }
 
 }  // namespace
@@ -114,10 +100,10 @@ TEST(Schema, Columns_StandInTheOrderOfTheRecordsFieldsAfterTheId) {
 TEST(Schema, TimesCountsFlagsAndIds_HaveIntegerType) {
   SharingDB db;
   Entry link = Link("link");
-  Session session = LiveSession("session");
+  Session session = LegalSession("session");
   ASSERT_TRUE(EntryDB(db).Create(link));
   ASSERT_TRUE(SessionDB(db).Create(session));
-  Token token = LiveToken(session.get_id(), link.get_id());
+  Token token = LegalToken(link.get_id(), session.get_id());
 
   ASSERT_TRUE(TokenDB(db).Create(token));
 
@@ -151,8 +137,8 @@ TEST(Schema, SecondLinkOfAHash_IsRefused) {
 TEST(Schema, SecondSessionOfAnId_IsRefused) {
   SharingDB db;
   SessionDB sessions(db);
-  Session first = LiveSession("same");
-  Session second = LiveSession("same");
+  Session first = LegalSession("same");
+  Session second = LegalSession("same");
   ASSERT_TRUE(sessions.Create(first));
 
   EXPECT_FALSE(sessions.Create(second));
@@ -167,14 +153,14 @@ TEST(Schema, Ids_AreNeverUsedTwice) {
   SessionDB sessions(db);
   TokenDB tokens(db);
   Entry link = Link("a");
-  Session session = LiveSession("a");
-  Token token = LiveToken(7, 7);
+  Session session = LegalSession("a");
+  Token token = LegalToken(7, 7);
   ASSERT_TRUE(links.Create(link) && sessions.Create(session) && tokens.Create(token));
   ASSERT_TRUE(links.Delete(link) && sessions.Delete(session) && tokens.Delete(token));
 
   Entry next_link = Link("b");
-  Session next_session = LiveSession("b");
-  Token next_token = LiveToken(7, 7);
+  Session next_session = LegalSession("b");
+  Token next_token = LegalToken(7, 7);
   ASSERT_TRUE(links.Create(next_link) && sessions.Create(next_session) &&
               tokens.Create(next_token));
 
@@ -190,9 +176,9 @@ TEST(Schema, DeletedLink_TakesItsTokensWithIt) {
   Entry gone = Link("gone");
   Entry kept = Link("kept");
   ASSERT_TRUE(links.Create(gone) && links.Create(kept));
-  Token first = LiveToken(1, gone.get_id());
-  Token second = LiveToken(2, gone.get_id());
-  Token other = LiveToken(1, kept.get_id());
+  Token first = LegalToken(gone.get_id(), 1);
+  Token second = LegalToken(gone.get_id(), 2);
+  Token other = LegalToken(kept.get_id(), 1);
   ASSERT_TRUE(tokens.Create(first) && tokens.Create(second) && tokens.Create(other));
 
   EXPECT_TRUE(links.Delete(gone));
@@ -205,11 +191,11 @@ TEST(Schema, DeletedSession_TakesItsTokensWithIt) {
   SharingDB db;
   SessionDB sessions(db);
   TokenDB tokens(db);
-  Session gone = LiveSession("gone");
-  Session kept = LiveSession("kept");
+  Session gone = LegalSession("gone");
+  Session kept = LegalSession("kept");
   ASSERT_TRUE(sessions.Create(gone) && sessions.Create(kept));
-  Token first = LiveToken(gone.get_id(), 1);
-  Token other = LiveToken(kept.get_id(), 1);
+  Token first = LegalToken(1, gone.get_id());
+  Token other = LegalToken(1, kept.get_id());
   ASSERT_TRUE(tokens.Create(first) && tokens.Create(other));
 
   EXPECT_TRUE(sessions.DeleteBySessionId("gone"));
@@ -220,7 +206,7 @@ TEST(Schema, DeletedSession_TakesItsTokensWithIt) {
 
 TEST(Schema, Token_MayBeStoredBeforeItsLinkAndSession) {
   SharingDB db;
-  Token token = LiveToken(41, 42);
+  Token token = LegalToken(42, 41);
 
   EXPECT_TRUE(TokenDB(db).Create(token));
 }
@@ -232,7 +218,7 @@ TEST(Schema, LiveToken_IsFoundBeforeAnExpiredOneBesideIt) {
   session.set_id(3);
   Entry link;
   link.set_id(4);
-  Token live = LiveToken(3, 4);
+  Token live = LegalToken(4, 3);
   ASSERT_TRUE(db.Execute("INSERT INTO token VALUES (NULL, 4, 3, 5)"));
   ASSERT_TRUE(tokens.Create(live));
 
@@ -261,8 +247,8 @@ TEST(Schema, FileOfVersion1_IsUpgradedWithItsRows) {
     ASSERT_TRUE(old.Execute(ReadFile(SchemaFile(1)))) << old.GetLastError();
     ASSERT_EQ(Version(), "1");
     ASSERT_TRUE(old.Insert("entry", Link("old").GetFieldList()));
-    ASSERT_TRUE(old.Insert("session", LiveSession("old").GetFieldList()));
-    ASSERT_TRUE(old.Insert("token", LiveToken(1, 1).GetFieldList()));
+    ASSERT_TRUE(old.Insert("session", LegalSession("old").GetFieldList()));
+    ASSERT_TRUE(old.Insert("token", LegalToken(1, 1).GetFieldList()));
   }
 
   SharingDB db;
@@ -356,7 +342,9 @@ TEST(Schema, FailedStep_LeavesNoTransactionOpenAndNothingBehind) {
 
   EXPECT_FALSE(db.IsGood());
   EXPECT_THAT(log.lines(),
-              ElementsAre(HasSubstr("sharing_db:93"),
+              ElementsAre(HasSubstr("sharing_db:93 (" + std::to_string(getpid()) +
+                                    ") Failed [!pdb_->Execute(sstr.str().c_str())], "
+                                    "err="),
                           HasSubstr("sharing_db:64 (" + std::to_string(getpid()) +
                                     ") cannot migrate from 1 to 2\n\n")));
   // Written while `db` is still open: it holds no lock.
@@ -387,6 +375,31 @@ TEST(Schema, EachFile_RunsWholeOrNotAtAll) {
   EXPECT_EQ(Version(), "2");
 }
 
+// Everything in the file is there already, so that only its beginning asks for the lock:
+// a transaction that began as a reader's could not become a writer's while it is held.
+TEST(Schema, EachFile_WaitsForALockHeldForAMoment) {
+  SharingDB db;
+  for (const int version : {1, 2}) {
+    int ready[2];
+    ASSERT_EQ(pipe(ready), 0);
+    const pid_t holder = fakes::StartChild([&] {
+      BaseDB other(kDatabase, 0660);
+      if (!other.Execute("BEGIN IMMEDIATE")) return false;
+      if (write(ready[1], "x", 1) != 1) return false;
+      usleep(500000);
+      return other.Execute("COMMIT");
+    });
+    char byte = 0;
+    ASSERT_EQ(read(ready[0], &byte, 1), 1);
+
+    EXPECT_TRUE(db.Execute(ReadFile(SchemaFile(version)))) << db.GetLastError();
+
+    EXPECT_TRUE(fakes::EndsWell(holder));
+    close(ready[0]);
+    close(ready[1]);
+  }
+}
+
 TEST(Schema, SixteenProcessesOpeningAMissingDatabaseAtOnce_AllEndGoodAHundredTimes) {
   for (int round = 0; round < 100; ++round) {
     const std::string path =
@@ -395,7 +408,7 @@ TEST(Schema, SixteenProcessesOpeningAMissingDatabaseAtOnce_AllEndGoodAHundredTim
     ASSERT_EQ(pipe(gate), 0);
     std::vector<pid_t> children;
     for (int i = 0; i < 16; ++i) {
-      children.push_back(system_test::Start([&] {
+      children.push_back(fakes::StartChild([&] {
         close(gate[1]);
         char byte = 0;
         if (read(gate[0], &byte, 1) != 0) return false;  // all start when the gate closes
@@ -408,7 +421,7 @@ TEST(Schema, SixteenProcessesOpeningAMissingDatabaseAtOnce_AllEndGoodAHundredTim
     close(gate[1]);
 
     int good = 0;
-    for (const pid_t child : children) good += system_test::EndsWell(child) ? 1 : 0;
+    for (const pid_t child : children) good += fakes::EndsWell(child) ? 1 : 0;
     ASSERT_EQ(good, 16) << "in round " << round;
     ASSERT_EQ(SqlValue(path, "PRAGMA user_version"), "2");
     ASSERT_EQ(SqlValue(path, "SELECT count(*) FROM entry"), "16");
@@ -432,9 +445,10 @@ class FilledDatabase {
     for (const char* const insert : {
              "INSERT INTO entry SELECT NULL, 'hash' || i, 'p' || (i % 2), 1, "
              "CASE WHEN i <= 5 THEN 7 ELSE 1000 + i END, 0, "
-             "CASE WHEN i IN (1, 2, 11, 12, 13) THEN 5 WHEN i % 2 THEN 0 "
-             "ELSE 99999999999 END, "
-             "5, CASE WHEN i IN (4, 21, 22, 23) THEN 5 ELSE 0 END, 1, '{}' FROM n",
+             "CASE WHEN i IN (1, 2, 11, 12, 13) OR i % 10 = 0 THEN 5 "
+             "WHEN i % 2 THEN 0 ELSE 99999999999 END, "
+             "5, CASE WHEN i IN (4, 21, 22, 23) THEN 5 ELSE 0 END, i % 10 != 0, '{}' "
+             "FROM n",
              "INSERT INTO session SELECT NULL, 'session' || i, 1, '192.0.2.1', "
              "CASE WHEN i <= 4 THEN 5 ELSE 99999999999 END FROM n",
              "INSERT INTO token SELECT NULL, i, i, "

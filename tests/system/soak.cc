@@ -17,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "child_process.h"
 #include "entry_db.h"
 #include "log_capture.h"
 #include "sharing_db.h"
@@ -191,10 +192,10 @@ int main(int argc, char** argv) {
   const Clock::time_point end = Clock::now() + std::chrono::seconds(seconds);
   std::vector<pid_t> workers;
   for (int i = 0; i < kProcesses; ++i) {
-    workers.push_back(system_test::Start([&] { return Worker(i, end).Run(); }));
+    workers.push_back(fakes::StartChild([&] { return Worker(i, end).Run(); }));
   }
   int faults = 0;
-  for (const pid_t worker : workers) faults += system_test::EndsWell(worker) ? 0 : 1;
+  for (const pid_t worker : workers) faults += fakes::EndsWell(worker) ? 0 : 1;
 
   Summary summary;
   for (int i = 0; i < kProcesses; ++i) faults += summary.Read(i) ? 0 : 1;

@@ -4,16 +4,14 @@
 #include <grp.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <memory>
 #include <sstream>
 
+#include "child_process.h"
 #include "log_capture.h"
 
 namespace system_test {
@@ -50,16 +48,6 @@ std::string ReadAll(int fd) {
   return text;
 }
 
-pid_t Fork() {
-  fflush(nullptr);  // or the child would print what waits in the buffers once more
-  const pid_t child = fork();
-  if (child == -1) {
-    perror("fork");
-    abort();
-  }
-  return child;
-}
-
 }  // namespace
 
 Account Root() { return Account(); }
@@ -77,14 +65,13 @@ Account Neither() { return Account{5001, 5001, 5001, 5001, {}}; }
 Answer InChild(const Account& account, const std::function<std::string()>& work) {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) == -1) abort();
-  const pid_t child = Fork();
-  if (child == 0) {
+  const pid_t child = fakes::StartChild([&] {
     fakes::LogCapture log;
     const std::string text = Take(account) ? work() : "the account cannot be taken";
     WriteAll(ends[1], text + '\0');
     for (const std::string& line : log.lines()) WriteAll(ends[1], line + '\0');
-    _exit(0);
-  }
+    return true;
+  });
   close(ends[1]);
   std::istringstream answers(ReadAll(ends[0]));
   close(ends[0]);
@@ -92,22 +79,8 @@ Answer InChild(const Account& account, const std::function<std::string()>& work)
   std::getline(answers, answer.text, '\0');
   std::string line;
   while (std::getline(answers, line, '\0')) answer.log.push_back(line);
-  if (!EndsWell(child)) answer.text = "the child did not end well: " + answer.text;
+  if (!fakes::EndsWell(child)) answer.text = "the child did not end well: " + answer.text;
   return answer;
-}
-
-pid_t Start(const std::function<bool()>& work) {
-  const pid_t child = Fork();
-  if (child == 0) _exit(work() ? 0 : 1);
-  return child;
-}
-
-bool EndsWell(pid_t child) {
-  int status = 0;
-  while (waitpid(child, &status, 0) == -1) {
-    if (errno != EINTR) return false;
-  }
-  return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
 std::string SqlValue(const std::string& path, const std::string& sql) {

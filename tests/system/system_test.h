@@ -42,11 +42,6 @@ struct Answer {
 /// destructors or the leak checker.
 Answer InChild(const Account& account, const std::function<std::string()>& work);
 
-/// Starts a child that ends with status 0 when `work` answers true.
-pid_t Start(const std::function<bool()>& work);
-/// Whether the child ended with status 0.
-bool EndsWell(pid_t child);
-
 /// First column of the first row, read with SQLite itself and not with the library.  What
 /// SQLite says when it fails.
 std::string SqlValue(const std::string& path, const std::string& sql);

@@ -3,6 +3,7 @@
 #include <stddef.h>
 #include <sys/types.h>
 
+/// @file
 /// Users and groups of the system, through its name service.
 
 struct VEXOUSER {

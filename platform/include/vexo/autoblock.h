@@ -1,5 +1,6 @@
 #pragma once
 
+/// @file
 /// Blocking of addresses that fail to log in too often.  The counts are shared by all
 /// processes and survive a restart.  IPv6 addresses count by their /64.
 

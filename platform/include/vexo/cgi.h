@@ -2,6 +2,7 @@
 
 #include <stddef.h>
 
+/// @file
 /// The request that a CGI program serves (RFC 3875), as the platform sees it.
 
 struct VexoCgiState;

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 
+/// @file
 /// File helpers and pipes of the platform.  Failures leave their reason in `errno`.
 
 #ifdef __cplusplus

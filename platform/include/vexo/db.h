@@ -2,6 +2,7 @@
 
 #include <stddef.h>
 
+/// @file
 /// SQL interface of the platform.  SQL travels as text; every value of a result is text.
 
 struct sqlite3;

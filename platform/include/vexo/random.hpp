@@ -17,7 +17,8 @@ class VEXORandomBase {
   VEXORandomBase();
   virtual ~VEXORandomBase();
 
-  /// A number from `low` to `high`, both included, each as likely as any other.
+  /// A number from `low` to `high`, both included, each as likely as any other.  `low`,
+  /// with `errno` set, when the kernel's generator fails or `low` is above `high`.
   int random(int low, int high);
 };
 

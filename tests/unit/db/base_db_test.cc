@@ -60,7 +60,7 @@ TEST_F(BaseDBTest, Open_MissingFile_IsCreatedWithItsModeThenConnectedAsTheSystem
   EXPECT_TRUE(db.IsGood());
   EXPECT_EQ(Sequence({{"VLIBCFileExist(/db/sharing.db)"},
                       kEnter,
-                      {"VLIBCFileTouch(/db/sharing.db)",
+                      {"VLIBCFileExist(/db/sharing.db)", "VLIBCFileTouch(/db/sharing.db)",
                        "VEXOFSAclChmod(/db/sharing.db, -1, 416)"},
                       kLeave,
                       kEnter,

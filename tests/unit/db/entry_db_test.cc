@@ -8,12 +8,16 @@
 #include "digit_grouping.h"
 #include "failure_sweep.h"
 #include "fake_platform.h"
+#include "legal_records.h"
 #include "log_capture.h"
+#include "one_second.h"
 #include "store_test.h"
 
 namespace VEXO::sharing::db {
 namespace {
 
+using fakes::InOneSecond;
+using fakes::LegalToken;
 using record::Entry;
 using record::Token;
 using testing::Contains;

@@ -9,6 +9,7 @@
 #include "base_db.h"
 #include "failure_sweep.h"
 #include "fake_platform.h"
+#include "legal_records.h"
 #include "log_capture.h"
 #include "object.h"
 #include "result.h"
@@ -17,6 +18,7 @@
 namespace VEXO::sharing::db {
 namespace {
 
+using fakes::LegalSession;
 using record::Session;
 using testing::ElementsAre;
 using testing::IsEmpty;

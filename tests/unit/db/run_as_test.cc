@@ -171,7 +171,7 @@ TEST_F(RunAsTest, Scope_SystemAccountWithRootBehindIt_GoesBack) {
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
-TEST_F(RunAsTest, Leaving_AnyCallFails_IsLoggedAsCriticalAndNothingElseHappens) {
+TEST_F(RunAsTest, Leaving_AnyCallFails_IsLoggedOnceAndRootIsNotKept) {
   for (int n = 1; n <= 3; ++n) {
     SCOPED_TRACE(n);
     fakes::LogCapture log;
@@ -180,12 +180,27 @@ TEST_F(RunAsTest, Leaving_AnyCallFails_IsLoggedAsCriticalAndNothingElseHappens) 
     {
       const RunAs system(1, 1, "source", 7);
       ASSERT_TRUE(system);
+      platform_.ForgetCalls();
       platform_.FailCall(n);
     }
     EXPECT_TRUE(platform_.injected());
+    // Without root nothing further is tried; with it, everything.
+    EXPECT_EQ(n == 1 ? 1u : kLeave.size(), platform_.calls().size());
     EXPECT_THAT(log.lines(), ElementsAre("source:7 ERROR: ~IF_RUN_AS(1000, 2000)"));
     EXPECT_THAT(log.priorities(), ElementsAre(LOG_AUTH | LOG_CRIT));
   }
+}
+
+TEST_F(RunAsTest, Leaving_GroupCannotBePutBack_UserIsPutBackAllTheSame) {
+  SetEffective(1000, 2000);
+
+  {
+    const RunAs system(1, 1, "source", 7);
+    ASSERT_TRUE(system);
+    platform_.FailOnce("setresgid");
+  }
+  ExpectEffective(1000, 1);
+  EXPECT_THAT(log_.lines(), ElementsAre("source:7 ERROR: ~IF_RUN_AS(1000, 2000)"));
 }
 
 TEST_F(RunAsTest, Leaving_IdsAlreadyBack_DoesNothing) {

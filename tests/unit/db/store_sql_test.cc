@@ -4,6 +4,7 @@
 
 #include "base_db.h"
 #include "fake_platform.h"
+#include "legal_records.h"
 #include "log_capture.h"
 #include "object.h"
 #include "session.h"
@@ -12,6 +13,7 @@
 namespace VEXO::sharing::db {
 namespace {
 
+using fakes::LegalSession;
 using record::Session;
 using testing::ElementsAre;
 using testing::IsEmpty;

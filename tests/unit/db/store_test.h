@@ -3,15 +3,12 @@
 #include <json/value.h>
 #include <unistd.h>
 
-#include <ctime>
 #include <initializer_list>
 #include <string>
 #include <vector>
 
 #include "entry.h"
 #include "fake_platform.h"
-#include "session.h"
-#include "token.h"
 
 namespace VEXO::sharing::db {
 
@@ -48,34 +45,6 @@ inline record::Entry LegalEntry(const std::string& hash = "hash") {
   entry.set_owner_uid(1000);
   entry.set_app(Json::Value(Json::objectValue));
   return entry;
-}
-
-inline record::Session LegalSession(const std::string& session_id = "sid") {
-  record::Session session;
-  session.set_session_id(session_id);
-  session.set_uid(1000);
-  session.set_ip("192.0.2.7");
-  session.set_timeout(time(nullptr) + 1000);
-  return session;
-}
-
-inline record::Token LegalToken(int entry_id = 12, int session_id = 3) {
-  record::Token token;
-  token.set_entry_id(entry_id);
-  token.set_session_id(session_id);
-  token.set_timeout(time(nullptr) + 1000);
-  return token;
-}
-
-/// Calls `attempt(now)` again until no second ends meanwhile: `now` is then the time of
-/// all that the last attempt did.
-template <class Attempt>
-void InOneSecond(Attempt attempt) {
-  long now = 0;
-  do {
-    now = time(nullptr);
-    attempt(now);
-  } while (time(nullptr) != now);
 }
 
 /// A text that needs care: quotes, bytes that are no UTF-8, one MiB of them.

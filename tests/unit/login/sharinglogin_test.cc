@@ -13,16 +13,17 @@
 #include "fake_platform.h"
 #include "log_capture.h"
 #include "log_matchers.h"
+#include "one_second.h"
 #include "sharing_db.h"
 #include "store_test.h"
 
 namespace VEXO {
 namespace {
 
+using fakes::InOneSecond;
 using sharing::db::Calls;
 using sharing::db::EntryDB;
 using sharing::db::Failure;
-using sharing::db::InOneSecond;
 using sharing::db::LegalEntry;
 using sharing::db::RoughText;
 using sharing::db::SharingDB;

@@ -26,6 +26,7 @@
 namespace VEXO::sharing::record {
 namespace {
 
+using fakes::InOneSecond;
 using fakes::Refusal;
 using testing::Each;
 using testing::ElementsAre;
@@ -542,11 +543,13 @@ TEST_F(EntryTest, IsValid_Disabled_IsRefusedBeforeTheTimes) {
 TEST_F(EntryTest, IsValid_NotStarted_IsRefusedBeforeTheExpiry) {
   Entry entry = LegalEntry();
   entry.set_expire_at(1);
+  bool valid = true;
 
-  EXPECT_FALSE(WithinOneSecond([&entry](long now) {
+  InOneSecond([&](long now) {
     entry.set_start_at(now + 1);
-    return entry.IsValid();
-  }));
+    valid = entry.IsValid();
+  });
+  EXPECT_FALSE(valid);
   EXPECT_FALSE(log_.lines().empty());
   EXPECT_THAT(log_.lines(),
               Each(Refusal("entry", 357, "0 < start_at_ && start_at_ > timeNow")));
@@ -554,20 +557,24 @@ TEST_F(EntryTest, IsValid_NotStarted_IsRefusedBeforeTheExpiry) {
 
 TEST_F(EntryTest, IsValid_StartIsNow_IsValid) {
   Entry entry = LegalEntry();
+  bool valid = false;
 
-  EXPECT_TRUE(WithinOneSecond([&entry](long now) {
+  InOneSecond([&](long now) {
     entry.set_start_at(now);
-    return entry.IsValid();
-  }));
+    valid = entry.IsValid();
+  });
+  EXPECT_TRUE(valid);
 }
 
 TEST_F(EntryTest, IsValid_ExpiryIsNow_IsStillValid) {
   Entry entry = LegalEntry();
+  bool valid = false;
 
-  EXPECT_TRUE(WithinOneSecond([&entry](long now) {
+  InOneSecond([&](long now) {
     entry.set_expire_at(now);
-    return entry.IsValid();
-  }));
+    valid = entry.IsValid();
+  });
+  EXPECT_TRUE(valid);
 }
 
 TEST_F(EntryTest, IsValid_ExpiryWasLastSecond_IsRefusedBeforeTheUses) {
@@ -667,6 +674,16 @@ TEST_F(EntryTest, SetProtectPassword_EmptyUnderMd5_IsNotLegalUntilItSucceeds) {
   EXPECT_THAT(log_.lines(), ElementsAre(Refusal("entry", 332, "!blValid_")));
   entry.set_protect_password("abc", true, Entry::ENCRYPT_ALGO_MD5);
   EXPECT_TRUE(entry.IsLegal());
+}
+
+TEST_F(EntryTest, SetProtectPassword_UnknownAlgorithm_IsNotLegalAndHoldsNoForm) {
+  Entry entry = LegalEntry();
+
+  entry.set_protect_password("abc", true, static_cast<Entry::PasswordEncryptAlgo>(2));
+
+  EXPECT_FALSE(entry.IsLegal());
+  EXPECT_EQ("", entry.get_protect_password());
+  EXPECT_EQ("", entry.get_protect_password_salt());
 }
 
 TEST_F(EntryTest, SetProtectPassword_NoSalt_IsNotLegalAndForgetsThePassword) {

@@ -12,6 +12,7 @@
 #include "digit_grouping.h"
 #include "fake_platform.h"
 #include "internal/session_private.h"
+#include "legal_records.h"
 #include "log_capture.h"
 #include "log_matchers.h"
 #include "one_second.h"
@@ -20,6 +21,8 @@
 namespace VEXO::sharing::record {
 namespace {
 
+using fakes::InOneSecond;
+using fakes::LegalSession;
 using fakes::Refusal;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -27,14 +30,6 @@ using testing::Pair;
 
 class SessionTest : public testing::Test {
  protected:
-  static Session LegalSession() {
-    Session session;
-    session.set_session_id("0123456789abcdef0123456789abcdef");
-    session.set_ip("192.0.2.7");
-    session.set_timeout(time(nullptr) + 3600);
-    return session;
-  }
-
   fakes::Platform platform_;
   fakes::LogCapture log_;
 };
@@ -88,11 +83,13 @@ TEST_F(SessionTest, IsLegal_NoAddress_IsRefusedBeforeTheDeadlineIsLookedAt) {
 
 TEST_F(SessionTest, IsLegal_DeadlineIsNow_IsRefused) {
   Session session = LegalSession();
+  bool legal = true;
 
-  EXPECT_FALSE(WithinOneSecond([&session](long now) {
+  InOneSecond([&](long now) {
     session.set_timeout(now);
-    return session.IsLegal();
-  }));
+    legal = session.IsLegal();
+  });
+  EXPECT_FALSE(legal);
   EXPECT_THAT(log_.lines(),
               testing::Each(Refusal("session", 89, "time(NULL) >= timeout_")));
   EXPECT_FALSE(log_.lines().empty());
@@ -100,11 +97,13 @@ TEST_F(SessionTest, IsLegal_DeadlineIsNow_IsRefused) {
 
 TEST_F(SessionTest, IsLegal_DeadlineIsNextSecond_IsLegal) {
   Session session = LegalSession();
+  bool legal = false;
 
-  EXPECT_TRUE(WithinOneSecond([&session](long now) {
+  InOneSecond([&](long now) {
     session.set_timeout(now + 1);
-    return session.IsLegal();
-  }));
+    legal = session.IsLegal();
+  });
+  EXPECT_TRUE(legal);
 }
 
 TEST_F(SessionTest, IsLegal_NegativeDeadline_IsRefused) {
@@ -200,7 +199,7 @@ TEST_F(SessionTest, ToJSON_SetsItsMembersAndLeavesTheOthers) {
   EXPECT_THAT(out.getMemberNames(),
               ElementsAre("ip", "other", "session_id", "timeout", "uid"));
   EXPECT_EQ("kept", out["other"].asString());
-  EXPECT_EQ("0123456789abcdef0123456789abcdef", out["session_id"].asString());
+  EXPECT_EQ("sid", out["session_id"].asString());
   EXPECT_EQ(Json::uintValue, out["uid"].type());
   EXPECT_EQ(1026u, out["uid"].asUInt());
   EXPECT_EQ("192.0.2.7", out["ip"].asString());

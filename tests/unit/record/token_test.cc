@@ -12,6 +12,7 @@
 #include "digit_grouping.h"
 #include "fake_platform.h"
 #include "internal/token_private.h"
+#include "legal_records.h"
 #include "log_capture.h"
 #include "log_matchers.h"
 #include "one_second.h"
@@ -20,6 +21,8 @@
 namespace VEXO::sharing::record {
 namespace {
 
+using fakes::InOneSecond;
+using fakes::LegalToken;
 using fakes::Refusal;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -27,14 +30,6 @@ using testing::Pair;
 
 class TokenTest : public testing::Test {
  protected:
-  static Token LegalToken() {
-    Token token;
-    token.set_entry_id(5);
-    token.set_session_id(7);
-    token.set_timeout(time(nullptr) + 3600);
-    return token;
-  }
-
   fakes::Platform platform_;
   fakes::LogCapture log_;
 };
@@ -84,11 +79,13 @@ TEST_F(TokenTest, IsLegal_NoSession_IsRefusedBeforeTheDeadlineIsLookedAt) {
 
 TEST_F(TokenTest, IsLegal_DeadlineIsNow_IsRefused) {
   Token token = LegalToken();
+  bool legal = true;
 
-  EXPECT_FALSE(WithinOneSecond([&token](long now) {
+  InOneSecond([&](long now) {
     token.set_timeout(now);
-    return token.IsLegal();
-  }));
+    legal = token.IsLegal();
+  });
+  EXPECT_FALSE(legal);
   EXPECT_THAT(log_.lines(),
               testing::Each(Refusal("token", 83, "time(NULL) >= timeout_")));
   EXPECT_FALSE(log_.lines().empty());
@@ -96,11 +93,13 @@ TEST_F(TokenTest, IsLegal_DeadlineIsNow_IsRefused) {
 
 TEST_F(TokenTest, IsLegal_DeadlineIsNextSecond_IsLegal) {
   Token token = LegalToken();
+  bool legal = false;
 
-  EXPECT_TRUE(WithinOneSecond([&token](long now) {
+  InOneSecond([&](long now) {
     token.set_timeout(now + 1);
-    return token.IsLegal();
-  }));
+    legal = token.IsLegal();
+  });
+  EXPECT_TRUE(legal);
 }
 
 TEST_F(TokenTest, IsLegal_NegativeIds_AreLegal) {
@@ -172,9 +171,9 @@ TEST_F(TokenTest, ToJSON_SetsItsMembersAndLeavesTheOthers) {
               ElementsAre("entry_id", "other", "session_id", "timeout"));
   EXPECT_EQ("kept", out["other"].asString());
   EXPECT_EQ(Json::intValue, out["entry_id"].type());
-  EXPECT_EQ(5, out["entry_id"].asInt());
+  EXPECT_EQ(12, out["entry_id"].asInt());
   EXPECT_EQ(Json::intValue, out["session_id"].type());
-  EXPECT_EQ(7, out["session_id"].asInt());
+  EXPECT_EQ(3, out["session_id"].asInt());
   EXPECT_EQ(Json::intValue, out["timeout"].type());
   EXPECT_EQ(1700000000, out["timeout"].asInt64());
 }
