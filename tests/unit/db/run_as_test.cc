@@ -171,8 +171,23 @@ TEST_F(RunAsTest, Scope_SystemAccountWithRootBehindIt_GoesBack) {
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
-TEST_F(RunAsTest, Leaving_AnyCallFails_IsLoggedOnceAndRootIsNotKept) {
-  for (int n = 1; n <= 3; ++n) {
+TEST_F(RunAsTest, Leaving_RootCannotBeTaken_IsLoggedAsCriticalAndNothingElseHappens) {
+  SetEffective(1000, 2000);
+
+  {
+    const RunAs system(1, 1, "source", 7);
+    ASSERT_TRUE(system);
+    platform_.ForgetCalls();
+    platform_.FailCall(1);
+  }
+  EXPECT_THAT(platform_.calls(), ElementsAre("setresuid(-1, 0, -1)"));
+  ExpectEffective(1, 1);
+  EXPECT_THAT(log_.lines(), ElementsAre("source:7 ERROR: ~IF_RUN_AS(1000, 2000)"));
+  EXPECT_THAT(log_.priorities(), ElementsAre(LOG_AUTH | LOG_CRIT));
+}
+
+TEST_F(RunAsTest, Leaving_LaterCallFails_IsLoggedOnceAsCriticalAndTheOtherIsMade) {
+  for (const int n : {2, 3}) {
     SCOPED_TRACE(n);
     fakes::LogCapture log;
     SetEffective(1000, 2000);
@@ -184,8 +199,7 @@ TEST_F(RunAsTest, Leaving_AnyCallFails_IsLoggedOnceAndRootIsNotKept) {
       platform_.FailCall(n);
     }
     EXPECT_TRUE(platform_.injected());
-    // Without root nothing further is tried; with it, everything.
-    EXPECT_EQ(n == 1 ? 1u : kLeave.size(), platform_.calls().size());
+    EXPECT_EQ(kLeave, platform_.calls());
     EXPECT_THAT(log.lines(), ElementsAre("source:7 ERROR: ~IF_RUN_AS(1000, 2000)"));
     EXPECT_THAT(log.priorities(), ElementsAre(LOG_AUTH | LOG_CRIT));
   }
