@@ -1,0 +1,382 @@
+"""What holds for the subcommands alike: help, wrong calls, who may, which database."""
+
+import json
+import os
+import pathlib
+import re
+import signal
+import subprocess
+import unittest
+
+import command_support
+from command_support import (DATABASE, DONE, INTERRUPTED, NOT_USABLE, REFUSED, WRONG_CALL,
+                             CommandTest, environment)
+
+MAKES_DATABASE = {"create": ["create", "--project", "photos", "--owner", "alice"]}
+NEEDS_DATABASE = {
+    "list": ["list"],
+    "show": ["show", "abc"],
+    "edit": ["edit", "abc", "--title", "x"],
+    "delete": ["delete", "abc"],
+    "revoke": ["revoke", "abc"],
+    "transfer": ["transfer", "--from", "bob", "--to", "alice"],
+    "purge": ["purge"],
+    "visit": ["visit", "abc", "login"],
+}
+ALL = {**MAKES_DATABASE, **NEEDS_DATABASE}
+
+
+class Help(CommandTest):
+    def test_names_every_subcommand_and_exit_code(self):
+        text = self.out("--help")
+
+        for name in ALL:
+            self.assertRegex(text, rf"(?m)^  {name} ")
+        for code in ("0", "1", "2", "3", "130"):
+            self.assertRegex(text, rf"(?m)^  {code}  ")
+
+    def test_of_each_subcommand_ends_with_an_example_that_calls_it(self):
+        for name in ALL:
+            with self.subTest(name):
+                example = self.out(name, "--help").split("\nExample:\n")[1]
+                self.assertIn(f"vexosharing {name} ", example)
+
+    def test_fits_a_terminal_of_eighty_columns(self):
+        for name in ["", *ALL]:
+            for line in self.out(*name.split(), "--help").splitlines():
+                self.assertLessEqual(len(line), 80, line)
+
+    def test_needs_neither_a_database_nor_root(self):
+        self.assertIn("Usage", self.out("list", "--help", user=5001, group=5001))
+
+
+class WrongCalls(CommandTest):
+    def test_end_with_2_and_point_to_the_help(self):
+        self.assertIn("see vexosharing --help", self.refusal(WRONG_CALL))
+        self.assertIn("see vexosharing --help", self.refusal(WRONG_CALL, "nonsense"))
+        for name, call in ALL.items():
+            with self.subTest(name):
+                said = self.refusal(WRONG_CALL, *call, "--nonsense")
+                self.assertIn("--nonsense", said)
+                self.assertIn(f"see vexosharing {name} --help", said)
+
+    def test_missing_arguments_are_named(self):
+        for call, missing in ((["create", "--owner", "alice"], "--project"),
+                              (["create", "--project", "photos"], "--owner"),
+                              (["show"], "HASH"), (["edit"], "HASH"),
+                              (["delete"], "HASH"), (["revoke"], "HASH"),
+                              (["transfer", "--from", "bob"], "--to"),
+                              (["visit", "abc"], "ACTION")):
+            self.assertIn(missing, self.refusal(WRONG_CALL, *call))
+
+    def test_change_nothing(self):
+        self.refusal(WRONG_CALL, *MAKES_DATABASE["create"], "--uses", "many")
+
+        self.assertFalse(DATABASE.exists())
+
+
+class Database(CommandTest):
+    def test_missing_one_is_told_and_not_made(self):
+        for name, call in NEEDS_DATABASE.items():
+            with self.subTest(name):
+                self.assertIn(f"there is no database at {DATABASE}",
+                              self.refusal(NOT_USABLE, *call))
+                self.assertEqual(list(DATABASE.parent.iterdir()), [])
+
+    def test_missing_one_is_made_by_create_for_the_system_account(self):
+        self.create()
+
+        status = DATABASE.stat()
+        self.assertEqual((status.st_uid, status.st_gid, status.st_mode & 0o777),
+                         (1, 1, 0o660))
+
+    def test_other_users_are_refused_in_one_line(self):
+        self.create()
+        for name, call in ALL.items():
+            with self.subTest(name):
+                said = self.refusal(NOT_USABLE, *call, user=5001, group=5001,
+                                    extra_groups=[])
+                self.assertIn("not yours to read: run this as root", said)
+
+    def test_system_account_may(self):
+        self.create()
+
+        listed = self.call("list", "--json", user=1, group=1, extra_groups=[])
+
+        self.assertEqual(listed.returncode, DONE, listed.stderr)
+        self.assertEqual(len(json.loads(listed.stdout)["links"]), 1)
+
+    def test_damaged_one_is_told(self):
+        DATABASE.write_bytes(b"This is no database.\n" * 500)
+        os.chown(DATABASE, 1, 1)
+        for name, call in ALL.items():
+            with self.subTest(name):
+                self.assertIn("file is not a database", self.refusal(NOT_USABLE, *call))
+
+    def test_one_that_is_damaged_further_in_is_told(self):
+        self.create()
+        self.fill(2000)
+        self.sql("PRAGMA wal_checkpoint(TRUNCATE)")
+        size = DATABASE.stat().st_size
+        with DATABASE.open("r+b") as file:
+            file.seek(size // 4)
+            file.write(b"\xff" * (size // 2))
+
+        for call in (["list"], ["list", "--json"], ["purge", "--all"]):
+            listed = self.call(*call)
+            self.assertEqual(listed.returncode, NOT_USABLE, listed.stderr)
+            self.assertIn(b"the database failed: ", listed.stderr)
+
+    def test_one_of_root_is_not_usable_and_says_what_to_do(self):
+        self.create()
+        other = pathlib.Path("/tmp/of-root.db")
+        self.addCleanup(other.unlink)
+        other.write_bytes(DATABASE.read_bytes())
+        other.chmod(0o600)
+
+        said = self.refusal(NOT_USABLE, "list", "--database", str(other))
+
+        self.assertIn("chown 1:1", said)
+
+    def test_folder_or_unreachable_path_is_not_usable(self):
+        self.assertIn("no file", self.refusal(NOT_USABLE, "list", "--database", "/tmp"))
+        self.assertIn("Not a directory",
+                      self.refusal(NOT_USABLE, "list", "--database", "/etc/passwd/x"))
+        self.assertIn("cannot be made",
+                      self.refusal(NOT_USABLE, *MAKES_DATABASE["create"], "--database",
+                                   "/usr/vexo/no-such-folder/x.db"))
+        self.refusal(NOT_USABLE, "list", "--database", "")
+
+    def test_another_one_is_used_where_it_is_named(self):
+        other = "/tmp/other.db"
+        self.addCleanup(pathlib.Path(other).unlink)
+
+        link = self.create("--database", other)
+
+        self.assertFalse(DATABASE.exists())
+        self.assertEqual([one["hash"] for one in self.links("--database", other)], [link])
+        self.json("revoke", link, "--database", other)
+        self.json("transfer", "--from", "alice", "--to", "bob", "--database", other)
+        self.assertEqual(self.json("show", link, "--database", other)["owner_user"], "bob")
+        self.json("edit", link, "--title", "x", "--database", other)
+        self.json("purge", "--database", other)
+        self.json("delete", link, "--database", other)
+
+    def test_visit_takes_no_other_one(self):
+        self.refusal(WRONG_CALL, "visit", "abc", "login", "--database", "/tmp/x.db")
+
+
+class ClosedOutput(CommandTest):
+    def calls(self):
+        """A call of each subcommand that prints something."""
+        link = self.create()
+        token = self.create()
+        session = self.login(token)
+        self.create(owner="bob")
+        yield ["list"]
+        yield ["list", "--json"]
+        yield ["show", link]
+        yield ["edit", link, "--title", "x"]
+        yield ["revoke", link]
+        yield ["transfer", "--from", "bob", "--to", "alice"]
+        yield ["purge"]
+        yield ["visit", token, "login"]
+        yield ["visit", token, "check", session]
+        yield ["delete", link]
+        yield ["create", "--project", "photos", "--owner", "alice"]
+        yield ["list", "--help"]
+
+    def each(self, **options):
+        for call in self.calls():
+            session = call.pop() if call[2:3] == ["check"] else ""
+            with self.subTest(call):
+                done = self.call(*call, env={"SHARING_SID": session}, **options)
+                self.assertEqual(done.returncode, REFUSED, done.stderr)
+                self.assertIn(b"standard output could not be written",
+                              done.stderr.splitlines()[-1])
+
+    def test_is_told(self):
+        self.each(stdout=None, preexec_fn=lambda: os.close(1))
+
+    def test_full_disk_is_told(self):
+        with open("/dev/full", "wb") as full:
+            self.each(stdout=full)
+
+    def test_reader_that_went_away_is_told(self):
+        reading, writing = os.pipe()
+        os.close(reading)
+        self.each(stdout=writing)
+        os.close(writing)
+
+    def test_list_for_a_reader_that_goes_away_stops(self):
+        self.create()
+        self.fill(20000)
+
+        for arguments in (["list"], ["list", "--json"]):
+            process = self.start(*arguments, stdout=subprocess.PIPE)
+            process.stdout.read(10)
+            process.stdout.close()
+            self.assertEqual(process.wait(60), REFUSED)
+
+    def test_create_takes_back_a_link_that_nobody_got_to_see(self):
+        self.create()
+
+        done = self.call(*MAKES_DATABASE["create"], "--generate-password", stdout=None,
+                         preexec_fn=lambda: os.close(1))
+
+        self.assertEqual(done.returncode, REFUSED)
+        self.assertIn(b"the link was taken back", done.stderr)
+        self.assertEqual(len(self.links()), 1)
+
+    def test_no_file_is_opened_in_the_place_of_closed_streams(self):
+        def close_both():
+            os.close(1)
+            os.close(2)
+
+        process = self.start("visit", "abc", "login", "--password-stdin",
+                             stdin=subprocess.PIPE, preexec_fn=close_both)
+        command_support.wait_until(lambda: command_support.waits_for_input(process))
+
+        for fd in (1, 2):
+            self.assertEqual(os.readlink(f"/proc/{process.pid}/fd/{fd}"), "/dev/null")
+
+
+class Interrupts(CommandTest):
+    def interrupted(self, process):
+        """What the interrupted process printed on its two streams."""
+        out, errors = process.communicate(timeout=60)
+        self.assertEqual(process.returncode, INTERRUPTED, errors)
+        return out.decode(), errors.decode()
+
+    def test_list_stops_between_rows_and_says_how_far_it_got(self):
+        self.create()
+        self.fill(20000)
+        for arguments in (["list"], ["list", "--json"]):
+            process = self.start(*arguments, stdout=subprocess.PIPE, bufsize=0)
+            begun = process.stdout.read(100)  # and now it waits for its reader
+
+            process.send_signal(signal.SIGINT)
+            out, errors = self.interrupted(process)
+
+            self.assertRegex(errors, r"^vexosharing: interrupted after \d+ of 20001 links\n$")
+            if "--json" in arguments:
+                text = begun.decode() + out
+                self.assertTrue(text.startswith('{"links":[\n{') and text.endswith("}"), text)
+                json.loads(text + "]}")  # whole up to there, and not closed
+
+    def test_delete_stops_between_links_and_says_how_far_it_got(self):
+        links = [self.create() for _ in range(3)]
+        blocker = self.lock()
+        process = self.start("delete", *links, "--json", stdout=subprocess.PIPE)
+        command_support.wait_until(lambda: command_support.uses_database(process))
+
+        process.send_signal(signal.SIGINT)
+        blocker.execute("ROLLBACK")
+        out, errors = self.interrupted(process)
+
+        deleted = [link["hash"] for link in json.loads(out)["deleted"]]
+        self.assertLess(len(deleted), 3)
+        self.assertEqual(errors, f"vexosharing: interrupted: {len(deleted)} of 3 links "
+                                 "deleted\n")
+        self.assertEqual([link["hash"] for link in self.links()], links[len(deleted):])
+
+    def test_purge_leaves_everything(self):
+        self.create("--expire", "2020-01-01")
+        blocker = self.lock()
+        process = self.start("purge", stdout=subprocess.PIPE)
+        command_support.wait_until(lambda: command_support.uses_database(process))
+
+        process.send_signal(signal.SIGINT)
+        blocker.execute("ROLLBACK")
+        out, errors = self.interrupted(process)
+
+        self.assertEqual((out, errors),
+                         ("", "vexosharing: interrupted: nothing was purged\n"))
+        self.assertEqual(len(self.links()), 1)
+
+    def test_waiting_for_a_password_ends(self):
+        for call in (MAKES_DATABASE["create"] + ["--password-stdin"],
+                     ["visit", "abc", "login", "--password-stdin"],
+                     ["visit", "abc", "check"]):
+            process = self.start(*call, stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+            command_support.wait_until(lambda p=process: command_support.waits_for_input(p))
+
+            process.send_signal(signal.SIGINT)
+
+            self.assertEqual(process.wait(60), INTERRUPTED)
+        self.assertFalse(DATABASE.exists())
+
+    def test_second_one_ends_the_program_at_once(self):
+        self.create("--expire", "2020-01-01")
+        self.lock()
+        process = self.start("purge", stdout=subprocess.PIPE)
+        command_support.wait_until(lambda: command_support.uses_database(process))
+
+        process.send_signal(signal.SIGINT)
+        with self.assertRaises(subprocess.TimeoutExpired):
+            process.wait(2)
+        process.send_signal(signal.SIGINT)
+
+        self.assertEqual(process.wait(2), INTERRUPTED)
+
+
+class Terminals(CommandTest):
+    def test_colours_are_for_terminals_and_by_the_rule_of_no_color(self):
+        self.create()
+
+        self.assertNotIn("\033", self.out("list"))
+        self.assertIn("\033[32m", self.on_terminal("list")[1])
+        self.assertIn("\033[32m", self.on_terminal("list", env={"NO_COLOR": ""})[1])
+        self.assertNotIn("\033", self.on_terminal("list", env={"NO_COLOR": "1"})[1])
+        self.assertNotIn("\033", self.on_terminal("list", env={"TERM": "dumb"})[1])
+
+    def test_tables_keep_to_the_width_of_the_terminal(self):
+        project = "ein Projekt mit Umläuten äöü und 日本語の写真 " * 5
+        self.create(project=project)
+        self.create(owner="bob", project="short")
+
+        for columns in (80, 100, 120):
+            lines = self.on_terminal("list", env={"NO_COLOR": "1", "COLUMNS": str(columns)})
+            for line in lines[1].splitlines():
+                wide = len(re.findall("[日本語の写真]", line))
+                self.assertLessEqual(len(line) + wide, columns, line)
+            self.assertIn("…", lines[1])
+        self.assertIn(project, self.out("list", env={"COLUMNS": "80"}))
+
+    def test_long_texts_of_show_go_on_in_the_next_line(self):
+        link = self.create("--title", "word " * 30)
+
+        shown = self.on_terminal("show", link, env={"NO_COLOR": "1"})[1]
+
+        for line in shown.splitlines():
+            self.assertLessEqual(len(line), 80)
+        self.assertIn("word " * 30, self.out("show", link))
+
+    def test_password_is_asked_for_and_not_shown(self):
+        status, shown = self.on_terminal("create", "--project", "photos", "--owner", "alice",
+                                         "--password-stdin", typed=b"open sesame\n")
+
+        self.assertEqual(status, DONE)
+        self.assertIn("password for the link: ", shown)
+        self.assertNotIn("sesame", shown)
+        self.login(self.links()[0]["hash"], "--password-stdin", text="open sesame\n")
+
+    def test_progress_is_shown_on_a_terminal_only_and_wiped(self):
+        self.create()
+        self.fill(30000)
+        seeing, terminal = os.openpty()
+        with subprocess.Popen([command_support.COMMAND, "list", "--json"],
+                              stdout=subprocess.DEVNULL, stderr=terminal,
+                              env=environment()) as process:
+            self.assertEqual(process.wait(60), DONE)
+        os.close(terminal)
+        shown = os.read(seeing, 65536).decode()
+        os.close(seeing)
+
+        self.assertRegex(shown, r"reading links: \d+ of 30001")
+        self.assertTrue(shown.endswith("\r\033[K"), shown)
+        self.assertEqual(self.call("list").stderr, b"")
+
+
+if __name__ == "__main__":
+    command_support.main()

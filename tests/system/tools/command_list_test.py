@@ -1,0 +1,221 @@
+"""list: filters, order, pages, and rows that do not read."""
+
+import os
+import subprocess
+import time
+import unittest
+
+import command_support
+from command_support import REFUSED, WRONG_CALL, CommandTest
+
+HEADINGS = ["HASH", "PROJECT", "OWNER", "STATE", "EXPIRES", "USES", "ASKS FOR"]
+
+
+class List(CommandTest):
+    def hashes(self, *arguments):
+        return [link["hash"] for link in self.links(*arguments)]
+
+    def rows(self, *arguments):
+        """The table's rows, cell by cell."""
+        lines = self.out("list", *arguments).splitlines()
+        starts = [lines[0].index(heading) for heading in HEADINGS] + [None]
+        return [[line[starts[i]:starts[i + 1]].strip() for i in range(len(HEADINGS))]
+                for line in lines[1:]]
+
+    def in_each_state(self):
+        links = {"usable": self.create("--expire", "7d", "--uses", "2"),
+                 "not-started": self.create("--start", "7d"),
+                 "expired": self.create("--expire", "2020-01-01", "--start", "2019-01-01"),
+                 "used-up": self.create("--uses", "1", "--start", "2019-01-01"),
+                 "disabled": self.create("--expire", "2020-01-01")}
+        self.login(links["used-up"])
+        self.json("edit", links["disabled"], "--disable")
+        return links
+
+    def test_empty_database_has_no_links(self):
+        self.json("delete", self.create())
+
+        done = self.call("list")
+
+        self.assertEqual((done.returncode, done.stdout), (0, b""))
+        self.assertEqual(done.stderr, b"vexosharing: no link matches\n")
+        self.assertEqual(self.json("list"), {"links": [], "damaged": []})
+
+    def test_table_tells_of_each_link_in_a_line(self):
+        password = self.create("--expire", "2090-01-01 18:30:59", "--generate-password")
+        user = self.create("--uses", "3", "--user", "alice", owner="bob", project="notes")
+
+        self.assertEqual(self.rows(), [
+            [password, "photos", "alice", "usable", "2090-01-01 18:30", "0", "password"],
+            [user, "notes", "bob", "usable", "never", "0/3", "user"]])
+
+    def test_program_gets_the_same_objects_as_from_show(self):
+        link = self.create("--app", '{"a":1}', "--private-data", '{"b":2}')
+
+        listed = self.links()[0]
+
+        shown = self.json("show", link)
+        self.assertEqual(listed, {name: shown[name] for name in listed})
+        self.assertNotIn("private_data", listed)
+
+    def test_states(self):
+        links = self.in_each_state()
+
+        for state, link in links.items():
+            self.assertEqual(self.hashes("--state", state), [link])
+            self.assertEqual(self.links("--state", state)[0]["state"],
+                             state.replace("-", " "))
+        self.assertEqual([row[3] for row in self.rows()],
+                         [state.replace("-", " ") for state in links])
+
+    def test_states_at_their_edges(self):
+        now = int(time.time())
+        for column, value, state in (("expire_at", now - 1, "expired"),
+                                     ("expire_at", now + 100, "usable"),
+                                     ("start_at", now, "usable"),
+                                     ("start_at", now + 100, "not started")):
+            link = self.create()
+            self.sql(f"UPDATE entry SET {column} = ? WHERE hash = ?", value, link)
+            self.assertEqual(self.json("show", link)["state"], state)
+            self.assertIn(link, self.hashes("--state", state.replace(" ", "-")))
+        for count, state in ((1, "usable"), (2, "used up"), (3, "used up")):
+            link = self.create("--uses", "2")
+            self.sql("UPDATE entry SET use_count = ? WHERE hash = ?", count, link)
+            self.assertEqual(self.json("show", link)["state"], state)
+            self.assertIn(link, self.hashes("--state", state.replace(" ", "-")))
+
+    def test_project_and_owner(self):
+        project = "it's \"quoted\" 日本"
+        one = self.create(project=project)
+        two = self.create(owner="bob")
+        three = self.create()
+
+        self.assertEqual(self.hashes("--project", project), [one])
+        self.assertEqual(self.hashes("--owner", "bob"), [two])
+        self.assertEqual(self.hashes("--owner", "5001"), [one, three])
+        self.assertEqual(self.hashes("--owner", "alice", "--project", "photos"), [three])
+        self.assertEqual(self.hashes("--owner", "bob", "--project", project), [])
+        self.assertEqual(self.hashes("--project", "' OR 1=1 --"), [])
+
+    def test_owner_who_is_gone_is_named_by_number(self):
+        link = self.create()
+        self.sql("UPDATE entry SET owner_uid = 7777")
+
+        self.assertEqual(self.hashes("--owner", "7777"), [link])
+        self.assertEqual(self.rows()[0][2], "7777 (gone)")
+        self.assertEqual(self.links()[0]["owner_user"], "")
+
+    def test_unknown_owner_is_refused(self):
+        self.create()
+
+        self.assertIn('no user "nobody-here"',
+                      self.refusal(REFUSED, "list", "--owner", "nobody-here"))
+
+    def test_orders(self):
+        made = [self.create("--expire", "3d", "--start", "2020-01-02", project="b"),
+                self.create("--expire", "1d", owner="bob", project="c"),
+                self.create("--expire", "2d", "--start", "2020-01-01", project="a")]
+        self.sql("UPDATE entry SET use_count = 10 * (id % 3), hash = 'h' || (id % 2) || id")
+        first, second, third = "h11", "h02", "h13"
+        self.assertEqual(len(made), 3)
+        for order, expected in (("created", [first, second, third]),
+                                ("hash", [second, first, third]),
+                                ("project", [third, first, second]),
+                                ("owner", [first, third, second]),
+                                ("start", [second, third, first]),
+                                ("expire", [second, third, first]),
+                                ("uses", [third, first, second])):
+            with self.subTest(order):
+                self.assertEqual(self.hashes("--order", order), expected)
+                if order != "owner":
+                    self.assertEqual(self.hashes("--order", order, "--reverse"),
+                                     expected[::-1])
+        self.assertEqual(self.hashes("--order", "owner", "--reverse"),
+                         [second, third, first])
+
+    def test_pages(self):
+        self.create()
+        self.fill(51)
+        everything = self.hashes()
+
+        self.assertEqual(self.hashes("--page", "1"), everything[:50])
+        self.assertEqual(self.hashes("--page", "2"), everything[50:])
+        self.assertEqual(self.hashes("--page", "3"), [])
+        self.assertEqual(self.hashes("--page", "3", "--page-size", "7"), everything[14:21])
+        self.assertEqual(self.hashes("--page", "2147483647", "--page-size", "2147483647"), [])
+
+    def test_many_links_come_whole_and_in_order(self):
+        self.create()
+        self.fill(1700)  # more than three batches
+
+        for order in ("created", "hash"):
+            hashes = self.hashes("--order", order)
+            self.assertEqual(len(hashes), 1701)
+            self.assertEqual([(one,) for one in hashes],
+                             self.sql("SELECT hash FROM entry ORDER BY "
+                                      + ("id" if order == "created" else "hash")))
+        self.assertEqual(len(self.rows()), 1701)
+
+    def test_rows_that_do_not_read_are_counted_and_named(self):
+        good = self.create()
+        broken = [self.create() for _ in range(2)]
+        for link, data in zip(broken, ("{", "[]")):
+            self.break_row(link, data)
+
+        done = self.call("list")
+
+        self.assertEqual(done.returncode, 0)
+        self.assertEqual(done.stderr.decode(),
+                         f"vexosharing: 2 rows do not read: {broken[0]} (id 2), "
+                         f"{broken[1]} (id 3)\n")
+        self.assertIn(good, done.stdout.decode())
+        self.assertEqual(self.json("list")["damaged"],
+                         [{"id": 2, "hash": broken[0]}, {"id": 3, "hash": broken[1]}])
+
+    def test_many_rows_that_do_not_read_are_counted(self):
+        self.create()
+        self.fill(1200)
+        self.sql("UPDATE entry SET data = '' WHERE id > 1")
+
+        done = self.call("list")
+
+        self.assertIn(b"1200 rows do not read: copy1 (id 2), ", done.stderr)
+        self.assertTrue(done.stderr.endswith(b" and more\n"), done.stderr)
+        self.assertEqual(len(self.json("list")["damaged"]), 1200)
+
+    def test_wrong_values_are_refused(self):
+        self.create()
+        for arguments, text in ((["--state", "sleepy"], "usable, not-started, expired"),
+                                (["--state", ""], "is none of"),
+                                (["--order", "size"], "created, hash, project"),
+                                (["--page", "0"], "no number from 1"),
+                                (["--page", "-1"], ""),
+                                (["--page", "x"], "no number from 1"),
+                                (["--page", "1", "--page-size", "0"], "no number from 1"),
+                                (["--page-size", "5"], "--page"),
+                                (["--owner", ""], "it is empty"),
+                                (["--project", ""], "it is empty"),
+                                (["--project", b"\xff"], "not UTF-8"),
+                                (["surplus"], "surplus")):
+            with self.subTest(arguments):
+                self.assertIn(text, self.refusal(WRONG_CALL, "list", *arguments))
+
+    def peak_memory(self):
+        """Of a list of everything, in KiB.  A sanitizer must not keep what was freed."""
+        process = self.start("list", "--json", stdout=subprocess.DEVNULL,
+                             more={"ASAN_OPTIONS": "quarantine_size_mb=0"})
+        usage = os.wait4(process.pid, 0)[2]
+        process.returncode = 0  # it has been waited for
+        return usage.ru_maxrss
+
+    def test_memory_does_not_grow_with_the_number_of_links(self):
+        self.create("--app", '{"text":"' + "x" * 8000 + '"}')
+        self.fill(4000)  # more than SQLite's own cache holds
+        some = self.peak_memory()
+        self.fill(4000, "more")
+
+        self.assertLess(self.peak_memory() - some, 4 * 1024)
+
+
+if __name__ == "__main__":
+    command_support.main()

@@ -1,0 +1,195 @@
+"""What the tests of the vexosharing command share.  They run in a private mount namespace:
+
+  command_x_test.py BUILD [unittest arguments]
+"""
+
+import json
+import os
+import pathlib
+import pty
+import select
+import shutil
+import signal
+import sqlite3
+import struct
+import subprocess
+import sys
+import termios
+import time
+import unittest
+from fcntl import ioctl
+
+COMMAND = "/usr/vexo/bin/vexosharing"
+LIBRARIES = pathlib.Path("/usr/vexo/lib")
+DATABASE = pathlib.Path("/usr/vexo/etc/private/session/sharing/sharing.db")
+BLOCKS = pathlib.Path("/usr/vexo/etc/private/autoblock")
+URL_TOOL = pathlib.Path("/usr/vexo/bin/vexosharingurl")
+
+DONE, REFUSED, WRONG_CALL, NOT_USABLE, INTERRUPTED = 0, 1, 2, 3, 130
+
+# A time zone with summer time that needs no time zone files.
+TIME_ZONE = "CET-1CEST,M3.5.0,M10.5.0/3"
+
+
+def environment(**more):
+    """The environment of the command: nothing of the tester's own gets in."""
+    return {"PATH": "/usr/bin:/bin", "LD_LIBRARY_PATH": str(LIBRARIES), "TZ": TIME_ZONE,
+            "TERM": "xterm", **more}
+
+
+def wait_until(condition):
+    """Waits for something that another process does, and fails when it never does."""
+    deadline = time.monotonic() + 30
+    while not condition():
+        if time.monotonic() > deadline:
+            raise TimeoutError("what was waited for did not happen")
+        time.sleep(0.01)
+
+
+def uses_database(process):
+    """Whether the process has opened the database."""
+    try:
+        links = list(pathlib.Path(f"/proc/{process.pid}/fd").iterdir())
+        return any(os.readlink(link) == str(DATABASE) for link in links)
+    except FileNotFoundError:
+        return False
+
+
+def waits_for_input(process):
+    """Whether the process stands in a read of its standard input."""
+    try:
+        call = pathlib.Path(f"/proc/{process.pid}/syscall").read_text(encoding="ascii")
+    except (FileNotFoundError, ProcessLookupError):
+        return False
+    return call.split()[:2] == ["0", "0x0"]
+
+
+class CommandTest(unittest.TestCase):
+    def setUp(self):
+        for path in list(DATABASE.parent.iterdir()) + list(BLOCKS.iterdir()):
+            path.unlink()
+        URL_TOOL.unlink(missing_ok=True)
+
+    def call(self, *arguments, text=b"", env=None, **options):
+        """Runs the command with `text` as its standard input."""
+        if isinstance(text, str):
+            text = text.encode()
+        if "stdin" not in options:
+            options["input"] = text
+        options.setdefault("stdout", subprocess.PIPE)
+        return subprocess.run([COMMAND, *arguments], stderr=subprocess.PIPE, timeout=120,
+                              env=environment(**(env or {})), check=False, **options)
+
+    def start(self, *arguments, more=None, **options):
+        process = subprocess.Popen([COMMAND, *arguments], env=environment(**(more or {})),
+                                   stderr=subprocess.PIPE, **options)
+        self.addCleanup(self.stop, process)
+        return process
+
+    @staticmethod
+    def stop(process):
+        process.kill()
+        process.wait()
+        for stream in (process.stdin, process.stdout, process.stderr):
+            if stream is not None:
+                stream.close()
+
+    def out(self, *arguments, **options):
+        """Standard output of a call that must be done."""
+        done = self.call(*arguments, **options)
+        self.assertEqual(done.returncode, DONE, (arguments, done.stderr))
+        return done.stdout.decode()
+
+    def json(self, *arguments, **options):
+        return json.loads(self.out(*arguments, "--json", **options))
+
+    def refusal(self, status, *arguments, **options):
+        """The one line of a call that must end with this status and print nothing."""
+        done = self.call(*arguments, **options)
+        self.assertEqual(done.returncode, status, (arguments, done.stdout, done.stderr))
+        self.assertEqual(done.stdout, b"")
+        lines = done.stderr.decode().splitlines()
+        self.assertEqual(len(lines), 1, lines)
+        self.assertTrue(lines[0].startswith("vexosharing: "), lines)
+        return lines[0]
+
+    def create(self, *arguments, project="photos", owner="alice", **options):
+        """Makes a link and answers its hash."""
+        return self.json("create", "--project", project, "--owner", owner, *arguments,
+                         **options)["hash"]
+
+    def login(self, link, *arguments, text=b""):
+        """Logs a visitor in to a link of the system's database; the session id."""
+        done = self.json("visit", link, "login", *arguments, text=text)
+        self.assertEqual(done["result"], 1)
+        return done["session_id"]
+
+    def links(self, *arguments):
+        return self.json("list", *arguments)["links"]
+
+    def install_url_tool(self, script="echo https://nas.example/sharing/$1; echo 2"):
+        URL_TOOL.write_text(f"#!/bin/sh\n{script}\n", encoding="utf-8")
+        URL_TOOL.chmod(0o755)
+
+    @staticmethod
+    def sql(statement, *values, path=DATABASE):
+        """Runs a statement with SQLite itself and answers its rows."""
+        connection = sqlite3.connect(path, timeout=30)
+        try:
+            with connection:
+                return connection.execute(statement, values).fetchall()
+        finally:
+            connection.close()
+
+    def break_row(self, link, data="{"):
+        self.sql("UPDATE entry SET data = ? WHERE hash = ?", data, link)
+
+    def lock(self):
+        """Keeps every writer waiting until the connection answered is rolled back."""
+        connection = sqlite3.connect(DATABASE, isolation_level=None)
+        self.addCleanup(connection.close)
+        connection.execute("BEGIN IMMEDIATE")
+        return connection
+
+    def fill(self, count, name="copy"):
+        """Copies the first link until there are `count` more, called copy1 and so on."""
+        self.sql("WITH RECURSIVE n(i) AS (VALUES(1) UNION ALL SELECT i + 1 FROM n "
+                 "WHERE i < ?) INSERT INTO entry SELECT NULL, ? || i, project_name, "
+                 "enabled, owner_uid, start_at, expire_at, expire_times, use_count, "
+                 "auto_gc, data FROM n, (SELECT * FROM entry LIMIT 1)", count, name)
+
+    def on_terminal(self, *arguments, columns=80, typed=b"", env=None):
+        """Exit code and everything shown, with all three streams on a terminal."""
+        pid, terminal = pty.fork()
+        if pid == 0:
+            os.execve(COMMAND, [COMMAND, *arguments], environment(**(env or {})))
+        ioctl(terminal, termios.TIOCSWINSZ, struct.pack("HHHH", 50, columns, 0, 0))
+        shown = b""
+        while True:
+            if not select.select([terminal], [], [], 60)[0]:
+                os.kill(pid, signal.SIGKILL)
+            try:
+                part = os.read(terminal, 65536)
+            except OSError:
+                break
+            if not part:
+                break
+            shown += part
+            if typed and shown.endswith(b": "):
+                os.write(terminal, typed)
+                typed = b""
+        os.close(terminal)
+        return os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1]), shown.decode()
+
+
+def install(build):
+    """Lays the built command where everybody of the machine can run it."""
+    LIBRARIES.mkdir(exist_ok=True)
+    shutil.copy(f"{build}/bin/vexosharing", COMMAND)
+    for library in pathlib.Path(build, "lib").glob("lib*.so.*"):
+        shutil.copy(library, LIBRARIES)
+
+
+def main():
+    install(sys.argv.pop(1))
+    unittest.main(module="__main__")

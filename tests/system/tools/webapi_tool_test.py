@@ -1,0 +1,801 @@
+"""vexowebapi as a program, on the real database in a private mount namespace.
+
+  webapi_tool_test.py BUILD [unittest arguments]
+
+Every answer that a test sees is validated against the schema of its method.
+"""
+
+import json
+import os
+import pathlib
+import re
+import shutil
+import sqlite3
+import subprocess
+import sys
+import time
+import unittest
+
+import jsonschema
+
+TOOL = "/usr/vexo/bin/vexowebapi"
+LIBRARIES = pathlib.Path("/usr/vexo/lib")
+FOLDER = pathlib.Path("/usr/vexo/etc/private/session/sharing")
+DATABASE = FOLDER / "sharing.db"
+SCHEMA = json.loads((pathlib.Path(__file__).resolve().parents[3] / "docs" /
+                     "webapi.schema.json").read_text(encoding="utf-8"))
+
+LINK, SESSION, TOKEN = "VEXO.Sharing.Link", "VEXO.Sharing.Session", "VEXO.Sharing.Token"
+ALICE, BOB, NOBODY_HERE = 5001, 5002, 5999
+
+
+def run(*arguments, **options):
+    options = {"capture_output": True, "timeout": 120,
+               "env": dict(os.environ, LD_LIBRARY_PATH=str(LIBRARIES)), **options}
+    return subprocess.run([TOOL, *arguments], **options)
+
+
+def validate(answer, name):
+    schema = {"$schema": SCHEMA["$schema"], "$ref": f"#/$defs/{name}",
+              "$defs": SCHEMA["$defs"]}
+    jsonschema.Draft202012Validator(schema).validate(answer)
+
+
+def parameter_texts(parameters):
+    """NAME=VALUE as SendWebapi writes them."""
+    for name, value in parameters.items():
+        if isinstance(value, bool):
+            value = "true" if value else "false"
+        yield f"{name}={value}"
+
+
+class WebApiTest(unittest.TestCase):
+    def setUp(self):
+        for file in FOLDER.iterdir():
+            shutil.rmtree(file) if file.is_dir() else file.unlink()
+
+    def read(self, done, name):
+        """The answer, which must be one line of ASCII, and fit the exit status."""
+        line = done.stdout.decode("ascii")
+        self.assertEqual(line.count("\n"), 1, done)
+        answer = json.loads(line)
+        validate(answer, name if answer["success"] else "error")
+        self.assertEqual(done.returncode, 0 if answer["success"] else 1)
+        return answer
+
+    def call(self, api, method, parameters=None, **options):
+        done = run("--exec", f"api={api}", "version=1", f"method={method}",
+                   *parameter_texts(parameters or {}), **options)
+        return self.read(done, f"{api}.{method}")
+
+    def data(self, api, method, parameters=None, **options):
+        answer = self.call(api, method, parameters, **options)
+        self.assertTrue(answer["success"], answer)
+        return answer["data"]
+
+    def error(self, code, api, method, parameters=None, **options):
+        answer = self.call(api, method, parameters, **options)
+        self.assertFalse(answer["success"], answer)
+        self.assertEqual(answer["error"]["code"], code, answer)
+        return answer["error"]["message"]
+
+    def create(self, **parameters):
+        data = self.data(LINK, "create",
+                         {"project_name": "photos", "owner_user": "alice", **parameters})
+        return data["link"]["hash"]
+
+    def sql(self, text, *values):
+        database = sqlite3.connect(DATABASE, timeout=10)
+        with database:
+            rows = database.execute(text, values).fetchall()
+        database.close()
+        return rows
+
+    def stored(self, name):
+        """The data column of a link."""
+        return json.loads(self.sql("SELECT data FROM entry WHERE hash = ?", name)[0][0])
+
+    def add_visitor(self, name, ahead=1000, uid=ALICE):
+        """A session, logged in to the link: their row ids."""
+        deadline = int(time.time()) + ahead
+        link = self.sql("SELECT id FROM entry WHERE hash = ?", name)[0][0]
+        self.sql("INSERT INTO session VALUES (NULL, hex(randomblob(16)), ?, '192.0.2.1', ?)",
+                 uid, deadline)
+        session = self.sql("SELECT max(id) FROM session")[0][0]
+        self.sql("INSERT INTO token VALUES (NULL, ?, ?, ?)", link, session, deadline)
+        return session, self.sql("SELECT max(id) FROM token")[0][0]
+
+    def tokens(self):
+        return self.sql("SELECT count(*) FROM token")[0][0]
+
+
+class Call(WebApiTest):
+    def refuse(self, code, *arguments, **options):
+        answer = self.read(run("--exec", *arguments, **options), "error")
+        self.assertEqual(answer["error"]["code"], code)
+        return answer["error"]["message"]
+
+    def test_without_exec_the_usage_is_shown(self):
+        for arguments in ((), ("api=" + LINK,), ("-x",)):
+            done = run(*arguments)
+            self.assertEqual((done.returncode, done.stdout), (2, b""))
+            self.assertIn(b"usage:", done.stderr)
+
+    def test_help_is_on_standard_output(self):
+        done = run("--help")
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        self.assertIn(b"Example:", done.stdout)
+
+    def test_api_version_and_method_are_required(self):
+        good = [f"api={LINK}", "version=1", "method=info"]
+        for left_out in range(3):
+            self.refuse("missing_parameter", *good[:left_out], *good[left_out + 1:])
+
+    def test_argument_that_is_no_parameter_is_refused(self):
+        good = [f"api={LINK}", "version=1", "method=info"]
+        for wrong in ("verbose", "=x", "", b"owner_user=\xff", "method=info"):
+            self.refuse("bad_call", *good, wrong)
+
+    def test_unknown_api_version_and_method_are_told_apart(self):
+        for api in ("", "Link", "VEXO.Sharing.Links", "vexo.sharing.link", "é"):
+            self.refuse("unknown_api", f"api={api}", "version=1", "method=list")
+        for version in ("0", "2", "-1", "", "1.0", "x"):
+            self.refuse("unknown_version", f"api={LINK}", f"version={version}", "method=info")
+        for api, method in ((LINK, "List"), (LINK, ""), (SESSION, "create"), (TOKEN, "set")):
+            self.refuse("unknown_method", f"api={api}", "version=1", f"method={method}")
+
+    def test_unknown_parameter_is_refused(self):
+        self.error("unknown_parameter", LINK, "info", {"x": 1})
+        self.error("unknown_parameter", LINK, "get", {"hash": "a", "Hash": "a"})
+        self.error("unknown_parameter", SESSION, "get", {"id": 1, "session_id": "a"})
+
+    def test_other_users_are_refused_before_anything_is_looked_at(self):
+        self.create()
+        for uid in (ALICE, 2):
+            message = self.refuse("not_permitted", "nonsense", user=uid, group=uid,
+                                  extra_groups=[])
+            self.assertIn("root", message)
+            self.error("not_permitted", LINK, "list", user=uid, group=uid, extra_groups=[])
+
+    def test_system_account_is_served(self):
+        system = {"user": 1, "group": 1, "extra_groups": []}
+        data = self.data(LINK, "create", {"project_name": "p", "owner_user": "bob"}, **system)
+        self.assertEqual(self.data(LINK, "list", **system)["items"][0]["hash"],
+                         data["link"]["hash"])
+        status = DATABASE.stat()
+        self.assertEqual((status.st_uid, status.st_gid, status.st_mode & 0o777), (1, 1, 0o660))
+
+    def test_password_is_never_taken_as_an_argument(self):
+        wanted = {"project_name": "p", "owner_user": "alice"}
+        for name in ("password", "protect_password", "protect_password_salt", "user_password",
+                     "protect_password_algo"):
+            message = self.error("secret_parameter", LINK, "create",
+                                 {**wanted, name: "hidden-text"})
+            self.assertIn("generate_password", message)
+            self.assertNotIn("hidden-text", message)
+            self.error("secret_parameter", LINK, "set", {"hash": "a", name: "hidden-text"})
+        self.assertFalse(DATABASE.exists())
+
+    def test_output_that_cannot_be_written_is_an_error(self):
+        with open("/dev/full", "wb") as full:
+            done = run("--exec", f"api={LINK}", "version=1", "method=info",
+                       capture_output=False, stdout=full, stderr=subprocess.PIPE)
+        self.assertEqual(done.returncode, 1)
+        self.assertIn(b"could not be written", done.stderr)
+
+
+class Database(WebApiTest):
+    CALLS = [(LINK, "list", {}), (LINK, "get", {"hash": "a"}), (LINK, "set", {"hash": "a"}),
+             (LINK, "delete", {"hash": "a"}), (LINK, "revoke", {"hash": "a"}),
+             (LINK, "purge", {}), (LINK, "info", {}),
+             (SESSION, "list", {}), (SESSION, "get", {"id": 1}), (SESSION, "delete", {"id": 1}),
+             (SESSION, "purge", {}), (SESSION, "info", {}),
+             (TOKEN, "list", {}), (TOKEN, "get", {"id": 1}), (TOKEN, "delete", {"id": 1}),
+             (TOKEN, "purge", {}), (TOKEN, "info", {})]
+
+    def test_only_create_makes_a_missing_database(self):
+        for api, method, parameters in self.CALLS:
+            self.error("no_database", api, method, parameters)
+            self.assertEqual(list(FOLDER.iterdir()), [])
+        self.create()
+        self.assertTrue(DATABASE.exists())
+
+    def test_wrong_create_makes_no_database(self):
+        self.error("bad_parameter", LINK, "create",
+                   {"project_name": "p", "owner_user": "alice", "app": "{"})
+        self.assertEqual(list(FOLDER.iterdir()), [])
+
+    def test_database_that_cannot_be_used_is_told(self):
+        def directory():
+            DATABASE.mkdir()
+
+        def garbage():
+            DATABASE.write_bytes(b"no database at all, whatever its name says" * 100)
+            os.chown(DATABASE, 1, 1)
+
+        def owned_by_root():
+            self.create()
+            for file in FOLDER.iterdir():
+                os.chown(file, 0, 0)
+                file.chmod(0o600)
+
+        create = (LINK, "create", {"project_name": "p", "owner_user": "alice"})
+        for spoil in (directory, garbage, owned_by_root):
+            self.setUp()
+            spoil()
+            for api, method, parameters in self.CALLS + [create]:
+                self.error("database_not_usable", api, method, parameters)
+
+    def test_missing_table_is_told(self):
+        self.create()
+        for table in ("entry", "session", "token"):
+            self.sql(f"ALTER TABLE {table} RENAME TO {table}_gone")
+        for api, method, parameters in self.CALLS:
+            self.error("database_not_usable", api, method, parameters)
+
+    def test_locked_database_fails_in_time(self):
+        self.create()
+        holder = sqlite3.connect(DATABASE, isolation_level=None)
+        holder.execute("BEGIN IMMEDIATE")
+        begin = time.monotonic()
+        message = self.error("database_not_usable", LINK, "create",
+                             {"project_name": "p", "owner_user": "alice"})
+        self.assertLess(time.monotonic() - begin, 60)
+        self.assertIn("locked", message)
+        holder.execute("ROLLBACK")
+        holder.close()
+        self.assertEqual(self.data(LINK, "info")["total"], 1)
+
+
+class Create(WebApiTest):
+    def refuse(self, code, **parameters):
+        return self.error(code, LINK, "create",
+                          {"project_name": "photos", "owner_user": "alice", **parameters})
+
+    def test_link_has_the_usual_values(self):
+        link = self.data(LINK, "create",
+                         {"project_name": "photos", "owner_user": "alice"})["link"]
+        self.assertRegex(link.pop("hash"), "^[A-Za-z0-9]{9}$")
+        self.assertEqual(link, {
+            "id": 1, "project_name": "photos", "owner_user": "alice", "owner_uid": ALICE,
+            "enabled": True, "start_at": 0, "expire_at": 0, "expire_times": 0, "use_count": 0,
+            "auto_gc": True, "enable_match_ip": True, "protect_type": "none",
+            "protect_title": "", "protect_users": [], "protect_groups": [],
+            "redirect_type": "none", "redirect_uri": "", "app": {}, "private_data": {},
+            "state": "usable", "unresolved_users": [], "unresolved_groups": []})
+
+    def test_every_value_is_stored(self):
+        later = int(time.time()) + 1000
+        wanted = {"project_name": "it's; DROP TABLE entry;--", "owner_user": "bob",
+                  "enabled": False, "start_at": later, "expire_at": later + 1,
+                  "expire_times": 3, "auto_gc": False, "enable_match_ip": False,
+                  "protect_type": "user", "protect_title": "Ünï\ncode \"quoted\"",
+                  "protect_users": "alice, bob,,", "protect_groups": '["staff-test"]',
+                  "redirect_type": "always", "redirect_uri": "/photo?a=b&c=d",
+                  "app": '{"album":"été","n":[1,2.5,null]}', "private_data": '{"k":"v"}'}
+        name = self.data(LINK, "create", wanted)["link"]["hash"]
+        link = self.data(LINK, "get", {"hash": name})["link"]
+        for key, value in {**wanted, "protect_users": ["alice", "bob"],
+                           "protect_groups": ["staff-test"],
+                           "app": {"album": "été", "n": [1, 2.5, None]},
+                           "private_data": {"k": "v"}, "state": "disabled"}.items():
+            self.assertEqual(link[key], value, key)
+
+    def test_project_and_owner_are_required(self):
+        for name in ("project_name", "owner_user"):
+            parameters = {"project_name": "p", "owner_user": "alice"}
+            del parameters[name]
+            self.assertIn(name, self.error("missing_parameter", LINK, "create", parameters))
+        self.refuse("bad_parameter", project_name="")
+
+    def test_unknown_owner_is_refused(self):
+        for owner in ("nobody-here", "", "5001", "alice ", "x" * 500):
+            self.refuse("bad_parameter", owner_user=owner)
+
+    def test_wrong_number_is_refused(self):
+        for name, too_large in (("start_at", 253402300800), ("expire_at", 253402300800),
+                                ("expire_times", 2147483648)):
+            for value in ("", "-1", "1.5", "1e3", " 1", "0x1", "tomorrow", too_large,
+                          "9" * 30):
+                self.assertIn(name, self.refuse("bad_parameter", **{name: value}))
+            self.create(**{name: too_large - 1})
+
+    def test_wrong_flag_is_refused(self):
+        for name in ("enabled", "auto_gc", "enable_match_ip", "generate_password"):
+            for value in ("", "yes", "TRUE", "2"):
+                self.assertIn(name, self.refuse("bad_parameter", **{name: value}))
+
+    def test_number_stands_for_a_flag(self):
+        link = self.data(LINK, "get", {"hash": self.create(enabled=0, auto_gc=1)})["link"]
+        self.assertEqual((link["enabled"], link["auto_gc"]), (False, True))
+
+    def test_wrong_json_is_refused(self):
+        deep = '{"a":' * 200 + "1" + "}" * 200
+        for name in ("app", "private_data"):
+            for value in ("", "{", "[]", "1", "null", '"a"', "{}x", "{'a':1}", '{"a":1,}',
+                          '{"a":1,"a":2}', '{"a":NaN}', "/**/{}", deep, "[" * 90000):
+                self.assertIn(name, self.refuse("bad_parameter", **{name: value}))
+
+    def test_deepest_json_taken_reads_back(self):
+        depth = 90
+        deep = '{"a":' * depth + "1" + "}" * depth
+        name = self.create(app=deep, private_data=deep)
+        self.assertEqual(self.data(LINK, "get", {"hash": name})["link"]["app"],
+                         json.loads(deep))
+
+    def test_large_values_read_back(self):
+        large = "é\"\\" * 10000
+        name = self.create(app=json.dumps({"a": large}), protect_title="t" * 100000)
+        link = self.data(LINK, "get", {"hash": name})["link"]
+        self.assertEqual(link["app"], {"a": large})
+        self.assertEqual(link["protect_title"], "t" * 100000)
+
+    def test_wrong_word_is_refused(self):
+        for name in ("protect_type", "redirect_type"):
+            for value in ("", "None", "both", "1"):
+                self.assertIn(name, self.refuse("bad_parameter", **{name: value}))
+
+    def test_wrong_list_of_names_is_refused(self):
+        for name in ("protect_users", "protect_groups"):
+            for value in ("[", "[1]", '[""]', '["a"', '[["a"]]', '["a"]x'):
+                self.assertIn(name, self.refuse("bad_parameter", **{name: value}))
+
+    def test_name_with_a_comma_is_given_as_json(self):
+        name = self.create(protect_users='["doe, jane"]')
+        self.assertEqual(self.data(LINK, "get", {"hash": name})["link"]["protect_users"],
+                         ["doe, jane"])
+
+    def test_names_that_do_not_resolve_yet_are_told(self):
+        link = self.data(LINK, "create", {
+            "project_name": "p", "owner_user": "alice", "protect_users": "alice,zoe",
+            "protect_groups": "staff-test,ghosts"})["link"]
+        self.assertEqual(link["protect_users"], ["alice", "zoe"])
+        self.assertEqual(link["unresolved_users"], ["zoe"])
+        self.assertEqual(link["unresolved_groups"], ["ghosts"])
+
+    def test_protection_follows_from_what_is_given(self):
+        for parameters, kind in (({"protect_users": "alice"}, "user"),
+                                 ({"protect_groups": "staff-test"}, "user"),
+                                 ({"protect_users": ""}, "none"),
+                                 ({"generate_password": True}, "password"),
+                                 ({"generate_password": False}, "none")):
+            self.assertEqual(self.data(LINK, "get", {"hash": self.create(**parameters)})
+                             ["link"]["protect_type"], kind)
+
+    def test_protection_that_contradicts_itself_is_refused(self):
+        self.refuse("bad_parameter", generate_password=True, protect_users="alice")
+        self.refuse("bad_parameter", generate_password=True, protect_type="none")
+        self.refuse("bad_parameter", generate_password=True, protect_type="user")
+        self.refuse("bad_parameter", protect_users="alice", protect_type="none")
+        self.refuse("bad_parameter", protect_groups="staff-test", protect_type="password",
+                    generate_password=True)
+        self.refuse("missing_parameter", protect_type="password")
+        self.refuse("missing_parameter", protect_type="user")
+        self.refuse("missing_parameter", protect_type="user", protect_users=" , ")
+
+    def test_generated_password_is_told_once_and_never_shown_again(self):
+        data = self.data(LINK, "create", {"project_name": "p", "owner_user": "alice",
+                                          "generate_password": True})
+        name = data["link"]["hash"]
+        stored = self.stored(name)
+        secrets = [data["password"], stored["protect_password"],
+                   stored["protect_password_salt"]]
+        self.assertNotIn(data["password"], json.dumps(stored))
+        for method, parameters in (("get", {"hash": name}), ("list", {}),
+                                   ("set", {"hash": name, "protect_title": "t"})):
+            answer = self.data(LINK, method, parameters)
+            self.assertNotIn("password", answer)
+            for secret in secrets:
+                self.assertNotIn(secret, json.dumps(answer))
+
+    def test_generated_passwords_differ_and_use_the_whole_alphabet(self):
+        seen = [self.data(LINK, "create", {"project_name": "p", "owner_user": "alice",
+                                           "generate_password": True})["password"]
+                for _ in range(40)]
+        self.assertEqual(len(set(seen)), 40)
+        self.assertGreater(len(set("".join(seen))), 50)  # of 56 characters
+
+
+class List(WebApiTest):
+    def fill(self, count):
+        self.create()
+        self.sql("WITH RECURSIVE n(i) AS (SELECT 2 UNION ALL SELECT i + 1 FROM n WHERE i < ?)"
+                 " INSERT INTO entry SELECT i, 'h' || i, iif(i % 2, 'a', 'b'), 1,"
+                 " iif(i % 3, ?, ?), 0, 0, 0, 0, 1, data FROM n, entry WHERE entry.id = 1",
+                 count, ALICE, BOB)
+
+    def ids(self, **parameters):
+        return [item["id"] for item in self.data(LINK, "list", parameters)["items"]]
+
+    def test_pages_cover_every_link_once(self):
+        self.fill(25)
+        pages = [self.ids(offset=offset, limit=10) for offset in (0, 10, 20, 30)]
+        self.assertEqual([len(page) for page in pages], [10, 10, 5, 0])
+        self.assertEqual(sum(pages, []), list(range(1, 26)))
+        self.assertEqual(self.data(LINK, "list", {"offset": 20, "limit": 10})["total"], 25)
+
+    def test_usual_page_has_100_and_the_largest_1000(self):
+        self.fill(1200)
+        self.assertEqual(len(self.ids()), 100)
+        self.assertEqual(len(self.ids(limit=1000)), 1000)
+
+    def test_wrong_page_is_refused(self):
+        for name, values in (("limit", ("0", "1001", "-1", "", "x")),
+                             ("offset", ("-1", "2147483648", "", "x"))):
+            for value in values:
+                for api in (LINK, SESSION, TOKEN):
+                    self.assertIn(name, self.error("bad_parameter", api, "list",
+                                                   {name: value}))
+
+    def test_filters_narrow_the_list(self):
+        self.fill(12)
+        self.sql("UPDATE entry SET owner_uid = ? WHERE id = 5", NOBODY_HERE)
+        self.assertEqual(self.ids(project_name="b"), [2, 4, 6, 8, 10, 12])
+        self.assertEqual(self.ids(owner_user="bob"), [3, 6, 9, 12])
+        self.assertEqual(self.ids(owner_user="bob", project_name="b"), [6, 12])
+        self.assertEqual(self.ids(owner_uid=NOBODY_HERE), [5])
+        self.assertEqual(self.ids(project_name="b' OR '1'='1"), [])
+        self.assertEqual(self.data(LINK, "list", {"project_name": "b", "limit": 1})["total"], 6)
+
+    def test_wrong_filter_is_refused(self):
+        self.fill(1)
+        self.error("bad_parameter", LINK, "list", {"owner_user": "nobody-here"})
+        for value in ("-1", "4294967295", "alice", ""):
+            self.error("bad_parameter", LINK, "list", {"owner_uid": value})
+        self.error("bad_parameter", LINK, "list", {"owner_user": "alice", "owner_uid": ALICE})
+        self.error("bad_parameter", LINK, "list", {"project_name": ""})
+
+    def test_rows_that_do_not_read_are_counted(self):
+        self.fill(6)
+        for identity, data in ((2, "{"), (4, "[]"), (5, '{"protect_uids":["x"]}')):
+            self.sql("UPDATE entry SET data = ? WHERE id = ?", data, identity)
+        data = self.data(LINK, "list")
+        self.assertEqual([item["id"] for item in data["items"]], [1, 3, 6])
+        self.assertEqual((data["unreadable"], data["total"]), (3, 6))
+
+    def test_bytes_that_are_no_utf8_do_not_spoil_the_answer(self):
+        name = self.create()
+        self.sql("UPDATE entry SET project_name = CAST(x'61ff62' AS TEXT) WHERE hash = ?", name)
+        self.assertEqual(self.data(LINK, "list")["items"][0]["project_name"], "a\ufffdb")
+
+    def test_state_says_whether_a_visitor_can_log_in(self):
+        now = int(time.time())
+        cases = {"usable": {"expire_times": 1, "start_at": now - 10, "expire_at": now + 1000},
+                 "not_started": {"start_at": now + 1000}, "expired": {"expire_at": now - 10},
+                 "disabled": {"enabled": False, "expire_at": now - 10}}
+        for state, parameters in cases.items():
+            self.create(project_name=state, **parameters)
+        used_up = self.create(project_name="used_up", expire_times=2)
+        self.sql("UPDATE entry SET use_count = 2 WHERE hash = ?", used_up)
+        for item in self.data(LINK, "list")["items"]:
+            self.assertEqual(item["state"], item["project_name"])
+        self.assertEqual(self.data(LINK, "info"),
+                         {"total": 5, "usable": 1, "not_started": 1, "expired": 1,
+                          "used_up": 1, "disabled": 1})
+
+
+class OneLink(WebApiTest):
+    def test_missing_link_is_told(self):
+        self.create()
+        for method in ("get", "set", "delete", "revoke"):
+            for name in ("nosuch", "", "' OR '1'='1", "é", "x" * 1000):
+                self.error("no_such_object", LINK, method, {"hash": name})
+            self.error("missing_parameter", LINK, method)
+
+    def test_row_that_does_not_read_can_only_be_deleted(self):
+        name = self.create()
+        self.sql("UPDATE entry SET data = '{'")
+        self.error("unreadable_object", LINK, "get", {"hash": name})
+        self.error("unreadable_object", LINK, "set", {"hash": name, "enabled": False})
+        self.data(LINK, "delete", {"hash": name})
+        self.assertEqual(self.sql("SELECT count(*) FROM entry"), [(0,)])
+
+    def test_get_counts_the_tokens_alive(self):
+        name, other = self.create(), self.create()
+        self.add_visitor(name)
+        self.add_visitor(name)
+        self.add_visitor(name, ahead=-10)
+        self.add_visitor(other)
+        self.assertEqual(self.data(LINK, "get", {"hash": name})["tokens"], 2)
+
+    def test_link_of_a_gone_owner_has_no_owner_name(self):
+        name = self.create()
+        self.sql("UPDATE entry SET owner_uid = ?", NOBODY_HERE)
+        link = self.data(LINK, "get", {"hash": name})["link"]
+        self.assertEqual((link["owner_uid"], link["owner_user"]), (NOBODY_HERE, ""))
+
+    def test_delete_takes_the_link_and_its_tokens(self):
+        name, other = self.create(), self.create()
+        self.add_visitor(name)
+        self.add_visitor(other)
+        self.assertEqual(self.data(LINK, "delete", {"hash": name}),
+                         {"hash": name, "revoked": 1})
+        self.assertEqual(self.sql("SELECT hash FROM entry"), [(other,)])
+        self.assertEqual(self.tokens(), 1)
+        self.error("no_such_object", LINK, "delete", {"hash": name})
+
+    def test_revoke_takes_the_tokens_and_leaves_the_link(self):
+        name, other = self.create(), self.create()
+        self.add_visitor(name)
+        self.add_visitor(name)
+        self.add_visitor(other)
+        self.assertEqual(self.data(LINK, "revoke", {"hash": name}),
+                         {"hash": name, "revoked": 2})
+        self.assertEqual(self.data(LINK, "revoke", {"hash": name})["revoked"], 0)
+        self.assertEqual(self.data(LINK, "info")["total"], 2)
+        self.assertEqual(self.tokens(), 1)
+
+
+class Set(WebApiTest):
+    def test_what_is_not_named_stays(self):
+        name = self.create(protect_users="alice,zoe", protect_title="t", expire_times=5,
+                           app='{"a":1}', private_data='{"b":2}', redirect_type="url_param")
+        self.sql("UPDATE entry SET use_count = 3")
+        before = self.data(LINK, "get", {"hash": name})["link"]
+        data = self.data(LINK, "set", {"hash": name, "redirect_uri": "/x"})
+        self.assertEqual(data["link"], {**before, "redirect_uri": "/x"})
+        self.assertEqual(self.data(LINK, "get", {"hash": name})["link"], data["link"])
+
+    def test_link_changes_its_owner(self):
+        name = self.create()
+        link = self.data(LINK, "set", {"hash": name, "owner_user": "bob"})["link"]
+        self.assertEqual((link["owner_user"], link["owner_uid"]), ("bob", BOB))
+
+    def test_refused_change_changes_nothing(self):
+        name = self.create(protect_users="alice")
+        self.add_visitor(name)
+        before = self.sql("SELECT * FROM entry")
+        for wrong in ({"owner_user": "nobody-here"}, {"app": "[]"}, {"expire_at": "x"},
+                      {"protect_type": "password"}, {"protect_users": ""},
+                      {"project_name": ""}, {"redirect_type": "x"}):
+            answer = self.call(LINK, "set", {"hash": name, "protect_title": "new",
+                                             "enabled": False, **wrong})
+            self.assertFalse(answer["success"], wrong)
+            self.assertIn(answer["error"]["code"], ("bad_parameter", "missing_parameter"))
+            self.assertEqual(self.sql("SELECT * FROM entry"), before)
+        self.assertEqual(self.tokens(), 1)
+
+    def test_change_of_admission_takes_the_tokens(self):
+        changes = [{"enabled": False}, {"protect_type": "none"}, {"protect_users": "bob"},
+                   {"protect_users": "alice,zoe"}, {"protect_groups": "staff-test"},
+                   {"generate_password": True, "protect_type": "password"}]
+        for change in changes:
+            name = self.create(protect_users="alice")
+            other = self.create()
+            self.add_visitor(name)
+            self.add_visitor(name, ahead=-10)
+            self.add_visitor(other)
+            tokens = self.tokens()
+            self.assertEqual(self.data(LINK, "set", {"hash": name, **change})["revoked"], 2,
+                             change)
+            self.assertEqual(self.tokens(), tokens - 2)
+
+    def test_new_password_takes_the_tokens_and_the_old_password(self):
+        name = self.create(generate_password=True)
+        before = self.stored(name)
+        self.add_visitor(name)
+        data = self.data(LINK, "set", {"hash": name, "generate_password": True})
+        self.assertEqual(data["revoked"], 1)
+        self.assertEqual(len(data["password"]), 20)
+        self.assertNotEqual(self.stored(name)["protect_password"], before["protect_password"])
+
+    def test_other_changes_leave_the_tokens(self):
+        name = self.create(protect_users="alice")
+        self.add_visitor(name)
+        for change in ({}, {"protect_title": "t"}, {"expire_times": 9}, {"enabled": True},
+                       {"protect_users": "alice"}, {"protect_type": "user"},
+                       {"owner_user": "bob"}, {"app": '{"x":1}'}):
+            self.assertEqual(self.data(LINK, "set", {"hash": name, **change})["revoked"], 0)
+        self.assertEqual(self.tokens(), 1)
+
+    def test_user_list_of_gone_accounts_stays(self):
+        name = self.create(protect_users="alice")
+        stored = self.stored(name)
+        stored["protect_uids"] = [NOBODY_HERE]
+        self.sql("UPDATE entry SET data = ?", json.dumps(stored))
+        self.data(LINK, "set", {"hash": name, "protect_title": "t"})
+        self.assertEqual(self.stored(name)["protect_uids"], [NOBODY_HERE])
+
+    def test_change_of_only_gone_accounts_takes_the_tokens(self):
+        name = self.create(protect_users="alice")
+        stored = self.stored(name)
+        stored["protect_uids"] = [ALICE, NOBODY_HERE]
+        self.sql("UPDATE entry SET data = ?", json.dumps(stored))
+        self.add_visitor(name)
+        self.assertEqual(self.data(LINK, "set", {"hash": name, "protect_users": "alice"})
+                         ["revoked"], 1)
+
+    def test_uses_counted_meanwhile_are_kept(self):
+        name = self.create(expire_times=1000000)
+        calls = []
+        for number in range(20):
+            calls.append(subprocess.Popen(
+                [TOOL, "--exec", f"api={LINK}", "version=1", "method=set", f"hash={name}",
+                 f"protect_title={number}"], stdout=subprocess.DEVNULL,
+                env=dict(os.environ, LD_LIBRARY_PATH=str(LIBRARIES))))
+            self.sql("UPDATE entry SET use_count = use_count + 1")
+        self.assertEqual([call.wait(timeout=120) for call in calls], [0] * 20)
+        self.assertEqual(self.sql("SELECT use_count FROM entry"), [(20,)])
+
+
+class Purge(WebApiTest):
+    def setUp(self):
+        super().setUp()
+        past = int(time.time()) - 100
+        self.create(project_name="alive")
+        for owner, project, keep in (("alice", "a", False), ("alice", "b", False),
+                                     ("alice", "a", True), ("bob", "a", False)):
+            self.create(project_name=project, owner_user=owner, expire_at=past,
+                        auto_gc=not keep)
+
+    def purged(self, **parameters):
+        return self.data(LINK, "purge", parameters)["purged"]
+
+    def left(self):
+        return self.sql("SELECT count(*) FROM entry")[0][0]
+
+    def test_general_purge_leaves_the_links_that_are_kept(self):
+        self.assertEqual(self.purged(), 3)
+        self.assertEqual(self.left(), 2)
+        self.assertEqual(self.purged(), 0)
+
+    def test_purge_of_an_owner_takes_his_kept_links_too(self):
+        self.assertEqual(self.purged(owner_user="alice", project_name="a"), 2)
+        self.assertEqual(self.purged(owner_uid=ALICE), 1)
+        self.assertEqual(self.left(), 2)
+
+    def test_purge_of_every_owner_must_be_asked_for(self):
+        self.error("missing_parameter", LINK, "purge", {"project_name": "a"})
+        self.error("missing_parameter", LINK, "purge", {"project_name": "a", "all": False})
+        self.assertEqual(self.left(), 5)
+        self.assertEqual(self.purged(project_name="a", all=True), 3)
+        self.assertEqual(self.purged(all=True), 1)
+        self.assertEqual(self.left(), 1)
+
+    def test_wrong_purge_is_refused(self):
+        for wrong in ({"owner_user": "nobody-here"}, {"owner_uid": "x"}, {"all": "yes"},
+                      {"owner_user": "alice", "all": True}, {"project_name": "", "all": True},
+                      {"owner_user": "alice", "owner_uid": ALICE}):
+            self.error("bad_parameter", LINK, "purge", wrong)
+        self.assertEqual(self.left(), 5)
+
+    def test_tokens_that_go_with_a_link_are_not_counted(self):
+        self.add_visitor(self.sql("SELECT hash FROM entry WHERE id = 2")[0][0])
+        self.assertEqual(self.purged(owner_user="alice", project_name="a"), 2)
+        self.assertEqual(self.tokens(), 0)
+
+    def test_sessions_and_tokens_past_their_deadline_go(self):
+        name = self.sql("SELECT hash FROM entry WHERE id = 1")[0][0]
+        for ahead in (-10, -10, 1000):
+            self.add_visitor(name, ahead=ahead)
+        self.assertEqual(self.data(TOKEN, "purge"), {"purged": 2})
+        self.assertEqual(self.data(SESSION, "purge"), {"purged": 2})
+        self.assertEqual(self.data(SESSION, "info"), {"total": 1, "alive": 1})
+        self.assertEqual(self.data(TOKEN, "info"), {"total": 1, "alive": 1})
+
+
+class Visitors(WebApiTest):
+    def setUp(self):
+        super().setUp()
+        self.name = self.create()
+        self.sessions = [self.add_visitor(self.name)[0],
+                         self.add_visitor(self.name, ahead=-10, uid=BOB)[0],
+                         self.add_visitor(self.name, uid=4294967295)[0],
+                         self.add_visitor(self.name, uid=NOBODY_HERE)[0]]
+
+    def test_sessions_are_listed_by_row_id_without_their_secret(self):
+        data = self.data(SESSION, "list")
+        self.assertEqual([(item["id"], item["uid"], item["user"], item["alive"], item["ip"])
+                          for item in data["items"]],
+                         [(1, ALICE, "alice", True, "192.0.2.1"),
+                          (2, BOB, "bob", False, "192.0.2.1"),
+                          (3, None, "", True, "192.0.2.1"),
+                          (4, NOBODY_HERE, "", True, "192.0.2.1")])
+        for (secret,) in self.sql("SELECT session_id FROM session"):
+            self.assertNotIn(secret, json.dumps(data))
+            for identity in self.sessions:
+                self.assertNotIn(secret, json.dumps(self.data(SESSION, "get",
+                                                              {"id": identity})))
+
+    def test_sessions_of_a_user(self):
+        data = self.data(SESSION, "list", {"user": "bob"})
+        self.assertEqual(([item["id"] for item in data["items"]], data["total"]), ([2], 1))
+        self.error("bad_parameter", SESSION, "list", {"user": "nobody-here"})
+
+    def test_tokens_are_listed_by_link_and_session(self):
+        other = self.create()
+        self.add_visitor(other)
+        link = self.data(LINK, "get", {"hash": other})["link"]["id"]
+        self.assertEqual(self.data(TOKEN, "list")["total"], 5)
+        data = self.data(TOKEN, "list", {"link": link})
+        self.assertEqual([(item["link"], item["session"]) for item in data["items"]],
+                         [(link, 5)])
+        self.assertEqual(self.data(TOKEN, "list", {"link": link, "session": 1})["total"], 0)
+        self.assertEqual(self.data(TOKEN, "list", {"session": 2})["items"][0]["alive"], False)
+
+    def test_pages_of_sessions_and_tokens(self):
+        for api in (SESSION, TOKEN):
+            data = self.data(api, "list", {"offset": 1, "limit": 2})
+            self.assertEqual(([item["id"] for item in data["items"]], data["total"]),
+                             ([2, 3], 4))
+
+    def test_one_row_is_shown(self):
+        session = self.data(SESSION, "get", {"id": 2})["session"]
+        self.assertEqual((session["user"], session["alive"]), ("bob", False))
+        token = self.data(TOKEN, "get", {"id": 3})["token"]
+        self.assertEqual((token["link"], token["session"], token["alive"]), (1, 3, True))
+
+    def test_missing_row_and_wrong_id_are_told(self):
+        for api in (SESSION, TOKEN):
+            for method in ("get", "delete"):
+                self.error("no_such_object", api, method, {"id": 99})
+                self.error("missing_parameter", api, method)
+                for value in ("0", "-1", "", "x", "1 OR 1=1", "2147483648"):
+                    self.error("bad_parameter", api, method, {"id": value})
+        for name in ("link", "session"):
+            self.error("bad_parameter", TOKEN, "list", {name: "0"})
+        self.assertEqual(self.tokens(), 4)
+
+    def test_row_that_does_not_read_is_counted_and_can_be_deleted(self):
+        self.sql("UPDATE session SET timeout = 'soon' WHERE id = 1")
+        self.sql("UPDATE session SET ip = '' WHERE id = 2")
+        self.sql("UPDATE token SET entry_id = 'x' WHERE id = 3")
+        for api, unreadable, identity in ((TOKEN, 1, 3), (SESSION, 2, 1)):
+            data = self.data(api, "list")
+            self.assertEqual((data["unreadable"], data["total"]), (unreadable, 4))
+            self.assertEqual(len(data["items"]), 4 - unreadable)
+            self.error("unreadable_object", api, "get", {"id": identity})
+            self.data(api, "delete", {"id": identity})
+            self.error("no_such_object", api, "get", {"id": identity})
+
+    def test_deleted_session_takes_its_tokens(self):
+        self.assertEqual(self.data(SESSION, "delete", {"id": 1}), {"id": 1, "revoked": 1})
+        self.assertEqual(self.data(SESSION, "info"), {"total": 3, "alive": 2})
+        self.assertEqual(self.tokens(), 3)
+
+    def test_deleted_token_leaves_its_session(self):
+        self.assertEqual(self.data(TOKEN, "delete", {"id": 1}), {"id": 1})
+        self.assertEqual(self.data(SESSION, "info")["total"], 4)
+        self.assertEqual(self.data(TOKEN, "info"), {"total": 3, "alive": 2})
+
+
+class Reference(unittest.TestCase):
+    """docs/webapi.md tells of every method, with an answer that fits the schema."""
+
+    TEXT = (pathlib.Path(__file__).resolve().parents[3] / "docs" /
+            "webapi.md").read_text(encoding="utf-8")
+
+    def test_schema_is_a_schema(self):
+        jsonschema.Draft202012Validator.check_schema(SCHEMA)
+
+    def test_every_method_has_an_example_that_fits(self):
+        methods = {name for name in SCHEMA["$defs"] if name.startswith("VEXO.")}
+        shown = set()
+        for command, answer in re.findall(r"```\n\$ (vexowebapi[^`]*?)\n(\{[^`]*\})\n```",
+                                          self.TEXT):
+            name = ".".join(re.search(r"api=(\S+).*method=(\S+)", command, re.S).groups())
+            success = json.loads(answer)["success"]
+            validate(json.loads(answer), name if success else "error")
+            if success:
+                shown.add(name)
+        self.assertEqual(shown, methods)
+
+    def test_every_error_code_is_explained(self):
+        for code in SCHEMA["$defs"]["error"]["properties"]["error"]["properties"]["code"]["enum"]:
+            self.assertIn(f"| `{code}` |", self.TEXT)
+
+
+def main():
+    if not os.path.ismount("/usr/vexo"):
+        sys.exit("webapi_tool_test: runs in scripts/private-namespace only")
+    build = pathlib.Path(sys.argv.pop(1))
+    shutil.copy(build / "bin" / "vexowebapi", TOOL)
+    # A copy, since the accounts of the tests may not be able to enter the build tree.
+    LIBRARIES.mkdir()
+    for library in (build / "lib").glob("lib*.so.*"):
+        shutil.copy(library, LIBRARIES, follow_symlinks=True)
+    unittest.main()
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,157 @@
+#include <sqlite3.h>
+#include <sys/stat.h>
+
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include "commands.h"
+#include "database.h"
+#include "interrupt.h"
+#include "json.h"
+#include "new_file.h"
+#include "options.h"
+#include "progress.h"
+#include "text.h"
+
+namespace command {
+
+namespace {
+
+constexpr int kPagesAtOnce = 256;
+constexpr int kPatienceMilliseconds = 10000;
+
+struct Options {
+  CommonOptions common;
+  std::string file;
+  bool force = false;
+};
+
+struct CloseConnection {
+  void operator()(sqlite3* connection) const { sqlite3_close_v2(connection); }
+};
+using Connection = std::unique_ptr<sqlite3, CloseConnection>;
+
+struct FinishBackup {
+  void operator()(sqlite3_backup* backup) const { sqlite3_backup_finish(backup); }
+};
+
+/// A connection on a file that exists; null, told, when there is none to be had.
+Connection Open(const std::string& path, int mode) {
+  sqlite3* opened = nullptr;
+  const int code = sqlite3_open_v2(path.c_str(), &opened, mode, nullptr);
+  Connection connection(opened);
+  if (code != SQLITE_OK) {
+    Tell(path + " cannot be opened: " + sqlite3_errstr(code));
+    return nullptr;
+  }
+  sqlite3_busy_timeout(opened, kPatienceMilliseconds);
+  return connection;
+}
+
+bool Run(sqlite3* connection, const char* sql) {
+  return sqlite3_exec(connection, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
+}
+
+Outcome Failed(int code) {
+  const bool damaged = code == SQLITE_CORRUPT || code == SQLITE_NOTADB;
+  return End(damaged ? kNotUsable : kRefused,
+             std::string("the copy failed: ") + sqlite3_errstr(code));
+}
+
+Outcome CopyPages(sqlite3* from, sqlite3* to) {
+  const std::unique_ptr<sqlite3_backup, FinishBackup> backup(
+      sqlite3_backup_init(to, "main", from, "main"));
+  if (backup == nullptr) return Failed(sqlite3_errcode(to));
+  int code = sqlite3_backup_step(backup.get(), 0);  // counts the pages
+  Progress progress("copying pages", sqlite3_backup_pagecount(backup.get()));
+  while (code == SQLITE_OK) {
+    if (Interrupted()) return End(kInterrupted, "interrupted: nothing was kept");
+    code = sqlite3_backup_step(backup.get(), kPagesAtOnce);
+    progress.Show(sqlite3_backup_pagecount(backup.get()) -
+                  sqlite3_backup_remaining(backup.get()));
+  }
+  return code == SQLITE_DONE ? kDone : Failed(code);
+}
+
+Outcome Copy(const std::string& database, const std::string& file) {
+  const Connection from = Open(database, SQLITE_OPEN_READWRITE);
+  const Connection to = Open(file, SQLITE_OPEN_READWRITE);
+  if (from == nullptr || to == nullptr) return kRefused;
+  // One view from beginning to end: without it every write of others begins the copy
+  // anew.
+  if (!Run(from.get(), "BEGIN; SELECT COUNT(*) FROM sqlite_master")) {
+    return Failed(sqlite3_errcode(from.get()));
+  }
+  Run(to.get(), "PRAGMA synchronous = OFF");  // made safe as a whole, at the end
+  const Outcome outcome = CopyPages(from.get(), to.get());
+  if (outcome != kDone) return outcome;
+  // The copy is to be one file, that can be read where nothing can be written beside it.
+  return Run(to.get(), "PRAGMA journal_mode = DELETE")
+             ? kDone
+             : Failed(sqlite3_errcode(to.get()));
+}
+
+/// Reads the copy anew, as it stands in the file.
+Outcome Verify(const std::string& file) {
+  const Connection copy = Open(file, SQLITE_OPEN_READONLY);
+  if (copy == nullptr) return kRefused;
+  std::string found;
+  const auto note = [](void* text, int /*columns*/, char** values, char** /*names*/) {
+    if (values[0] != nullptr) *static_cast<std::string*>(text) = values[0];
+    return 0;
+  };
+  const int code =
+      sqlite3_exec(copy.get(), "PRAGMA integrity_check(1)", note, &found, nullptr);
+  if (code != SQLITE_OK) return Failed(code);
+  if (found == "ok") return kDone;
+  return End(kNotUsable,
+             "the database is damaged, and so is its copy, which was not "
+             "kept; vexosharing check says more: " +
+                 found);
+}
+
+Outcome Backup(const Options& options) {
+  const std::unique_ptr<SharingDB> db = OpenDatabase(options.common.database);
+  if (db == nullptr) return kNotUsable;
+  NewFile file(options.file, options.force);
+  if (!file.Make(options.common.database)) return kRefused;
+  Outcome outcome = Copy(options.common.database, file.working_path());
+  if (outcome == kDone) outcome = Verify(file.working_path());
+  if (outcome != kDone) return outcome;
+  if (Interrupted()) return End(kInterrupted, "interrupted: nothing was kept");
+  if (!file.Publish()) return kRefused;
+
+  struct stat status = {};
+  stat(options.file.c_str(), &status);
+  if (options.common.json) {
+    Json::Value out(Json::objectValue);
+    out["file"] = options.file;
+    out["bytes"] = Json::Value::Int64{status.st_size};
+    PrintJson(out);
+  } else {
+    std::cout << "Copied the database to " << Printable(options.file) << ": "
+              << Counted(status.st_size, "byte") << ", checked.\n";
+  }
+  return kDone;
+}
+
+}  // namespace
+
+void AddBackup(CLI::App& app, Outcome& outcome) {
+  const auto options = std::make_shared<Options>();
+  CLI::App& command = AddCommand(
+      app, "backup",
+      "Copies the database while others use it.\n"
+      "The copy is checked, is for its owner alone to read, and appears whole\n"
+      "or not at all.  It is as secret as the database.",
+      "vexosharing backup /var/backups/sharing.db");
+  command.add_option("FILE", options->file, "the copy")
+      ->required()
+      ->transform(NotEmpty());
+  command.add_flag("--force", options->force, "replace a file that is there");
+  AddCommon(command, options->common);
+  command.callback([options, &outcome] { outcome = Backup(*options); });
+}
+
+}  // namespace command

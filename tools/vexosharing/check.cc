@@ -1,0 +1,322 @@
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <ctime>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "account.h"
+#include "commands.h"
+#include "database.h"
+#include "interrupt.h"
+#include "json.h"
+#include "links.h"
+#include "options.h"
+#include "progress.h"
+#include "result.h"
+#include "table.h"
+#include "text.h"
+
+namespace command {
+
+namespace {
+
+using VEXO::sharing::SZF_SHARING_DB_PATH;
+using VEXO::sharing::db::Result;
+using VEXO::sharing::db::Row;
+
+constexpr long kSchemaVersion = 2;
+constexpr unsigned int kSystemId = 1;  // user and group
+constexpr mode_t kFileMode = 0660;
+constexpr mode_t kFolderMode = 0750;
+constexpr size_t kNamed = 10;  // items that are shown to a person
+
+/// One kind of thing that was found.
+struct Finding {
+  std::string kind;  // for programs
+  std::string text;
+  std::string advice;
+  std::vector<std::string> items;
+};
+
+struct Findings {
+  std::vector<Finding> problems;
+  std::vector<Finding> remarks;  // nothing is wrong, but somebody may not know
+  long links = 0;
+};
+
+/// What is found link by link; each list becomes a finding unless it is empty.
+struct LinkLists {
+  std::vector<std::string> owner_gone;
+  std::vector<std::string> unknown_names;
+  std::vector<std::string> md5;
+  std::vector<std::string> endless;
+};
+
+void AddUnlessEmpty(std::vector<Finding>& findings, Finding finding) {
+  if (!finding.items.empty()) findings.push_back(std::move(finding));
+}
+
+std::string Octal(mode_t mode) {
+  char text[8];
+  snprintf(text, sizeof text, "%04o", mode & 07777);
+  return text;
+}
+
+/// Adds what must be done for the file or folder to be as it should.  A missing one is
+/// not looked at.
+void CheckMode(const std::string& path, mode_t mode, std::vector<std::string>& wrong,
+               std::string& advice) {
+  struct stat status = {};
+  if (stat(path.c_str(), &status) == -1) return;
+  const auto advise = [&advice](const std::string& command) {
+    advice += (advice.empty() ? "" : "; ") + command;
+  };
+  if (status.st_uid != kSystemId || status.st_gid != kSystemId) {
+    wrong.push_back(path + " belongs to " + std::to_string(status.st_uid) + ":" +
+                    std::to_string(status.st_gid));
+    advise("chown 1:1 " + path);
+  }
+  if ((status.st_mode & 07777) != mode) {
+    wrong.push_back(path + " has mode " + Octal(status.st_mode));
+    advise("chmod " + Octal(mode) + " " + path);
+  }
+}
+
+void CheckFiles(const std::string& path, Findings& findings) {
+  std::vector<std::string> wrong;
+  std::string advice;
+  // Another database may stand anywhere: only the system's own folder is known.
+  if (path == SZF_SHARING_DB_PATH) {
+    CheckMode(path.substr(0, path.rfind('/')), kFolderMode, wrong, advice);
+  }
+  for (const char* const part : {"", "-wal", "-shm"}) {
+    CheckMode(path + part, kFileMode, wrong, advice);
+  }
+  AddUnlessEmpty(findings.problems,
+                 {"file_mode", "Owner or mode is not as it should be", advice, wrong});
+}
+
+bool CheckIntegrity(BaseDB& db, Findings& findings) {
+  Result result;
+  if (!db.Execute("PRAGMA integrity_check", result)) return false;
+  std::vector<std::string> broken;
+  Row row;
+  while (result.NextRow(row)) {
+    const std::string line = row.GetField("integrity_check").AsString("");
+    if (line != "ok") broken.push_back(line);
+  }
+  AddUnlessEmpty(findings.problems,
+                 {"integrity", "The file is damaged",
+                  "put a backup in its place; vexosharing export saves the links that "
+                  "can still be read",
+                  broken});
+  return true;
+}
+
+bool CheckVersion(BaseDB& db, Findings& findings) {
+  long version = 0;
+  if (!SelectNumber(db, "SELECT user_version AS n FROM pragma_user_version", version)) {
+    return false;
+  }
+  if (version != kSchemaVersion) {
+    findings.problems.push_back({"schema_version",
+                                 "The schema has a version that is not known here",
+                                 "install the programs that made it, or newer ones",
+                                 {"version " + std::to_string(version)}});
+  }
+  return true;
+}
+
+/// Tokens whose link or session is gone.
+bool CheckTokens(BaseDB& db, Findings& findings) {
+  const auto check = [&db, &findings](const std::string& of, const std::string& kind) {
+    long tokens = 0;
+    if (!SelectNumber(db,
+                      "SELECT COUNT(*) AS n FROM token WHERE NOT EXISTS (SELECT 1 FROM " +
+                          of + " WHERE " + of + ".id = token." + of + "_id)",
+                      tokens)) {
+      return false;
+    }
+    if (tokens > 0) {
+      findings.problems.push_back(
+          {kind,
+           "Tokens outlive what they belong to",
+           "they open nothing; vexosharing purge takes them once they have expired",
+           {Counted(tokens, "token") + " of a " + (of == "entry" ? "link" : of) +
+            " that is gone"}});
+    }
+    return true;
+  };
+  return check("entry", "token_without_link") &&
+         check("session", "token_without_session");
+}
+
+/// Whether users exist, each looked up once.
+class Owners {
+ public:
+  bool Exists(const Entry& link) {
+    const auto [found, is_new] = exists_.try_emplace(link.get_owner_uid(), false);
+    if (is_new) found->second = !link.get_owner_user().empty();
+    return found->second;
+  }
+
+ private:
+  std::map<unsigned int, bool> exists_;
+};
+
+void CheckLink(const Entry& link, Owners& owners, LinkLists& lists) {
+  const std::string hash = link.get_hash();
+  if (!owners.Exists(link)) {
+    lists.owner_gone.push_back(hash + " of " + std::to_string(link.get_owner_uid()));
+  }
+  for (const auto& [kind, names] : {std::pair("user", UnresolvedUsers(link)),
+                                    std::pair("group", UnresolvedGroups(link))}) {
+    for (const std::string& name : names) {
+      lists.unknown_names.push_back(hash + " admits " + kind + " " + name);
+    }
+  }
+  if (link.get_protect_type() == Entry::PROTECT_PASSWORD &&
+      link.get_protect_password_algo() == Entry::ENCRYPT_ALGO_MD5) {
+    lists.md5.push_back(hash);
+  }
+  if (link.get_expire_at() == 0) lists.endless.push_back(hash);
+}
+
+bool CheckLinks(BaseDB& db, Findings& findings) {
+  LinkReader reader(db, "", "id");
+  LinkLists lists;
+  {
+    Progress progress("checking links", reader.total());
+    Owners owners;
+    Entry link;
+    while (reader.Next(link)) {
+      CheckLink(link, owners, lists);
+      progress.Show(reader.done());
+    }
+  }
+  std::vector<std::string> damaged;
+  for (const DamagedLink& link : reader.damaged()) {
+    damaged.push_back(link.hash + " (id " + std::to_string(link.id) + ")");
+  }
+  findings.links = reader.done();
+  AddUnlessEmpty(findings.problems,
+                 {"damaged_row", "Rows do not read, and open for nobody",
+                  "take the links from a backup, or vexosharing delete HASH", damaged});
+  AddUnlessEmpty(
+      findings.problems,
+      {"owner_gone", "Links have an owner who does not exist any more",
+       "vexosharing transfer --from NUMBER --to USER, or vexosharing delete HASH",
+       lists.owner_gone});
+  AddUnlessEmpty(findings.problems,
+                 {"unknown_name",
+                  "Links admit users or groups that do not exist: whoever gets such a "
+                  "name or number is let in",
+                  "vexosharing edit HASH --user NAME --group NAME, with those who are to "
+                  "be admitted",
+                  lists.unknown_names});
+  AddUnlessEmpty(
+      findings.problems,
+      {"md5_password", "Passwords are stored as plain MD5",
+       "vexosharing edit HASH --password-stdin, also with the same password", lists.md5});
+  AddUnlessEmpty(
+      findings.remarks,
+      {"no_expiry", "Links never expire",
+       "where that is not wanted, vexosharing edit HASH --expire WHEN", lists.endless});
+  return reader.good();
+}
+
+void PrintSheet(const Finding& finding, Style style) {
+  std::vector<std::string> shown = finding.items;
+  if (shown.size() > kNamed) {
+    shown.resize(kNamed);
+    shown.push_back("and " + std::to_string(finding.items.size() - kNamed) + " more");
+  }
+  {
+    Sheet sheet;
+    sheet.Add("Found", finding.text, style);
+    sheet.Add("Where", Join(shown));
+    sheet.Add("To do", finding.advice);
+  }
+  std::cout << "\n";
+}
+
+void PrintText(const Findings& findings) {
+  for (const Finding& problem : findings.problems) PrintSheet(problem, Style::kBad);
+  for (const Finding& remark : findings.remarks) PrintSheet(remark, Style::kWarning);
+  std::cout << "Looked at " << Counted(findings.links, "link") << ": "
+            << (findings.problems.empty()
+                    ? "nothing is wrong"
+                    : Counted(static_cast<long>(findings.problems.size()), "problem"))
+            << ".\n";
+}
+
+Json::Value FindingsJson(const std::vector<Finding>& findings) {
+  Json::Value array(Json::arrayValue);
+  for (const Finding& finding : findings) {
+    Json::Value element(Json::objectValue);
+    element["kind"] = finding.kind;
+    element["text"] = finding.text;
+    element["advice"] = finding.advice;
+    element["items"] = JsonArray(finding.items);
+    array.append(element);
+  }
+  return array;
+}
+
+void Print(const Findings& findings, bool json) {
+  if (!json) {
+    PrintText(findings);
+    return;
+  }
+  Json::Value out(Json::objectValue);
+  out["links"] = Json::Value::Int64{findings.links};
+  out["problems"] = FindingsJson(findings.problems);
+  out["remarks"] = FindingsJson(findings.remarks);
+  PrintJson(out);
+}
+
+Outcome Check(const CommonOptions& options) {
+  Findings findings;
+  CheckFiles(options.database, findings);
+  const std::unique_ptr<SharingDB> db = OpenDatabase(options.database);
+  if (db == nullptr) {
+    // A wrong owner or mode may be the very reason.
+    if (!findings.problems.empty()) Print(findings, options.json);
+    return kNotUsable;
+  }
+  if (!CheckIntegrity(*db, findings) || !CheckVersion(*db, findings) ||
+      !CheckLinks(*db, findings) || !CheckTokens(*db, findings)) {
+    findings.problems.push_back({"unreadable",
+                                 "The database cannot be read to its end",
+                                 "put a backup in its place",
+                                 {db->GetLastError()}});
+  }
+  if (Interrupted()) {
+    return End(kInterrupted, "interrupted after " + Counted(findings.links, "link") +
+                                 ": nothing is told");
+  }
+  Print(findings, options.json);
+  return findings.problems.empty() ? kDone : kRefused;
+}
+
+}  // namespace
+
+void AddCheck(CLI::App& app, Outcome& outcome) {
+  const auto options = std::make_shared<CommonOptions>();
+  CLI::App& command =
+      AddCommand(app, "check",
+                 "Looks the whole database over, and says what to do.\n"
+                 "It ends with 0 when nothing is wrong, and with 1 when something is.\n"
+                 "Links that never expire are mentioned only.",
+                 "vexosharing check");
+  AddCommon(command, *options);
+  command.callback([options, &outcome] { outcome = Check(*options); });
+}
+
+}  // namespace command

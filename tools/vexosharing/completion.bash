@@ -1,0 +1,104 @@
+# Completion of vexosharing for bash: subcommands, options, and the values of options.
+
+_vexosharing_words() {
+  mapfile -t COMPREPLY < <(compgen -W "$1" -- "$2")
+}
+
+_vexosharing_files() {
+  compopt -o filenames
+  mapfile -t COMPREPLY < <(compgen -f -- "$1")
+}
+
+# The options of a subcommand.
+_vexosharing_options() {
+  local common='--help --json --database'
+  local link='--project --owner --app --private-data --start --expire --uses --no-match-ip
+    --title --redirect-type --redirect-uri --keep --password-stdin --password-file
+    --generate-password --user --group'
+  case $1 in
+    create) echo "$common $link --qr" ;;
+    list) echo "$common --project --owner --state --order --reverse --page --page-size" ;;
+    edit) echo "$common $link --match-ip --no-keep --enable --disable --unprotect" ;;
+    show | delete | revoke | check | stats) echo "$common" ;;
+    transfer) echo "$common --from --to" ;;
+    purge) echo "$common --owner --project --all" ;;
+    visit) echo "--help --json --address --user --password-stdin" ;;
+    backup) echo "$common --force" ;;
+    export) echo "$common --with-secrets --force" ;;
+    import) echo "$common --new-hash --keep-going" ;;
+    block) echo "--help" ;;
+    'block list' | 'block clear') echo "--help --json" ;;
+    *) echo "--help" ;;
+  esac
+}
+
+_vexosharing() {
+  local subcommands='create list show edit delete revoke transfer purge visit check backup
+    export import block stats'
+  local word=${COMP_WORDS[COMP_CWORD]}
+  local before=${COMP_WORDS[COMP_CWORD - 1]}
+  local subcommand=${COMP_WORDS[1]}
+  COMPREPLY=()
+  # Where = breaks words, --name=value is three of them.
+  if [[ $word == = ]]; then
+    word=
+  elif [[ $before == = && $COMP_CWORD -gt 2 ]]; then
+    before=${COMP_WORDS[COMP_CWORD - 2]}
+  fi
+
+  if [[ $COMP_CWORD -eq 1 ]]; then
+    _vexosharing_words "$subcommands --help" "$word"
+    return
+  fi
+  case $before in
+    --database | --password-file)
+      _vexosharing_files "$word"
+      return
+      ;;
+    --owner | --user | --from | --to)
+      mapfile -t COMPREPLY < <(compgen -u -- "$word")
+      return
+      ;;
+    --group)
+      mapfile -t COMPREPLY < <(compgen -g -- "$word")
+      return
+      ;;
+    --state)
+      _vexosharing_words 'usable not-started expired used-up disabled' "$word"
+      return
+      ;;
+    --order)
+      _vexosharing_words 'created hash project owner start expire uses' "$word"
+      return
+      ;;
+    --redirect-type)
+      _vexosharing_words 'none url_param always' "$word"
+      return
+      ;;
+    --start | --expire)
+      _vexosharing_words 'now never' "$word"
+      return
+      ;;
+    --project | --app | --private-data | --uses | --title | --redirect-uri | --page | \
+      --page-size | --address)
+      return
+      ;;
+  esac
+
+  if [[ $subcommand == block && $COMP_CWORD -gt 2 ]]; then
+    subcommand="block ${COMP_WORDS[2]}"
+  fi
+  if [[ $word == -* ]]; then
+    _vexosharing_words "$(_vexosharing_options "$subcommand")" "$word"
+    return
+  fi
+  case $subcommand in
+    backup | export | import) _vexosharing_files "$word" ;;
+    block) _vexosharing_words 'list clear' "$word" ;;
+    visit)
+      if [[ $COMP_CWORD -eq 3 ]]; then _vexosharing_words 'login check logout' "$word"; fi
+      ;;
+  esac
+}
+
+complete -F _vexosharing vexosharing

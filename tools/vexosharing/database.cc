@@ -1,0 +1,90 @@
+#include "database.h"
+
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "result.h"
+
+namespace command {
+
+namespace {
+
+using VEXO::sharing::db::Result;
+using VEXO::sharing::db::Row;
+
+constexpr uid_t kSystemUid = 1;
+
+/// Why a database that exists cannot be used.
+std::string Reason(const SharingDB& db, const std::string& path) {
+  struct stat status = {};
+  if (stat(path.c_str(), &status) == -1) {
+    return "it cannot be made there: its folder must let user 1 write";
+  }
+  if (!S_ISREG(status.st_mode)) return "it is no file";
+  if (status.st_uid != kSystemUid) {
+    return "it must belong to the system account: chown 1:1 it";
+  }
+  const std::string error = db.GetLastError();
+  return error.empty() ? "the system log says why" : error;
+}
+
+std::unique_ptr<SharingDB> Open(const std::string& path) {
+  auto db = std::make_unique<SharingDB>(path);
+  if (db->IsGood()) return db;
+  Tell("the database " + path + " cannot be used: " + Reason(*db, path));
+  return nullptr;
+}
+
+}  // namespace
+
+bool MayUseDatabase() {
+  if (geteuid() == 0 || geteuid() == kSystemUid) return true;
+  Tell("the database is not yours to read: run this as root");
+  return false;
+}
+
+std::unique_ptr<SharingDB> OpenDatabase(const std::string& path) {
+  if (!MayUseDatabase()) return nullptr;
+  struct stat status = {};
+  if (stat(path.c_str(), &status) == -1) {
+    Tell(errno == ENOENT
+             ? "there is no database at " + path + ": vexosharing create makes one"
+             : "the database " + path + " cannot be reached: " + strerror(errno));
+    return nullptr;
+  }
+  return Open(path);
+}
+
+std::unique_ptr<SharingDB> OpenOrMakeDatabase(const std::string& path) {
+  return MayUseDatabase() ? Open(path) : nullptr;
+}
+
+Outcome DatabaseFailed(const BaseDB& db) {
+  const std::string error = db.GetLastError();
+  return End(kNotUsable, "the database failed: " +
+                             (error.empty() ? "the system log says why" : error));
+}
+
+bool SelectNumber(BaseDB& db, const std::string& sql, long& number) {
+  Result result;
+  Row row;
+  if (!db.Execute(sql, result) || !result.NextRow(row)) return false;
+  number = row.GetField("n").AsTime(0);
+  return true;
+}
+
+Transaction::Transaction(BaseDB& db) : db_(db), open_(db.Execute("BEGIN IMMEDIATE")) {}
+
+Transaction::~Transaction() {
+  if (open_) db_.Execute("ROLLBACK");
+}
+
+bool Transaction::Commit() {
+  open_ = false;  // a failed one is rolled back at once
+  return db_.Commit();
+}
+
+}  // namespace command

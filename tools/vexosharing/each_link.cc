@@ -1,0 +1,82 @@
+#include "each_link.h"
+
+#include <iostream>
+#include <memory>
+
+#include "database.h"
+#include "interrupt.h"
+#include "json.h"
+#include "links.h"
+#include "text.h"
+
+namespace command {
+
+namespace {
+
+using VEXO::sharing::db::TokenDB;
+
+/// Treats the link of that hash; kDone with the number of its tokens.
+Outcome TreatLink(BaseDB& db, EntryDB& links, TokenDB& tokens, const std::string& hash,
+                  Treatment treat, long& count) {
+  Transaction change(db);
+  if (!change.good()) return DatabaseFailed(db);
+  Entry link;
+  bool readable = false;  // one that does not read may go too
+  Outcome outcome = kDone;
+  if (!FindLink(db, hash, link, readable, outcome)) return outcome;
+  if (!CountTokens(db, link, count) || !treat(links, tokens, link) || !change.Commit()) {
+    return DatabaseFailed(db);
+  }
+  return kDone;
+}
+
+}  // namespace
+
+void AddEachLinkOptions(CLI::App& command, EachLinkOptions& options) {
+  command.add_option("HASH", options.hashes, "the links")->required();
+  AddCommon(command, options.common);
+}
+
+Outcome TreatEachLink(const EachLinkOptions& options, const std::string& done,
+                      Treatment treat) {
+  const std::unique_ptr<SharingDB> db = OpenDatabase(options.common.database);
+  if (db == nullptr) return kNotUsable;
+  EntryDB links(*db);
+  TokenDB tokens(*db);
+  Outcome outcome = kDone;
+  Json::Value treated(Json::arrayValue);
+  std::vector<std::string> missing;
+  for (const std::string& hash : options.hashes) {
+    if (Interrupted()) {
+      outcome =
+          End(kInterrupted, "interrupted: " + std::to_string(treated.size()) + " of " +
+                                Counted(options.hashes.size(), "link") + " " + done);
+      break;
+    }
+    long count = 0;
+    const Outcome one = TreatLink(*db, links, tokens, hash, treat, count);
+    if (one == kDone) {
+      Json::Value element(Json::objectValue);
+      element[VEXO::sharing::SZK_HASH] = hash;
+      element["tokens"] = Json::Value::Int64{count};
+      treated.append(element);
+      if (!options.common.json) {
+        std::cout << Printable(hash) << ": " << done << ", " << Counted(count, "token")
+                  << "\n";
+      }
+      continue;
+    }
+    outcome = one;
+    if (one == kNotUsable) break;
+    missing.push_back(hash);
+  }
+  if (options.common.json) {
+    Json::Value out(Json::objectValue);
+    out[done] = treated;
+    out["missing"] = JsonArray(missing);
+    PrintJson(out);
+  }
+  return outcome;
+}
+
+}  // namespace command

@@ -1,0 +1,159 @@
+#include <algorithm>
+#include <ctime>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "commands.h"
+#include "database.h"
+#include "entry_db.h"
+#include "json.h"
+#include "link_options.h"
+#include "links.h"
+#include "options.h"
+#include "text.h"
+#include "token_db.h"
+
+namespace command {
+
+namespace {
+
+using VEXO::sharing::db::TokenDB;
+
+struct Options {
+  CommonOptions common;
+  std::string hash;
+  LinkOptions link;
+  bool unprotect = false;
+  std::optional<bool> enabled;
+};
+
+template <class T>
+bool SameInAnyOrder(std::vector<T> one, std::vector<T> other) {
+  std::sort(one.begin(), one.end());
+  std::sort(other.begin(), other.end());
+  return one == other;
+}
+
+/// Whether those whom the link admits may be others now, so that what was granted before
+/// is to be taken back.
+bool AdmitsOthers(const Entry& before, const Entry& after) {
+  return before.get_enabled() != after.get_enabled() ||
+         before.get_protect_type() != after.get_protect_type() ||
+         before.get_protect_password() != after.get_protect_password() ||
+         !SameInAnyOrder(before.get_protect_uids(), after.get_protect_uids()) ||
+         !SameInAnyOrder(before.get_protect_users(), after.get_protect_users()) ||
+         !SameInAnyOrder(before.get_protect_gids(), after.get_protect_gids()) ||
+         !SameInAnyOrder(before.get_protect_groups(), after.get_protect_groups());
+}
+
+void Unprotect(Entry& link) {
+  link.set_protect_type(Entry::PROTECT_NONE);
+  link.set_protect_password("", false, Entry::ENCRYPT_ALGO_DEFAULT);
+  link.set_protect_users({});
+  link.set_protect_groups({});
+}
+
+void Print(const Options& options, const Entry& link, bool revoked, long tokens,
+           const Secret& password) {
+  if (options.common.json) {
+    Json::Value out = LinkJson(link, time(nullptr));
+    out["revoked_tokens"] = Json::Value::Int64{tokens};
+    if (options.link.generate_password) out["generated_password"] = password.text();
+    PrintJson(out);
+    return;
+  }
+  std::cout << "Changed " << Printable(link.get_hash());
+  if (revoked) std::cout << ", and revoked " << Counted(tokens, "token");
+  std::cout << ".\n";
+  if (options.link.generate_password) {
+    std::cout << "Password: " << password.text() << "\n";
+  }
+}
+
+Outcome Edit(const Options& options) {
+  Secret password;
+  Outcome outcome = ReadPassword(options.link, password);
+  if (outcome != kDone) return outcome;
+  const std::unique_ptr<SharingDB> db = OpenDatabase(options.common.database);
+  if (db == nullptr) return kNotUsable;
+
+  EntryDB links(*db);  // the stores end after the transaction: their end writes
+  TokenDB tokens(*db);
+  Transaction change(*db);
+  if (!change.good()) return DatabaseFailed(*db);
+  Entry link;
+  if (!FindReadableLink(*db, options.hash, link, outcome)) return outcome;
+  const Entry before = link;
+  if (options.unprotect) Unprotect(link);
+  if (options.enabled) link.set_enabled(*options.enabled);
+  outcome = ApplyOptions(options.link, password, link);
+  if (outcome != kDone) return outcome;
+
+  const bool revoked = AdmitsOthers(before, link);
+  long revoked_tokens = 0;
+  if (!links.Update(link) ||
+      (revoked &&
+       (!CountTokens(*db, link, revoked_tokens) || !tokens.PurgeByEntry(link))) ||
+      !change.Commit()) {
+    return DatabaseFailed(*db);
+  }
+  Print(options, link, revoked, revoked_tokens, password);
+  return kDone;
+}
+
+/// Whether the call names anything to change.
+bool NamesAChange(const CLI::App& command) {
+  for (const CLI::Option* const option : command.get_options()) {
+    const std::string name = option->get_name();
+    if (option->count() > 0 && name != "HASH" && name != "--json" &&
+        name != "--database") {
+      return true;
+    }
+  }
+  return false;
+}
+
+}  // namespace
+
+void AddEdit(CLI::App& app, Outcome& outcome) {
+  const auto options = std::make_shared<Options>();
+  CLI::App& command = AddCommand(app, "edit",
+                                 std::string("Changes a link, which keeps its hash.\n"
+                                             "Where others are admitted now, the link's "
+                                             "tokens are revoked.  --user \"\" and\n"
+                                             "--group \"\" clear a list.\n") +
+                                     kDatesHelp,
+                                 "vexosharing edit xK3fQ9aZb --expire 4w --uses 0");
+  command.add_option("HASH", options->hash, "the link")->required();
+  AddLinkOptions(command, options->link);
+  AddSwitch(command, "--match-ip", options->link.match_ip, true,
+            "visitors must keep their address")
+      ->excludes("--no-match-ip");
+  AddSwitch(command, "--no-keep", options->link.keep, false,
+            "the general purge may delete it")
+      ->excludes("--keep");
+  CLI::Option* const enable =
+      AddSwitch(command, "--enable", options->enabled, true, "open the link again");
+  AddSwitch(command, "--disable", options->enabled, false, "close the link for everybody")
+      ->excludes(enable);
+  CLI::Option* const unprotect =
+      command.add_flag("--unprotect", options->unprotect, "admit whoever has the URL");
+  unprotect->group(kProtectionGroup);
+  for (const char* const protection : {"--password-stdin", "--password-file",
+                                       "--generate-password", "--user", "--group"}) {
+    unprotect->excludes(protection);
+  }
+  AddCommon(command, options->common);
+  command.callback([options, &outcome, &command] {
+    outcome = NamesAChange(command)
+                  ? Edit(*options)
+                  : End(kWrongCall,
+                        "name at least one thing to change; see vexosharing "
+                        "edit --help");
+  });
+}
+
+}  // namespace command

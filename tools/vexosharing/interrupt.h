@@ -1,0 +1,11 @@
+#pragma once
+
+namespace command {
+
+/// From now on an interrupt (SIGINT) is only noted: long work looks for it between two
+/// rows or batches.  Another one, a second or more later, ends the program at once.
+void CatchInterrupt();
+
+bool Interrupted();
+
+}  // namespace command

@@ -1,0 +1,68 @@
+#include "line_reader.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "interrupt.h"
+
+namespace command {
+
+namespace {
+
+constexpr size_t kBuffer = 65536;
+
+}  // namespace
+
+LineReader::LineReader(const std::string& path)
+    : fd_(path == "-" ? STDIN_FILENO
+                      : open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY)) {
+  struct stat status = {};
+  if (fd_ == -1 || fstat(fd_, &status) == -1) {
+    error_ = errno;
+  } else if (S_ISDIR(status.st_mode)) {
+    error_ = EISDIR;
+  }
+}
+
+LineReader::~LineReader() {
+  if (fd_ > STDIN_FILENO) close(fd_);
+}
+
+bool LineReader::Next(std::string& line) {
+  line.clear();
+  too_long_ = false;
+  bool begun = false;
+  while (at_ < buffer_.size() || Fill()) {
+    if (!begun) ++number_;
+    begun = true;
+    const size_t end = std::min(buffer_.find('\n', at_), buffer_.size());
+    if (line.size() + (end - at_) > kLongest) {
+      too_long_ = true;
+      line.clear();
+      line.shrink_to_fit();
+    }
+    if (!too_long_) line.append(buffer_, at_, end - at_);
+    at_ = end + 1;
+    if (end < buffer_.size()) return true;
+  }
+  return begun && good() && !Interrupted();
+}
+
+bool LineReader::Fill() {
+  buffer_.resize(kBuffer);
+  ssize_t count = -1;
+  do {
+    if (!good() || Interrupted()) break;
+    count = read(fd_, buffer_.data(), buffer_.size());
+  } while (count == -1 && errno == EINTR);
+  if (count == -1 && good() && !Interrupted()) error_ = errno;
+  buffer_.resize(std::max<ssize_t>(count, 0));
+  at_ = 0;
+  return count > 0;
+}
+
+}  // namespace command

@@ -1,0 +1,226 @@
+#include <algorithm>
+#include <ctime>
+#include <iostream>
+#include <iterator>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "account.h"
+#include "commands.h"
+#include "database.h"
+#include "interrupt.h"
+#include "json.h"
+#include "link_state.h"
+#include "links.h"
+#include "moment.h"
+#include "options.h"
+#include "progress.h"
+#include "table.h"
+#include "text.h"
+
+namespace command {
+
+namespace {
+
+constexpr int kUsualPageSize = 50;
+
+/// What may be said, and the SQL for it.
+struct Choice {
+  const char* word;
+  const char* sql;
+};
+
+const Choice kStates[] = {{"usable", "usable"},
+                          {"not-started", "not started"},
+                          {"expired", "expired"},
+                          {"used-up", "used up"},
+                          {"disabled", "disabled"}};
+
+const Choice kOrders[] = {{"created", "id"},           {"hash", "hash"},
+                          {"project", "project_name"}, {"owner", "owner_uid"},
+                          {"start", "start_at"},       {"expire", "expire_at"},
+                          {"uses", "use_count"}};
+
+template <size_t N>
+std::vector<std::string> Words(const Choice (&choices)[N]) {
+  std::vector<std::string> words;
+  for (const Choice& choice : choices) words.emplace_back(choice.word);
+  return words;
+}
+
+/// The SQL of a word, which is one of the choices.
+template <size_t N>
+std::string Sql(const Choice (&choices)[N], const std::string& word) {
+  return std::find_if(std::begin(choices), std::end(choices),
+                      [&word](const Choice& choice) { return word == choice.word; })
+      ->sql;
+}
+
+struct Options {
+  CommonOptions common;
+  std::string project;
+  std::string owner;
+  std::string state;
+  std::string order = "created";
+  bool reverse = false;
+  int page = 0;  // 0: everything
+  int page_size = kUsualPageSize;
+};
+
+/// The condition that the filters make; false, told, for an unknown owner.
+bool Condition(const Options& options, const BaseDB& db, long now, std::string& where) {
+  const auto add = [&where](const std::string& term) {
+    where += (where.empty() ? "" : " AND ") + term;
+  };
+  if (!options.project.empty()) {
+    add("project_name = '" + db.Escape(options.project) + "'");
+  }
+  if (!options.owner.empty()) {
+    unsigned int uid = 0;
+    if (!FindOwner(options.owner, uid)) return false;
+    add("owner_uid = " + std::to_string(uid));
+  }
+  if (!options.state.empty()) {
+    add(StateSql(now) + " = '" + Sql(kStates, options.state) + "'");
+  }
+  return true;
+}
+
+std::string Order(const Options& options) {
+  const std::string direction = options.reverse ? " DESC" : "";
+  const std::string column = Sql(kOrders, options.order);
+  return column == "id" ? "id" + direction : column + direction + ", id" + direction;
+}
+
+std::string Limit(const Options& options) {
+  if (options.page == 0) return "";
+  const long skipped = static_cast<long>(options.page - 1) * options.page_size;
+  return std::to_string(options.page_size) + " OFFSET " + std::to_string(skipped);
+}
+
+/// Names of owners, each looked up once.
+class OwnerNames {
+ public:
+  const std::string& Get(unsigned int uid) {
+    const auto [found, is_new] = names_.try_emplace(uid);
+    if (is_new) found->second = OwnerText(uid);
+    return found->second;
+  }
+
+ private:
+  std::map<unsigned int, std::string> names_;
+};
+
+std::string AsksForText(const Entry& link) {
+  switch (link.get_protect_type()) {
+    case Entry::PROTECT_PASSWORD:
+      return "password";
+    case Entry::PROTECT_USER:
+      return "user";
+    default:
+      return "nothing";
+  }
+}
+
+/// Goes on reading until nothing is left or nobody is there to read.
+template <class Each>
+void ForEach(LinkReader& reader, Each each) {
+  Progress progress("reading links", reader.total());
+  Entry link;
+  while (std::cout && reader.Next(link)) {
+    each(link);
+    if (!IsOutputTerminal()) progress.Show(reader.done());
+  }
+}
+
+void PrintTable(LinkReader& reader, long now) {
+  OwnerNames owners;
+  Table table({"HASH",
+               {"PROJECT", true},
+               {"OWNER", true},
+               "STATE",
+               "EXPIRES",
+               "USES",
+               "ASKS FOR"});
+  ForEach(reader, [&](const Entry& link) {
+    const LinkState state = StateOf(link, now);
+    table.Add({link.get_hash(),
+               link.get_project_name(),
+               owners.Get(link.get_owner_uid()),
+               {StateName(state), StateStyle(state)},
+               MinuteText(link.get_expire_at()),
+               UsesText(link, "/"),
+               AsksForText(link)});
+  });
+}
+
+void PrintArray(LinkReader& reader, long now) {
+  std::cout << "{\"links\":";
+  JsonArrayWriter array;
+  array.Begin();
+  ForEach(reader, [&](const Entry& link) { array.Add(LinkJson(link, now)); });
+  // A list that broke off is left open, so that nobody takes it for the whole.
+  if (!reader.good() || Interrupted()) return;
+  array.End();
+  std::cout << ",\"damaged\":" << JsonText(DamagedJson(reader.damaged())) << "}\n";
+}
+
+Outcome List(const Options& options) {
+  const std::unique_ptr<SharingDB> db = OpenDatabase(options.common.database);
+  if (db == nullptr) return kNotUsable;
+  const long now = time(nullptr);
+  std::string where;
+  if (!Condition(options, *db, now, where)) return kRefused;
+  LinkReader reader(*db, where, Order(options), Limit(options));
+  if (options.common.json) {
+    PrintArray(reader, now);
+  } else {
+    PrintTable(reader, now);
+  }
+  TellDamaged(reader.damaged());
+  if (!reader.good()) return DatabaseFailed(*db);
+  if (Interrupted()) {
+    return End(kInterrupted, "interrupted after " + std::to_string(reader.done()) +
+                                 " of " + Counted(reader.total(), "link"));
+  }
+  if (reader.total() == 0 && !options.common.json) Tell("no link matches");
+  return kDone;
+}
+
+}  // namespace
+
+void AddList(CLI::App& app, Outcome& outcome) {
+  const auto options = std::make_shared<Options>();
+  CLI::App& command = AddCommand(app, "list", "Lists links.",
+                                 "vexosharing list --owner alice --state expired");
+  command.add_option("--project", options->project, "links of this application")
+      ->transform(NotEmpty())
+      ->type_name("NAME");
+  command.add_option("--owner", options->owner, "links of this user, by name or number")
+      ->transform(NotEmpty())
+      ->type_name("USER");
+  command
+      .add_option("--state", options->state,
+                  "usable, not-started, expired, used-up, disabled")
+      ->check(OneOf(Words(kStates)))
+      ->type_name("STATE");
+  command
+      .add_option("--order", options->order,
+                  "created, hash, project, owner, start, expire, uses")
+      ->check(OneOf(Words(kOrders)))
+      ->type_name("COLUMN");
+  command.add_flag("--reverse", options->reverse, "the other way round");
+  command.add_option("--page", options->page, "this page only, counted from 1")
+      ->transform(WholeNumber(1))
+      ->type_name("N");
+  command.add_option("--page-size", options->page_size, "links on a page (50)")
+      ->transform(WholeNumber(1))
+      ->type_name("N")
+      ->needs("--page");
+  AddCommon(command, options->common);
+  command.callback([options, &outcome] { outcome = List(*options); });
+}
+
+}  // namespace command

@@ -1,0 +1,92 @@
+// vexosharing: the administrator's command for sharing links.
+
+#include <CLI/CLI.hpp>
+#include <clocale>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "commands.h"
+#include "help_format.h"
+#include "interrupt.h"
+#include "outcome.h"
+#include "output.h"
+
+namespace {
+
+using command::Outcome;
+
+const char kFooter[] =
+    "Each subcommand has a --help of its own, with an example.\n\n"
+    "Exit codes:\n"
+    "  0  done\n"
+    "  1  refused, or nothing matches what was named\n"
+    "  2  wrong call\n"
+    "  3  the database cannot be used\n"
+    "  130  interrupted";
+
+/// The command as far as it was understood, as in "vexosharing create".
+std::string Called(const CLI::App& app) {
+  const auto called = app.get_subcommands();
+  return app.get_name() + (called.empty() ? "" : " " + called.front()->get_name());
+}
+
+/// The arguments in the order that the parser takes them, from the last to the first.  It
+/// would take what stands behind "--name=" for the value, which is empty.
+std::vector<std::string> Arguments(int argc, char** argv) {
+  std::vector<std::string> arguments;
+  for (int i = argc - 1; i > 0; --i) {
+    const std::string argument = argv[i];
+    const bool empty_value =
+        argument.rfind("--", 0) == 0 && argument.find('=') == argument.size() - 1;
+    if (empty_value) arguments.emplace_back();
+    arguments.push_back(empty_value ? argument.substr(0, argument.size() - 1) : argument);
+  }
+  return arguments;
+}
+
+Outcome Run(int argc, char** argv) {
+  CLI::App app("Manages the sharing links of this machine.", "vexosharing");
+  app.formatter(std::make_shared<command::HelpFormat>());
+  app.set_help_flag("-h,--help", "show this help");
+  app.require_subcommand(1);
+  app.footer(kFooter);
+  Outcome outcome = command::kDone;
+  command::AddCreate(app, outcome);
+  command::AddList(app, outcome);
+  command::AddShow(app, outcome);
+  command::AddEdit(app, outcome);
+  command::AddDelete(app, outcome);
+  command::AddRevoke(app, outcome);
+  command::AddTransfer(app, outcome);
+  command::AddPurge(app, outcome);
+  command::AddVisit(app, outcome);
+  command::AddCheck(app, outcome);
+  command::AddBackup(app, outcome);
+  command::AddExport(app, outcome);
+  command::AddImport(app, outcome);
+  command::AddBlock(app, outcome);
+  command::AddStats(app, outcome);
+  try {
+    app.parse(Arguments(argc, argv));
+  } catch (const CLI::Success& help) {
+    app.exit(help);
+  } catch (const CLI::ParseError& error) {
+    return command::End(command::kWrongCall,
+                        std::string(error.what()) + "; see " + Called(app) + " --help");
+  }
+  return outcome;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  command::OccupyStandardStreams();
+  command::CatchInterrupt();
+  std::setlocale(LC_CTYPE, "C.UTF-8");  // texts are UTF-8 whatever the caller's locale
+  Outcome outcome = Run(argc, argv);
+  if (outcome != command::kDone && command::Interrupted()) {
+    outcome = command::kInterrupted;
+  }
+  return command::CloseOutput(outcome);
+}

@@ -1,0 +1,36 @@
+#include "progress.h"
+
+#include <iostream>
+#include <utility>
+
+#include "terminal.h"
+
+namespace command {
+
+namespace {
+
+// Work that ends before the first pause is not worth a line.
+constexpr std::chrono::milliseconds kPause(200);
+
+}  // namespace
+
+Progress::Progress(std::string what, long total)
+    : what_(std::move(what)),
+      total_(total),
+      terminal_(IsErrorTerminal()),
+      next_(Clock::now() + kPause) {}
+
+Progress::~Progress() {
+  if (shown_) std::cerr << "\r\033[K" << std::flush;
+}
+
+void Progress::Show(long done) {
+  if (!terminal_ || Clock::now() < next_) return;
+  next_ = Clock::now() + kPause;
+  shown_ = true;
+  std::cerr << "\r" << what_ << ": " << done;
+  if (total_ > 0) std::cerr << " of " << total_;
+  std::cerr << "\033[K" << std::flush;
+}
+
+}  // namespace command

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+
+namespace command {
+
+/// Shows how far long work has come, on a standard error that is a terminal.  It wipes
+/// itself away at its end.
+class Progress {
+ public:
+  /// `what` is what is being done, as in "reading links"; a total of 0 is not known.
+  Progress(std::string what, long total);
+  ~Progress();
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+
+  /// `done` of the total are done by now.
+  void Show(long done);
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  std::string what_;
+  long total_;
+  bool terminal_;
+  bool shown_ = false;
+  Clock::time_point next_;
+};
+
+}  // namespace command

@@ -1,0 +1,136 @@
+#include <memory>
+#include <string>
+
+#include "account.h"
+#include "commands.h"
+#include "database.h"
+#include "entry_db.h"
+#include "interrupt.h"
+#include "json.h"
+#include "options.h"
+#include "progress.h"
+#include "session_db.h"
+#include "table.h"
+#include "text.h"
+#include "token_db.h"
+
+namespace command {
+
+namespace {
+
+using VEXO::sharing::UID_ERR;
+using VEXO::sharing::db::EntryDB;
+using VEXO::sharing::db::SessionDB;
+using VEXO::sharing::db::TokenDB;
+
+constexpr float kAlways = 1.0F;
+constexpr long kSteps = 3;
+
+struct Options {
+  CommonOptions common;
+  std::string owner;
+  std::string project;
+  bool all = false;
+};
+
+/// Rows that went, by their own deadline or with what they belonged to.
+struct Counts {
+  long links = 0;
+  long sessions = 0;
+  long tokens = 0;
+};
+
+bool CountChanges(BaseDB& db, long& count) {
+  return SelectNumber(db, "SELECT changes() AS n", count);
+}
+
+bool CountAllTokens(BaseDB& db, long& count) {
+  return SelectNumber(db, "SELECT COUNT(*) AS n FROM token", count);
+}
+
+Outcome PurgeAll(const Options& options, unsigned int owner, BaseDB& db, Counts& gone) {
+  EntryDB links(db);  // the stores end after the transaction: their end writes
+  SessionDB sessions(db);
+  TokenDB tokens(db);
+  Transaction change(db);
+  long before = 0;
+  if (!change.good() || !CountAllTokens(db, before)) return DatabaseFailed(db);
+
+  const bool named = options.all || !options.owner.empty();
+  Progress progress("purging, step", kSteps);
+  if (!(named ? links.PurgeExpiredByOwnerProject(owner, options.project)
+              : links.PurgeExpired(kAlways)) ||
+      !CountChanges(db, gone.links)) {
+    return DatabaseFailed(db);
+  }
+  // Sessions belong to no owner and to no project.
+  if (options.owner.empty() && options.project.empty()) {
+    progress.Show(1);
+    if (!Interrupted() &&
+        (!sessions.PurgeExpired(kAlways) || !CountChanges(db, gone.sessions))) {
+      return DatabaseFailed(db);
+    }
+    progress.Show(2);
+    if (!Interrupted() && !tokens.PurgeExpired(kAlways)) return DatabaseFailed(db);
+  }
+  if (Interrupted()) return End(kInterrupted, "interrupted: nothing was purged");
+  long after = 0;
+  if (!CountAllTokens(db, after) || !change.Commit()) return DatabaseFailed(db);
+  gone.tokens = before - after;
+  return kDone;
+}
+
+Outcome Purge(const Options& options) {
+  if (!options.project.empty() && options.owner.empty() && !options.all) {
+    return End(
+        kWrongCall,
+        "that would purge every owner's links of the project: name the --owner, or "
+        "say --all");
+  }
+  unsigned int owner = UID_ERR;
+  if (!options.owner.empty() && !FindOwner(options.owner, owner)) return kRefused;
+  const std::unique_ptr<SharingDB> db = OpenDatabase(options.common.database);
+  if (db == nullptr) return kNotUsable;
+  Counts gone;
+  const Outcome outcome = PurgeAll(options, owner, *db, gone);
+  if (outcome != kDone) return outcome;
+  if (options.common.json) {
+    Json::Value out(Json::objectValue);
+    out["links"] = Json::Value::Int64{gone.links};
+    out["sessions"] = Json::Value::Int64{gone.sessions};
+    out["tokens"] = Json::Value::Int64{gone.tokens};
+    PrintJson(out);
+  } else {
+    Sheet sheet;
+    sheet.Add("Links", std::to_string(gone.links));
+    sheet.Add("Sessions", std::to_string(gone.sessions));
+    sheet.Add("Tokens", std::to_string(gone.tokens));
+  }
+  return kDone;
+}
+
+}  // namespace
+
+void AddPurge(CLI::App& app, Outcome& outcome) {
+  const auto options = std::make_shared<Options>();
+  CLI::App& command =
+      AddCommand(app, "purge",
+                 "Deletes links, sessions and tokens that are past.\n"
+                 "It says how many of each went.  Links made with --keep stay, unless\n"
+                 "--owner or --all is given.",
+                 "vexosharing purge --owner alice --project photos");
+  CLI::Option* const owner =
+      command
+          .add_option("--owner", options->owner, "only links of this user, kept ones too")
+          ->transform(NotEmpty())
+          ->type_name("USER");
+  command.add_option("--project", options->project, "only links of this application")
+      ->transform(NotEmpty())
+      ->type_name("NAME");
+  command.add_flag("--all", options->all, "links of every owner, kept ones too")
+      ->excludes(owner);
+  AddCommon(command, options->common);
+  command.callback([options, &outcome] { outcome = Purge(*options); });
+}
+
+}  // namespace command

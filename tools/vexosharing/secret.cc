@@ -1,0 +1,127 @@
+#include "secret.h"
+
+#include <fcntl.h>
+#include <string.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <iostream>
+
+#include "interrupt.h"
+#include "outcome.h"
+
+namespace command {
+
+namespace {
+
+constexpr size_t kLongest = 4095;
+constexpr size_t kGeneratedLength = 20;
+const char kAlphabet[] = "23456789abcdefghijkmnpqrstuvwxyzABCDEFGHJKLMNPQRSTUVWXYZ";
+constexpr unsigned int kAlphabetSize = sizeof kAlphabet - 1;
+
+/// While it lives, the terminal of standard input shows nothing of what is typed.
+class NoEcho {
+ public:
+  NoEcho() : terminal_(tcgetattr(STDIN_FILENO, &before_) == 0) {
+    if (!terminal_) return;
+    termios silent = before_;
+    silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
+  }
+  ~NoEcho() {
+    if (!terminal_) return;
+    tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_);
+    std::cerr << "\n";
+  }
+  NoEcho(const NoEcho&) = delete;
+  NoEcho& operator=(const NoEcho&) = delete;
+
+ private:
+  termios before_ = {};
+  bool terminal_;
+};
+
+class File {
+ public:
+  explicit File(const char* path) : fd_(open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY)) {}
+  ~File() {
+    if (fd_ != -1) close(fd_);
+  }
+  File(const File&) = delete;
+  File& operator=(const File&) = delete;
+
+  int fd() const { return fd_; }
+
+ private:
+  int fd_;
+};
+
+}  // namespace
+
+// One buffer for good: a text that grew would leave copies behind.
+Secret::Secret() { text_.reserve(kLongest + 1); }
+
+Secret::~Secret() { explicit_bzero(text_.data(), text_.capacity()); }
+
+bool Secret::ReadInput(const std::string& what) {
+  const std::string name = "the line on standard input for the " + what;
+  if (isatty(STDIN_FILENO) == 0) return ReadLine(STDIN_FILENO, name);
+  const NoEcho silence;  // before the question: an answer that is quick is not lost
+  std::cerr << "The " << what << ": " << std::flush;
+  return ReadLine(STDIN_FILENO, name);
+}
+
+bool Secret::ReadFile(const std::string& path) {
+  const File file(path.c_str());
+  struct stat status = {};
+  if (file.fd() == -1 || fstat(file.fd(), &status) == -1) {
+    Tell(path + ": " + strerror(errno));
+    return false;
+  }
+  if (S_ISREG(status.st_mode) && (status.st_mode & S_IROTH) != 0) {
+    Tell(path + " can be read by everyone: chmod 600 it first");
+    return false;
+  }
+  return ReadLine(file.fd(), "the first line of " + path);
+}
+
+bool Secret::ReadLine(int fd, const std::string& name) {
+  text_.clear();
+  char byte = '\0';
+  const auto told = [&](const char* reason) {
+    Tell(name + " " + reason);
+    return false;
+  };
+  while (true) {
+    // Byte by byte: what follows the line belongs to whoever reads next.
+    const ssize_t count = read(fd, &byte, 1);
+    if (count == -1) return told(Interrupted() ? "was not waited for" : strerror(errno));
+    if (count == 0 || byte == '\n') break;
+    if (byte == '\0') return told("holds a zero byte");
+    if (text_.size() == kLongest) return told("is longer than 4095 bytes");
+    text_.push_back(byte);
+  }
+  return !text_.empty() || told("is empty");
+}
+
+bool Secret::Generate() {
+  text_.clear();
+  while (text_.size() < kGeneratedLength) {
+    unsigned char drawn = 0;
+    if (getrandom(&drawn, 1, 0) != 1) {
+      if (errno == EINTR && !Interrupted()) continue;
+      Tell(std::string("no random numbers: ") + strerror(errno));
+      return false;
+    }
+    // The top of the range is thrown away, so that every character is equally likely.
+    if (drawn < 256 / kAlphabetSize * kAlphabetSize) {
+      text_.push_back(kAlphabet[drawn % kAlphabetSize]);
+    }
+  }
+  return true;
+}
+
+}  // namespace command

@@ -1,0 +1,137 @@
+#include "host.h"
+
+#include <arpa/inet.h>
+
+#include <cctype>
+#include <cstdint>
+#include <cstring>
+
+#include "url.h"
+#include "utf8.h"
+
+namespace url_tool {
+
+namespace {
+
+// The longest registered name that every resolver takes.
+constexpr std::size_t kLongestName = 255;
+
+bool ReadIPv6(const std::string& text, in6_addr& address) {
+  return inet_pton(AF_INET6, text.c_str(), &address) == 1;
+}
+
+bool ReadIPv4(const std::string& text, in_addr& address) {
+  return inet_pton(AF_INET, text.c_str(), &address) == 1;
+}
+
+bool ReadIPv6Host(const std::string& text, std::string& out, std::string& reason) {
+  if (text.find('%') != std::string::npos) {
+    // A zone names an interface of one machine, and a URL is opened on another.
+    reason = "an IPv6 address in a URL has no zone id";
+    return false;
+  }
+  in6_addr address = {};
+  char buffer[INET6_ADDRSTRLEN];
+  if (!ReadIPv6(text, address) ||
+      inet_ntop(AF_INET6, &address, buffer, sizeof buffer) == nullptr) {
+    reason = "this is neither a host nor an IPv6 address (a port is given apart)";
+    return false;
+  }
+  out = std::string("[") + buffer + "]";
+  return true;
+}
+
+/// Whether the last label is a number: such a host is taken for an address, never for a
+/// name.
+bool EndsInNumber(const std::string& name) {
+  const std::string last = name.substr(name.rfind('.') + 1);
+  return !last.empty() && last.find_first_not_of("0123456789") == std::string::npos;
+}
+
+bool ReadName(const std::string& text, std::string& out, std::string& reason) {
+  if (text.size() > kLongestName) {
+    reason = "a host name has at most 255 bytes";
+    return false;
+  }
+  if (!IsUtf8(text)) {
+    reason = "the host name is not UTF-8";
+    return false;
+  }
+  if (text.front() == '.' || text.find("..") != std::string::npos) {
+    reason = "the host name has an empty label";
+    return false;
+  }
+  std::string name;
+  for (const char c : text) {
+    if (static_cast<unsigned char>(c) < 0x80 && !IsUnreserved(c)) {
+      reason = "a host name has letters, digits and - . _ ~ only";
+      return false;
+    }
+    name += static_cast<char>(tolower(static_cast<unsigned char>(c)));
+  }
+  in_addr address = {};
+  if (EndsInNumber(name) && !ReadIPv4(name, address)) {
+    reason = "this is no IPv4 address";
+    return false;
+  }
+  out = Escape(name);
+  return true;
+}
+
+bool IsLocalIPv4(const in_addr& address) {
+  const std::uint32_t bits = ntohl(address.s_addr);
+  return bits >> 24 == 10 || bits >> 24 == 127 || bits >> 20 == 0xac1 ||
+         bits >> 16 == 0xc0a8 || bits >> 16 == 0xa9fe;
+}
+
+bool IsLocalIPv6(const in6_addr& address) {
+  if (IN6_IS_ADDR_V4MAPPED(&address)) {
+    in_addr mapped = {};
+    memcpy(&mapped, &address.s6_addr[12], sizeof mapped);
+    return IsLocalIPv4(mapped);
+  }
+  const bool unique_local = (address.s6_addr[0] & 0xfe) == 0xfc;
+  return unique_local || IN6_IS_ADDR_LOOPBACK(&address) ||
+         IN6_IS_ADDR_LINKLOCAL(&address);
+}
+
+bool EndsWith(const std::string& text, const std::string& end) {
+  return text.size() >= end.size() &&
+         text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+}  // namespace
+
+bool ReadHost(const std::string& text, std::string& out, std::string& reason) {
+  if (text.empty()) {
+    reason = "the host is empty";
+    return false;
+  }
+  if (text.front() == '[') {
+    if (text.back() != ']') {
+      reason = "a host that begins with [ ends with ] (a port is given apart)";
+      return false;
+    }
+    return ReadIPv6Host(text.substr(1, text.size() - 2), out, reason);
+  }
+  if (text.find(':') != std::string::npos) {
+    return ReadIPv6Host(text, out, reason);
+  }
+  return ReadName(text, out, reason);
+}
+
+bool IsLocalHost(const std::string& host) {
+  in6_addr six = {};
+  if (host.front() == '[') {
+    return ReadIPv6(host.substr(1, host.size() - 2), six) && IsLocalIPv6(six);
+  }
+  in_addr four = {};
+  if (ReadIPv4(host, four)) {
+    return IsLocalIPv4(four);
+  }
+  const std::string name = host.back() == '.' ? host.substr(0, host.size() - 1) : host;
+  return name.find('.') == std::string::npos || EndsWith(name, ".local") ||
+         EndsWith(name, ".home.arpa");
+}
+
+}  // namespace url_tool

@@ -1,0 +1,78 @@
+#include "database.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+
+#include "result.h"
+
+namespace webapi {
+
+using VEXO::sharing::db::BaseDB;
+using VEXO::sharing::db::Result;
+using VEXO::sharing::db::Row;
+using VEXO::sharing::db::SharingDB;
+
+SharingDB* OpenDatabase(bool may_create, Failure& failure) {
+  const std::string path = VEXO::sharing::SZF_SHARING_DB_PATH;
+  struct stat status = {};
+  if (!may_create && stat(path.c_str(), &status) == -1 && errno == ENOENT) {
+    failure = {kNoDatabase, "there is no database at " + path +
+                                ": create makes it with the first link"};
+    return nullptr;
+  }
+  SharingDB& database = SharingDB::Instance();
+  if (!database.IsGood()) {
+    failure = {kDatabaseNotUsable,
+               "the database " + path + " cannot be used: the system log says why"};
+    return nullptr;
+  }
+  return &database;
+}
+
+Failure StatementFailure(const BaseDB& database) {
+  return {kDatabaseNotUsable, "the database refused: " + database.GetLastError()};
+}
+
+bool ReadNumber(BaseDB& database, const std::string& sql, long& out) {
+  Result result;
+  Row row;
+  if (!database.Execute(sql, result) || !result.NextRow(row)) {
+    return false;
+  }
+  out = row.GetField("n").AsTime(0);
+  return true;
+}
+
+bool CountChanges(BaseDB& database, const std::string& sql, long& out) {
+  return database.Execute(sql) && ReadNumber(database, "SELECT changes() AS n", out);
+}
+
+Answer PurgeAnswer(BaseDB& database) {
+  long purged = 0;
+  if (!ReadNumber(database, "SELECT changes() AS n", purged)) {
+    return StatementFailure(database);
+  }
+  Json::Value data;
+  data["purged"] = Json::Int64{purged};
+  return data;
+}
+
+Transaction::Transaction(BaseDB& database)
+    : database_(database), open_(database.Execute("BEGIN IMMEDIATE")) {}
+
+Transaction::~Transaction() {
+  if (open_) {
+    database_.Execute("ROLLBACK");
+  }
+}
+
+bool Transaction::Commit() {
+  if (!database_.Execute("COMMIT")) {
+    return false;
+  }
+  open_ = false;
+  return true;
+}
+
+}  // namespace webapi

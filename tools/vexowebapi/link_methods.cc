@@ -1,0 +1,387 @@
+#include <json/value.h>
+
+#include <ctime>
+#include <optional>
+
+#include "database.h"
+#include "entry_db.h"
+#include "link_parameters.h"
+#include "methods.h"
+#include "paging.h"
+#include "result.h"
+#include "token_db.h"
+#include "utils.h"
+
+namespace webapi {
+
+namespace {
+
+using namespace VEXO::sharing;
+using db::Condition;
+using db::EntryDB;
+using db::SharingDB;
+using record::Entry;
+
+const char kUsable[] = "usable";
+const char kNotStarted[] = "not_started";
+const char kExpired[] = "expired";
+const char kUsedUp[] = "used_up";
+const char kDisabled[] = "disabled";
+
+/// Why a visitor cannot log in now, or that he can.
+const char* StateOf(const Entry& link) {
+  const long now = time(nullptr);
+  if (!link.get_enabled()) {
+    return kDisabled;
+  }
+  if (link.get_start_at() > now) {
+    return kNotStarted;
+  }
+  if (link.get_expire_at() > 0 && link.get_expire_at() < now) {
+    return kExpired;
+  }
+  const bool limited = link.get_expire_times() > 0;
+  return limited && link.get_use_count() >= link.get_expire_times() ? kUsedUp : kUsable;
+}
+
+/// The same rule over the table's columns.
+std::string StateSql() {
+  const std::string now = std::to_string(time(nullptr));
+  return std::string("CASE WHEN enabled != 1 THEN '") + kDisabled + "' WHEN start_at > " +
+         now + " THEN '" + kNotStarted + "' WHEN expire_at > 0 AND expire_at < " + now +
+         " THEN '" + kExpired +
+         "' WHEN expire_times > 0 AND use_count >= expire_times THEN '" + kUsedUp +
+         "' ELSE '" + kUsable + "' END";
+}
+
+/// What every answer shows of a link: the record's public view, with ids, and with times
+/// in seconds.
+Json::Value View(const Entry& link) {
+  Json::Value view;
+  link.ToJSON(view);
+  view[SZK_ID_] = link.get_id();
+  view[SZK_OWNER_UID] = link.get_owner_uid();
+  view[SZK_START_AT] = Json::Int64{link.get_start_at()};
+  view[SZK_EXPIRE_AT] = Json::Int64{link.get_expire_at()};
+  view["state"] = StateOf(link);
+  return view;
+}
+
+Json::Value Unresolved(const std::vector<std::string>& names,
+                       bool (*to_id)(const std::string&, unsigned int&)) {
+  Json::Value unresolved(Json::arrayValue);
+  for (const std::string& name : names) {
+    unsigned int id = UID_ERR;
+    if (!to_id(name, id)) {
+      unresolved.append(name);
+    }
+  }
+  return unresolved;
+}
+
+/// What the answer about a single link shows beside that.
+Json::Value FullView(const Entry& link) {
+  Json::Value view = View(link);
+  view[SZK_PRIVATE_DATA] = link.get_private_data();
+  view["unresolved_users"] = Unresolved(link.get_protect_users(), UserToUID);
+  view["unresolved_groups"] = Unresolved(link.get_protect_groups(), GroupToGID);
+  return view;
+}
+
+/// Finds the row id of a link, of one that does not read too.
+Failure FindLink(SharingDB& database, const std::string& hash, Entry& link) {
+  long id = 0;
+  if (!ReadNumber(database,
+                  "SELECT COALESCE(MAX(id), 0) AS n FROM entry WHERE hash = '" +
+                      database.Escape(hash) + "'",
+                  id)) {
+    return StatementFailure(database);
+  }
+  if (id == 0) {
+    return {kNoSuchObject, "no such link: " + hash};
+  }
+  link.set_id(static_cast<int>(id));
+  return {};
+}
+
+/// Reads a link by its hash; the failure tells a missing row from a damaged one.
+Failure ReadLink(SharingDB& database, const EntryDB& links, const std::string& hash,
+                 Entry& link) {
+  const Failure failure = FindLink(database, hash, link);
+  if (!failure && !links.GetByHash(hash, link)) {
+    return {kUnreadableObject,
+            "the row of the link " + hash + " does not read; delete takes it away"};
+  }
+  return failure;
+}
+
+/// The project that a filter names; empty when none is named.
+std::string ReadProject(Parameters& parameters) {
+  std::string project;
+  if (parameters.Text(SZK_PROJECT_NAME, project) && project.empty()) {
+    parameters.Fail(kBadParameter, "project_name is empty");
+  }
+  return project;
+}
+
+std::string ReadHash(Parameters& parameters) {
+  std::string hash;
+  parameters.Require(SZK_HASH);
+  parameters.Text(SZK_HASH, hash);
+  return hash;
+}
+
+/// The owner that a filter names, by name or, when the account is gone, by id.
+std::optional<unsigned int> ReadOwner(Parameters& parameters) {
+  unsigned int owner = UID_ERR;
+  long number = 0;
+  const bool by_name = parameters.User(SZK_OWNER_USER, owner);
+  const bool by_id = parameters.Number(SZK_OWNER_UID, 0, UID_ERR - 1L, number);
+  if (by_name && by_id) {
+    parameters.Fail(kBadParameter, "owner_user and owner_uid name the owner twice");
+  }
+  if (by_id) {
+    owner = static_cast<unsigned int>(number);
+  }
+  return by_name || by_id ? std::optional(owner) : std::nullopt;
+}
+
+Answer List(Parameters& parameters) {
+  const std::string project = ReadProject(parameters);
+  const std::optional<unsigned int> owner = ReadOwner(parameters);
+  const Page page = ReadPage(parameters);
+  Failure failure = parameters.failure();
+  SharingDB* const database = failure ? nullptr : OpenDatabase(false, failure);
+  if (database == nullptr) {
+    return failure;
+  }
+
+  const EntryDB links(*database);
+  Condition& condition = links.GetCondition();
+  if (!project.empty()) {
+    condition.Where(SZK_PROJECT_NAME, project);
+  }
+  if (owner) {
+    condition.Where(SZK_OWNER_UID, std::to_string(*owner));
+  }
+  int total = 0;
+  if (!links.Count(total)) {
+    return StatementFailure(*database);
+  }
+  condition.OrderBy(SZK_ID_, true);
+  condition.Limit(page.offset, page.limit);
+  db::Result result;
+  if (!database->Execute("SELECT * FROM entry" + condition.GetSQL(), result)) {
+    return StatementFailure(*database);
+  }
+  return PageAnswer(page, total, result, [](const db::Row& row, Json::Value& view) {
+    Entry link;
+    if (!link.FromRow(row)) {
+      return false;
+    }
+    view = View(link);
+    return true;
+  });
+}
+
+Answer Get(Parameters& parameters) {
+  const std::string hash = ReadHash(parameters);
+  Failure failure = parameters.failure();
+  SharingDB* const database = failure ? nullptr : OpenDatabase(false, failure);
+  if (database == nullptr) {
+    return failure;
+  }
+  const EntryDB links(*database);
+  Entry link;
+  failure = ReadLink(*database, links, hash, link);
+  if (failure) {
+    return failure;
+  }
+  const db::TokenDB tokens(*database);
+  tokens.GetCondition().Where(SZK_ENTRY_ID, std::to_string(link.get_id()));
+  tokens.GetCondition().Where("timeout > " + std::to_string(time(nullptr)));
+  int alive = 0;
+  if (!tokens.Count(alive)) {
+    return StatementFailure(*database);
+  }
+  Json::Value data;
+  data["link"] = FullView(link);
+  data["tokens"] = alive;
+  return data;
+}
+
+/// The answer about a link that was stored; a fresh password is told this once.
+Answer StoredAnswer(const Entry& link, const Password& password, Json::Value data) {
+  data["link"] = FullView(link);
+  if (!password.text().empty()) {
+    data["password"] = password.text();
+  }
+  return data;
+}
+
+Answer Create(Parameters& parameters) {
+  parameters.Require(SZK_PROJECT_NAME);
+  parameters.Require(SZK_OWNER_USER);
+  Entry link;
+  link.set_app(Json::Value(Json::objectValue));
+  Password password;
+  ApplyParameters(parameters, link, password);
+  Failure failure = parameters.failure();
+  SharingDB* const database = failure ? nullptr : OpenDatabase(true, failure);
+  if (database == nullptr) {
+    return failure;
+  }
+  EntryDB links(*database);
+  Transaction transaction(*database);  // or a locked file would be tried 51 times
+  if (!transaction || !links.CreateWithHash(link) || !transaction.Commit()) {
+    return StatementFailure(*database);
+  }
+  return StoredAnswer(link, password, Json::Value(Json::objectValue));
+}
+
+bool Revoke(SharingDB& database, const Entry& link, long& revoked) {
+  return CountChanges(
+      database, "DELETE FROM token WHERE entry_id = " + std::to_string(link.get_id()),
+      revoked);
+}
+
+Answer Set(Parameters& parameters) {
+  const std::string hash = ReadHash(parameters);
+  Failure failure = parameters.failure();
+  SharingDB* const database = failure ? nullptr : OpenDatabase(false, failure);
+  if (database == nullptr) {
+    return failure;
+  }
+  EntryDB links(*database);
+  Transaction transaction(*database);
+  if (!transaction) {
+    return StatementFailure(*database);
+  }
+  Entry link;
+  failure = ReadLink(*database, links, hash, link);
+  if (failure) {
+    return failure;
+  }
+  const Admission before = AdmissionOf(link);
+  Password password;
+  ApplyParameters(parameters, link, password);
+  if (parameters.failure()) {
+    return parameters.failure();
+  }
+  long revoked = 0;
+  const bool revoke = !password.text().empty() || AdmissionOf(link) != before;
+  if (!links.Update(link) || (revoke && !Revoke(*database, link, revoked)) ||
+      !transaction.Commit()) {
+    return StatementFailure(*database);
+  }
+  Json::Value data;
+  data["revoked"] = Json::Int64{revoked};
+  return StoredAnswer(link, password, data);
+}
+
+/// Takes a link's tokens away and, for `whole`, the link with them.
+Answer TakeAway(Parameters& parameters, bool whole) {
+  const std::string hash = ReadHash(parameters);
+  Failure failure = parameters.failure();
+  SharingDB* const database = failure ? nullptr : OpenDatabase(false, failure);
+  if (database == nullptr) {
+    return failure;
+  }
+  EntryDB links(*database);
+  Transaction transaction(*database);
+  if (!transaction) {
+    return StatementFailure(*database);
+  }
+  Entry link;
+  failure = FindLink(*database, hash, link);
+  if (failure) {
+    return failure;
+  }
+  long revoked = 0;
+  if (!Revoke(*database, link, revoked) || (whole && !links.Delete(link)) ||
+      !transaction.Commit()) {
+    return StatementFailure(*database);
+  }
+  Json::Value data;
+  data[SZK_HASH] = hash;
+  data["revoked"] = Json::Int64{revoked};
+  return data;
+}
+
+Answer Delete(Parameters& parameters) { return TakeAway(parameters, true); }
+Answer RevokeTokens(Parameters& parameters) { return TakeAway(parameters, false); }
+
+Answer Purge(Parameters& parameters) {
+  const std::string project = ReadProject(parameters);
+  const std::optional<unsigned int> owner = ReadOwner(parameters);
+  bool all = false;
+  parameters.Flag("all", all);
+  if (owner && all) {
+    parameters.Fail(kBadParameter, "all=true is every owner, so no owner is named");
+  }
+  if (!project.empty() && !owner && !all) {
+    parameters.Fail(kMissingParameter,
+                    "owner_user, owner_uid or all=true is required: whose links?");
+  }
+  Failure failure = parameters.failure();
+  SharingDB* const database = failure ? nullptr : OpenDatabase(false, failure);
+  if (database == nullptr) {
+    return failure;
+  }
+  EntryDB links(*database);
+  const bool done =
+      owner || all ? links.PurgeExpiredByOwnerProject(owner.value_or(UID_ERR), project)
+                   : links.PurgeExpired(1.0F);
+  return done ? PurgeAnswer(*database) : StatementFailure(*database);
+}
+
+Answer Info(Parameters&) {
+  Failure failure;
+  SharingDB* const database = OpenDatabase(false, failure);
+  if (database == nullptr) {
+    return failure;
+  }
+  db::Result result;
+  if (!database->Execute(
+          "SELECT " + StateSql() + " AS state, COUNT(*) AS n FROM entry GROUP BY state",
+          result)) {
+    return StatementFailure(*database);
+  }
+  Json::Value data;
+  for (const char* const state : {kUsable, kNotStarted, kExpired, kUsedUp, kDisabled}) {
+    data[state] = 0;
+  }
+  int total = 0;
+  db::Row row;
+  while (result.NextRow(row)) {
+    const int count = row.GetField("n").AsInt(0);
+    data[row.GetField("state").AsString("")] = count;
+    total += count;
+  }
+  data["total"] = total;
+  return data;
+}
+
+}  // namespace
+
+std::vector<Method> LinkMethods() {
+  const std::vector<std::string> settings = {
+      SZK_PROJECT_NAME,   SZK_OWNER_USER,      SZK_APP,           SZK_PRIVATE_DATA,
+      SZK_ENABLED_,       SZK_START_AT,        SZK_EXPIRE_AT,     SZK_EXPIRE_TIMES,
+      SZK_AUTO_GC,        SZK_ENABLE_MATCH_IP, SZK_PROTECT_TYPE,  SZK_PROTECT_TITLE,
+      SZK_PROTECT_USERS,  SZK_PROTECT_GROUPS,  SZK_REDIRECT_TYPE, SZK_REDIRECT_URI,
+      "generate_password"};
+  std::vector<std::string> changes = settings;
+  changes.push_back(SZK_HASH);
+  return {
+      {"list", {SZK_PROJECT_NAME, SZK_OWNER_USER, SZK_OWNER_UID, kOffset, kLimit}, List},
+      {"get", {SZK_HASH}, Get},
+      {"create", settings, Create},
+      {"set", changes, Set},
+      {"delete", {SZK_HASH}, Delete},
+      {"revoke", {SZK_HASH}, RevokeTokens},
+      {"purge", {SZK_PROJECT_NAME, SZK_OWNER_USER, SZK_OWNER_UID, "all"}, Purge},
+      {"info", {}, Info}};
+}
+
+}  // namespace webapi

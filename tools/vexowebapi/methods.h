@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "answer.h"
+#include "parameters.h"
+
+namespace webapi {
+
+/// One method of an API: the parameters that it knows, and its work.
+struct Method {
+  std::string name;
+  std::vector<std::string> parameters;
+  Answer (*run)(Parameters& parameters);
+};
+
+std::vector<Method> LinkMethods();
+std::vector<Method> SessionMethods();
+std::vector<Method> TokenMethods();
+
+}  // namespace webapi

@@ -1,0 +1,104 @@
+#include "visitor_rows.h"
+
+#include <ctime>
+
+#include "database.h"
+
+namespace webapi {
+
+using namespace VEXO::sharing;
+using db::SharingDB;
+
+bool ReadDeadline(const db::Row& row, Json::Value& view) {
+  const long deadline = row.GetField(SZK_TIMEOUT).AsTime(-1);
+  if (deadline < 0) {
+    return false;
+  }
+  view[SZK_ID_] = row.GetField(SZK_ID_).AsInt(0);
+  view[SZK_TIMEOUT] = Json::Int64{deadline};
+  view["alive"] = time(nullptr) < deadline;
+  return true;
+}
+
+Answer ListRows(const VisitorTable& table, const std::string& condition,
+                Parameters& parameters) {
+  const Page page = ReadPage(parameters);
+  Failure failure = parameters.failure();
+  SharingDB* const database = failure ? nullptr : OpenDatabase(false, failure);
+  if (database == nullptr) {
+    return failure;
+  }
+  db::Condition filter(*database);
+  filter.Where(condition);
+  const std::string from = " FROM " + table.name;
+  long total = 0;
+  if (!ReadNumber(*database, "SELECT COUNT(*) AS n" + from + filter.GetSQL(), total)) {
+    return StatementFailure(*database);
+  }
+  filter.OrderBy(SZK_ID_, true);
+  filter.Limit(page.offset, page.limit);
+  db::Result result;
+  if (!database->Execute("SELECT " + table.columns + from + filter.GetSQL(), result)) {
+    return StatementFailure(*database);
+  }
+  return PageAnswer(page, total, result, table.read);
+}
+
+Answer GetRow(const VisitorTable& table, Parameters& parameters) {
+  const long id = ReadId(parameters);
+  Failure failure = parameters.failure();
+  SharingDB* const database = failure ? nullptr : OpenDatabase(false, failure);
+  if (database == nullptr) {
+    return failure;
+  }
+  db::Result result;
+  if (!database->Execute("SELECT " + table.columns + " FROM " + table.name +
+                             " WHERE id = " + std::to_string(id),
+                         result)) {
+    return StatementFailure(*database);
+  }
+  db::Row row;
+  if (!result.NextRow(row)) {
+    return NoSuchRow(table, id);
+  }
+  Json::Value data;
+  if (!table.read(row, data[table.name])) {
+    return Failure{kUnreadableObject, "the row of the " + table.name + " " +
+                                          std::to_string(id) +
+                                          " does not read; delete takes it away"};
+  }
+  return data;
+}
+
+Answer CountRows(const VisitorTable& table) {
+  Failure failure;
+  SharingDB* const database = OpenDatabase(false, failure);
+  if (database == nullptr) {
+    return failure;
+  }
+  const std::string count = "SELECT COUNT(*) AS n FROM " + table.name;
+  long total = 0;
+  long alive = 0;
+  if (!ReadNumber(*database, count, total) ||
+      !ReadNumber(*database, count + " WHERE timeout > " + std::to_string(time(nullptr)),
+                  alive)) {
+    return StatementFailure(*database);
+  }
+  Json::Value data;
+  data["total"] = Json::Int64{total};
+  data["alive"] = Json::Int64{alive};
+  return data;
+}
+
+long ReadId(Parameters& parameters) {
+  long id = 0;
+  parameters.Require(SZK_ID_);
+  parameters.Number(SZK_ID_, 1, kLargestId, id);
+  return id;
+}
+
+Failure NoSuchRow(const VisitorTable& table, long id) {
+  return {kNoSuchObject, "no such " + table.name + ": " + std::to_string(id)};
+}
+
+}  // namespace webapi

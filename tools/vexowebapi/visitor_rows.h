@@ -1,0 +1,37 @@
+#pragma once
+
+#include <limits>
+#include <string>
+
+#include "methods.h"
+#include "paging.h"
+
+namespace webapi {
+
+/// A table whose rows belong to visitors and have a deadline: sessions or tokens.
+struct VisitorTable {
+  std::string name;     // of the table, and of one row in an answer
+  std::string columns;  // to be read; a session's secret is not among them
+  bool (*read)(const VEXO::sharing::db::Row& row, Json::Value& view);
+};
+
+/// Reads what both tables have, the row id and the deadline, and whether it lies ahead.
+/// False when the deadline is no number.
+bool ReadDeadline(const VEXO::sharing::db::Row& row, Json::Value& view);
+
+/// The rows that match the SQL condition, which may be empty, by page.
+Answer ListRows(const VisitorTable& table, const std::string& condition,
+                Parameters& parameters);
+Answer GetRow(const VisitorTable& table, Parameters& parameters);
+/// Rows in all, and those whose deadline lies ahead.
+Answer CountRows(const VisitorTable& table);
+
+/// Row ids are positive numbers of the type int.
+constexpr long kLargestId = std::numeric_limits<int>::max();
+
+/// Reads the row id that a call names.
+long ReadId(Parameters& parameters);
+
+Failure NoSuchRow(const VisitorTable& table, long id);
+
+}  // namespace webapi
