@@ -123,18 +123,16 @@ void AddBlock(CLI::App& app, Outcome& outcome) {
   command.require_subcommand(1);
 
   const auto list_options = std::make_shared<ListOptions>();
-  CLI::App& list = AddCommand(
-      command, "list", "Lists addresses with failed logins, and those that are blocked.",
-      "vexosharing block list");
+  CLI::App& list = AddCommand(command, "list", "Lists addresses that failed to log in.",
+                              "vexosharing block list");
   AddJson(list, list_options->json);
   list.callback([list_options, &outcome] { outcome = List(*list_options); });
 
   const auto clear_options = std::make_shared<ClearOptions>();
-  CLI::App& clear =
-      AddCommand(command, "clear",
-                 "Forgets the failed logins of an address, and unblocks it.\n"
-                 "An IPv6 address stands for its network of 64 bits.",
-                 "vexosharing block clear 192.0.2.7");
+  CLI::App& clear = AddCommand(command, "clear",
+                               "Forgets an address's failures, and unblocks it.\n"
+                               "An IPv6 address stands for its network of 64 bits.",
+                               "vexosharing block clear 192.0.2.7");
   clear.add_option("ADDRESS", clear_options->address, "the address")
       ->required()
       ->transform(NotEmpty());

@@ -83,8 +83,9 @@ Transaction::~Transaction() {
 }
 
 bool Transaction::Commit() {
-  open_ = false;  // a failed one is rolled back at once
-  return db_.Commit();
+  // A failed one is rolled back at the end: until then its reason can be told.
+  open_ = !db_.Execute("COMMIT");
+  return !open_;
 }
 
 }  // namespace command

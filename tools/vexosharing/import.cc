@@ -89,7 +89,7 @@ class Importer {
   /// Reads a batch; false when nothing is to follow it.  Nothing is locked meanwhile: the
   /// input may be slow.
   bool ReadBatch(LineReader& lines, std::vector<ImportLine>& batch);
-  bool StoreBatch(std::vector<ImportLine>& batch);
+  Outcome StoreBatch(std::vector<ImportLine>& batch);
   bool Store(ImportLine& line, Counts& counts, std::vector<NewHash>& renamed);
   void Print();
 
@@ -107,8 +107,8 @@ Outcome Importer::Run(LineReader& lines) {
     bool more = true;
     while (more) {
       more = ReadBatch(lines, batch);
-      if (!StoreBatch(batch)) {
-        const Outcome outcome = DatabaseFailed(db_);
+      const Outcome outcome = StoreBatch(batch);
+      if (outcome != kDone) {
         Tell("before that, " + Counted(counts_.imported, "link") + " came in");
         return outcome;
       }
@@ -149,19 +149,19 @@ bool Importer::ReadBatch(LineReader& lines, std::vector<ImportLine>& batch) {
   return true;
 }
 
-bool Importer::StoreBatch(std::vector<ImportLine>& batch) {
-  if (batch.empty()) return true;
+Outcome Importer::StoreBatch(std::vector<ImportLine>& batch) {
+  if (batch.empty()) return kDone;
   Counts counts = counts_;
   std::vector<NewHash> renamed;
   Transaction change(db_);
-  if (!change.good()) return false;
+  if (!change.good()) return DatabaseFailed(db_);
   for (ImportLine& line : batch) {
-    if (!Store(line, counts, renamed)) return false;
+    if (!Store(line, counts, renamed)) return DatabaseFailed(db_);
   }
-  if (!change.Commit()) return false;
+  if (!change.Commit()) return DatabaseFailed(db_);
   counts_ = counts;
   for (const NewHash& link : renamed) new_hashes_.Add(link);
-  return true;
+  return kDone;
 }
 
 bool Importer::Store(ImportLine& line, Counts& counts, std::vector<NewHash>& renamed) {
@@ -238,7 +238,7 @@ void AddImport(CLI::App& app, Outcome& outcome) {
   const auto options = std::make_shared<Options>();
   CLI::App& command = AddCommand(
       app, "import",
-      "Reads links from lines of JSON, as export writes them.\n"
+      "Reads links from the lines that export writes.\n"
       "A link keeps its hash; one whose hash is there already is skipped.  Owner,\n"
       "users and groups go by name.  An owner who is not known here makes a bad line;\n"
       "one without a name keeps his number.  A password link whose line holds no stored\n"

@@ -1,0 +1,201 @@
+"""The subcommand backup."""
+
+import os
+import pathlib
+import shutil
+import signal
+import sqlite3
+import subprocess
+import tempfile
+import threading
+
+import command_support
+from command_support import (DATABASE, DONE, INTERRUPTED, NOT_USABLE, REFUSED, WRONG_CALL,
+                             CommandTest)
+
+
+class Backup(CommandTest):
+    def setUp(self):
+        super().setUp()
+        self.folder = pathlib.Path(tempfile.mkdtemp())
+        self.addCleanup(shutil.rmtree, self.folder)
+        self.copy = self.folder / "copy.db"
+
+    def left(self):
+        return sorted(path.name for path in self.folder.iterdir())
+
+    def test_holds_everything_and_can_take_the_database_s_place(self):
+        link = self.create("--generate-password")
+        self.login(self.create())
+
+        told = self.json("backup", str(self.copy))
+
+        self.assertEqual(told, {"file": str(self.copy), "bytes": self.copy.stat().st_size})
+        self.assertEqual(self.left(), ["copy.db"])
+        for table in ("entry", "session", "token", "sqlite_sequence"):
+            rows = self.sql(f"SELECT * FROM {table}", path=self.copy)
+            self.assertEqual(rows, self.sql(f"SELECT * FROM {table}"))
+            self.assertNotEqual(rows, [])
+        for path in DATABASE.parent.iterdir():
+            path.unlink()
+        shutil.copy(self.copy, DATABASE)
+        os.chown(DATABASE, 1, 1)
+        self.assertIn(link, [one["hash"] for one in self.links()])
+
+    def test_is_for_its_owner_alone_whatever_the_umask(self):
+        self.create()
+
+        self.out("backup", str(self.copy), preexec_fn=lambda: os.umask(0))
+
+        self.assertEqual(self.copy.stat().st_mode & 0o777, 0o600)
+
+    def test_is_one_file_that_can_be_read_where_nothing_can_be_written(self):
+        self.create()
+        self.out("backup", str(self.copy))
+
+        self.assertEqual(self.copy.read_bytes()[18:20], b"\1\1")  # no write-ahead log
+
+    def test_belongs_to_the_system_account_when_it_makes_it(self):
+        self.create()
+        os.chown(self.folder, 1, 1)
+
+        self.out("backup", str(self.copy), user=1, group=1, extra_groups=[])
+
+        self.assertEqual(self.copy.stat().st_uid, 1)
+
+    def test_is_consistent_while_others_write(self):
+        self.create(*["--app", '{"text":"' + "x" * 20000 + '"}'])
+        self.fill(2000)
+        stop = threading.Event()
+        written = []
+
+        def write():
+            connection = sqlite3.connect(DATABASE, timeout=30)
+            while not stop.is_set():
+                # Two rows or none: a copy of half a transaction would hold one.
+                with connection:
+                    for half in "ab":
+                        connection.execute(
+                            "INSERT INTO session VALUES (NULL, ?, 1, '::1', 9)",
+                            (f"{len(written)}{half}",))
+                written.append(1)
+            connection.close()
+
+        writer = threading.Thread(target=write)
+        writer.start()
+        self.addCleanup(writer.join)
+        self.addCleanup(stop.set)
+        command_support.wait_until(lambda: len(written) > 3)
+        before = len(written)
+        self.out("backup", str(self.copy))
+        after = len(written)
+
+        rows = self.sql("SELECT COUNT(*) FROM session", path=self.copy)[0][0]
+        self.assertGreater(after, before)  # nobody was kept waiting
+        self.assertGreaterEqual(rows, 2 * before)
+        self.assertEqual(rows % 2, 0)
+        self.assertEqual(self.sql("PRAGMA integrity_check", path=self.copy), [("ok",)])
+
+    def test_does_not_replace_a_file_unless_told(self):
+        self.create()
+        self.copy.write_text("precious")
+
+        said = self.refusal(REFUSED, "backup", str(self.copy))
+
+        self.assertIn("--force", said)
+        self.assertEqual(self.copy.read_text(), "precious")
+        self.out("backup", "--force", str(self.copy))
+        self.assertEqual(self.sql("SELECT COUNT(*) FROM entry", path=self.copy), [(1,)])
+        self.assertEqual(self.left(), ["copy.db"])
+
+    def test_never_replaces_the_database_itself_nor_what_is_no_file(self):
+        self.create()
+        alias = self.folder / "alias.db"
+        os.symlink(DATABASE, alias)
+        before = DATABASE.stat().st_ino
+
+        said = self.refusal(REFUSED, "backup", "--force", str(DATABASE))
+        self.assertIn("the database itself", said)
+        for other in (alias, "/dev/null", self.folder):
+            self.assertIn("no file", self.refusal(REFUSED, "backup", "--force", str(other)))
+
+        self.assertEqual(DATABASE.stat().st_ino, before)
+        self.assertEqual(self.left(), ["alias.db"])
+
+    def test_missing_folder_or_name_is_told(self):
+        self.create()
+
+        self.assertIn("No such file", self.refusal(REFUSED, "backup", "/no/such/copy.db"))
+        self.refusal(WRONG_CALL, "backup", "")
+        self.assertIn("FILE", self.refusal(WRONG_CALL, "backup"))
+
+    def test_folder_that_is_not_writable_is_told(self):
+        self.create()
+
+        said = self.refusal(REFUSED, "backup", str(self.copy), user=1, group=1,
+                            extra_groups=[])
+
+        self.assertIn("Permission denied", said)
+
+    def test_full_disk_is_told_and_leaves_nothing(self):
+        self.create()
+        self.fill(2000)
+        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=64k", "tmpfs", self.folder],
+                       check=True)
+        self.addCleanup(subprocess.run, ["umount", self.folder], check=True)
+
+        said = self.refusal(REFUSED, "backup", str(self.copy))
+
+        self.assertIn("full", said)
+        self.assertEqual(self.left(), [])
+
+    def test_of_a_damaged_database_is_not_kept(self):
+        self.create()
+        self.fill(3000)
+        self.sql("PRAGMA wal_checkpoint(TRUNCATE)")
+        size = DATABASE.stat().st_size
+        with DATABASE.open("r+b") as file:
+            file.seek(size // 4096 // 2 * 4096)
+            file.write(b"\xff" * 4096)
+
+        said = self.refusal(NOT_USABLE, "backup", str(self.copy))
+
+        self.assertIn("damaged", said)
+        self.assertEqual(self.left(), [])
+
+    def test_interrupted_in_the_middle_leaves_nothing(self):
+        self.create("--app", '{"text":"' + "x" * 20000 + '"}')
+        self.fill(5000)
+        process = self.start("backup", str(self.copy), stdout=subprocess.PIPE)
+        command_support.wait_until(lambda: self.left() or process.poll() is not None)
+
+        process.send_signal(signal.SIGINT)
+        out, errors = process.communicate(timeout=60)
+
+        self.assertEqual(process.returncode, INTERRUPTED, errors)
+        self.assertEqual((out, errors), (b"", b"vexosharing: interrupted: nothing was kept\n"))
+        self.assertEqual(self.left(), [])
+
+    def test_closed_output_is_told_and_the_copy_stays(self):
+        self.create()
+
+        done = self.call("backup", str(self.copy), stdout=None,
+                         preexec_fn=lambda: os.close(1))
+
+        self.assertEqual(done.returncode, REFUSED)
+        self.assertIn(b"standard output could not be written", done.stderr)
+        self.assertEqual(self.sql("SELECT COUNT(*) FROM entry", path=self.copy), [(1,)])
+
+    def test_of_another_database(self):
+        other = str(self.folder / "other.db")
+        os.chmod(self.folder, 0o777)
+        self.create("--database", other)
+
+        done = self.call("backup", str(self.copy), "--database", other)
+
+        self.assertEqual(done.returncode, DONE, done.stderr)
+        self.assertEqual(self.sql("SELECT COUNT(*) FROM entry", path=self.copy), [(1,)])
+
+
+if __name__ == "__main__":
+    command_support.main()

@@ -1,0 +1,226 @@
+"""The subcommand check."""
+
+import json
+import os
+import pathlib
+import signal
+import sqlite3
+import subprocess
+
+import command_support
+from command_support import (DATABASE, DONE, INTERRUPTED, NOT_USABLE, REFUSED, CommandTest)
+
+MD5 = "5f4dcc3b5aa765d61d8327deb882cf99"
+
+
+class Check(CommandTest):
+    def problems(self):
+        """The problems found, by kind; the exit code must agree."""
+        done = self.call("check", "--json")
+        found = json.loads(done.stdout)
+        self.assertEqual(done.returncode, REFUSED if found["problems"] else DONE)
+        for one in found["problems"] + found["remarks"]:
+            self.assertTrue(one["text"] and one["advice"] and one["items"], one)
+        return {one["kind"]: one["items"] for one in found["problems"]}
+
+    def change_data(self, link, **members):
+        for name, value in members.items():
+            self.sql("UPDATE entry SET data = json_set(data, '$.' || ?, json(?)) "
+                     "WHERE hash = ?", name, json.dumps(value), link)
+
+    def test_of_a_good_database_ends_with_0(self):
+        self.create("--expire", "7d", "--generate-password")
+        self.login(self.create("--expire", "7d"))
+
+        self.assertEqual(self.out("check"), "Looked at 2 links: nothing is wrong.\n")
+        self.assertEqual(self.json("check"), {"links": 2, "problems": [], "remarks": []})
+
+    def test_links_without_expiry_are_mentioned_and_not_wrong(self):
+        link = self.create()
+
+        found = self.json("check")
+
+        self.assertEqual([one["kind"] for one in found["remarks"]], ["no_expiry"])
+        self.assertEqual(found["remarks"][0]["items"], [link])
+        self.assertIn("--expire", self.out("check"))
+
+    def test_rows_that_do_not_read_are_named(self):
+        good, bad = self.create(), self.create()
+        self.break_row(bad)
+        row = self.sql("SELECT id FROM entry WHERE hash = ?", bad)[0][0]
+
+        self.assertEqual(self.problems(), {"damaged_row": [f"{bad} (id {row})"]})
+        shown = self.call("check").stdout.decode()
+        self.assertIn("vexosharing delete", shown)
+        self.out("delete", bad)
+        self.assertEqual(self.problems(), {})
+        self.assertEqual([link["hash"] for link in self.links()], [good])
+
+    def test_unknown_users_and_groups_are_named(self):
+        link = self.create("--user", "alice", "--user", "nobody-yet", "--group", "no-group")
+        other = self.create("--user", "bob")
+        self.change_data(other, protect_uids=[5002, 5999], protect_gids=[5998])
+
+        self.assertEqual(self.problems(), {"unknown_name": [
+            f"{link} admits user nobody-yet", f"{link} admits group no-group",
+            f"{other} admits user 5999", f"{other} admits group 5998"]})
+
+    def test_owner_who_is_gone_is_named_and_the_advice_works(self):
+        link = self.create()
+        self.sql("UPDATE entry SET owner_uid = 5999")
+
+        self.assertEqual(self.problems(), {"owner_gone": [f"{link} of 5999"]})
+        self.out("transfer", "--from", "5999", "--to", "bob")
+        self.assertEqual(self.problems(), {})
+
+    def test_md5_password_is_found_and_not_told(self):
+        link = self.create("--generate-password")
+        self.change_data(link, protect_password=MD5, protect_password_algo="md5",
+                         protect_password_salt="")
+
+        self.assertEqual(self.problems(), {"md5_password": [link]})
+        self.assertNotIn(MD5, self.call("check").stdout.decode())
+        self.out("edit", link, "--password-stdin", text="password\n")
+        self.assertEqual(self.problems(), {})
+
+    def test_tokens_that_outlive_link_or_session_are_counted(self):
+        link = self.create()
+        self.login(link)
+        self.sql("INSERT INTO token VALUES (NULL, 99, 1, 9), (NULL, 1, 98, 9), "
+                 "(NULL, 1, 97, 9)")
+
+        self.assertEqual(self.problems(), {
+            "token_without_link": ["1 token of a link that is gone"],
+            "token_without_session": ["2 tokens of a session that is gone"]})
+        self.out("purge")
+        self.assertEqual(self.problems(), {})
+
+    def test_newer_schema_is_told(self):
+        self.create()
+        self.sql("PRAGMA user_version = 3")
+
+        self.assertEqual(self.problems(), {"schema_version": ["version 3"]})
+
+    def test_wrong_mode_and_owner_are_told_with_the_command_that_mends_them(self):
+        self.create()
+        folder = DATABASE.parent
+        self.addCleanup(os.chmod, folder, 0o750)
+        self.addCleanup(os.chown, folder, 1, 1)
+        os.chmod(DATABASE, 0o666)
+        os.chown(DATABASE, 1, 42)
+        os.chmod(folder, 0o755)
+
+        found = self.json_of_refused("check")
+
+        self.assertEqual(found["problems"][0]["items"],
+                         [f"{folder} has mode 0755", f"{DATABASE} belongs to 1:42",
+                          f"{DATABASE} has mode 0666"])
+        advice = found["problems"][0]["advice"]
+        self.assertEqual(advice, f"chmod 0750 {folder}; chown 1:1 {DATABASE}; "
+                                 f"chmod 0660 {DATABASE}")
+        subprocess.run(advice, shell=True, check=True)
+        self.assertEqual(self.problems(), {})
+
+    def json_of_refused(self, *arguments):
+        done = self.call(*arguments, "--json")
+        self.assertEqual(done.returncode, REFUSED, done.stderr)
+        return json.loads(done.stdout)
+
+    def test_owner_that_keeps_it_from_opening_is_told_all_the_same(self):
+        self.create()
+        os.chown(DATABASE, 0, 0)
+        os.chmod(DATABASE, 0o600)
+
+        done = self.call("check")
+
+        self.assertEqual(done.returncode, NOT_USABLE)
+        self.assertIn(f"chown 1:1 {DATABASE}", done.stdout.decode())
+        self.assertIn(f"chmod 0660 {DATABASE}", done.stdout.decode())
+
+    def test_folder_of_another_database_is_its_owner_s_business(self):
+        other = pathlib.Path("/tmp/other.db")
+        self.addCleanup(other.unlink)
+        self.create("--expire", "7d", "--database", str(other))
+
+        self.assertIn("nothing is wrong", self.out("check", "--database", str(other)))
+
+    def test_damaged_file_is_told(self):
+        self.create()
+        connection = sqlite3.connect(DATABASE)
+        connection.execute("PRAGMA writable_schema = ON")
+        # The index now says that it stands on another column than it does.
+        connection.execute("UPDATE sqlite_master SET sql = replace(sql, 'owner_uid,', "
+                           "'start_at,') WHERE name = 'entry_owner'")
+        connection.commit()
+        connection.close()
+
+        self.assertIn("integrity", self.problems())
+
+    def test_file_that_cannot_be_read_to_its_end_is_told(self):
+        self.create()
+        self.fill(3000)
+        self.sql("PRAGMA wal_checkpoint(TRUNCATE)")
+        size = DATABASE.stat().st_size
+        with DATABASE.open("r+b") as file:
+            file.seek(size // 4)
+            file.write(b"\xff" * (size // 2))
+
+        done = self.call("check")
+
+        self.assertEqual(done.returncode, REFUSED, done.stderr)
+        self.assertIn(b"put a backup in its place", done.stdout)
+
+    def test_long_lists_are_cut_for_a_person_only(self):
+        self.create()
+        self.fill(30)
+
+        self.assertIn(", and 21 more\n", self.out("check"))
+        self.assertEqual(len(self.json("check")["remarks"][0]["items"]), 31)
+
+    def test_says_no_secret(self):
+        link = self.create("--generate-password", "--private-data", '{"key":"hush"}')
+        session = self.login(self.create())
+        self.sql("UPDATE entry SET owner_uid = 5999")
+        stored = self.sql("SELECT json_extract(data, '$.protect_password') FROM entry "
+                          "WHERE hash = ?", link)[0][0]
+
+        for arguments in (["check"], ["check", "--json"]):
+            said = self.call(*arguments).stdout.decode()
+            for secret in (stored, session, "hush"):
+                self.assertNotIn(secret, said)
+
+    def test_fits_the_terminal(self):
+        self.create("--user", "alice", "--user", "nobody-yet")
+        self.fill(30)
+
+        for columns in (80, 120):
+            status, shown = self.on_terminal("check", env={"NO_COLOR": "1",
+                                                           "COLUMNS": str(columns)})
+            self.assertEqual(status, REFUSED)
+            for line in shown.splitlines():
+                self.assertLessEqual(len(line.removeprefix("\033[K")), columns, line)
+
+    def test_interrupted_tells_nothing(self):
+        self.create("--user", "nobody-yet")
+        self.fill(20000)
+        process = self.start("check", stdout=subprocess.PIPE)
+        command_support.wait_until(lambda: command_support.uses_database(process))
+
+        process.send_signal(signal.SIGINT)
+        out, errors = process.communicate(timeout=60)
+
+        self.assertEqual(process.returncode, INTERRUPTED)
+        self.assertEqual(out, b"")
+        self.assertRegex(errors.decode(), r"interrupted after \d+ links")
+
+    def test_closed_output_is_told(self):
+        self.create("--expire", "7d")
+
+        done = self.call("check", stdout=None, preexec_fn=lambda: os.close(1))
+
+        self.assertEqual(done.returncode, REFUSED)
+        self.assertIn(b"standard output could not be written", done.stderr)
+
+
+if __name__ == "__main__":
+    command_support.main()

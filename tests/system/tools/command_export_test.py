@@ -1,0 +1,479 @@
+"""The subcommands export and import."""
+
+import contextlib
+import json
+import os
+import pathlib
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+
+import command_support
+from command_support import (DATABASE, DONE, INTERRUPTED, NOT_USABLE, REFUSED, WRONG_CALL,
+                             CommandTest)
+
+SECRETS = {"protect_password", "protect_password_algo", "protect_password_salt",
+           "private_data"}
+ROWS = ("SELECT hash, project_name, enabled, owner_uid, start_at, expire_at, expire_times, "
+        "use_count, auto_gc, data FROM entry ORDER BY id")
+MEBIBYTE = 1024  # in the unit of ru_maxrss
+BOUND = 64 * MEBIBYTE
+
+# A child counts the memory of the process that started it as its own until it runs the
+# command: so a small one starts it.
+LAUNCHER = ("import resource, subprocess, sys; status = subprocess.call(sys.argv[1:]); "
+            "print(resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss, file=sys.stderr); "
+            "sys.exit(status)")
+
+
+def line(**members):
+    """A legal line of an import, with these members."""
+    return {"hash": "abcdefghi", "project_name": "photos", "owner_user": "alice", **members}
+
+
+def lines(*objects):
+    return "".join(json.dumps(one) + "\n" for one in objects)
+
+
+class ExportTest(CommandTest):
+    def setUp(self):
+        super().setUp()
+        self.folder = pathlib.Path(tempfile.mkdtemp())
+        self.addCleanup(shutil.rmtree, self.folder)
+        self.file = self.folder / "links.jsonl"
+
+    def left(self):
+        return sorted(path.name for path in self.folder.iterdir())
+
+    def forget(self):
+        for path in DATABASE.parent.iterdir():
+            path.unlink()
+
+    def make_one_of_each_kind(self):
+        """Links that use every column and member; their hashes."""
+        made = [
+            self.create("--expire", "2099-01-01", "--start", "2020-01-01", "--uses", "7",
+                        "--app", '{"album":"Süß \\"quoted\\" \'n\' more"}', "--private-data",
+                        '{"key":[1,2.5,null,true,"hush"]}', "--no-match-ip", "--keep",
+                        "--title", "Fotos 日本\n2", "--redirect-type", "always",
+                        "--redirect-uri", "/x?a=1&b='", "--generate-password"),
+            self.create("--user", "alice", "--user", "nobody-yet", "--group", "no-group",
+                        "--group", "staff-test", "--redirect-type", "url_param",
+                        owner="bob", project="o'neil"),
+            self.create(),
+        ]
+        self.sql("UPDATE entry SET use_count = 3, enabled = 0 WHERE hash = ?", made[2])
+        # Ids without a name beside names without an id, and a password in the old form.
+        self.sql("UPDATE entry SET data = json_set(data, '$.protect_uids', "
+                 "json('[5001, 5999]'), '$.protect_gids', json('[5100, 5998]')) "
+                 "WHERE hash = ?", made[1])
+        self.sql("UPDATE entry SET owner_uid = 5997, data = json_set(data, "
+                 "'$.protect_type', 'password', '$.protect_password_algo', 'md5', "
+                 "'$.protect_password', '5f4dcc3b5aa765d61d8327deb882cf99') "
+                 "WHERE hash = ?", made[2])
+        return made
+
+    @staticmethod
+    def rows():
+        """The stored links; the order of ids means nothing."""
+        rows = []
+        for *columns, text in CommandTest.sql(ROWS):
+            data = json.loads(text)
+            for ids in ("protect_uids", "protect_gids"):
+                data[ids].sort()
+            rows.append((*columns, data))
+        return rows
+
+    def memory(self, *arguments, **options):
+        """Most memory that the call took, in KiB; it must be done."""
+        done = subprocess.run([sys.executable, "-S", "-c", LAUNCHER, command_support.COMMAND,
+                               *arguments], env=command_support.environment(),
+                              stderr=subprocess.PIPE, check=True, **options)
+        return int(done.stderr)
+
+
+class Export(ExportTest):
+    def test_and_import_with_secrets_bring_every_column_back(self):
+        self.make_one_of_each_kind()
+        before = self.rows()
+        self.out("export", "--with-secrets", str(self.file))
+        self.forget()
+
+        told = self.json("import", str(self.file))
+
+        self.assertEqual(told, {"new_hashes": [], "imported": 3, "skipped": 0, "refused": 0,
+                                "disabled": 0})
+        self.assertEqual(self.rows(), before)
+
+    def test_is_a_line_of_json_for_each_link_without_secrets(self):
+        made = self.make_one_of_each_kind()
+
+        told = self.out("export")
+
+        links = [json.loads(text) for text in told.splitlines()]
+        self.assertEqual([link["hash"] for link in links], made)
+        for link in links:
+            self.assertFalse(SECRETS & set(link), link)
+        for (data,) in self.sql("SELECT data FROM entry"):
+            stored = json.loads(data)
+            for secret in (stored["protect_password"], stored["protect_password_salt"]):
+                self.assertTrue(secret == "" or secret not in told)
+        self.assertNotIn("hush", told)
+
+    def test_has_the_secrets_when_asked(self):
+        self.create("--private-data", '{"key":"hush"}', "--generate-password")
+
+        link = json.loads(self.out("export", "--with-secrets"))
+
+        self.assertLessEqual(SECRETS, set(link))
+        self.assertEqual(link["private_data"], {"key": "hush"})
+        self.assertRegex(link["protect_password"], "^[0-9a-f]{40}$")
+
+    def test_of_no_links_is_empty(self):
+        link = self.create()
+        self.out("delete", link)
+
+        self.assertEqual(self.out("export"), "")
+
+    def test_file_is_for_its_owner_alone_and_never_replaced_unless_told(self):
+        self.create()
+        self.assertEqual(self.out("export", str(self.file)),
+                         f"Exported 1 link to {self.file}.\n")
+        self.assertEqual(self.file.stat().st_mode & 0o777, 0o600)
+        self.file.write_text("precious")
+
+        self.assertIn("--force", self.refusal(REFUSED, "export", str(self.file)))
+        self.assertEqual(self.file.read_text(), "precious")
+        self.assertEqual(self.json("export", "--force", str(self.file))["exported"], 1)
+        self.assertEqual(len(self.file.read_text().splitlines()), 1)
+        self.assertEqual(self.left(), ["links.jsonl"])
+
+    def test_never_replaces_the_database(self):
+        self.create()
+
+        self.refusal(REFUSED, "export", "--force", str(DATABASE))
+
+        self.assertEqual(len(self.links()), 1)
+
+    def test_names_rows_that_do_not_read_and_is_not_done(self):
+        good, bad = self.create(), self.create()
+        self.break_row(bad)
+
+        done = self.call("export")
+
+        self.assertEqual(done.returncode, REFUSED)
+        self.assertEqual([json.loads(text)["hash"] for text in done.stdout.splitlines()],
+                         [good])
+        self.assertIn(f"1 row does not read: {bad}".encode(), done.stderr)
+
+    def test_full_disk_is_told_and_leaves_nothing(self):
+        self.create("--app", '{"text":"' + "x" * 20000 + '"}')
+        self.fill(100)
+        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=64k", "tmpfs", self.folder],
+                       check=True)
+        self.addCleanup(subprocess.run, ["umount", self.folder], check=True)
+
+        said = self.refusal(REFUSED, "export", str(self.file))
+
+        self.assertIn("No space left", said)
+        self.assertEqual(self.left(), [])
+
+    def test_closed_output_is_told(self):
+        self.create()
+        for arguments in (["export"], ["export", str(self.file)]):
+            done = self.call(*arguments, stdout=None, preexec_fn=lambda: os.close(1))
+
+            self.assertEqual(done.returncode, REFUSED)
+            self.assertIn(b"standard output could not be written", done.stderr)
+
+    def test_for_a_reader_that_goes_away_stops(self):
+        self.create()
+        self.fill(20000)
+
+        process = self.start("export", stdout=subprocess.PIPE)
+        process.stdout.read(10)
+        process.stdout.close()
+
+        self.assertEqual(process.wait(60), REFUSED)
+
+    def test_interrupted_in_the_middle_says_how_far_it_got(self):
+        self.create()
+        self.fill(20000)
+        process = self.start("export", stdout=subprocess.PIPE)
+        process.stdout.read(10)  # and now it waits for its reader
+
+        process.send_signal(signal.SIGINT)
+        _, errors = process.communicate(timeout=60)
+
+        self.assertEqual(process.returncode, INTERRUPTED)
+        self.assertRegex(errors.decode(), r"interrupted after \d+ of 20001 links")
+
+    def test_interrupted_to_a_file_leaves_nothing(self):
+        self.create()
+        self.fill(20000)
+        process = self.start("export", str(self.file), stdout=subprocess.PIPE)
+        command_support.wait_until(lambda: self.left() or process.poll() is not None)
+
+        process.send_signal(signal.SIGINT)
+        process.communicate(timeout=60)
+
+        self.assertEqual(process.returncode, INTERRUPTED)
+        self.assertEqual(self.left(), [])
+
+
+class Import(ExportTest):
+    def refused_line(self, text, *arguments):
+        """Why the only line is refused; nothing must come in."""
+        done = self.call("import", *arguments, text=text)
+        self.assertEqual(done.returncode, REFUSED, done.stderr)
+        self.assertIn(b"Imported:  0 links", done.stdout)
+        self.assertEqual(self.sql("SELECT COUNT(*) FROM entry"), [(0,)])
+        said = done.stderr.decode()
+        self.assertEqual(len(said.splitlines()), 1, said)
+        self.assertTrue(said.startswith("vexosharing: line 1: "), said)
+        return said
+
+    def test_of_a_short_line_gives_what_create_would(self):
+        self.out("import", text=lines(line()))
+
+        row = self.rows()
+        self.forget()
+        link = self.create()
+        self.sql("UPDATE entry SET hash = 'abcdefghi' WHERE hash = ?", link)
+        self.assertEqual(row, self.rows())
+
+    def test_makes_a_missing_database_and_takes_blank_lines(self):
+        self.assertIn("Imported:  1 link\n", self.out("import", text="\n" + lines(line()) +
+                                                      "\n"))
+
+        status = DATABASE.stat()
+        self.assertEqual((status.st_uid, status.st_mode & 0o777), (1, 0o660))
+
+    def test_last_line_needs_no_end(self):
+        self.assertIn("Imported:  1 link\n", self.out("import", text=json.dumps(line())))
+
+    def test_password_link_without_stored_password_comes_in_disabled(self):
+        self.create("--generate-password")
+        exported = self.out("export")
+        self.forget()
+
+        told = self.out("import", text=exported)
+
+        self.assertIn("--generate-password --enable", told)
+        link = self.links()[0]
+        self.assertEqual((link["enabled"], link["protect_type"]), (False, "password"))
+        self.call("visit", link["hash"], "login", "--password-stdin", text="\n")
+        opened = self.json("edit", link["hash"], "--generate-password", "--enable")
+        self.login(link["hash"], "--password-stdin",
+                   text=opened["generated_password"] + "\n")
+
+    def test_password_link_with_secrets_opens_with_its_password(self):
+        link = self.create("--password-stdin", text="sesame\n")
+        exported = self.out("export", "--with-secrets")
+        self.forget()
+
+        self.out("import", text=exported)
+
+        self.login(link, "--password-stdin", text="sesame\n")
+
+    def test_link_that_is_there_is_skipped_counted_and_kept(self):
+        link = self.create("--title", "old")
+        text = lines(line(hash=link, protect_title="new"), line())
+
+        done = self.call("import", "--json", text=text)
+
+        self.assertEqual(done.returncode, REFUSED)
+        told = json.loads(done.stdout)
+        self.assertEqual((told["imported"], told["skipped"], told["refused"]), (1, 1, 0))
+        self.assertEqual([one["protect_title"] for one in self.links()], ["old", ""])
+
+    def test_new_hash_is_given_only_where_the_old_one_is_taken(self):
+        link = self.create()
+        text = lines(line(hash=link), line())
+
+        told = self.json("import", "--new-hash", text=text)
+
+        self.assertEqual(told["imported"], 2)
+        self.assertEqual([one["from"] for one in told["new_hashes"]], [link])
+        self.assertEqual([one["hash"] for one in self.links()],
+                         [link, told["new_hashes"][0]["to"], "abcdefghi"])
+
+    def test_same_hash_twice_in_one_file_is_found(self):
+        done = self.call("import", text=lines(line(), line()))
+
+        self.assertEqual(done.returncode, REFUSED)
+        self.assertIn(b"Skipped:   1 link", done.stdout)
+
+    def test_bad_line_ends_it_and_what_stands_before_is_kept(self):
+        text = lines(line(hash="a"), line(hash="b")) + "{\n" + lines(line(hash="c"))
+
+        done = self.call("import", text=text)
+
+        self.assertEqual(done.returncode, REFUSED)
+        self.assertIn(b"vexosharing: line 3: ", done.stderr)
+        self.assertIn(b"--keep-going", done.stdout)
+        self.assertEqual([link["hash"] for link in self.links()], ["a", "b"])
+
+    def test_bad_lines_are_passed_over_when_told(self):
+        text = "{\n" + lines(line(hash="a")) + "[]\n" + lines(line(hash="b"))
+
+        done = self.call("import", "--keep-going", "--json", text=text)
+
+        self.assertEqual(done.returncode, REFUSED)
+        told = json.loads(done.stdout)
+        self.assertEqual((told["imported"], told["refused"]), (2, 2))
+        self.assertEqual([text[:21] for text in done.stderr.decode().splitlines()],
+                         ["vexosharing: line 1: ", "vexosharing: line 3: "])
+
+    def test_each_bad_line_is_refused_with_its_reason(self):
+        whole = {"hash": "a", "project_name": "p", "owner_user": "alice"}
+        for missing in whole:
+            bad = {name: value for name, value in whole.items() if name != missing}
+            self.assertIn(f'"{missing}" is missing', self.refused_line(lines(bad)))
+        stored = {"protect_password": "a" * 40, "protect_password_salt": "salt"}
+        for members, reason in (
+                ({"hash": ""}, '"hash" is missing'),
+                ({"hash": 5}, '"hash" is no text'),
+                ({"hash": "a\0b"}, '"hash" is no text'),
+                ({"owner_user": "nobody-yet"}, "who is no user here"),
+                ({"owner_user": "nobody-yet", "owner_uid": 5001}, "who is no user here"),
+                ({"owner_user": "", "owner_uid": 4294967295}, '"owner_uid" is no number'),
+                ({"enabled": 1}, '"enabled" is neither true nor false'),
+                ({"auto_gc": "yes"}, '"auto_gc" is neither'),
+                ({"enable_match_ip": 0}, '"enable_match_ip" is neither'),
+                ({"start_at": "2026-12-31"}, '"start_at" is no number'),
+                ({"expire_at": -1}, '"expire_at" is no number'),
+                ({"expire_at": 2**64}, '"expire_at" is no number'),
+                ({"expire_times": 2**31}, '"expire_times" is no number'),
+                ({"use_count": 1.5}, '"use_count" is no number'),
+                ({"protect_type": "passwords"}, '"protect_type" is none of none, password'),
+                ({"protect_type": "user"}, "nobody is named"),
+                ({"protect_users": "alice"}, '"protect_users" is no list of texts'),
+                ({"protect_groups": [5]}, '"protect_groups" is no list of texts'),
+                ({"protect_uids": ["alice"]}, '"protect_uids" is no list of ids'),
+                ({"protect_gids": [-1]}, '"protect_gids" is no list of ids'),
+                ({"redirect_type": ""}, '"redirect_type" is none of'),
+                ({"redirect_uri": []}, '"redirect_uri" is no text'),
+                ({"app": []}, '"app" is no object'),
+                ({"private_data": "x"}, '"private_data" is no object'),
+                ({**stored, "protect_password": "sesame"}, "is no stored password"),
+                ({**stored, "protect_password_algo": "sha"}, '"protect_password_algo" is'),
+                ({**stored, "protect_password_algo": "md5"}, "is no stored password"),
+                ({**stored, "protect_password_salt": ""}, '_salt" is missing'),
+                ({"expires_at": 5}, 'nothing is known of "expires_at"')):
+            with self.subTest(members):
+                said = self.refused_line(lines(line(**members)))
+                self.assertIn(reason, said)
+                self.assertNotIn("sesame", said)
+
+    def test_what_is_no_json_object_is_refused(self):
+        for text in ("nonsense", "[]", '"x"', "{", lines(line()).strip() + " x",
+                     "{'hash':'a'}", "[" * 2000, "\x1b[31m"):
+            with self.subTest(text[:40]):
+                self.assertNotIn("\x1b", self.refused_line(text))
+        self.refused_line(b'{"hash":"\xff"}\n')
+
+    def test_line_of_any_length_is_refused_and_the_next_one_read(self):
+        text = json.dumps(line(app={"x": "y" * 5000000})) + "\n" + lines(line())
+
+        done = self.call("import", "--keep-going", text=text)
+
+        self.assertIn(b"line 1: it is too long", done.stderr)
+        self.assertEqual([link["hash"] for link in self.links()], ["abcdefghi"])
+
+    def test_user_is_found_by_name_and_not_by_number(self):
+        self.out("import", text=lines(line(owner_uid=5002, protect_type="user",
+                                           protect_users=["bob"])))
+
+        link = self.json("show", "abcdefghi")
+        self.assertEqual((link["owner_user"], link["protect_users"]), ("alice", ["bob"]))
+
+    def test_input_that_cannot_be_read_is_told_and_no_database_made(self):
+        self.assertIn("No such file", self.refusal(REFUSED, "import", "/no/such/file"))
+        self.assertIn("Is a directory", self.refusal(REFUSED, "import", "/tmp"))
+        self.refusal(WRONG_CALL, "import", "")
+
+        self.assertFalse(DATABASE.exists())
+
+    def test_full_disk_is_told_and_whole_batches_are_kept(self):
+        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=4m,mode=0777", "tmpfs",
+                        self.folder], check=True)
+        self.addCleanup(subprocess.run, ["umount", self.folder], check=True)
+        other = str(self.folder / "small.db")
+        text = lines(*(line(hash=f"h{i}", app={"x": "y" * 1000}) for i in range(6000)))
+
+        done = self.call("import", "--database", other, text=text)
+
+        self.assertEqual(done.returncode, NOT_USABLE)
+        self.assertIn(b"full", done.stderr)
+        kept = self.sql("SELECT COUNT(*) FROM entry", path=other)[0][0]
+        self.assertEqual(kept % 500, 0)
+        self.assertIn(f"before that, {kept} links came in", done.stderr.decode())
+
+    def test_nobody_waits_while_the_input_is_slow(self):
+        self.create()
+        process = self.start("import", stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        process.stdin.write(lines(line()).encode())
+        process.stdin.flush()
+        command_support.wait_until(lambda: command_support.waits_for_input(process))
+
+        connection = command_support.sqlite3.connect(DATABASE, timeout=0)
+        with contextlib.closing(connection):
+            connection.execute("BEGIN IMMEDIATE")  # fails at once where somebody writes
+
+        process.communicate(timeout=60)
+        self.assertEqual(process.returncode, DONE)
+
+    def test_interrupted_keeps_what_it_has_read(self):
+        process = self.start("import", stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        process.stdin.write(lines(*(line(hash=f"h{i}") for i in range(700))).encode() +
+                            b'{"hash":"ha')
+        process.stdin.flush()
+        command_support.wait_until(lambda: DATABASE.exists() and
+                                   command_support.waits_for_input(process))
+
+        process.send_signal(signal.SIGINT)
+        out, errors = process.communicate(timeout=60)
+
+        self.assertEqual(process.returncode, INTERRUPTED, errors)
+        self.assertEqual(errors, b"vexosharing: interrupted after 700 links came in\n")
+        self.assertIn(b"Imported:  700 links", out)
+        self.assertEqual(self.sql("SELECT COUNT(*) FROM entry"), [(700,)])
+
+    def test_closed_output_is_told(self):
+        done = self.call("import", text=lines(line()), stdout=None,
+                         preexec_fn=lambda: os.close(1))
+
+        self.assertEqual(done.returncode, REFUSED)
+        self.assertIn(b"standard output could not be written", done.stderr)
+        self.assertEqual(len(self.links()), 1)
+
+
+class Memory(ExportTest):
+    """20,000 links of 4 KiB, 80 MiB in all: whoever keeps them all breaks the bound."""
+
+    COUNT = 20000
+
+    def setUp(self):
+        super().setUp()
+        self.create("--app", json.dumps({"text": "x" * 4096}))
+        self.fill(self.COUNT - 1)
+
+    def test_export_list_and_import_stream(self):
+        with self.file.open("wb") as out:
+            self.assertLess(self.memory("export", "--with-secrets", stdout=out), BOUND)
+        self.assertLess(self.memory("list", "--json", stdout=subprocess.DEVNULL), BOUND)
+        self.assertGreater(self.file.stat().st_size, BOUND * 1024)
+        self.forget()
+
+        with self.file.open("rb") as text:
+            self.assertLess(self.memory("import", stdin=text, stdout=subprocess.DEVNULL),
+                            BOUND)
+
+        self.assertEqual(self.sql("SELECT COUNT(*) FROM entry"), [(self.COUNT,)])
+
+
+if __name__ == "__main__":
+    command_support.main()

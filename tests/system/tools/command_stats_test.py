@@ -1,0 +1,199 @@
+"""The subcommands stats and block."""
+
+import os
+
+import command_support
+from command_support import (BLOCKS, DATABASE, DONE, NOT_USABLE, REFUSED, WRONG_CALL,
+                             CommandTest)
+
+
+class Stats(CommandTest):
+    def test_of_an_empty_database_are_zero(self):
+        self.out("delete", self.create())
+
+        told = self.json("stats")
+
+        self.assertEqual((told["links"], told["logins"], told["projects"]), (0, 0, []))
+        self.assertEqual(told["sessions"], {"alive": 0, "expired": 0})
+
+    def test_count_links_by_state_and_project(self):
+        self.create()
+        self.create("--expire", "2020-01-01")
+        self.create("--start", "2099-01-01")
+        self.create(project="docs")
+        self.out("edit", self.create(project="docs"), "--disable")
+        self.login(self.create("--uses", "1", project="docs"))
+
+        told = self.json("stats")
+
+        states = {"usable": 2, "not started": 1, "expired": 1, "used up": 1, "disabled": 1}
+        self.assertEqual((told["links"], told["states"], told["logins"]), (6, states, 1))
+        docs, photos = told["projects"]
+        self.assertEqual((docs["project_name"], docs["links"], docs["logins"]),
+                         ("docs", 3, 1))
+        self.assertEqual(docs["states"], {"usable": 1, "not started": 0, "expired": 0,
+                                          "used up": 1, "disabled": 1})
+        self.assertEqual((photos["project_name"], photos["links"]), ("photos", 3))
+
+    def test_add_up_the_logins(self):
+        for uses in (3, 2147483647, 2147483647):
+            link = self.create()
+            self.sql("UPDATE entry SET use_count = ? WHERE hash = ?", uses, link)
+
+        self.assertEqual(self.json("stats")["logins"], 3 + 2 * 2147483647)
+
+    def test_count_sessions_and_tokens_alive_and_expired(self):
+        link = self.create()
+        for _ in range(3):
+            self.login(link)
+        self.sql("UPDATE session SET timeout = 5 WHERE id = 1")
+        self.sql("UPDATE token SET timeout = 5 WHERE id < 3")
+
+        told = self.json("stats")
+
+        self.assertEqual(told["sessions"], {"alive": 2, "expired": 1})
+        self.assertEqual(told["tokens"], {"alive": 1, "expired": 2})
+
+    def test_tell_the_size_of_file_and_log(self):
+        self.create()
+        self.sql("PRAGMA wal_checkpoint(TRUNCATE)")
+
+        told = self.json("stats")
+
+        self.assertEqual(told["file_bytes"], DATABASE.stat().st_size)
+        self.assertEqual(told["log_bytes"], 0)
+        writer = self.lock()
+        writer.execute("INSERT INTO session VALUES (NULL, 'x', 1, '::1', 9)")
+        writer.execute("COMMIT")
+        self.assertGreater(self.json("stats")["log_bytes"], 0)
+
+    def test_are_a_table_for_a_person(self):
+        self.create(project="a project\x1b with a name")
+
+        told = self.out("stats")
+
+        self.assertRegex(told, r"(?m)^Links: +1$")
+        self.assertRegex(told, r"(?m)^  usable: +1$")
+        self.assertRegex(told, r"(?m)^a project\\x1b with a name +1 +1 +0 +0 +0 +0 +0$")
+        self.assertIn("KiB", told)
+
+    def test_fit_the_terminal(self):
+        self.create(project="a long name " * 20)
+
+        for columns in (80, 120):
+            shown = self.on_terminal("stats", env={"NO_COLOR": "1",
+                                                   "COLUMNS": str(columns)})[1]
+            for line in shown.splitlines():
+                self.assertLessEqual(len(line), columns, line)
+
+    def test_closed_output_is_told(self):
+        self.create()
+
+        done = self.call("stats", stdout=None, preexec_fn=lambda: os.close(1))
+
+        self.assertEqual(done.returncode, REFUSED)
+        self.assertIn(b"standard output could not be written", done.stderr)
+
+
+class Block(CommandTest):
+    def fail(self, address, times):
+        """Lets visitors from the address fail."""
+        link = self.create("--generate-password")
+        for _ in range(times):
+            done = self.call("visit", link, "login", "--address", address,
+                             "--password-stdin", text="wrong\n")
+            self.assertEqual(done.returncode, REFUSED, done.stderr)
+
+    def test_list_of_nothing(self):
+        self.assertEqual(self.json("block", "list"), {"addresses": []})
+        done = self.call("block", "list")
+        self.assertEqual((done.returncode, done.stdout), (DONE, b""))
+        self.assertIn(b"no address", done.stderr)
+
+    def test_list_names_failing_and_blocked_addresses(self):
+        self.fail("192.0.2.7", 2)
+        self.fail("2001:db8:1:2::5", 10)
+
+        one, other = self.json("block", "list")["addresses"]
+
+        self.assertEqual((one["address"], one["failures"], one["blocked_until"]),
+                         ("192.0.2.7", 2, 0))
+        self.assertTrue(other["address"].startswith("2001:db8:1:2::"))
+        self.assertGreater(other["blocked_until"], 0)
+        told = self.out("block", "list")
+        self.assertRegex(told, r"(?m)^192\.0\.2\.7 +2 .* not blocked$")
+        self.assertRegex(told, r"(?m)^2001:db8:1:2::.* \d\d:\d\d:\d\d$")
+
+    def test_clear_lets_the_address_in_again_and_leaves_the_others(self):
+        self.fail("192.0.2.7", 10)
+        self.fail("192.0.2.8", 1)
+        link = self.create()
+        self.assertEqual(self.call("visit", link, "login", "--address",
+                                   "192.0.2.7").returncode, REFUSED)
+
+        told = self.out("block", "clear", "192.0.2.7")
+
+        self.assertIn("not blocked any more", told)
+        self.login(link, "--address", "192.0.2.7")
+        self.assertEqual([one["address"] for one in
+                          self.json("block", "list")["addresses"]], ["192.0.2.8"])
+
+    def test_clear_takes_any_address_of_the_network_and_any_form(self):
+        self.fail("2001:db8:1:2::5", 1)
+        self.assertTrue(self.json("block", "clear", "2001:DB8:1:2:0::9")["cleared"]
+                        .startswith("2001:db8:1:2::"))
+        self.fail("192.0.2.7", 1)
+        self.assertEqual(self.json("block", "clear", "::ffff:192.0.2.7"),
+                         {"cleared": "192.0.2.7"})
+
+        self.assertEqual(self.json("block", "list"), {"addresses": []})
+
+    def test_clear_of_what_is_not_counted_is_refused(self):
+        self.assertIn("nothing is counted", self.refusal(REFUSED, "block", "clear",
+                                                         "192.0.2.7"))
+        self.fail("192.0.2.8", 1)
+        self.refusal(REFUSED, "block", "clear", "192.0.2.7")
+
+    def test_clear_of_no_address_is_a_wrong_call(self):
+        for nonsense in ("nonsense", "192.0.2.256", "192.0.2.7\n", "' OR 1 --"):
+            self.assertIn("no address", self.refusal(WRONG_CALL, "block", "clear",
+                                                     nonsense))
+        self.refusal(WRONG_CALL, "block", "clear", "")
+
+    def test_wrong_calls(self):
+        self.refusal(WRONG_CALL, "block")
+        self.refusal(WRONG_CALL, "block", "nonsense")
+        self.refusal(WRONG_CALL, "block", "list", "--database", "/tmp/x.db")
+        self.assertIn("ADDRESS", self.refusal(WRONG_CALL, "block", "clear"))
+
+    def test_others_are_refused_in_one_line(self):
+        for call in (["list"], ["clear", "192.0.2.7"]):
+            said = self.refusal(NOT_USABLE, "block", *call, user=5001, group=5001,
+                                extra_groups=[])
+            self.assertIn("run this as root", said)
+
+    def test_damaged_counts_are_told(self):
+        file = BLOCKS / "autoblock.db"
+        file.write_bytes(b"This is no database.\n" * 500)
+        os.chown(file, 1, 1)
+
+        for call in (["list"], ["clear", "192.0.2.7"]):
+            self.assertIn("cannot be read", self.refusal(NOT_USABLE, "block", *call))
+
+    def test_closed_output_is_told(self):
+        self.fail("192.0.2.7", 1)
+        for call in (["list"], ["clear", "192.0.2.7"]):
+            done = self.call("block", *call, stdout=None, preexec_fn=lambda: os.close(1))
+            self.assertEqual(done.returncode, REFUSED)
+            self.assertIn(b"standard output could not be written", done.stderr)
+
+    def test_help_of_each_has_an_example_and_fits_eighty_columns(self):
+        for name in ("block", "block list", "block clear"):
+            told = self.out(*name.split(), "--help")
+            self.assertIn(f"  vexosharing {name}", told.split("\nExample:\n")[1])
+            for line in told.splitlines():
+                self.assertLessEqual(len(line), 80, line)
+
+
+if __name__ == "__main__":
+    command_support.main()
