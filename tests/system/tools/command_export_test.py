@@ -451,6 +451,39 @@ class Import(ExportTest):
         self.assertEqual(len(self.links()), 1)
 
 
+class Terminals(ExportTest):
+    def shown(self, *arguments):
+        """What the call shows on a terminal as its standard error."""
+        seeing, terminal = os.openpty()
+        with subprocess.Popen([command_support.COMMAND, *arguments],
+                              stdout=subprocess.DEVNULL, stderr=terminal,
+                              env=command_support.environment()) as process:
+            self.assertEqual(process.wait(60), DONE)
+        os.close(terminal)
+        try:
+            return os.read(seeing, 65536).decode()
+        except OSError:  # nothing was shown
+            return ""
+        finally:
+            os.close(seeing)
+
+    def test_progress_of_long_work_is_shown_and_wiped(self):
+        self.create("--expire", "7d", "--user", "alice")
+        self.fill(40000)
+
+        for call, progress in ((["export", str(self.file)],
+                                r"exporting links: \d+ of 40001"),
+                               (["check"], r"checking links: \d+ of 40001"),
+                               (["import", str(self.file), "--database", "/tmp/o.db"],
+                                r"importing, line: \d+\x1b")):
+            with self.subTest(call[0]):
+                shown = self.shown(*call)
+                self.assertRegex(shown, progress)
+                self.assertTrue(shown.endswith("\r\033[K"), shown)
+        pathlib.Path("/tmp/o.db").unlink()
+        self.assertEqual(self.call("export").stderr, b"")
+
+
 class Memory(ExportTest):
     """20,000 links of 4 KiB, 80 MiB in all: whoever keeps them all breaks the bound."""
 
