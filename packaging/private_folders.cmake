@@ -5,7 +5,7 @@ if(uid EQUAL 0)
 else()
   message(STATUS "Not root: the private folders stay your own; give them to uid 1 gid 1")
 endif()
-foreach(folder IN LISTS folders)
+foreach(folder IN LISTS private_folders)
   message(STATUS "Installing: $ENV{DESTDIR}${folder}")
   execute_process(COMMAND install -d -m 0750 ${owner} $ENV{DESTDIR}${folder}
                   COMMAND_ERROR_IS_FATAL ANY)

@@ -1,0 +1,11 @@
+# find_package(vexosharing) gives the targets vexosharing::vexosharing, for callers of the
+# library, and vexosharing::vexoplatform, for callers of the platform interface itself.
+include(CMakeFindDependencyMacro)
+find_dependency(PkgConfig)
+pkg_check_modules(JSONCPP QUIET IMPORTED_TARGET jsoncpp)
+if(NOT JSONCPP_FOUND)
+  set(vexosharing_FOUND FALSE)
+  set(vexosharing_NOT_FOUND_MESSAGE "jsoncpp, whose values the headers use, is missing")
+  return()
+endif()
+include(${CMAKE_CURRENT_LIST_DIR}/vexosharingTargets.cmake)
