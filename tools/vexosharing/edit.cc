@@ -13,6 +13,7 @@
 #include "link_options.h"
 #include "links.h"
 #include "options.h"
+#include "output.h"
 #include "text.h"
 #include "token_db.h"
 
@@ -101,6 +102,11 @@ Outcome Edit(const Options& options) {
     return DatabaseFailed(*db);
   }
   Print(options, link, revoked, revoked_tokens, password);
+  // A password that nobody got to see must not stay behind.  Nobody can have used the
+  // link with it, so the record is what it was.
+  if (options.link.generate_password && !FlushOutput() && links.Update(before)) {
+    Tell("the change was taken back, but for the tokens");
+  }
   return kDone;
 }
 
@@ -120,13 +126,16 @@ bool NamesAChange(const CLI::App& command) {
 
 void AddEdit(CLI::App& app, Outcome& outcome) {
   const auto options = std::make_shared<Options>();
-  CLI::App& command = AddCommand(app, "edit",
-                                 std::string("Changes a link, which keeps its hash.\n"
-                                             "Where others are admitted now, the link's "
-                                             "tokens are revoked.  --user \"\" and\n"
-                                             "--group \"\" clear a list.\n") +
-                                     kDatesHelp,
-                                 "vexosharing edit xK3fQ9aZb --expire 4w --uses 0");
+  CLI::App& command = AddCommand(
+      app, "edit",
+      std::string(
+          "Changes a link, which keeps its hash.\n"
+          "Where others are admitted now, the link's tokens are revoked.  A password\n"
+          "takes the place of users and groups, and they that of a password.  --user\n"
+          "names all the users from now on, --group all the groups; \"\" clears either\n"
+          "list.\n") +
+          kDatesHelp,
+      "vexosharing edit xK3fQ9aZb --expire 4w --uses 0");
   command.add_option("HASH", options->hash, "the link")->required();
   AddLinkOptions(command, options->link);
   AddSwitch(command, "--match-ip", options->link.match_ip, true,

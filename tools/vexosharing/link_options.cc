@@ -62,6 +62,10 @@ bool AdmitsNobody(const Entry& link) {
          link.get_protect_gids().empty() && link.get_protect_groups().empty();
 }
 
+void TellUnresolved(const std::string& kind, const std::vector<std::string>& names) {
+  if (!names.empty()) Tell("there is no " + kind + " yet named " + Join(names));
+}
+
 }  // namespace
 
 const char* const kProtectionGroup =
@@ -163,16 +167,16 @@ Outcome ApplyOptions(const LinkOptions& options, const Secret& password, Entry& 
   if (options.redirect_uri) link.set_redirect_uri(*options.redirect_uri);
   if (options.keep) link.set_auto_gc(!*options.keep);
 
+  // What the call does not touch may be as it is: the rest can be changed all the same.
+  if ((options.start || options.expire) && link.get_expire_at() != 0 &&
+      link.get_start_at() > link.get_expire_at()) {
+    return End(kWrongCall, "the link would expire before it starts");
+  }
   if (AdmitsNobody(link)) {
     return End(kWrongCall, "the link would admit nobody: name a --user or a --group");
   }
-  if (link.get_expire_at() != 0 && link.get_start_at() > link.get_expire_at()) {
-    return End(kWrongCall, "the link would expire before it starts");
-  }
-  const std::vector<std::string> users = UnresolvedUsers(link);
-  const std::vector<std::string> groups = UnresolvedGroups(link);
-  if (!users.empty()) Tell("there is no user yet named " + Join(users));
-  if (!groups.empty()) Tell("there is no group yet named " + Join(groups));
+  if (options.users) TellUnresolved("user", UnresolvedUsers(link));
+  if (options.groups) TellUnresolved("group", UnresolvedGroups(link));
   return kDone;
 }
 

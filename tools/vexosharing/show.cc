@@ -56,14 +56,17 @@ std::string ProtectionLine(const Entry& link) {
 }
 
 std::string RedirectLine(const Entry& link) {
-  switch (link.get_redirect_type()) {
-    case Entry::REDIRECT_NONE:
-      return "none";
-    case Entry::REDIRECT_URLPARAM:
-      return "by URL parameter, to " + link.get_redirect_uri();
-    default:
-      return "always, to " + link.get_redirect_uri();
-  }
+  if (link.get_redirect_type() == Entry::REDIRECT_NONE) return "none";
+  const std::string when = link.get_redirect_type() == Entry::REDIRECT_URLPARAM
+                               ? "by URL parameter, "
+                               : "always, ";
+  const std::string uri = link.get_redirect_uri();
+  return when + (uri.empty() ? "to no URI yet" : "to " + uri);
+}
+
+void AddNames(Sheet& sheet, const std::string& heading,
+              const std::vector<std::string>& names, Style style) {
+  if (!names.empty()) sheet.Add(heading, Join(names), style);
 }
 
 void PrintSheet(const Entry& link, const Surroundings& around, long now) {
@@ -82,15 +85,11 @@ void PrintSheet(const Entry& link, const Surroundings& around, long now) {
             UsesText(link, " of ") + (link.get_expire_times() == 0 ? ", no limit" : ""));
   sheet.Add("Protection", ProtectionLine(link));
   if (link.get_protect_type() == Entry::PROTECT_USER) {
-    sheet.Add("Users", Join(link.get_protect_users()));
-    sheet.Add("Groups", Join(link.get_protect_groups()));
+    AddNames(sheet, "Users", link.get_protect_users(), Style::kPlain);
+    AddNames(sheet, "Groups", link.get_protect_groups(), Style::kPlain);
   }
-  if (!around.unresolved_users.empty()) {
-    sheet.Add("Unknown users", Join(around.unresolved_users), Style::kWarning);
-  }
-  if (!around.unresolved_groups.empty()) {
-    sheet.Add("Unknown groups", Join(around.unresolved_groups), Style::kWarning);
-  }
+  AddNames(sheet, "Unknown users", around.unresolved_users, Style::kWarning);
+  AddNames(sheet, "Unknown groups", around.unresolved_groups, Style::kWarning);
   sheet.Add("Address",
             link.get_enable_match_ip() ? "must stay that of the login" : "may change");
   sheet.Add("Tokens alive", std::to_string(around.tokens));

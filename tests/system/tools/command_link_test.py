@@ -418,6 +418,19 @@ class Show(CommandTest):
         self.assertEqual(self.line(link, "URL"), f"https://nas.example/sharing/{link}")
         self.assertEqual(self.json("show", link)["url"], f"https://nas.example/sharing/{link}")
 
+    def test_users_and_groups_are_shown_where_there_are_some(self):
+        shown = self.shown(self.create("--group", "staff-test"))
+
+        self.assertEqual(shown["Groups"].strip(), "staff-test")
+        self.assertNotIn("Users", shown)
+
+    def test_redirect(self):
+        for arguments, expected in (([], "none"),
+                                    (["--redirect-type", "always"], "always, to no URI yet"),
+                                    (["--redirect-type", "url_param", "--redirect-uri", "u"],
+                                     "by URL parameter, to u")):
+            self.assertEqual(self.line(self.create(*arguments), "Redirect"), expected)
+
     def test_live_tokens_are_counted(self):
         link = self.create()
         other = self.create()
@@ -604,6 +617,37 @@ class Edit(CommandTest):
         self.assertEqual(self.edited(link, "--user", "bob")["protect_type"], "user")
         data = json.loads(self.sql("SELECT data FROM entry")[0][0])
         self.assertEqual(data["protect_password"], "")
+
+    def test_names_are_told_as_unknown_when_they_are_given(self):
+        link = self.create("--user", "ghost", "--group", "ghosts")
+
+        self.assertEqual(self.call("edit", link, "--title", "x").stderr, b"")
+        self.assertEqual(self.call("edit", link, "--user", "ghost").stderr,
+                         b"vexosharing: there is no user yet named ghost\n")
+
+    def test_what_does_not_fit_already_keeps_nothing_else_from_being_changed(self):
+        link = self.create("--start", "2030-01-01")
+        self.sql("UPDATE entry SET expire_at = 1000")
+
+        self.assertFalse(self.edited(link, "--disable")["enabled"])
+        self.assertIn("expire before it starts",
+                      self.refused(WRONG_CALL, link, "--start", "2029-01-01"))
+        self.edited(link, "--expire", "never")
+
+    def test_generated_password_that_nobody_got_to_see_is_taken_back(self):
+        link = self.create("--password-stdin", text="secret\n")
+        self.login(link, "--password-stdin", text="secret\n")
+        with open("/dev/full", "wb") as full:
+            for more in ([], ["--json"]):
+                done = self.call("edit", link, "--generate-password", "--title", "x", *more,
+                                 stdout=full)
+
+                self.assertEqual(done.returncode, REFUSED)
+                self.assertIn(b"the change was taken back, but for the tokens", done.stderr)
+                self.login(link, "--password-stdin", text="secret\n")
+                shown = self.json("show", link)
+                self.assertEqual((shown["protect_title"], shown["tokens_alive"]), ("", 1))
+        self.assertEqual(shown["use_count"], 3)
 
     def test_generated_password_is_printed(self):
         link = self.create()
