@@ -99,8 +99,10 @@ void TellDamaged(const std::vector<DamagedLink>& damaged) {
     text += (i == 0 ? " " : ", ") + damaged[i].hash + " (id " +
             std::to_string(damaged[i].id) + ")";
   }
-  if (damaged.size() > kNamed) text += " and more";
-  Tell(text);
+  if (damaged.size() > kNamed) {
+    text += ", and " + std::to_string(damaged.size() - kNamed) + " more";
+  }
+  Tell(text + "; vexosharing check says what to do");
 }
 
 Json::Value DamagedJson(const std::vector<DamagedLink>& damaged) {

@@ -167,6 +167,24 @@ void PrintArray(LinkReader& reader, long now) {
   std::cout << ",\"damaged\":" << JsonText(DamagedJson(reader.damaged())) << "}\n";
 }
 
+/// Tells which page of how many that was.
+Outcome TellPage(const Options& options, BaseDB& db, const std::string& where) {
+  long links = 0;
+  const std::string filter = where.empty() ? "" : " WHERE " + where;
+  if (!SelectNumber(db, "SELECT COUNT(*) AS n FROM entry" + filter, links)) {
+    return DatabaseFailed(db);
+  }
+  const long pages = links / options.page_size + (links % options.page_size == 0 ? 0 : 1);
+  const std::string page = "page " + std::to_string(options.page);
+  const std::string matching = Counted(links, "link");
+  if (options.page > pages) {
+    Tell("there is no " + page + ": " + matching + " on " + Counted(pages, "page"));
+  } else {
+    Tell(page + " of " + std::to_string(pages) + ", " + matching);
+  }
+  return kDone;
+}
+
 Outcome List(const Options& options) {
   const std::unique_ptr<SharingDB> db = OpenDatabase(options.common.database);
   if (db == nullptr) return kNotUsable;
@@ -185,7 +203,9 @@ Outcome List(const Options& options) {
     return End(kInterrupted, "interrupted after " + std::to_string(reader.done()) +
                                  " of " + Counted(reader.total(), "link"));
   }
-  if (reader.total() == 0 && !options.common.json) Tell("no link matches");
+  if (options.common.json) return kDone;
+  if (options.page != 0) return TellPage(options, *db, where);
+  if (reader.total() == 0) Tell("no link matches");
   return kDone;
 }
 
@@ -193,8 +213,12 @@ Outcome List(const Options& options) {
 
 void AddList(CLI::App& app, Outcome& outcome) {
   const auto options = std::make_shared<Options>();
-  CLI::App& command = AddCommand(app, "list", "Lists links.",
-                                 "vexosharing list --owner alice --state expired");
+  CLI::App& command =
+      AddCommand(app, "list",
+                 "Lists links.\n"
+                 "They stand in the order of their making unless --order names another.\n"
+                 "Rows that do not read are counted and named.",
+                 "vexosharing list --owner alice --state expired");
   command.add_option("--project", options->project, "links of this application")
       ->transform(NotEmpty())
       ->type_name("NAME");

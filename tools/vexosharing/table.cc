@@ -14,24 +14,34 @@ namespace {
 const char kGap[] = "  ";
 constexpr size_t kGapWidth = 2;
 constexpr size_t kBatch = 500;
-constexpr size_t kLeastWidth = 8;  // no column is cut to less
+constexpr size_t kLeastWidth = 6;  // no column is cut to less
+
+/// Where to break a text that is wider: behind the last space or comma that fits, or
+/// behind the next one, so that a URL stays whole.
+size_t BreakPoint(const std::string& text, size_t width) {
+  const size_t fitting = FittingLength(text, width);
+  if (fitting == text.size()) return fitting;
+  const char* const breaks = " ,";
+  size_t found = text.find_last_of(breaks, fitting);
+  // A space may hang over the edge, where it is not seen; a comma may not.
+  if (found == fitting && text[found] == ',' && found > 0) {
+    found = text.find_last_of(breaks, found - 1);
+  }
+  if (found == std::string::npos) found = text.find_first_of(breaks, fitting);
+  return found == std::string::npos ? text.size() : found + 1;
+}
 
 /// The lines that a text behind `column` columns takes; at least one.
-std::vector<std::string> Parts(const std::string& text, size_t column) {
-  std::vector<std::string> parts(1);
+std::vector<std::string> Parts(std::string text, size_t column) {
   const size_t width = TerminalWidth() > column ? TerminalWidth() - column : 0;
-  if (!IsOutputTerminal() || DisplayWidth(text) <= width) return {text};
-  for (size_t at = 0; at < text.size();) {
-    const size_t end = std::min(text.find(' ', at), text.size());
-    const std::string word = text.substr(at, end - at);
-    if (!parts.back().empty() &&
-        DisplayWidth(parts.back()) + 1 + DisplayWidth(word) > width) {
-      parts.emplace_back();
-    }
-    if (!parts.back().empty()) parts.back() += ' ';
-    parts.back() += word;
-    at = end + 1;
-  }
+  if (!IsOutputTerminal()) return {text};
+  std::vector<std::string> parts;
+  do {
+    const size_t end = BreakPoint(text, width);
+    const size_t last = text.find_last_not_of(' ', end - 1);
+    parts.push_back(text.substr(0, last + 1));
+    text.erase(0, end);
+  } while (!text.empty());
   return parts;
 }
 

@@ -50,7 +50,7 @@ class Table {
 };
 
 /// Names and what belongs to them in two columns.  On a terminal long texts go on in the
-/// next line, broken between words; elsewhere a pair is a line.
+/// next line, broken behind spaces and commas; elsewhere a pair is a line.
 class Sheet {
  public:
   Sheet() = default;

@@ -119,9 +119,8 @@ size_t DisplayWidth(const std::string& text) {
   return width;
 }
 
-std::string Fit(const std::string& text, size_t width) {
-  if (DisplayWidth(text) <= width) return text;
-  size_t used = 1;  // of the ellipsis
+size_t FittingLength(const std::string& text, size_t width) {
+  size_t used = 0;
   size_t at = 0;
   while (at < text.size()) {
     const Character character = Decode(text, at);
@@ -129,7 +128,12 @@ std::string Fit(const std::string& text, size_t width) {
     if (used > width) break;
     at += character.length;
   }
-  return text.substr(0, at) + kEllipsis;
+  return at;
+}
+
+std::string Fit(const std::string& text, size_t width) {
+  if (DisplayWidth(text) <= width) return text;
+  return text.substr(0, FittingLength(text, width - 1)) + kEllipsis;
 }
 
 std::string Counted(long count, const std::string& noun) {

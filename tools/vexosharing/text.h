@@ -17,6 +17,9 @@ std::string Printable(const std::string& text);
 /// Columns that a printable text takes on a terminal.
 size_t DisplayWidth(const std::string& text);
 
+/// Bytes of the longest beginning that fits into `width` columns.
+size_t FittingLength(const std::string& text, size_t width);
+
 /// The text itself, or as much of it as fits into `width` columns with an ellipsis.
 std::string Fit(const std::string& text, size_t width);
 

@@ -144,6 +144,32 @@ class List(CommandTest):
         self.assertEqual(self.hashes("--page", "3", "--page-size", "7"), everything[14:21])
         self.assertEqual(self.hashes("--page", "2147483647", "--page-size", "2147483647"), [])
 
+    def test_page_is_told_with_how_many_there_are(self):
+        self.create()
+        self.fill(51)
+        for page, text in (("1", "page 1 of 2, 52 links"), ("2", "page 2 of 2, 52 links"),
+                           ("3", "there is no page 3: 52 links on 2 pages")):
+            done = self.call("list", "--page", page)
+            self.assertEqual((done.returncode, done.stderr.decode()),
+                             (0, f"vexosharing: {text}\n"))
+            self.assertEqual(self.call("list", "--page", page, "--json").stderr, b"")
+        told = self.call("list", "--page", "1", "--state", "expired").stderr
+        self.assertEqual(told, b"vexosharing: there is no page 1: 0 links on 0 pages\n")
+
+    def test_dates_are_whole_at_eighty_columns(self):
+        self.create("--expire", "2030-12-31 18:00", project="Pictures of the summer")
+        self.sql("UPDATE entry SET owner_uid = 7777")
+        self.create("--start", "7d")
+        self.create("--uses", "3000", "--generate-password")
+        self.sql("UPDATE entry SET use_count = 3000 WHERE id = 3")
+
+        shown = self.on_terminal("list", env={"NO_COLOR": "1"})[1]
+
+        self.assertIn(" 2030-12-31 18:00 ", shown)
+        self.assertIn(" 3000/3000 ", shown)
+        for line in shown.splitlines():
+            self.assertLessEqual(len(line), 80)
+
     def test_many_links_come_whole_and_in_order(self):
         self.create()
         self.fill(1700)  # more than three batches
@@ -167,7 +193,7 @@ class List(CommandTest):
         self.assertEqual(done.returncode, 0)
         self.assertEqual(done.stderr.decode(),
                          f"vexosharing: 2 rows do not read: {broken[0]} (id 2), "
-                         f"{broken[1]} (id 3)\n")
+                         f"{broken[1]} (id 3); vexosharing check says what to do\n")
         self.assertIn(good, done.stdout.decode())
         self.assertEqual(self.json("list")["damaged"],
                          [{"id": 2, "hash": broken[0]}, {"id": 3, "hash": broken[1]}])
@@ -180,7 +206,7 @@ class List(CommandTest):
         done = self.call("list")
 
         self.assertIn(b"1200 rows do not read: copy1 (id 2), ", done.stderr)
-        self.assertTrue(done.stderr.endswith(b" and more\n"), done.stderr)
+        self.assertIn(b", copy10 (id 11), and 1190 more; vexosharing check", done.stderr)
         self.assertEqual(len(self.json("list")["damaged"]), 1200)
 
     def test_wrong_values_are_refused(self):
