@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <filesystem>
 
 #include "result.h"
 
@@ -21,7 +22,12 @@ constexpr uid_t kSystemUid = 1;
 std::string Reason(const SharingDB& db, const std::string& path) {
   struct stat status = {};
   if (stat(path.c_str(), &status) == -1) {
-    return "it cannot be made there: its folder must let user 1 write";
+    std::error_code error;
+    const std::filesystem::path folder =
+        std::filesystem::absolute(path, error).parent_path();
+    return std::filesystem::is_directory(folder, error)
+               ? "it cannot be made there: its folder must let user 1 write"
+               : "there is no folder " + folder.string();
   }
   if (!S_ISREG(status.st_mode)) return "it is no file";
   if (status.st_uid != kSystemUid) {

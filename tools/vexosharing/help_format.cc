@@ -1,5 +1,7 @@
 #include "help_format.h"
 
+#include <utility>
+
 namespace command {
 
 namespace {
@@ -8,7 +10,21 @@ constexpr size_t kColumn = 28;  // where the descriptions begin
 
 }  // namespace
 
-HelpFormat::HelpFormat() { column_width(kColumn); }
+HelpFormat::HelpFormat() {
+  column_width(kColumn);
+  label("Positionals", "Arguments");
+}
+
+std::string HelpFormat::make_description(const CLI::App* app) const {
+  return Formatter::make_description(app) + "\n";
+}
+
+std::string HelpFormat::make_help(const CLI::App* app, std::string name,
+                                  CLI::AppFormatMode mode) const {
+  // One blank line between groups is enough.
+  return CLI::detail::find_and_replace(Formatter::make_help(app, std::move(name), mode),
+                                       "\n\n\n", "\n\n");
+}
 
 std::string HelpFormat::make_option_opts(const CLI::Option* option) const {
   if (option->get_positional() || option->get_type_size() == 0) return "";

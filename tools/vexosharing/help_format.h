@@ -11,6 +11,9 @@ class HelpFormat : public CLI::Formatter {
  public:
   HelpFormat();
 
+  std::string make_description(const CLI::App* app) const override;
+  std::string make_help(const CLI::App* app, std::string name,
+                        CLI::AppFormatMode mode) const override;
   std::string make_option_opts(const CLI::Option* option) const override;
   std::string make_subcommand(const CLI::App* subcommand) const override;
 };

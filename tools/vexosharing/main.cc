@@ -1,6 +1,7 @@
 // vexosharing: the administrator's command for sharing links.
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <clocale>
 #include <memory>
 #include <string>
@@ -31,14 +32,30 @@ std::string Called(const CLI::App& app) {
   return app.get_name() + (called.empty() ? "" : " " + called.front()->get_name());
 }
 
+/// What is wrong with the call.
+std::string Mistake(const CLI::App& app, const CLI::ParseError& error) {
+  const std::string text = error.what();
+  const std::vector<std::string> surplus = app.remaining();
+  if (app.get_subcommands().empty() && !surplus.empty()) {
+    return "\"" + surplus.front() + "\" is no subcommand";
+  }
+  // Every option takes one value, and the parser says less clearly that it did not.
+  if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
+    return text.substr(0, text.find(':')) + " takes one value, once";
+  }
+  return text;
+}
+
 /// The arguments in the order that the parser takes them, from the last to the first.  It
 /// would take what stands behind "--name=" for the value, which is empty.
 std::vector<std::string> Arguments(int argc, char** argv) {
+  const std::vector<std::string> given(argv + 1, argv + argc);
+  const auto options_end = std::find(given.begin(), given.end(), "--");
   std::vector<std::string> arguments;
-  for (int i = argc - 1; i > 0; --i) {
-    const std::string argument = argv[i];
-    const bool empty_value =
-        argument.rfind("--", 0) == 0 && argument.find('=') == argument.size() - 1;
+  for (auto at = given.end(); at != given.begin();) {
+    const std::string argument = *--at;
+    const bool empty_value = at < options_end && argument.rfind("--", 0) == 0 &&
+                             argument.find('=') == argument.size() - 1;
     if (empty_value) arguments.emplace_back();
     arguments.push_back(empty_value ? argument.substr(0, argument.size() - 1) : argument);
   }
@@ -73,7 +90,7 @@ Outcome Run(int argc, char** argv) {
     app.exit(help);
   } catch (const CLI::ParseError& error) {
     return command::End(command::kWrongCall,
-                        std::string(error.what()) + "; see " + Called(app) + " --help");
+                        Mistake(app, error) + "; see " + Called(app) + " --help");
   }
   return outcome;
 }

@@ -25,6 +25,7 @@ void AddCommon(CLI::App& command, CommonOptions& options) {
   AddJson(command, options.json);
   command
       .add_option("--database", options.database, "another database than the system's")
+      ->transform(NotEmpty())
       ->type_name("PATH");
 }
 

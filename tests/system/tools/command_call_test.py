@@ -31,6 +31,21 @@ NEEDS_DATABASE = {
 ALL = {**MAKES_DATABASE, **NEEDS_DATABASE}
 
 
+def processor_time(process):
+    """Seconds that the process has computed so far."""
+    text = pathlib.Path(f"/proc/{process.pid}/stat").read_text(encoding="ascii")
+    return int(text.rsplit(")", 1)[1].split()[11]) / os.sysconf("SC_CLK_TCK")
+
+
+class SlowTest(CommandTest):
+    def slow_down(self, table):
+        """Makes each deletion from the table take a second or more."""
+        self.sql("CREATE TABLE slow_row AS WITH RECURSIVE n(i) AS (VALUES(1) UNION ALL "
+                 "SELECT i + 1 FROM n WHERE i < 600) SELECT i FROM n")
+        self.sql(f"CREATE TRIGGER slow BEFORE DELETE ON {table} BEGIN "
+                 "SELECT COUNT(*) FROM slow_row AS a, slow_row AS b, slow_row AS c; END")
+
+
 class Help(CommandTest):
     def test_names_every_subcommand_and_exit_code(self):
         text = self.out("--help")
@@ -51,6 +66,12 @@ class Help(CommandTest):
             for line in self.out(*name.split(), "--help").splitlines():
                 self.assertLessEqual(len(line), 80, line)
 
+    def test_keeps_its_parts_one_blank_line_apart(self):
+        for name in ["", *ALL]:
+            text = self.out(*name.split(), "--help")
+            self.assertIn("\n\nUsage: vexosharing", text)
+            self.assertNotIn("\n\n\n", text)
+
     def test_needs_neither_a_database_nor_root(self):
         self.assertIn("Usage", self.out("list", "--help", user=5001, group=5001))
 
@@ -58,7 +79,9 @@ class Help(CommandTest):
 class WrongCalls(CommandTest):
     def test_end_with_2_and_point_to_the_help(self):
         self.assertIn("see vexosharing --help", self.refusal(WRONG_CALL))
-        self.assertIn("see vexosharing --help", self.refusal(WRONG_CALL, "nonsense"))
+        for word in ("nonsense", "--nonsense"):
+            self.assertIn(f'"{word}" is no subcommand; see vexosharing --help',
+                          self.refusal(WRONG_CALL, word))
         for name, call in ALL.items():
             with self.subTest(name):
                 said = self.refusal(WRONG_CALL, *call, "--nonsense")
@@ -73,6 +96,18 @@ class WrongCalls(CommandTest):
                               (["transfer", "--from", "bob"], "--to"),
                               (["visit", "abc"], "ACTION")):
             self.assertIn(missing, self.refusal(WRONG_CALL, *call))
+
+    def test_missing_or_second_value_is_told(self):
+        for call in (["list", "--project"], ["list", "--project", "a", "--project", "b"],
+                     ["visit", "abc", "check", "--address"]):
+            self.assertRegex(self.refusal(WRONG_CALL, *call),
+                             r": --\w+ takes one value, once; see vexosharing \w+ --help$")
+
+    def test_empty_database_path_is_one(self):
+        for name in ALL:
+            if name != "visit":
+                self.assertIn("--database: it is empty",
+                              self.refusal(WRONG_CALL, *ALL[name], "--database="))
 
     def test_change_nothing(self):
         self.refusal(WRONG_CALL, *MAKES_DATABASE["create"], "--uses", "many")
@@ -150,8 +185,10 @@ class Database(CommandTest):
                       self.refusal(NOT_USABLE, "list", "--database", "/etc/passwd/x"))
         self.assertIn("cannot be made",
                       self.refusal(NOT_USABLE, *MAKES_DATABASE["create"], "--database",
+                                   "/usr/vexo/x.db"))
+        self.assertIn("there is no folder /usr/vexo/no-such-folder",
+                      self.refusal(NOT_USABLE, *MAKES_DATABASE["create"], "--database",
                                    "/usr/vexo/no-such-folder/x.db"))
-        self.refusal(NOT_USABLE, "list", "--database", "")
 
     def test_another_one_is_used_where_it_is_named(self):
         other = "/tmp/other.db"
@@ -180,7 +217,6 @@ class ClosedOutput(CommandTest):
         session = self.login(token)
         self.create(owner="bob")
         yield ["list"]
-        yield ["list", "--json"]
         yield ["show", link]
         yield ["edit", link, "--title", "x"]
         yield ["revoke", link]
@@ -190,11 +226,15 @@ class ClosedOutput(CommandTest):
         yield ["visit", token, "check", session]
         yield ["delete", link]
         yield ["create", "--project", "photos", "--owner", "alice"]
-        yield ["list", "--help"]
 
-    def each(self, **options):
+    def test_is_told_for_help(self):
+        with open("/dev/full", "wb") as full:
+            self.assertEqual(self.call("list", "--help", stdout=full).returncode, REFUSED)
+
+    def each(self, *more, **options):
         for call in self.calls():
             session = call.pop() if call[2:3] == ["check"] else ""
+            call += more
             with self.subTest(call):
                 done = self.call(*call, env={"SHARING_SID": session}, **options)
                 self.assertEqual(done.returncode, REFUSED, done.stderr)
@@ -204,9 +244,12 @@ class ClosedOutput(CommandTest):
     def test_is_told(self):
         self.each(stdout=None, preexec_fn=lambda: os.close(1))
 
+        self.each("--json", stdout=None, preexec_fn=lambda: os.close(1))
+
     def test_full_disk_is_told(self):
         with open("/dev/full", "wb") as full:
             self.each(stdout=full)
+            self.each("--json", stdout=full)
 
     def test_reader_that_went_away_is_told(self):
         reading, writing = os.pipe()
@@ -247,7 +290,7 @@ class ClosedOutput(CommandTest):
             self.assertEqual(os.readlink(f"/proc/{process.pid}/fd/{fd}"), "/dev/null")
 
 
-class Interrupts(CommandTest):
+class Interrupts(SlowTest):
     def interrupted(self, process):
         """What the interrupted process printed on its two streams."""
         out, errors = process.communicate(timeout=60)
@@ -300,6 +343,40 @@ class Interrupts(CommandTest):
                          ("", "vexosharing: interrupted: nothing was purged\n"))
         self.assertEqual(len(self.links()), 1)
 
+    def purge_in_the_middle(self):
+        """A purge that has deleted a link and is busy with a session."""
+        self.create("--expire", "2020-01-01")
+        self.sql("INSERT INTO session VALUES (NULL, 'past', 4294967295, '192.0.2.1', 1)")
+        self.slow_down("session")
+        process = self.start("purge", stdout=subprocess.PIPE)
+        command_support.wait_until(lambda: processor_time(process) > 0.2)
+        self.assertIsNone(process.poll())
+        return process
+
+    def nothing_was_purged(self):
+        self.assertEqual([link["state"] for link in self.links("--state", "expired")],
+                         ["expired"])
+        self.assertEqual(self.sql("SELECT session_id FROM session"), [("past",)])
+        self.sql("DROP TRIGGER slow")
+        self.assertEqual(self.json("purge"), {"links": 1, "sessions": 1, "tokens": 0})
+
+    def test_purge_that_has_begun_leaves_everything(self):
+        process = self.purge_in_the_middle()
+
+        process.send_signal(signal.SIGINT)
+
+        self.assertEqual(self.interrupted(process),
+                         ("", "vexosharing: interrupted: nothing was purged\n"))
+        self.nothing_was_purged()
+
+    def test_purge_that_is_killed_leaves_everything(self):
+        process = self.purge_in_the_middle()
+
+        process.kill()
+        process.wait(60)
+
+        self.nothing_was_purged()
+
     def test_waiting_for_a_password_ends(self):
         for call in (MAKES_DATABASE["create"] + ["--password-stdin"],
                      ["visit", "abc", "login", "--password-stdin"],
@@ -326,7 +403,7 @@ class Interrupts(CommandTest):
         self.assertEqual(process.wait(2), INTERRUPTED)
 
 
-class Terminals(CommandTest):
+class Terminals(SlowTest):
     def test_colours_are_for_terminals_and_by_the_rule_of_no_color(self):
         self.create()
 
@@ -357,6 +434,33 @@ class Terminals(CommandTest):
         for line in shown.splitlines():
             self.assertLessEqual(len(line), 80)
         self.assertIn("word " * 30, self.out("show", link))
+
+    def test_long_json_of_show_is_broken_at_its_commas_and_a_url_is_not(self):
+        self.install_url_tool("echo https://nas.example/" + "x" * 100 + "; echo 2")
+        paths = [f"/volume1/photo/{i}.jpg" for i in range(10)]
+        link = self.create("--app", json.dumps({"paths": paths}))
+
+        lines = self.on_terminal("show", link, env={"NO_COLOR": "1"})[1].splitlines()
+
+        self.assertIn("URL:           https://nas.example/" + "x" * 100, lines)
+        begin = next(i for i, line in enumerate(lines) if line.startswith("App data:"))
+        end = next(i for i, line in enumerate(lines) if line.startswith("Private data:"))
+        self.assertGreater(end - begin, 2)
+        for line in lines[begin:end]:
+            self.assertLessEqual(len(line), 80)
+        self.assertEqual(json.loads("".join(line[15:] for line in lines[begin:end])),
+                         {"paths": paths})
+
+    def test_progress_of_a_purge_is_shown_and_wiped(self):
+        self.create("--expire", "2020-01-01")
+        self.slow_down("entry")
+
+        status, shown = self.on_terminal("purge", env={"NO_COLOR": "1"})
+
+        self.assertEqual(status, DONE)
+        self.assertRegex(shown, r"^\rpurging, step: \d of 3\033\[K")
+        self.assertTrue(shown.endswith("\r\033[KLinks:     1\r\nSessions:  0\r\n"
+                                       "Tokens:    0\r\n"), shown)
 
     def test_password_is_asked_for_and_not_shown(self):
         status, shown = self.on_terminal("create", "--project", "photos", "--owner", "alice",

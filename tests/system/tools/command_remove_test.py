@@ -86,6 +86,12 @@ class Delete(Rows):
         self.assertEqual(self.out("delete", "--", odd),
                          "--x' \"\\n\\x1b: deleted, 0 tokens\n")
 
+    def test_behind_two_dashes_everything_is_a_hash(self):
+        self.create()
+        self.sql("UPDATE entry SET hash = '--x='")
+
+        self.assertEqual(self.out("delete", "--", "--x="), "--x=: deleted, 0 tokens\n")
+
     def test_failed_statement_is_told(self):
         link = self.create()
         self.forbid("DELETE", "entry")

@@ -102,6 +102,12 @@ class Visit(CommandTest):
         self.assertIn("does not admit", self.with_password(-10, link, "bob-secret", "--user",
                                                            "bob")["meaning"])
 
+    def test_expired_and_locked_accounts_are_refused(self):
+        for user in ("carol", "dave"):
+            link = self.create("--user", user)
+            self.assertIn("refused", self.with_password(-2, link, f"{user}-secret", "--user",
+                                                        user)["meaning"])
+
     def test_check_may_log_a_user_in_again(self):
         link = self.create("--user", "alice")
         session = self.with_password(1, link, "alice-secret", "--user",
