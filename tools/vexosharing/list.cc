@@ -38,9 +38,13 @@ const Choice kStates[] = {{"usable", "usable"},
                           {"used-up", "used up"},
                           {"disabled", "disabled"}};
 
+// What never expires comes behind what does.
+const char kExpireOrder[] =
+    "CASE expire_at WHEN 0 THEN 9223372036854775807 ELSE expire_at END";
+
 const Choice kOrders[] = {{"created", "id"},           {"hash", "hash"},
                           {"project", "project_name"}, {"owner", "owner_uid"},
-                          {"start", "start_at"},       {"expire", "expire_at"},
+                          {"start", "start_at"},       {"expire", kExpireOrder},
                           {"uses", "use_count"}};
 
 template <size_t N>

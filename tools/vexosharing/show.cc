@@ -104,7 +104,6 @@ void PrintObject(const Entry& link, const Surroundings& around, long now) {
   Json::Value out = LinkJson(link, now);
   out["url"] = around.url.empty() ? Json::Value() : Json::Value(around.url);
   out["usable"] = StateOf(link, now) == LinkState::kUsable;
-  out["state_text"] = StateText(link, now);
   out["owner_exists"] = !link.get_owner_user().empty();
   out["tokens_alive"] = Json::Value::Int64{around.tokens};
   out["unresolved_users"] = JsonArray(around.unresolved_users);

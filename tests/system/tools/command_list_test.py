@@ -133,6 +133,14 @@ class List(CommandTest):
         self.assertEqual(self.hashes("--order", "owner", "--reverse"),
                          [second, third, first])
 
+    def test_links_that_never_expire_come_behind_those_that_do(self):
+        never = self.create()
+        later, soon = self.create("--expire", "2d"), self.create("--expire", "1d")
+
+        self.assertEqual(self.hashes("--order", "expire"), [soon, later, never])
+        self.assertEqual(self.hashes("--order", "expire", "--reverse"),
+                         [never, later, soon])
+
     def test_pages(self):
         self.create()
         self.fill(51)
