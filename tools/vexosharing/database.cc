@@ -17,24 +17,30 @@ using VEXO::sharing::db::Result;
 using VEXO::sharing::db::Row;
 
 constexpr uid_t kSystemUid = 1;
+constexpr gid_t kSystemGid = 1;
 
-/// Why a database that exists cannot be used.
+bool SystemAccountMayWrite(const struct stat& status) {
+  if (status.st_uid == kSystemUid) return (status.st_mode & S_IWUSR) != 0;
+  return (status.st_mode & (status.st_gid == kSystemGid ? S_IWGRP : S_IWOTH)) != 0;
+}
+
+/// Why a database cannot be used, and what to do about it.
 std::string Reason(const SharingDB& db, const std::string& path) {
   struct stat status = {};
-  if (stat(path.c_str(), &status) == -1) {
-    std::error_code error;
-    const std::filesystem::path folder =
-        std::filesystem::absolute(path, error).parent_path();
-    return std::filesystem::is_directory(folder, error)
-               ? "it cannot be made there: its folder must let user 1 write"
-               : "there is no folder " + folder.string();
+  if (stat(path.c_str(), &status) == 0) {
+    if (!S_ISREG(status.st_mode)) return "it is no file";
+    if (status.st_uid != kSystemUid) {
+      return "it must belong to the system account: chown 1:1 it";
+    }
+    if (!SystemAccountMayWrite(status)) return "user 1 must write it: chmod 660 it";
   }
-  if (!S_ISREG(status.st_mode)) return "it is no file";
-  if (status.st_uid != kSystemUid) {
-    return "it must belong to the system account: chown 1:1 it";
-  }
-  const std::string error = db.GetLastError();
-  return error.empty() ? "the system log says why" : error;
+  std::error_code error;
+  const std::filesystem::path folder =
+      std::filesystem::absolute(path, error).parent_path();
+  if (stat(folder.c_str(), &status) == -1) return "there is no folder " + folder.string();
+  if (!SystemAccountMayWrite(status)) return "its folder must let user 1 write";
+  const std::string reason = db.GetLastError();
+  return reason.empty() ? "the system log says why" : reason;
 }
 
 std::unique_ptr<SharingDB> Open(const std::string& path) {

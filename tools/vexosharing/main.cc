@@ -39,9 +39,15 @@ std::string Mistake(const CLI::App& app, const CLI::ParseError& error) {
   if (app.get_subcommands().empty() && !surplus.empty()) {
     return "\"" + surplus.front() + "\" is no subcommand";
   }
-  // Every option takes one value, and the parser says less clearly that it did not.
+  // An option takes one value and a flag none.  The parser says so less clearly, and
+  // repeats a value that may be a password.
+  const size_t name = std::min(text.find("--"), text.size());
+  const std::string option = text.substr(name, text.find_first_of(" :", name) - name);
   if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
-    return text.substr(0, text.find(':')) + " takes one value, once";
+    return option + " takes one value, once";
+  }
+  if (dynamic_cast<const CLI::ConversionError*>(&error) != nullptr) {
+    return option + " takes no value";
   }
   return text;
 }

@@ -103,6 +103,12 @@ class WrongCalls(CommandTest):
             self.assertRegex(self.refusal(WRONG_CALL, *call),
                              r": --\w+ takes one value, once; see vexosharing \w+ --help$")
 
+    def test_value_of_a_flag_is_told_and_not_repeated(self):
+        for call in (["visit", "abc", "login", "--password-stdin=open sesame"],
+                     ["visit", "abc", "login", "--json=open sesame"]):
+            said = self.refusal(WRONG_CALL, *call)
+            self.assertRegex(said, r": --(json|password-stdin) takes no value; see ")
+
     def test_empty_database_path_is_one(self):
         for name in ALL:
             if name != "visit":
@@ -179,11 +185,25 @@ class Database(CommandTest):
 
         self.assertIn("chown 1:1", said)
 
+    def test_one_that_the_system_account_may_not_write_says_what_to_do(self):
+        self.create()
+        folder = DATABASE.parent
+        DATABASE.chmod(0o440)
+        self.assertIn("chmod 660", self.refusal(NOT_USABLE, "list"))
+        DATABASE.chmod(0o660)
+        self.addCleanup(os.chown, folder, 1, 1)
+        for owner, group, mode in ((0, 0, 0o755), (0, 1, 0o750)):
+            os.chown(folder, owner, group)
+            folder.chmod(mode)
+            for call in (["list"], ["purge"], MAKES_DATABASE["create"]):
+                self.assertIn("its folder must let user 1 write",
+                              self.refusal(NOT_USABLE, *call))
+
     def test_folder_or_unreachable_path_is_not_usable(self):
         self.assertIn("no file", self.refusal(NOT_USABLE, "list", "--database", "/tmp"))
         self.assertIn("Not a directory",
                       self.refusal(NOT_USABLE, "list", "--database", "/etc/passwd/x"))
-        self.assertIn("cannot be made",
+        self.assertIn("its folder must let user 1 write",
                       self.refusal(NOT_USABLE, *MAKES_DATABASE["create"], "--database",
                                    "/usr/vexo/x.db"))
         self.assertIn("there is no folder /usr/vexo/no-such-folder",
