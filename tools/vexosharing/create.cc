@@ -1,5 +1,4 @@
 #include <ctime>
-#include <iostream>
 #include <memory>
 #include <string>
 
@@ -14,7 +13,6 @@
 #include "output.h"
 #include "qr_code.h"
 #include "table.h"
-#include "text.h"
 
 namespace command {
 

@@ -88,6 +88,10 @@ bool SelectNumber(BaseDB& db, const std::string& sql, long& number) {
   return true;
 }
 
+bool CountChanges(BaseDB& db, long& count) {
+  return SelectNumber(db, "SELECT changes() AS n", count);
+}
+
 Transaction::Transaction(BaseDB& db) : db_(db), open_(db.Execute("BEGIN IMMEDIATE")) {}
 
 Transaction::~Transaction() {

@@ -27,6 +27,9 @@ Outcome DatabaseFailed(const BaseDB& db);
 /// First column of the first row, named n, of a SELECT.
 bool SelectNumber(BaseDB& db, const std::string& sql, long& number);
 
+/// Rows that the last INSERT, UPDATE or DELETE changed.
+bool CountChanges(BaseDB& db, long& count);
+
 /// A transaction that may write from its first statement on; rolled back at its end
 /// unless it was committed.
 class Transaction {

@@ -9,6 +9,7 @@
 #include "commands.h"
 #include "database.h"
 #include "entry_db.h"
+#include "interrupt.h"
 #include "json.h"
 #include "link_options.h"
 #include "links.h"
@@ -85,6 +86,7 @@ Outcome Edit(const Options& options) {
   TokenDB tokens(*db);
   Transaction change(*db);
   if (!change.good()) return DatabaseFailed(*db);
+  if (Interrupted()) return End(kInterrupted, "interrupted: nothing was changed");
   Entry link;
   if (!FindReadableLink(*db, options.hash, link, outcome)) return outcome;
   const Entry before = link;

@@ -40,10 +40,6 @@ struct Counts {
   long tokens = 0;
 };
 
-bool CountChanges(BaseDB& db, long& count) {
-  return SelectNumber(db, "SELECT changes() AS n", count);
-}
-
 bool CountAllTokens(BaseDB& db, long& count) {
   return SelectNumber(db, "SELECT COUNT(*) AS n FROM token", count);
 }

@@ -5,6 +5,7 @@
 #include "account.h"
 #include "commands.h"
 #include "database.h"
+#include "interrupt.h"
 #include "json.h"
 #include "options.h"
 #include "text.h"
@@ -28,11 +29,12 @@ Outcome Transfer(const Options& options) {
   if (db == nullptr) return kNotUsable;
 
   Transaction change(*db);
+  if (!change.good()) return DatabaseFailed(*db);
+  if (Interrupted()) return End(kInterrupted, "interrupted: nothing was changed");
   long count = 0;
-  if (!change.good() ||
-      !db->Execute("UPDATE entry SET owner_uid = " + std::to_string(to) +
+  if (!db->Execute("UPDATE entry SET owner_uid = " + std::to_string(to) +
                    " WHERE owner_uid = " + std::to_string(from)) ||
-      !SelectNumber(*db, "SELECT changes() AS n", count) || !change.Commit()) {
+      !CountChanges(*db, count) || !change.Commit()) {
     return DatabaseFailed(*db);
   }
   if (options.common.json) {

@@ -363,6 +363,35 @@ class Interrupts(SlowTest):
                          ("", "vexosharing: interrupted: nothing was purged\n"))
         self.assertEqual(len(self.links()), 1)
 
+    def test_edit_and_transfer_that_wait_change_nothing(self):
+        link = self.create()
+        before = self.sql("SELECT * FROM entry")
+        for call in (["edit", link, "--title", "x"],
+                     ["transfer", "--from", "alice", "--to", "bob"]):
+            blocker = self.lock()
+            process = self.start(*call, stdout=subprocess.PIPE)
+            command_support.wait_until(lambda p=process: command_support.uses_database(p))
+
+            process.send_signal(signal.SIGINT)
+            blocker.execute("ROLLBACK")
+
+            self.assertEqual(self.interrupted(process),
+                             ("", "vexosharing: interrupted: nothing was changed\n"))
+            self.assertEqual(self.sql("SELECT * FROM entry"), before)
+
+    def test_create_that_waits_tells_of_its_link_all_the_same(self):
+        self.create()
+        blocker = self.lock()
+        process = self.start(*MAKES_DATABASE["create"], "--json", stdout=subprocess.PIPE)
+        command_support.wait_until(lambda: command_support.uses_database(process))
+
+        process.send_signal(signal.SIGINT)
+        blocker.execute("ROLLBACK")
+        out = process.communicate(timeout=60)[0]
+
+        self.assertEqual(process.returncode, DONE)
+        self.assertEqual(self.links()[1]["hash"], json.loads(out)["hash"])
+
     def purge_in_the_middle(self):
         """A purge that has deleted a link and is busy with a session."""
         self.create("--expire", "2020-01-01")

@@ -657,6 +657,14 @@ class Edit(CommandTest):
 
         self.assertRegex(text, rf"^Changed {link}, and revoked 0 tokens\.\nPassword: \w{{20}}\n$")
 
+    def test_link_that_gets_its_first_limit_begins_to_count_anew(self):
+        link = self.create()
+        self.login(link)
+
+        self.assertEqual(self.edited(link, "--uses", "5")["use_count"], 0)
+        self.login(link)
+        self.assertEqual(self.edited(link, "--uses", "6")["use_count"], 1)
+
     def test_nothing_to_change_is_a_wrong_call(self):
         link = self.create()
 
