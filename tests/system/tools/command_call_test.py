@@ -349,6 +349,23 @@ class Interrupts(SlowTest):
                                  "deleted\n")
         self.assertEqual([link["hash"] for link in self.links()], links[len(deleted):])
 
+    def test_revoke_stops_between_links_too(self):
+        links = [self.create() for _ in range(3)]
+        for link in links:
+            self.login(link)
+        blocker = self.lock()
+        process = self.start("revoke", *links, "--json", stdout=subprocess.PIPE)
+        command_support.wait_until(lambda: command_support.uses_database(process))
+
+        process.send_signal(signal.SIGINT)
+        blocker.execute("ROLLBACK")
+        out, errors = self.interrupted(process)
+
+        revoked = len(json.loads(out)["revoked"])
+        self.assertEqual(errors, f"vexosharing: interrupted: {revoked} of 3 links revoked\n")
+        self.assertEqual(self.sql("SELECT COUNT(*) FROM token"), [(3 - revoked,)])
+        self.assertLess(revoked, 3)
+
     def test_purge_leaves_everything(self):
         self.create("--expire", "2020-01-01")
         blocker = self.lock()

@@ -99,6 +99,7 @@ class Visit(CommandTest):
         self.with_password(1, link, "alice-secret", "--user", "alice")
         self.assertIn("refused", self.with_password(-2, link, "wrong", "--user",
                                                     "alice")["meaning"])
+        self.with_password(-2, link, "alice-secret", "--user", "nobody-here")
         self.assertIn("does not admit", self.with_password(-10, link, "bob-secret", "--user",
                                                            "bob")["meaning"])
 
