@@ -317,6 +317,15 @@ class Interrupts(SlowTest):
         self.assertEqual(process.returncode, INTERRUPTED, errors)
         return out.decode(), errors.decode()
 
+    def interrupted_while_waiting(self, *call):
+        """The same of a call that waits for another writer when it is interrupted."""
+        blocker = self.lock()
+        process = self.start(*call, stdout=subprocess.PIPE)
+        command_support.wait_until(lambda: command_support.uses_database(process))
+        process.send_signal(signal.SIGINT)
+        blocker.execute("ROLLBACK")
+        return self.interrupted(process)
+
     def test_list_stops_between_rows_and_says_how_far_it_got(self):
         self.create()
         self.fill(20000)
@@ -335,13 +344,8 @@ class Interrupts(SlowTest):
 
     def test_delete_stops_between_links_and_says_how_far_it_got(self):
         links = [self.create() for _ in range(3)]
-        blocker = self.lock()
-        process = self.start("delete", *links, "--json", stdout=subprocess.PIPE)
-        command_support.wait_until(lambda: command_support.uses_database(process))
 
-        process.send_signal(signal.SIGINT)
-        blocker.execute("ROLLBACK")
-        out, errors = self.interrupted(process)
+        out, errors = self.interrupted_while_waiting("delete", *links, "--json")
 
         deleted = [link["hash"] for link in json.loads(out)["deleted"]]
         self.assertLess(len(deleted), 3)
@@ -353,13 +357,8 @@ class Interrupts(SlowTest):
         links = [self.create() for _ in range(3)]
         for link in links:
             self.login(link)
-        blocker = self.lock()
-        process = self.start("revoke", *links, "--json", stdout=subprocess.PIPE)
-        command_support.wait_until(lambda: command_support.uses_database(process))
 
-        process.send_signal(signal.SIGINT)
-        blocker.execute("ROLLBACK")
-        out, errors = self.interrupted(process)
+        out, errors = self.interrupted_while_waiting("revoke", *links, "--json")
 
         revoked = len(json.loads(out)["revoked"])
         self.assertEqual(errors, f"vexosharing: interrupted: {revoked} of 3 links revoked\n")
@@ -368,15 +367,8 @@ class Interrupts(SlowTest):
 
     def test_purge_leaves_everything(self):
         self.create("--expire", "2020-01-01")
-        blocker = self.lock()
-        process = self.start("purge", stdout=subprocess.PIPE)
-        command_support.wait_until(lambda: command_support.uses_database(process))
 
-        process.send_signal(signal.SIGINT)
-        blocker.execute("ROLLBACK")
-        out, errors = self.interrupted(process)
-
-        self.assertEqual((out, errors),
+        self.assertEqual(self.interrupted_while_waiting("purge"),
                          ("", "vexosharing: interrupted: nothing was purged\n"))
         self.assertEqual(len(self.links()), 1)
 
@@ -385,14 +377,7 @@ class Interrupts(SlowTest):
         before = self.sql("SELECT * FROM entry")
         for call in (["edit", link, "--title", "x"],
                      ["transfer", "--from", "alice", "--to", "bob"]):
-            blocker = self.lock()
-            process = self.start(*call, stdout=subprocess.PIPE)
-            command_support.wait_until(lambda p=process: command_support.uses_database(p))
-
-            process.send_signal(signal.SIGINT)
-            blocker.execute("ROLLBACK")
-
-            self.assertEqual(self.interrupted(process),
+            self.assertEqual(self.interrupted_while_waiting(*call),
                              ("", "vexosharing: interrupted: nothing was changed\n"))
             self.assertEqual(self.sql("SELECT * FROM entry"), before)
 
