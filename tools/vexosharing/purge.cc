@@ -44,33 +44,43 @@ bool CountAllTokens(BaseDB& db, long& count) {
   return SelectNumber(db, "SELECT COUNT(*) AS n FROM token", count);
 }
 
-Outcome PurgeAll(const Options& options, unsigned int owner, BaseDB& db, Counts& gone) {
-  EntryDB links(db);  // the stores end after the transaction: their end writes
-  SessionDB sessions(db);
-  TokenDB tokens(db);
-  Transaction change(db);
-  long before = 0;
-  if (!change.good() || !CountAllTokens(db, before)) return DatabaseFailed(db);
+struct Stores {
+  EntryDB links;
+  SessionDB sessions;
+  TokenDB tokens;
+};
 
-  const bool named = options.all || !options.owner.empty();
+/// Deletes one kind after the other until an interrupt; the tokens are not counted.
+bool DeletePast(const Options& options, unsigned int owner, BaseDB& db, Stores& stores,
+                Counts& gone) {
   Progress progress("purging, step", kSteps);
-  if (!(named ? links.PurgeExpiredByOwnerProject(owner, options.project)
-              : links.PurgeExpired(kAlways)) ||
+  const bool named = options.all || !options.owner.empty();
+  if (!(named ? stores.links.PurgeExpiredByOwnerProject(owner, options.project)
+              : stores.links.PurgeExpired(kAlways)) ||
       !CountChanges(db, gone.links)) {
-    return DatabaseFailed(db);
+    return false;
   }
   // Sessions belong to no owner and to no project.
-  if (options.owner.empty() && options.project.empty()) {
-    progress.Show(1);
-    if (!Interrupted() &&
-        (!sessions.PurgeExpired(kAlways) || !CountChanges(db, gone.sessions))) {
-      return DatabaseFailed(db);
-    }
-    progress.Show(2);
-    if (!Interrupted() && !tokens.PurgeExpired(kAlways)) return DatabaseFailed(db);
+  if (!options.owner.empty() || !options.project.empty()) return true;
+  progress.Show(1);
+  if (Interrupted()) return true;
+  if (!stores.sessions.PurgeExpired(kAlways) || !CountChanges(db, gone.sessions)) {
+    return false;
+  }
+  progress.Show(2);
+  return Interrupted() || stores.tokens.PurgeExpired(kAlways);
+}
+
+Outcome PurgeAll(const Options& options, unsigned int owner, BaseDB& db, Counts& gone) {
+  Stores stores{EntryDB(db), SessionDB(db), TokenDB(db)};
+  Transaction change(db);  // ends before the stores, whose end writes
+  long before = 0;
+  long after = 0;
+  if (!change.good() || !CountAllTokens(db, before) ||
+      !DeletePast(options, owner, db, stores, gone)) {
+    return DatabaseFailed(db);
   }
   if (Interrupted()) return End(kInterrupted, "interrupted: nothing was purged");
-  long after = 0;
   if (!CountAllTokens(db, after) || !change.Commit()) return DatabaseFailed(db);
   gone.tokens = before - after;
   return kDone;

@@ -502,6 +502,18 @@ class Terminals(SlowTest):
         self.assertEqual(json.loads("".join(line[15:] for line in lines[begin:end])),
                          {"paths": paths})
 
+    def test_message_of_a_purge_does_not_stand_behind_its_progress(self):
+        self.create("--expire", "2020-01-01")
+        self.slow_down("entry")
+        self.sql("INSERT INTO session VALUES (NULL, 'past', 4294967295, '192.0.2.1', 1)")
+        self.sql("CREATE TRIGGER no_more BEFORE DELETE ON session "
+                 "BEGIN SELECT RAISE(ABORT, 'no more'); END")
+
+        shown = self.on_terminal("purge")[1]
+
+        self.assertTrue(shown.endswith(" of 3\033[K\r\033[Kvexosharing: the database failed: "
+                                       "no more\r\n"), shown)
+
     def test_progress_of_a_purge_is_shown_and_wiped(self):
         self.create("--expire", "2020-01-01")
         self.slow_down("entry")
