@@ -5,6 +5,7 @@
 #include "commands.h"
 #include "database.h"
 #include "entry_db.h"
+#include "interrupt.h"
 #include "json.h"
 #include "link_options.h"
 #include "link_state.h"
@@ -57,7 +58,10 @@ Outcome Create(const Options& options) {
   const std::unique_ptr<SharingDB> db = OpenOrMakeDatabase(options.common.database);
   if (db == nullptr) return kNotUsable;
   EntryDB links(*db);
-  if (!links.CreateWithHash(link)) return DatabaseFailed(*db);
+  Transaction change(*db);  // or a locked file would be tried for each hash
+  if (!change.good()) return DatabaseFailed(*db);
+  if (Interrupted()) return End(kInterrupted, "interrupted: no link was made");
+  if (!links.CreateWithHash(link) || !change.Commit()) return DatabaseFailed(*db);
 
   Print(options, link, LinkUrl(link.get_hash()), password);
   // A hash or a password that nobody got to see must not stay behind.

@@ -129,6 +129,22 @@ class Database(CommandTest):
                               self.refusal(NOT_USABLE, *call))
                 self.assertEqual(list(DATABASE.parent.iterdir()), [])
 
+    def test_one_that_stays_locked_is_told_after_one_wait(self):
+        link = self.create()
+        before = self.sql("SELECT * FROM entry")
+        self.lock()
+        processes = {name: self.start(*call, stdout=subprocess.PIPE) for name, call in {
+            "create": MAKES_DATABASE["create"], "edit": ["edit", link, "--title", "x"],
+            "delete": ["delete", link], "revoke": ["revoke", link], "purge": ["purge"],
+            "transfer": ["transfer", "--from", "alice", "--to", "bob"]}.items()}
+        for name, process in processes.items():
+            with self.subTest(name):
+                errors = process.communicate(timeout=60)[1]
+                self.assertEqual(process.returncode, NOT_USABLE)
+                self.assertEqual(errors, b"vexosharing: the database failed: "
+                                         b"database is locked\n")
+        self.assertEqual(self.sql("SELECT * FROM entry"), before)
+
     def test_missing_one_is_made_by_create_for_the_system_account(self):
         self.create()
 
@@ -381,18 +397,11 @@ class Interrupts(SlowTest):
                              ("", "vexosharing: interrupted: nothing was changed\n"))
             self.assertEqual(self.sql("SELECT * FROM entry"), before)
 
-    def test_create_that_waits_tells_of_its_link_all_the_same(self):
+    def test_create_that_waits_makes_no_link(self):
         self.create()
-        blocker = self.lock()
-        process = self.start(*MAKES_DATABASE["create"], "--json", stdout=subprocess.PIPE)
-        command_support.wait_until(lambda: command_support.uses_database(process))
-
-        process.send_signal(signal.SIGINT)
-        blocker.execute("ROLLBACK")
-        out = process.communicate(timeout=60)[0]
-
-        self.assertEqual(process.returncode, DONE)
-        self.assertEqual(self.links()[1]["hash"], json.loads(out)["hash"])
+        self.assertEqual(self.interrupted_while_waiting(*MAKES_DATABASE["create"]),
+                         ("", "vexosharing: interrupted: no link was made\n"))
+        self.assertEqual(len(self.links()), 1)
 
     def purge_in_the_middle(self):
         """A purge that has deleted a link and is busy with a session."""
