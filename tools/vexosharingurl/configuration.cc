@@ -46,6 +46,10 @@ bool SetBase(const std::string& value, Configuration& configuration,
 
 bool ApplyLine(const std::string& line, Configuration& configuration,
                std::string& reason) {
+  if (line.find('\0') != std::string::npos) {
+    reason = "it has a NUL byte, at which a part of it would end";
+    return false;
+  }
   const std::string setting = Trim(line.substr(0, line.find('#')));
   if (setting.empty()) {
     return true;

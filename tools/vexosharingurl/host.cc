@@ -41,11 +41,19 @@ bool ReadIPv6Host(const std::string& text, std::string& out, std::string& reason
   return true;
 }
 
-/// Whether the last label is a number: such a host is taken for an address, never for a
-/// name.
+/// The name without the dot that may stand at its end.
+std::string WithoutLastDot(const std::string& name) {
+  return name.back() == '.' ? name.substr(0, name.size() - 1) : name;
+}
+
+/// Whether the last label is a decimal or hexadecimal number: browsers take such a host
+/// for an address, never for a name.
 bool EndsInNumber(const std::string& name) {
-  const std::string last = name.substr(name.rfind('.') + 1);
-  return !last.empty() && last.find_first_not_of("0123456789") == std::string::npos;
+  const std::string plain = WithoutLastDot(name);
+  const std::string last = plain.substr(plain.rfind('.') + 1);
+  return last.rfind("0x", 0) == 0
+             ? last.find_first_not_of("0123456789abcdef", 2) == std::string::npos
+             : last.find_first_not_of("0123456789") == std::string::npos;
 }
 
 bool ReadName(const std::string& text, std::string& out, std::string& reason) {
@@ -71,7 +79,7 @@ bool ReadName(const std::string& text, std::string& out, std::string& reason) {
   }
   in_addr address = {};
   if (EndsInNumber(name) && !ReadIPv4(name, address)) {
-    reason = "this is no IPv4 address";
+    reason = "a host whose last label is a number is an IPv4 address such as 192.0.2.1";
     return false;
   }
   out = Escape(name);
@@ -129,7 +137,7 @@ bool IsLocalHost(const std::string& host) {
   if (ReadIPv4(host, four)) {
     return IsLocalIPv4(four);
   }
-  const std::string name = host.back() == '.' ? host.substr(0, host.size() - 1) : host;
+  const std::string name = WithoutLastDot(host);
   return name.find('.') == std::string::npos || EndsWith(name, ".local") ||
          EndsWith(name, ".home.arpa");
 }

@@ -8,6 +8,7 @@
 
 #include "configuration.h"
 #include "host.h"
+#include "standard_streams.h"
 #include "url.h"
 
 using url_tool::Address;
@@ -118,6 +119,10 @@ bool FindAddress(const Call& call, Address& address, _tag_SHARING_URL_TYPE& type
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (!OccupyStandardStreams()) {
+    Refuse("standard output is closed");
+    return kFailed;
+  }
   if (argc == 2 && std::string(argv[1]) == "--help") {
     std::cout << kUsage << std::flush;
     return std::cout ? kDone : kFailed;

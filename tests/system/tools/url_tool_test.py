@@ -15,6 +15,7 @@ TOOL = "/usr/vexo/bin/vexosharingurl"
 CONFIGURATION = pathlib.Path("/usr/vexo/etc/sharing-url.conf")
 
 UNKNOWN, LOCAL, CONFIGURED, RELAYED = range(4)
+ALICE = 5001
 
 
 def call(*arguments, **options):
@@ -109,12 +110,32 @@ class Arguments(UrlToolTest):
         self.assertEqual((done.returncode, done.stderr), (0, b""))
         self.assertIn(b"Example:", done.stdout)
 
+    def test_output_that_cannot_be_written_is_an_error(self):
+        reader, gone = os.pipe()
+        os.close(reader)
+        for output in (gone, os.open("/dev/full", os.O_WRONLY)):
+            for arguments, told in ((("a", "0", "1", "h.example", ""),
+                                     b"could not be written"), (("--help",), b"")):
+                done = subprocess.run([TOOL, *arguments], stdout=output,
+                                      stderr=subprocess.PIPE, check=False)
+                self.assertEqual(done.returncode, 1)
+                self.assertIn(told, done.stderr)
+            os.close(output)
+
     def test_closed_output_is_an_error(self):
-        with open("/dev/full", "wb") as full:
-            done = subprocess.run([TOOL, "a", "0", "1", "h.example", ""], stdout=full,
-                                  stderr=subprocess.PIPE, check=False)
+        done = subprocess.run([TOOL, "a", "0", "1", "h.example", ""], stderr=subprocess.PIPE,
+                              preexec_fn=lambda: os.close(1), check=False)
         self.assertEqual(done.returncode, 1)
-        self.assertIn(b"could not be written", done.stderr)
+        self.assertIn(b"standard output is closed", done.stderr)
+
+    def test_other_closed_streams_do_not_matter(self):
+        done = call("a", "0", "1", "", "", preexec_fn=lambda: os.close(0))
+        self.assertEqual(done.returncode, 0)
+        self.configure("nonsense\nbase = https://h.example\n")
+        done = subprocess.run([TOOL, "a", "0", "1", "", ""], stdout=subprocess.PIPE,
+                              preexec_fn=lambda: os.close(2), check=False)
+        self.assertEqual((done.returncode, done.stdout),
+                         (0, b"https://h.example/sharing/a\n2\n"))
 
 
 class Host(UrlToolTest):
@@ -156,8 +177,11 @@ class Host(UrlToolTest):
 
     def test_number_is_refused_unless_it_is_an_address(self):
         self.assertEqual(self.host("192.0.2.7"), "192.0.2.7")
-        for text in ("256.1.1.1", "1.2.3", "017.0.0.1", "2130706433", "nas.1"):
-            self.refusal("a", "0", "1", text, "")
+        for text in ("256.1.1.1", "1.2.3", "017.0.0.1", "2130706433", "nas.1", "192.0.2.7.",
+                     "1.2.3.", "0x7f000001", "0x7F.1", "nas.0xff", "nas.0x"):
+            self.assertIn("IPv4", self.refusal("a", "0", "1", text, ""))
+        for text in ("1.example", "nas.a1", "nas.0xyz", "nas.0x1g", "x1"):
+            self.assertEqual(self.host(text), text)
 
     def test_long_name_is_refused(self):
         self.host("a" * 255)
@@ -275,9 +299,26 @@ class Base(UrlToolTest):
         self.assertEqual(done.returncode, 0)
         self.assertIn(b"skipped", done.stderr)
 
+    def test_line_with_a_nul_is_skipped_whole(self):
+        CONFIGURATION.write_bytes(b"base = http://[::1\0x]\nbase = http\0s://a.example\n"
+                                  b"base = https://a.example #\0\n")
+        url, kind = self.answer("h", "0", "0", "", "", errors=3)
+        self.assertEqual(kind, LOCAL, url)
+
+    def test_last_line_needs_no_end(self):
+        self.configure("base = https://a.example")
+        self.assertEqual(self.url("h", "0", "0", "", ""), "https://a.example/sharing/h")
+
     def test_file_that_cannot_be_read_fails(self):
         CONFIGURATION.mkdir()
         self.assertIn(str(CONFIGURATION), self.refusal("h", "0", "0", "", "", status=1))
+
+    def test_file_that_the_caller_may_not_read_fails(self):
+        self.configure("base = https://a.example\n")
+        CONFIGURATION.chmod(0o600)
+        done = call("h", "0", "0", "", "", user=ALICE, group=ALICE, extra_groups=[])
+        self.assertEqual((done.returncode, done.stdout), (1, b""))
+        self.assertIn(f"{CONFIGURATION}: Permission denied".encode(), done.stderr)
 
 
 class Length(UrlToolTest):
