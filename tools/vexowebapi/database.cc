@@ -13,25 +13,36 @@ using VEXO::sharing::db::Result;
 using VEXO::sharing::db::Row;
 using VEXO::sharing::db::SharingDB;
 
-SharingDB* OpenDatabase(bool may_create, Failure& failure) {
+SharingDB* OpenDatabase(const Parameters& parameters, Failure& failure) {
   const std::string path = VEXO::sharing::SZF_SHARING_DB_PATH;
   struct stat status = {};
-  if (!may_create && stat(path.c_str(), &status) == -1 && errno == ENOENT) {
+  if (!parameters.failure() && stat(path.c_str(), &status) == -1 && errno == ENOENT) {
     failure = {kNoDatabase, "there is no database at " + path +
                                 ": create makes it with the first link"};
     return nullptr;
   }
+  return OpenOrMakeDatabase(parameters, failure);
+}
+
+SharingDB* OpenOrMakeDatabase(const Parameters& parameters, Failure& failure) {
+  failure = parameters.failure();
+  if (failure) {
+    return nullptr;
+  }
   SharingDB& database = SharingDB::Instance();
   if (!database.IsGood()) {
-    failure = {kDatabaseNotUsable,
-               "the database " + path + " cannot be used: the system log says why"};
+    failure = {kDatabaseNotUsable, std::string("the database ") +
+                                       VEXO::sharing::SZF_SHARING_DB_PATH +
+                                       " cannot be used: the system log says why"};
     return nullptr;
   }
   return &database;
 }
 
 Failure StatementFailure(const BaseDB& database) {
-  return {kDatabaseNotUsable, "the database refused: " + database.GetLastError()};
+  const std::string error = database.GetLastError();
+  return {kDatabaseNotUsable,
+          "the database refused: " + (error.empty() ? "the system log says why" : error)};
 }
 
 bool ReadNumber(BaseDB& database, const std::string& sql, long& out) {

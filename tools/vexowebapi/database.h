@@ -4,13 +4,18 @@
 
 #include "answer.h"
 #include "condition.h"
+#include "parameters.h"
 #include "sharing_db.h"
 
 namespace webapi {
 
-/// The system's database, opened when first asked for.  With `may_create` a missing file
-/// is made.  Null, with the failure, when there is none or it cannot be used.
-VEXO::sharing::db::SharingDB* OpenDatabase(bool may_create, Failure& failure);
+/// The system's database, for a call whose parameters are right.  Null, with the failure,
+/// when they are not, and when there is no database or it cannot be used.
+VEXO::sharing::db::SharingDB* OpenDatabase(const Parameters& parameters,
+                                           Failure& failure);
+/// The same, but a missing database is made.
+VEXO::sharing::db::SharingDB* OpenOrMakeDatabase(const Parameters& parameters,
+                                                 Failure& failure);
 
 /// The failure for a statement that the database refused.
 Failure StatementFailure(const VEXO::sharing::db::BaseDB& database);

@@ -88,7 +88,7 @@ Json::Value FullView(const Entry& link) {
   return view;
 }
 
-/// Finds the row id of a link, of one that does not read too.
+/// Finds the row id and hash of a link, of one that does not read too.
 Failure FindLink(SharingDB& database, const std::string& hash, Entry& link) {
   long id = 0;
   if (!ReadNumber(database,
@@ -101,18 +101,18 @@ Failure FindLink(SharingDB& database, const std::string& hash, Entry& link) {
     return {kNoSuchObject, "no such link: " + hash};
   }
   link.set_id(static_cast<int>(id));
+  link.set_hash(hash);
   return {};
 }
 
-/// Reads a link by its hash; the failure tells a missing row from a damaged one.
-Failure ReadLink(SharingDB& database, const EntryDB& links, const std::string& hash,
-                 Entry& link) {
-  const Failure failure = FindLink(database, hash, link);
-  if (!failure && !links.GetByHash(hash, link)) {
-    return {kUnreadableObject,
-            "the row of the link " + hash + " does not read; delete takes it away"};
+/// Reads the rest of a link that was found.
+Failure ReadLink(const EntryDB& links, Entry& link) {
+  const std::string hash = link.get_hash();
+  if (links.GetByHash(hash, link)) {
+    return {};
   }
-  return failure;
+  return {kUnreadableObject,
+          "the row of the link " + hash + " does not read; delete takes it away"};
 }
 
 /// The project that a filter names; empty when none is named.
@@ -150,8 +150,8 @@ Answer List(Parameters& parameters) {
   const std::string project = ReadProject(parameters);
   const std::optional<unsigned int> owner = ReadOwner(parameters);
   const Page page = ReadPage(parameters);
-  Failure failure = parameters.failure();
-  SharingDB* const database = failure ? nullptr : OpenDatabase(false, failure);
+  Failure failure;
+  SharingDB* const database = OpenDatabase(parameters, failure);
   if (database == nullptr) {
     return failure;
   }
@@ -186,14 +186,17 @@ Answer List(Parameters& parameters) {
 
 Answer Get(Parameters& parameters) {
   const std::string hash = ReadHash(parameters);
-  Failure failure = parameters.failure();
-  SharingDB* const database = failure ? nullptr : OpenDatabase(false, failure);
+  Failure failure;
+  SharingDB* const database = OpenDatabase(parameters, failure);
   if (database == nullptr) {
     return failure;
   }
   const EntryDB links(*database);
   Entry link;
-  failure = ReadLink(*database, links, hash, link);
+  failure = FindLink(*database, hash, link);
+  if (!failure) {
+    failure = ReadLink(links, link);
+  }
   if (failure) {
     return failure;
   }
@@ -226,8 +229,8 @@ Answer Create(Parameters& parameters) {
   link.set_app(Json::Value(Json::objectValue));
   Password password;
   ApplyParameters(parameters, link, password);
-  Failure failure = parameters.failure();
-  SharingDB* const database = failure ? nullptr : OpenDatabase(true, failure);
+  Failure failure;
+  SharingDB* const database = OpenOrMakeDatabase(parameters, failure);
   if (database == nullptr) {
     return failure;
   }
@@ -245,20 +248,37 @@ bool Revoke(SharingDB& database, const Entry& link, long& revoked) {
       revoked);
 }
 
-Answer Set(Parameters& parameters) {
+using Change = Answer (*)(SharingDB& database, EntryDB& links, Entry& link,
+                          Parameters& parameters);
+
+/// Finds the link that the call names and changes it; only a success is kept.
+Answer ChangeLink(Change change, Parameters& parameters) {
   const std::string hash = ReadHash(parameters);
-  Failure failure = parameters.failure();
-  SharingDB* const database = failure ? nullptr : OpenDatabase(false, failure);
+  Failure failure;
+  SharingDB* const database = OpenDatabase(parameters, failure);
   if (database == nullptr) {
     return failure;
   }
-  EntryDB links(*database);
+  EntryDB links(*database);  // outlives the transaction, in which it could not checkpoint
   Transaction transaction(*database);
   if (!transaction) {
     return StatementFailure(*database);
   }
   Entry link;
-  failure = ReadLink(*database, links, hash, link);
+  failure = FindLink(*database, hash, link);
+  if (failure) {
+    return failure;
+  }
+  const Answer answer = change(*database, links, link, parameters);
+  if (answer.success() && !transaction.Commit()) {
+    return StatementFailure(*database);
+  }
+  return answer;
+}
+
+Answer SetFound(SharingDB& database, EntryDB& links, Entry& link,
+                Parameters& parameters) {
+  const Failure failure = ReadLink(links, link);
   if (failure) {
     return failure;
   }
@@ -270,46 +290,39 @@ Answer Set(Parameters& parameters) {
   }
   long revoked = 0;
   const bool revoke = !password.text().empty() || AdmissionOf(link) != before;
-  if (!links.Update(link) || (revoke && !Revoke(*database, link, revoked)) ||
-      !transaction.Commit()) {
-    return StatementFailure(*database);
+  if (!links.Update(link) || (revoke && !Revoke(database, link, revoked))) {
+    return StatementFailure(database);
   }
   Json::Value data;
   data["revoked"] = Json::Int64{revoked};
   return StoredAnswer(link, password, data);
 }
 
-/// Takes a link's tokens away and, for `whole`, the link with them.
-Answer TakeAway(Parameters& parameters, bool whole) {
-  const std::string hash = ReadHash(parameters);
-  Failure failure = parameters.failure();
-  SharingDB* const database = failure ? nullptr : OpenDatabase(false, failure);
-  if (database == nullptr) {
-    return failure;
-  }
-  EntryDB links(*database);
-  Transaction transaction(*database);
-  if (!transaction) {
-    return StatementFailure(*database);
-  }
-  Entry link;
-  failure = FindLink(*database, hash, link);
-  if (failure) {
-    return failure;
-  }
+Answer RevokeFound(SharingDB& database, EntryDB&, Entry& link, Parameters&) {
   long revoked = 0;
-  if (!Revoke(*database, link, revoked) || (whole && !links.Delete(link)) ||
-      !transaction.Commit()) {
-    return StatementFailure(*database);
+  if (!Revoke(database, link, revoked)) {
+    return StatementFailure(database);
   }
   Json::Value data;
-  data[SZK_HASH] = hash;
+  data[SZK_HASH] = link.get_hash();
   data["revoked"] = Json::Int64{revoked};
   return data;
 }
 
-Answer Delete(Parameters& parameters) { return TakeAway(parameters, true); }
-Answer RevokeTokens(Parameters& parameters) { return TakeAway(parameters, false); }
+Answer DeleteFound(SharingDB& database, EntryDB& links, Entry& link,
+                   Parameters& parameters) {
+  const Answer revoked = RevokeFound(database, links, link, parameters);
+  if (revoked.success() && !links.Delete(link)) {
+    return StatementFailure(database);
+  }
+  return revoked;
+}
+
+Answer Set(Parameters& parameters) { return ChangeLink(SetFound, parameters); }
+Answer Delete(Parameters& parameters) { return ChangeLink(DeleteFound, parameters); }
+Answer RevokeTokens(Parameters& parameters) {
+  return ChangeLink(RevokeFound, parameters);
+}
 
 Answer Purge(Parameters& parameters) {
   const std::string project = ReadProject(parameters);
@@ -323,8 +336,8 @@ Answer Purge(Parameters& parameters) {
     parameters.Fail(kMissingParameter,
                     "owner_user, owner_uid or all=true is required: whose links?");
   }
-  Failure failure = parameters.failure();
-  SharingDB* const database = failure ? nullptr : OpenDatabase(false, failure);
+  Failure failure;
+  SharingDB* const database = OpenDatabase(parameters, failure);
   if (database == nullptr) {
     return failure;
   }
@@ -335,9 +348,9 @@ Answer Purge(Parameters& parameters) {
   return done ? PurgeAnswer(*database) : StatementFailure(*database);
 }
 
-Answer Info(Parameters&) {
+Answer Info(Parameters& parameters) {
   Failure failure;
-  SharingDB* const database = OpenDatabase(false, failure);
+  SharingDB* const database = OpenDatabase(parameters, failure);
   if (database == nullptr) {
     return failure;
   }

@@ -41,11 +41,17 @@ void ApplyTexts(Parameters& parameters, Entry& link) {
 
 void ApplyLimits(Parameters& parameters, Entry& link) {
   long number = 0;
-  if (parameters.Number(SZK_START_AT, 0, kLastSecond, number)) {
+  const bool starts = parameters.Number(SZK_START_AT, 0, kLastSecond, number);
+  if (starts) {
     link.set_start_at(number);
   }
-  if (parameters.Number(SZK_EXPIRE_AT, 0, kLastSecond, number)) {
+  const bool expires = parameters.Number(SZK_EXPIRE_AT, 0, kLastSecond, number);
+  if (expires) {
     link.set_expire_at(number);
+  }
+  if ((starts || expires) && link.get_expire_at() != 0 &&
+      link.get_start_at() > link.get_expire_at()) {
+    parameters.Fail(kBadParameter, "expire_at is before start_at");
   }
   if (parameters.Number(SZK_EXPIRE_TIMES, 0, std::numeric_limits<int>::max(), number)) {
     link.set_expire_times(static_cast<int>(number));

@@ -11,6 +11,7 @@
 #include "answer.h"
 #include "methods.h"
 #include "parameters.h"
+#include "standard_streams.h"
 
 using webapi::Answer;
 using webapi::Failure;
@@ -120,6 +121,10 @@ Answer Run(const std::vector<std::string>& arguments) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (!OccupyStandardStreams()) {
+    std::cerr << "vexowebapi: standard output is closed, so nothing was done\n";
+    return kRefused;
+  }
   const std::string mode = argc > 1 ? argv[1] : "";
   if (mode == "--help") {
     std::cout << kUsage << std::flush;
@@ -132,7 +137,7 @@ int main(int argc, char** argv) {
   const Answer answer = Run(std::vector<std::string>(argv + 2, argv + argc));
   std::cout << answer.Text() << std::flush;
   if (!std::cout) {
-    std::cerr << "vexowebapi: the answer could not be written\n";
+    std::cerr << "vexowebapi: the call was run, but its answer could not be written\n";
     return kRefused;
   }
   return answer.success() ? kDone : kRefused;

@@ -2,6 +2,7 @@
 
 #include <json/reader.h>
 
+#include <algorithm>
 #include <charconv>
 #include <memory>
 
@@ -15,7 +16,40 @@ namespace {
 // What is stored stands some levels deeper than here, and must still be read back.
 constexpr int kDeepestJson = 100;
 
+// The upper bits of the two halves of a character beyond U+FFFF.
+constexpr unsigned int kHighHalf = 0xd800 >> 10;
+constexpr unsigned int kLowHalf = 0xdc00 >> 10;
+
+/// The four hex digits of an escaped character that begins there; 0 when none does.
+unsigned int EscapedUnit(const std::string& text, std::size_t begin) {
+  unsigned int unit = 0;
+  if (text.compare(begin, 2, "\\u") == 0) {
+    const char* const digits = text.data() + begin + 2;
+    std::from_chars(digits, std::min(digits + 4, text.data() + text.size()), unit, 16);
+  }
+  return unit;
+}
+
+/// Whether an escape is one half of a character without the other.  The parser would make
+/// another character of it.
+bool HasHalfCharacter(const std::string& text) {
+  std::size_t next = 0;
+  for (std::size_t i = text.find('\\'); i < text.size(); i = text.find('\\', next)) {
+    const unsigned int half = EscapedUnit(text, i) >> 10;
+    const bool whole = half == kHighHalf && i + 6 < text.size() &&
+                       EscapedUnit(text, i + 6) >> 10 == kLowHalf;
+    if (!whole && (half == kHighHalf || half == kLowHalf)) {
+      return true;
+    }
+    next = i + (whole ? 12 : 2);
+  }
+  return false;
+}
+
 bool ParseJson(const std::string& text, Json::Value& out) {
+  if (HasHalfCharacter(text)) {
+    return false;
+  }
   Json::CharReaderBuilder builder;
   Json::CharReaderBuilder::strictMode(&builder.settings_);
   builder["stackLimit"] = kDeepestJson;
@@ -129,6 +163,7 @@ bool Parameters::Names(const char* name, std::vector<std::string>& out) {
   if (!Text(name, text)) {
     return false;
   }
+  text = Trim(text);
   std::vector<std::string> names;
   if (!text.empty() && text.front() == '[') {
     if (!NamesFromJson(text, names)) {

@@ -1,4 +1,3 @@
-#include "database.h"
 #include "methods.h"
 #include "session_db.h"
 #include "utils.h"
@@ -9,7 +8,6 @@ namespace webapi {
 namespace {
 
 using namespace VEXO::sharing;
-using db::SharingDB;
 
 bool ReadSession(const db::Row& row, Json::Value& view) {
   const unsigned int uid = row.GetField(SZK_UID_).AsUInt(UID_ERR);
@@ -28,7 +26,8 @@ bool ReadSession(const db::Row& row, Json::Value& view) {
 }
 
 const VisitorTable& Sessions() {
-  static const VisitorTable table = {"session", "id, uid, ip, timeout", ReadSession};
+  static const VisitorTable table = {"session", "id, uid, ip, timeout", ReadSession,
+                                     true};
   return table;
 }
 
@@ -40,47 +39,9 @@ Answer List(Parameters& parameters) {
 
 Answer Get(Parameters& parameters) { return GetRow(Sessions(), parameters); }
 
-Answer Delete(Parameters& parameters) {
-  const long id = ReadId(parameters);
-  Failure failure = parameters.failure();
-  SharingDB* const database = failure ? nullptr : OpenDatabase(false, failure);
-  if (database == nullptr) {
-    return failure;
-  }
-  const std::string number = std::to_string(id);
-  Transaction transaction(*database);
-  long revoked = 0;
-  long deleted = 0;
-  if (!transaction ||
-      !CountChanges(*database, "DELETE FROM token WHERE session_id = " + number,
-                    revoked) ||
-      !CountChanges(*database, "DELETE FROM session WHERE id = " + number, deleted)) {
-    return StatementFailure(*database);
-  }
-  if (deleted == 0) {
-    return NoSuchRow(Sessions(), id);
-  }
-  if (!transaction.Commit()) {
-    return StatementFailure(*database);
-  }
-  Json::Value data;
-  data[SZK_ID_] = Json::Int64{id};
-  data["revoked"] = Json::Int64{revoked};
-  return data;
-}
-
-Answer Purge(Parameters&) {
-  Failure failure;
-  SharingDB* const database = OpenDatabase(false, failure);
-  if (database == nullptr) {
-    return failure;
-  }
-  db::SessionDB sessions(*database);
-  return sessions.PurgeExpired(1.0F) ? PurgeAnswer(*database)
-                                     : StatementFailure(*database);
-}
-
-Answer Info(Parameters&) { return CountRows(Sessions()); }
+Answer Delete(Parameters& parameters) { return DeleteRow(Sessions(), parameters); }
+Answer Purge(Parameters& parameters) { return PurgeRows<db::SessionDB>(parameters); }
+Answer Info(Parameters& parameters) { return CountRows(Sessions(), parameters); }
 
 }  // namespace
 

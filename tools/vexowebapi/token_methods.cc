@@ -1,4 +1,3 @@
-#include "database.h"
 #include "methods.h"
 #include "token_db.h"
 #include "visitor_rows.h"
@@ -8,7 +7,6 @@ namespace webapi {
 namespace {
 
 using namespace VEXO::sharing;
-using db::SharingDB;
 
 bool ReadToken(const db::Row& row, Json::Value& view) {
   const int link = row.GetField(SZK_ENTRY_ID).AsInt(0);
@@ -23,7 +21,7 @@ bool ReadToken(const db::Row& row, Json::Value& view) {
 
 const VisitorTable& Tokens() {
   static const VisitorTable table = {"token", "id, entry_id, session_id, timeout",
-                                     ReadToken};
+                                     ReadToken, false};
   return table;
 }
 
@@ -45,37 +43,9 @@ Answer List(Parameters& parameters) {
 
 Answer Get(Parameters& parameters) { return GetRow(Tokens(), parameters); }
 
-Answer Delete(Parameters& parameters) {
-  const long id = ReadId(parameters);
-  Failure failure = parameters.failure();
-  SharingDB* const database = failure ? nullptr : OpenDatabase(false, failure);
-  if (database == nullptr) {
-    return failure;
-  }
-  long deleted = 0;
-  if (!CountChanges(*database, "DELETE FROM token WHERE id = " + std::to_string(id),
-                    deleted)) {
-    return StatementFailure(*database);
-  }
-  if (deleted == 0) {
-    return NoSuchRow(Tokens(), id);
-  }
-  Json::Value data;
-  data[SZK_ID_] = Json::Int64{id};
-  return data;
-}
-
-Answer Purge(Parameters&) {
-  Failure failure;
-  SharingDB* const database = OpenDatabase(false, failure);
-  if (database == nullptr) {
-    return failure;
-  }
-  db::TokenDB tokens(*database);
-  return tokens.PurgeExpired(1.0F) ? PurgeAnswer(*database) : StatementFailure(*database);
-}
-
-Answer Info(Parameters&) { return CountRows(Tokens()); }
+Answer Delete(Parameters& parameters) { return DeleteRow(Tokens(), parameters); }
+Answer Purge(Parameters& parameters) { return PurgeRows<db::TokenDB>(parameters); }
+Answer Info(Parameters& parameters) { return CountRows(Tokens(), parameters); }
 
 }  // namespace
 

@@ -2,12 +2,26 @@
 
 #include <ctime>
 
-#include "database.h"
-
 namespace webapi {
 
 using namespace VEXO::sharing;
 using db::SharingDB;
+
+namespace {
+
+/// Reads the row id that a call names.
+long ReadId(Parameters& parameters) {
+  long id = 0;
+  parameters.Require(SZK_ID_);
+  parameters.Number(SZK_ID_, 1, kLargestId, id);
+  return id;
+}
+
+Failure NoSuchRow(const VisitorTable& table, long id) {
+  return {kNoSuchObject, "no such " + table.name + ": " + std::to_string(id)};
+}
+
+}  // namespace
 
 bool ReadDeadline(const db::Row& row, Json::Value& view) {
   const long deadline = row.GetField(SZK_TIMEOUT).AsTime(-1);
@@ -23,8 +37,8 @@ bool ReadDeadline(const db::Row& row, Json::Value& view) {
 Answer ListRows(const VisitorTable& table, const std::string& condition,
                 Parameters& parameters) {
   const Page page = ReadPage(parameters);
-  Failure failure = parameters.failure();
-  SharingDB* const database = failure ? nullptr : OpenDatabase(false, failure);
+  Failure failure;
+  SharingDB* const database = OpenDatabase(parameters, failure);
   if (database == nullptr) {
     return failure;
   }
@@ -46,8 +60,8 @@ Answer ListRows(const VisitorTable& table, const std::string& condition,
 
 Answer GetRow(const VisitorTable& table, Parameters& parameters) {
   const long id = ReadId(parameters);
-  Failure failure = parameters.failure();
-  SharingDB* const database = failure ? nullptr : OpenDatabase(false, failure);
+  Failure failure;
+  SharingDB* const database = OpenDatabase(parameters, failure);
   if (database == nullptr) {
     return failure;
   }
@@ -70,9 +84,42 @@ Answer GetRow(const VisitorTable& table, Parameters& parameters) {
   return data;
 }
 
-Answer CountRows(const VisitorTable& table) {
+Answer DeleteRow(const VisitorTable& table, Parameters& parameters) {
+  const long id = ReadId(parameters);
   Failure failure;
-  SharingDB* const database = OpenDatabase(false, failure);
+  SharingDB* const database = OpenDatabase(parameters, failure);
+  if (database == nullptr) {
+    return failure;
+  }
+  const std::string number = std::to_string(id);
+  Transaction transaction(*database);
+  long revoked = 0;
+  long deleted = 0;
+  if (!transaction ||
+      (table.has_tokens &&
+       !CountChanges(*database, "DELETE FROM token WHERE session_id = " + number,
+                     revoked)) ||
+      !CountChanges(*database, "DELETE FROM " + table.name + " WHERE id = " + number,
+                    deleted)) {
+    return StatementFailure(*database);
+  }
+  if (deleted == 0) {
+    return NoSuchRow(table, id);
+  }
+  if (!transaction.Commit()) {
+    return StatementFailure(*database);
+  }
+  Json::Value data;
+  data[SZK_ID_] = Json::Int64{id};
+  if (table.has_tokens) {
+    data["revoked"] = Json::Int64{revoked};
+  }
+  return data;
+}
+
+Answer CountRows(const VisitorTable& table, const Parameters& parameters) {
+  Failure failure;
+  SharingDB* const database = OpenDatabase(parameters, failure);
   if (database == nullptr) {
     return failure;
   }
@@ -88,17 +135,6 @@ Answer CountRows(const VisitorTable& table) {
   data["total"] = Json::Int64{total};
   data["alive"] = Json::Int64{alive};
   return data;
-}
-
-long ReadId(Parameters& parameters) {
-  long id = 0;
-  parameters.Require(SZK_ID_);
-  parameters.Number(SZK_ID_, 1, kLargestId, id);
-  return id;
-}
-
-Failure NoSuchRow(const VisitorTable& table, long id) {
-  return {kNoSuchObject, "no such " + table.name + ": " + std::to_string(id)};
 }
 
 }  // namespace webapi

@@ -3,6 +3,7 @@
 #include <limits>
 #include <string>
 
+#include "database.h"
 #include "methods.h"
 #include "paging.h"
 
@@ -13,6 +14,7 @@ struct VisitorTable {
   std::string name;     // of the table, and of one row in an answer
   std::string columns;  // to be read; a session's secret is not among them
   bool (*read)(const VEXO::sharing::db::Row& row, Json::Value& view);
+  bool has_tokens;  // a session is deleted with its tokens
 };
 
 /// Reads what both tables have, the row id and the deadline, and whether it lies ahead.
@@ -23,15 +25,23 @@ bool ReadDeadline(const VEXO::sharing::db::Row& row, Json::Value& view);
 Answer ListRows(const VisitorTable& table, const std::string& condition,
                 Parameters& parameters);
 Answer GetRow(const VisitorTable& table, Parameters& parameters);
+Answer DeleteRow(const VisitorTable& table, Parameters& parameters);
 /// Rows in all, and those whose deadline lies ahead.
-Answer CountRows(const VisitorTable& table);
+Answer CountRows(const VisitorTable& table, const Parameters& parameters);
+
+/// Deletes the rows of the store whose deadline has passed.
+template <class Store>
+Answer PurgeRows(const Parameters& parameters) {
+  Failure failure;
+  VEXO::sharing::db::SharingDB* const database = OpenDatabase(parameters, failure);
+  if (database == nullptr) {
+    return failure;
+  }
+  Store rows(*database);
+  return rows.PurgeExpired(1.0F) ? PurgeAnswer(*database) : StatementFailure(*database);
+}
 
 /// Row ids are positive numbers of the type int.
 constexpr long kLargestId = std::numeric_limits<int>::max();
-
-/// Reads the row id that a call names.
-long ReadId(Parameters& parameters);
-
-Failure NoSuchRow(const VisitorTable& table, long id);
 
 }  // namespace webapi
