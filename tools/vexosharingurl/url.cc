@@ -175,7 +175,7 @@ bool ReadBase(const std::string& text, Address& out, std::string& reason) {
     return false;
   }
   const std::size_t host_end =
-      std::min(text.find_first_of("/?#", host_begin), text.size());
+      std::min(text.find_first_of("/?", host_begin), text.size());
   if (!ReadAuthority(text.substr(host_begin, host_end - host_begin), address, reason)) {
     return false;
   }

@@ -37,6 +37,7 @@ class Tutorial(unittest.TestCase):
         self.assertEqual(shell.returncode, 0, shell.stdout + shell.stderr)
         self.assertEqual(shell.stdout.count("refused, as it should be"), 3, shell.stdout)
         self.assertEqual(shell.stdout.count("alice is not listed"), 1, shell.stdout)
+        self.assertIn("https://share.example.org/sharing/", shell.stdout)
         self.assertRegex(shell.stdout, r"(?m)^-9 ")
         self.assertRegex(shell.stdout, r"(?m)^-11 ")
         self.assertRegex(shell.stdout, r"(?m)^-7 ")

@@ -5,6 +5,8 @@
 Every answer that a test sees is validated against the schema of its method.
 """
 
+import ctypes
+import errno
 import json
 import os
 import pathlib
@@ -12,12 +14,15 @@ import re
 import shutil
 import signal
 import sqlite3
+import struct
 import subprocess
 import sys
 import time
 import unittest
 
 import jsonschema
+
+from command_support import uses_database, wait_until
 
 TOOL = "/usr/vexo/bin/vexowebapi"
 LIBRARIES = pathlib.Path("/usr/vexo/lib")
@@ -34,6 +39,21 @@ def run(*arguments, **options):
     options = {"capture_output": True, "timeout": 120,
                "env": dict(os.environ, LD_LIBRARY_PATH=str(LIBRARIES)), **options}
     return subprocess.run([TOOL, *arguments], **options)
+
+
+def refuse_random_bytes():
+    """Lets the kernel answer EIO when this process asks for random bytes."""
+    getrandom = {"x86_64": 318, "aarch64": 278}[os.uname().machine]
+    load, jump_if_equal, answer = 0x20, 0x15, 0x06
+    refuse, allow = 0x00050000 | errno.EIO, 0x7fff0000
+    steps = ctypes.create_string_buffer(
+        struct.pack("HBBI", load, 0, 0, 0) + struct.pack("HBBI", jump_if_equal, 0, 1, getrandom)
+        + struct.pack("HBBI", answer, 0, 0, refuse) + struct.pack("HBBI", answer, 0, 0, allow))
+    program = ctypes.create_string_buffer(struct.pack("HP", 4, ctypes.addressof(steps)))
+    set_no_new_privileges, set_filter, filter_mode = 38, 22, 2
+    prctl = ctypes.CDLL(None).prctl
+    if prctl(set_no_new_privileges, 1, 0, 0, 0) != 0 or prctl(set_filter, filter_mode, program) != 0:
+        raise OSError("the filter was not taken")
 
 
 def validate(answer, name):
@@ -271,15 +291,12 @@ class Database(WebApiTest):
         call = subprocess.Popen(
             [TOOL, "--exec", f"api={LINK}", "version=1", "method=set", f"hash={name}",
              *parameter_texts(parameters)], stdout=subprocess.PIPE,
-            env=dict(os.environ, LD_LIBRARY_PATH=str(LIBRARIES)))
+            env=dict(os.environ, LD_LIBRARY_PATH=str(LIBRARIES)),
+            preexec_fn=lambda: signal.signal(signal.SIGINT, signal.SIG_DFL))
         self.addCleanup(call.stdout.close)
         self.addCleanup(call.wait)
         self.addCleanup(call.kill)
-        deadline = time.monotonic() + 30
-        while not any(os.path.realpath(file) == str(DATABASE)
-                      for file in pathlib.Path(f"/proc/{call.pid}/fd").iterdir()):
-            self.assertLess(time.monotonic(), deadline)
-            time.sleep(0.01)
+        wait_until(lambda: uses_database(call))
         return call
 
     def test_call_waits_while_another_writes(self):
@@ -496,6 +513,15 @@ class Create(WebApiTest):
             self.assertNotIn("password", answer)
             for secret in secrets:
                 self.assertNotIn(secret, json.dumps(answer))
+
+    def test_link_without_random_bytes_is_not_made(self):
+        for parameters, code in (({"generate_password": True}, "failed"),
+                                 ({}, "database_not_usable")):
+            message = self.error(code, LINK, "create", {
+                "project_name": "p", "owner_user": "alice", **parameters},
+                                 preexec_fn=refuse_random_bytes)
+            self.assertFalse(message.endswith(": "), message)
+        self.assertEqual(self.data(LINK, "info")["total"], 0)
 
     def test_generated_passwords_differ_and_use_the_whole_alphabet(self):
         seen = [self.data(LINK, "create", {"project_name": "p", "owner_user": "alice",
