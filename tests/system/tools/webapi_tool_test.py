@@ -741,13 +741,23 @@ class Set(WebApiTest):
         self.assertEqual(self.stored(name)["protect_uids"], [NOBODY_HERE])
 
     def test_change_of_only_gone_accounts_takes_the_tokens(self):
-        name = self.create(protect_users="alice")
-        stored = self.stored(name)
-        stored["protect_uids"] = [ALICE, NOBODY_HERE]
-        self.sql("UPDATE entry SET data = ?", json.dumps(stored))
-        self.add_visitor(name)
-        self.assertEqual(self.data(LINK, "set", {"hash": name, "protect_users": "alice"})
-                         ["revoked"], 1)
+        for names, ids, admitted in (("protect_users", "protect_uids", "alice"),
+                                     ("protect_groups", "protect_gids", "staff-test")):
+            name = self.create(**{names: admitted})
+            stored = self.stored(name)
+            stored[ids].append(NOBODY_HERE)
+            self.sql("UPDATE entry SET data = ? WHERE hash = ?", json.dumps(stored), name)
+            self.add_visitor(name)
+            self.assertEqual(self.data(LINK, "set", {"hash": name, names: admitted})
+                             ["revoked"], 1, names)
+
+    def test_change_of_names_that_do_not_resolve_takes_the_tokens(self):
+        for names in ("protect_users", "protect_groups"):
+            name = self.create(**{names: "not-yet"})
+            self.add_visitor(name)
+            for wanted, revoked in (("not-yet", 0), ("nor-this", 1)):
+                self.assertEqual(self.data(LINK, "set", {"hash": name, names: wanted})
+                                 ["revoked"], revoked, names)
 
     def test_uses_counted_meanwhile_are_kept(self):
         name = self.create(expire_times=1000000)
