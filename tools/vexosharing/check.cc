@@ -19,6 +19,7 @@
 #include "options.h"
 #include "progress.h"
 #include "result.h"
+#include "statements.h"
 #include "table.h"
 #include "text.h"
 
@@ -121,7 +122,8 @@ bool CheckIntegrity(BaseDB& db, Findings& findings) {
 
 bool CheckVersion(BaseDB& db, Findings& findings) {
   long version = 0;
-  if (!SelectNumber(db, "SELECT user_version AS n FROM pragma_user_version", version)) {
+  if (!tools::SelectNumber(db, "SELECT user_version AS n FROM pragma_user_version",
+                           version)) {
     return false;
   }
   if (version != kSchemaVersion) {
@@ -137,10 +139,11 @@ bool CheckVersion(BaseDB& db, Findings& findings) {
 bool CheckTokens(BaseDB& db, Findings& findings) {
   const auto check = [&db, &findings](const std::string& of, const std::string& kind) {
     long tokens = 0;
-    if (!SelectNumber(db,
-                      "SELECT COUNT(*) AS n FROM token WHERE NOT EXISTS (SELECT 1 FROM " +
-                          of + " WHERE " + of + ".id = token." + of + "_id)",
-                      tokens)) {
+    if (!tools::SelectNumber(
+            db,
+            "SELECT COUNT(*) AS n FROM token WHERE NOT EXISTS (SELECT 1 FROM " + of +
+                " WHERE " + of + ".id = token." + of + "_id)",
+            tokens)) {
       return false;
     }
     if (tokens > 0) {

@@ -13,6 +13,7 @@
 #include "options.h"
 #include "output.h"
 #include "qr_code.h"
+#include "statements.h"
 #include "table.h"
 
 namespace command {
@@ -58,7 +59,7 @@ Outcome Create(const Options& options) {
   const std::unique_ptr<SharingDB> db = OpenOrMakeDatabase(options.common.database);
   if (db == nullptr) return kNotUsable;
   EntryDB links(*db);
-  Transaction change(*db);  // or a locked file would be tried for each hash
+  tools::Transaction change(*db);  // or a locked file would be tried for each hash
   if (!change.good()) return DatabaseFailed(*db);
   if (Interrupted()) return End(kInterrupted, "interrupted: no link was made");
   if (!links.CreateWithHash(link) || !change.Commit()) return DatabaseFailed(*db);

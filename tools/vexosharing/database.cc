@@ -7,14 +7,9 @@
 #include <cerrno>
 #include <filesystem>
 
-#include "result.h"
-
 namespace command {
 
 namespace {
-
-using VEXO::sharing::db::Result;
-using VEXO::sharing::db::Row;
 
 constexpr uid_t kSystemUid = 1;
 constexpr gid_t kSystemGid = 1;
@@ -78,30 +73,6 @@ Outcome DatabaseFailed(const BaseDB& db) {
   const std::string error = db.GetLastError();
   return End(kNotUsable, "the database failed: " +
                              (error.empty() ? "the system log says why" : error));
-}
-
-bool SelectNumber(BaseDB& db, const std::string& sql, long& number) {
-  Result result;
-  Row row;
-  if (!db.Execute(sql, result) || !result.NextRow(row)) return false;
-  number = row.GetField("n").AsTime(0);
-  return true;
-}
-
-bool CountChanges(BaseDB& db, long& count) {
-  return SelectNumber(db, "SELECT changes() AS n", count);
-}
-
-Transaction::Transaction(BaseDB& db) : db_(db), open_(db.Execute("BEGIN IMMEDIATE")) {}
-
-Transaction::~Transaction() {
-  if (open_) db_.Execute("ROLLBACK");
-}
-
-bool Transaction::Commit() {
-  // A failed one is rolled back at the end: until then its reason can be told.
-  open_ = !db_.Execute("COMMIT");
-  return !open_;
 }
 
 }  // namespace command

@@ -24,27 +24,4 @@ std::unique_ptr<SharingDB> OpenOrMakeDatabase(const std::string& path);
 /// Tells the reason of the last failed statement.
 Outcome DatabaseFailed(const BaseDB& db);
 
-/// First column of the first row, named n, of a SELECT.
-bool SelectNumber(BaseDB& db, const std::string& sql, long& number);
-
-/// Rows that the last INSERT, UPDATE or DELETE changed.
-bool CountChanges(BaseDB& db, long& count);
-
-/// A transaction that may write from its first statement on; rolled back at its end
-/// unless it was committed.
-class Transaction {
- public:
-  explicit Transaction(BaseDB& db);
-  ~Transaction();
-  Transaction(const Transaction&) = delete;
-  Transaction& operator=(const Transaction&) = delete;
-
-  bool good() const { return open_; }
-  bool Commit();
-
- private:
-  BaseDB& db_;
-  bool open_;
-};
-
 }  // namespace command

@@ -7,6 +7,7 @@
 #include "interrupt.h"
 #include "json.h"
 #include "links.h"
+#include "statements.h"
 #include "text.h"
 
 namespace command {
@@ -18,7 +19,7 @@ using VEXO::sharing::db::TokenDB;
 /// Treats the link of that hash; kDone with the number of its tokens.
 Outcome TreatLink(BaseDB& db, EntryDB& links, TokenDB& tokens, const std::string& hash,
                   Treatment treat, long& count) {
-  Transaction change(db);
+  tools::Transaction change(db);
   if (!change.good()) return DatabaseFailed(db);
   Entry link;
   bool readable = false;  // one that does not read may go too

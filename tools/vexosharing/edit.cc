@@ -15,6 +15,7 @@
 #include "links.h"
 #include "options.h"
 #include "output.h"
+#include "statements.h"
 #include "text.h"
 #include "token_db.h"
 
@@ -84,7 +85,7 @@ Outcome Edit(const Options& options) {
 
   EntryDB links(*db);  // the stores end after the transaction: their end writes
   TokenDB tokens(*db);
-  Transaction change(*db);
+  tools::Transaction change(*db);
   if (!change.good()) return DatabaseFailed(*db);
   if (Interrupted()) return End(kInterrupted, "interrupted: nothing was changed");
   Entry link;

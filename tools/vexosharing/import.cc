@@ -14,6 +14,7 @@
 #include "line_reader.h"
 #include "options.h"
 #include "progress.h"
+#include "statements.h"
 #include "table.h"
 #include "text.h"
 
@@ -153,7 +154,7 @@ Outcome Importer::StoreBatch(std::vector<ImportLine>& batch) {
   if (batch.empty()) return kDone;
   Counts counts = counts_;
   std::vector<NewHash> renamed;
-  Transaction change(db_);
+  tools::Transaction change(db_);
   if (!change.good()) return DatabaseFailed(db_);
   for (ImportLine& line : batch) {
     if (!Store(line, counts, renamed)) return DatabaseFailed(db_);
@@ -167,7 +168,7 @@ Outcome Importer::StoreBatch(std::vector<ImportLine>& batch) {
 bool Importer::Store(ImportLine& line, Counts& counts, std::vector<NewHash>& renamed) {
   const std::string hash = line.link.get_hash();
   long taken = 0;
-  if (!SelectNumber(
+  if (!tools::SelectNumber(
           db_, "SELECT COUNT(*) AS n FROM entry WHERE hash = '" + db_.Escape(hash) + "'",
           taken)) {
     return false;

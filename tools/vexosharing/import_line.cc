@@ -12,6 +12,7 @@
 #include "result.h"
 #include "secret.h"
 #include "text.h"
+#include "utf8.h"
 #include "utils.h"
 
 namespace command {
@@ -97,7 +98,7 @@ class Members {
  private:
   static bool IsText(const Json::Value& value) {
     // A zero byte would end the text in the database.
-    return value.isString() && IsUtf8(value.asString()) &&
+    return value.isString() && tools::IsUtf8(value.asString()) &&
            value.asString().find('\0') == std::string::npos;
   }
 

@@ -6,6 +6,7 @@
 #include "interrupt.h"
 #include "json.h"
 #include "link_state.h"
+#include "statements.h"
 #include "utils.h"
 
 namespace command {
@@ -135,7 +136,7 @@ std::string UsesText(const Entry& link, const char* between) {
 }
 
 bool CountTokens(BaseDB& db, const Entry& link, long& count) {
-  return SelectNumber(
+  return tools::SelectNumber(
       db,
       "SELECT COUNT(*) AS n FROM token WHERE entry_id = " + std::to_string(link.get_id()),
       count);

@@ -17,6 +17,7 @@
 #include "moment.h"
 #include "options.h"
 #include "progress.h"
+#include "statements.h"
 #include "table.h"
 #include "text.h"
 
@@ -175,7 +176,7 @@ void PrintArray(LinkReader& reader, long now) {
 Outcome TellPage(const Options& options, BaseDB& db, const std::string& where) {
   long links = 0;
   const std::string filter = where.empty() ? "" : " WHERE " + where;
-  if (!SelectNumber(db, "SELECT COUNT(*) AS n FROM entry" + filter, links)) {
+  if (!tools::SelectNumber(db, "SELECT COUNT(*) AS n FROM entry" + filter, links)) {
     return DatabaseFailed(db);
   }
   const long pages = links / options.page_size + (links % options.page_size == 0 ? 0 : 1);

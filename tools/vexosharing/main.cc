@@ -12,6 +12,7 @@
 #include "interrupt.h"
 #include "outcome.h"
 #include "output.h"
+#include "standard_streams.h"
 
 namespace {
 
@@ -104,7 +105,7 @@ Outcome Run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  command::OccupyStandardStreams();
+  tools::OccupyStandardStreams();
   command::CatchInterrupt();
   std::setlocale(LC_CTYPE, "C.UTF-8");  // texts are UTF-8 whatever the caller's locale
   Outcome outcome = Run(argc, argv);

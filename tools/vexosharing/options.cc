@@ -7,6 +7,7 @@
 #include "json.h"
 #include "moment.h"
 #include "text.h"
+#include "utf8.h"
 
 namespace command {
 
@@ -80,7 +81,7 @@ CLI::Validator JsonObject() {
 CLI::Validator Utf8() {
   return CLI::Validator(
       [](std::string& text) -> std::string {
-        return IsUtf8(text) ? "" : "it is not UTF-8";
+        return tools::IsUtf8(text) ? "" : "it is not UTF-8";
       },
       "");
 }
@@ -89,7 +90,7 @@ CLI::Validator NotEmpty() {
   return CLI::Validator(
       [](std::string& text) -> std::string {
         if (text.empty()) return "it is empty";
-        return IsUtf8(text) ? "" : "it is not UTF-8";
+        return tools::IsUtf8(text) ? "" : "it is not UTF-8";
       },
       "");
 }

@@ -1,22 +1,8 @@
 #include "output.h"
 
-#include <fcntl.h>
-#include <signal.h>
-#include <unistd.h>
-
 #include <iostream>
 
 namespace command {
-
-void OccupyStandardStreams() {
-  for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
-    if (fcntl(fd, F_GETFD) == -1) {
-      // The lowest free number is fd itself.  The wrong direction is wanted.
-      open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY);
-    }
-  }
-  signal(SIGPIPE, SIG_IGN);
-}
 
 bool FlushOutput() {
   std::cout.flush();

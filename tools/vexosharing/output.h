@@ -4,11 +4,6 @@
 
 namespace command {
 
-/// Puts something into the place of standard streams that are closed, so that no file
-/// opened later takes their numbers; writing there fails.  A reader that goes away shows
-/// as a failed write, not as a signal.
-void OccupyStandardStreams();
-
 /// Whether what was written to standard output so far got there.
 bool FlushOutput();
 

@@ -10,6 +10,7 @@
 #include "options.h"
 #include "progress.h"
 #include "session_db.h"
+#include "statements.h"
 #include "table.h"
 #include "text.h"
 #include "token_db.h"
@@ -41,7 +42,7 @@ struct Counts {
 };
 
 bool CountAllTokens(BaseDB& db, long& count) {
-  return SelectNumber(db, "SELECT COUNT(*) AS n FROM token", count);
+  return tools::SelectNumber(db, "SELECT COUNT(*) AS n FROM token", count);
 }
 
 struct Stores {
@@ -57,14 +58,14 @@ bool DeletePast(const Options& options, unsigned int owner, BaseDB& db, Stores& 
   const bool named = options.all || !options.owner.empty();
   if (!(named ? stores.links.PurgeExpiredByOwnerProject(owner, options.project)
               : stores.links.PurgeExpired(kAlways)) ||
-      !CountChanges(db, gone.links)) {
+      !tools::CountChanges(db, gone.links)) {
     return false;
   }
   // Sessions belong to no owner and to no project.
   if (!options.owner.empty() || !options.project.empty()) return true;
   progress.Show(1);
   if (Interrupted()) return true;
-  if (!stores.sessions.PurgeExpired(kAlways) || !CountChanges(db, gone.sessions)) {
+  if (!stores.sessions.PurgeExpired(kAlways) || !tools::CountChanges(db, gone.sessions)) {
     return false;
   }
   progress.Show(2);
@@ -73,7 +74,7 @@ bool DeletePast(const Options& options, unsigned int owner, BaseDB& db, Stores& 
 
 Outcome PurgeAll(const Options& options, unsigned int owner, BaseDB& db, Counts& gone) {
   Stores stores{EntryDB(db), SessionDB(db), TokenDB(db)};
-  Transaction change(db);  // ends before the stores, whose end writes
+  tools::Transaction change(db);  // ends before the stores, whose end writes
   long before = 0;
   long after = 0;
   if (!change.good() || !CountAllTokens(db, before) ||

@@ -11,6 +11,7 @@
 #include "links.h"
 #include "moment.h"
 #include "options.h"
+#include "statements.h"
 #include "table.h"
 #include "text.h"
 #include "utils.h"
@@ -33,11 +34,11 @@ struct Surroundings {
 };
 
 bool CountLiveTokens(BaseDB& db, const Entry& link, long now, long& count) {
-  return SelectNumber(db,
-                      "SELECT COUNT(*) AS n FROM token WHERE entry_id = " +
-                          std::to_string(link.get_id()) + " AND timeout > " +
-                          std::to_string(now),
-                      count);
+  return tools::SelectNumber(db,
+                             "SELECT COUNT(*) AS n FROM token WHERE entry_id = " +
+                                 std::to_string(link.get_id()) + " AND timeout > " +
+                                 std::to_string(now),
+                             count);
 }
 
 std::string OwnerLine(const Entry& link) {

@@ -13,6 +13,7 @@
 #include "link_state.h"
 #include "options.h"
 #include "result.h"
+#include "statements.h"
 #include "table.h"
 #include "text.h"
 
@@ -76,8 +77,8 @@ bool CountLinks(BaseDB& db, long now, Counts& counts) {
 
 bool CountLives(BaseDB& db, const std::string& table, long now, Lives& lives) {
   const std::string sql = "SELECT COUNT(*) AS n FROM " + table + " WHERE timeout ";
-  return SelectNumber(db, sql + "> " + std::to_string(now), lives.alive) &&
-         SelectNumber(db, sql + "<= " + std::to_string(now), lives.expired);
+  return tools::SelectNumber(db, sql + "> " + std::to_string(now), lives.alive) &&
+         tools::SelectNumber(db, sql + "<= " + std::to_string(now), lives.expired);
 }
 
 /// 0 for a missing file.

@@ -5,8 +5,6 @@
 
 namespace command {
 
-bool IsUtf8(const std::string& text);
-
 /// The text with U+FFFD in the place of every byte that is no UTF-8.
 std::string ToUtf8(const std::string& text);
 

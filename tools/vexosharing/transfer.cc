@@ -8,6 +8,7 @@
 #include "interrupt.h"
 #include "json.h"
 #include "options.h"
+#include "statements.h"
 #include "text.h"
 
 namespace command {
@@ -28,13 +29,13 @@ Outcome Transfer(const Options& options) {
   const std::unique_ptr<SharingDB> db = OpenDatabase(options.common.database);
   if (db == nullptr) return kNotUsable;
 
-  Transaction change(*db);
+  tools::Transaction change(*db);
   if (!change.good()) return DatabaseFailed(*db);
   if (Interrupted()) return End(kInterrupted, "interrupted: nothing was changed");
   long count = 0;
   if (!db->Execute("UPDATE entry SET owner_uid = " + std::to_string(to) +
                    " WHERE owner_uid = " + std::to_string(from)) ||
-      !CountChanges(*db, count) || !change.Commit()) {
+      !tools::CountChanges(*db, count) || !change.Commit()) {
     return DatabaseFailed(*db);
   }
   if (options.common.json) {

@@ -61,7 +61,7 @@ bool ReadName(const std::string& text, std::string& out, std::string& reason) {
     reason = "a host name has at most 255 bytes";
     return false;
   }
-  if (!IsUtf8(text)) {
+  if (!tools::IsUtf8(text)) {
     reason = "the host name is not UTF-8";
     return false;
   }

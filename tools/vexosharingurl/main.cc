@@ -119,7 +119,7 @@ bool FindAddress(const Call& call, Address& address, _tag_SHARING_URL_TYPE& type
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (!OccupyStandardStreams()) {
+  if (!tools::OccupyStandardStreams()) {
     Refuse("standard output is closed");
     return kFailed;
   }

@@ -4,13 +4,11 @@
 
 #include <cerrno>
 
-#include "result.h"
+#include "statements.h"
 
 namespace webapi {
 
 using VEXO::sharing::db::BaseDB;
-using VEXO::sharing::db::Result;
-using VEXO::sharing::db::Row;
 using VEXO::sharing::db::SharingDB;
 
 SharingDB* OpenDatabase(const Parameters& parameters, Failure& failure) {
@@ -45,45 +43,18 @@ Failure StatementFailure(const BaseDB& database) {
           "the database refused: " + (error.empty() ? "the system log says why" : error)};
 }
 
-bool ReadNumber(BaseDB& database, const std::string& sql, long& out) {
-  Result result;
-  Row row;
-  if (!database.Execute(sql, result) || !result.NextRow(row)) {
-    return false;
-  }
-  out = row.GetField("n").AsTime(0);
-  return true;
-}
-
-bool CountChanges(BaseDB& database, const std::string& sql, long& out) {
-  return database.Execute(sql) && ReadNumber(database, "SELECT changes() AS n", out);
+bool DeleteRows(BaseDB& database, const std::string& sql, long& count) {
+  return database.Execute(sql) && tools::CountChanges(database, count);
 }
 
 Answer PurgeAnswer(BaseDB& database) {
   long purged = 0;
-  if (!ReadNumber(database, "SELECT changes() AS n", purged)) {
+  if (!tools::CountChanges(database, purged)) {
     return StatementFailure(database);
   }
   Json::Value data;
   data["purged"] = Json::Int64{purged};
   return data;
-}
-
-Transaction::Transaction(BaseDB& database)
-    : database_(database), open_(database.Execute("BEGIN IMMEDIATE")) {}
-
-Transaction::~Transaction() {
-  if (open_) {
-    database_.Execute("ROLLBACK");
-  }
-}
-
-bool Transaction::Commit() {
-  if (!database_.Execute("COMMIT")) {
-    return false;
-  }
-  open_ = false;
-  return true;
 }
 
 }  // namespace webapi

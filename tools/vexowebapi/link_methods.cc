@@ -9,6 +9,7 @@
 #include "methods.h"
 #include "paging.h"
 #include "result.h"
+#include "statements.h"
 #include "token_db.h"
 #include "utils.h"
 
@@ -91,10 +92,10 @@ Json::Value FullView(const Entry& link) {
 /// Finds the row id and hash of a link, of one that does not read too.
 Failure FindLink(SharingDB& database, const std::string& hash, Entry& link) {
   long id = 0;
-  if (!ReadNumber(database,
-                  "SELECT COALESCE(MAX(id), 0) AS n FROM entry WHERE hash = '" +
-                      database.Escape(hash) + "'",
-                  id)) {
+  if (!tools::SelectNumber(database,
+                           "SELECT COALESCE(MAX(id), 0) AS n FROM entry WHERE hash = '" +
+                               database.Escape(hash) + "'",
+                           id)) {
     return StatementFailure(database);
   }
   if (id == 0) {
@@ -235,17 +236,17 @@ Answer Create(Parameters& parameters) {
     return failure;
   }
   EntryDB links(*database);
-  Transaction transaction(*database);  // or a locked file would be tried 51 times
-  if (!transaction || !links.CreateWithHash(link) || !transaction.Commit()) {
+  tools::Transaction transaction(*database);  // or a locked file would be tried 51 times
+  if (!transaction.good() || !links.CreateWithHash(link) || !transaction.Commit()) {
     return StatementFailure(*database);
   }
   return StoredAnswer(link, password, Json::Value(Json::objectValue));
 }
 
 bool Revoke(SharingDB& database, const Entry& link, long& revoked) {
-  return CountChanges(
-      database, "DELETE FROM token WHERE entry_id = " + std::to_string(link.get_id()),
-      revoked);
+  return DeleteRows(database,
+                    "DELETE FROM token WHERE entry_id = " + std::to_string(link.get_id()),
+                    revoked);
 }
 
 using Change = Answer (*)(SharingDB& database, EntryDB& links, Entry& link,
@@ -260,8 +261,8 @@ Answer ChangeLink(Change change, Parameters& parameters) {
     return failure;
   }
   EntryDB links(*database);  // outlives the transaction, in which it could not checkpoint
-  Transaction transaction(*database);
-  if (!transaction) {
+  tools::Transaction transaction(*database);
+  if (!transaction.good()) {
     return StatementFailure(*database);
   }
   Entry link;

@@ -121,7 +121,7 @@ Answer Run(const std::vector<std::string>& arguments) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (!OccupyStandardStreams()) {
+  if (!tools::OccupyStandardStreams()) {
     std::cerr << "vexowebapi: standard output is closed, so nothing was done\n";
     return kRefused;
   }

@@ -1,65 +1,14 @@
 #include "parameters.h"
 
-#include <json/reader.h>
-
-#include <algorithm>
 #include <charconv>
-#include <memory>
 
+#include "strict_json.h"
 #include "utf8.h"
 #include "utils.h"
 
 namespace webapi {
 
 namespace {
-
-// What is stored stands some levels deeper than here, and must still be read back.
-constexpr int kDeepestJson = 100;
-
-// The upper bits of the two halves of a character beyond U+FFFF.
-constexpr unsigned int kHighHalf = 0xd800 >> 10;
-constexpr unsigned int kLowHalf = 0xdc00 >> 10;
-
-/// The four hex digits of an escaped character that begins there; 0 when none does.
-unsigned int EscapedUnit(const std::string& text, std::size_t begin) {
-  unsigned int unit = 0;
-  if (text.compare(begin, 2, "\\u") == 0) {
-    const char* const digits = text.data() + begin + 2;
-    std::from_chars(digits, std::min(digits + 4, text.data() + text.size()), unit, 16);
-  }
-  return unit;
-}
-
-/// Whether an escape is one half of a character without the other.  The parser would make
-/// another character of it.
-bool HasHalfCharacter(const std::string& text) {
-  std::size_t next = 0;
-  for (std::size_t i = text.find('\\'); i < text.size(); i = text.find('\\', next)) {
-    const unsigned int half = EscapedUnit(text, i) >> 10;
-    const bool whole = half == kHighHalf && i + 6 < text.size() &&
-                       EscapedUnit(text, i + 6) >> 10 == kLowHalf;
-    if (!whole && (half == kHighHalf || half == kLowHalf)) {
-      return true;
-    }
-    next = i + (whole ? 12 : 2);
-  }
-  return false;
-}
-
-bool ParseJson(const std::string& text, Json::Value& out) {
-  if (HasHalfCharacter(text)) {
-    return false;
-  }
-  Json::CharReaderBuilder builder;
-  Json::CharReaderBuilder::strictMode(&builder.settings_);
-  builder["stackLimit"] = kDeepestJson;
-  const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-  try {
-    return reader->parse(text.data(), text.data() + text.size(), &out, nullptr);
-  } catch (const Json::Exception&) {
-    return false;  // nested too deep
-  }
-}
 
 std::string Trim(const std::string& text) {
   const std::size_t begin = text.find_first_not_of(" \t\n");
@@ -69,14 +18,16 @@ std::string Trim(const std::string& text) {
   return text.substr(begin, text.find_last_not_of(" \t\n") - begin + 1);
 }
 
-bool NamesFromJson(const std::string& text, std::vector<std::string>& out) {
+bool NamesFromJson(const std::string& text, std::vector<std::string>& out,
+                   std::string& reason) {
   Json::Value array;
-  if (!ParseJson(text, array) || !array.isArray()) {
+  if (!tools::ParseStrictJson(text, array, reason)) {
     return false;
   }
   std::vector<std::string> names;
   for (const Json::Value& element : array) {
     if (!element.isString() || element.asString().empty()) {
+      reason = "a name is a text that is not empty";
       return false;
     }
     names.push_back(element.asString());
@@ -89,7 +40,7 @@ bool NamesFromJson(const std::string& text, std::vector<std::string>& out) {
 
 bool Parameters::Add(const std::string& argument) {
   const std::size_t equals = argument.find('=');
-  if (equals == 0 || equals == std::string::npos || !IsUtf8(argument)) {
+  if (equals == 0 || equals == std::string::npos || !tools::IsUtf8(argument)) {
     return false;
   }
   return values_.emplace(argument.substr(0, equals), argument.substr(equals + 1)).second;
@@ -149,9 +100,9 @@ bool Parameters::Object(const char* name, Json::Value& out) {
     return false;
   }
   Json::Value value;
-  if (!ParseJson(text, value) || !value.isObject()) {
-    Fail(kBadParameter,
-         std::string(name) + " is the text of a JSON object, nested less than 100 deep");
+  std::string reason = "it is of another kind";
+  if (!tools::ParseStrictJson(text, value, reason) || !value.isObject()) {
+    Fail(kBadParameter, std::string(name) + " is no JSON object: " + reason);
     return false;
   }
   out = value;
@@ -166,8 +117,9 @@ bool Parameters::Names(const char* name, std::vector<std::string>& out) {
   text = Trim(text);
   std::vector<std::string> names;
   if (!text.empty() && text.front() == '[') {
-    if (!NamesFromJson(text, names)) {
-      Fail(kBadParameter, std::string(name) + " is no JSON array of names");
+    std::string reason;
+    if (!NamesFromJson(text, names, reason)) {
+      Fail(kBadParameter, std::string(name) + " is no JSON array of names: " + reason);
       return false;
     }
   } else {

@@ -2,6 +2,8 @@
 
 #include <ctime>
 
+#include "statements.h"
+
 namespace webapi {
 
 using namespace VEXO::sharing;
@@ -46,7 +48,8 @@ Answer ListRows(const VisitorTable& table, const std::string& condition,
   filter.Where(condition);
   const std::string from = " FROM " + table.name;
   long total = 0;
-  if (!ReadNumber(*database, "SELECT COUNT(*) AS n" + from + filter.GetSQL(), total)) {
+  if (!tools::SelectNumber(*database, "SELECT COUNT(*) AS n" + from + filter.GetSQL(),
+                           total)) {
     return StatementFailure(*database);
   }
   filter.OrderBy(SZK_ID_, true);
@@ -92,15 +95,15 @@ Answer DeleteRow(const VisitorTable& table, Parameters& parameters) {
     return failure;
   }
   const std::string number = std::to_string(id);
-  Transaction transaction(*database);
+  tools::Transaction transaction(*database);
   long revoked = 0;
   long deleted = 0;
-  if (!transaction ||
+  if (!transaction.good() ||
       (table.has_tokens &&
-       !CountChanges(*database, "DELETE FROM token WHERE session_id = " + number,
-                     revoked)) ||
-      !CountChanges(*database, "DELETE FROM " + table.name + " WHERE id = " + number,
-                    deleted)) {
+       !DeleteRows(*database, "DELETE FROM token WHERE session_id = " + number,
+                   revoked)) ||
+      !DeleteRows(*database, "DELETE FROM " + table.name + " WHERE id = " + number,
+                  deleted)) {
     return StatementFailure(*database);
   }
   if (deleted == 0) {
@@ -126,9 +129,10 @@ Answer CountRows(const VisitorTable& table, const Parameters& parameters) {
   const std::string count = "SELECT COUNT(*) AS n FROM " + table.name;
   long total = 0;
   long alive = 0;
-  if (!ReadNumber(*database, count, total) ||
-      !ReadNumber(*database, count + " WHERE timeout > " + std::to_string(time(nullptr)),
-                  alive)) {
+  if (!tools::SelectNumber(*database, count, total) ||
+      !tools::SelectNumber(*database,
+                           count + " WHERE timeout > " + std::to_string(time(nullptr)),
+                           alive)) {
     return StatementFailure(*database);
   }
   Json::Value data;

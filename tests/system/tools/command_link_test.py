@@ -171,7 +171,8 @@ class Create(CommandTest):
     def test_wrong_json_is_refused(self):
         for text in ("", "{", "[]", "null", '"text"', "{'a':1}", '{"a":1,}', '{"a":1} x',
                      '{"a":NaN}', "{a:1}", '{"a":1,"a":2}', "{]",
-                     '{"a":' * 600 + "1" + "}" * 600, "// no\n{"):
+                     '{"a":' * 500 + "1" + "}" * 500, "// no\n{", r'{"a":"\ud800"}',
+                     r'{"a":"\ud800\u0041"}', r'{"\udfff":1}'):
             for option in ("--app", "--private-data"):
                 said = self.refused(WRONG_CALL, f"{option}={text}")
                 self.assertIn("not a JSON object", said)

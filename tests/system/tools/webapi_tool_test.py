@@ -413,7 +413,7 @@ class Create(WebApiTest):
         self.assertEqual((link["enabled"], link["auto_gc"]), (False, True))
 
     def test_wrong_json_is_refused(self):
-        deep = '{"a":' * 200 + "1" + "}" * 200
+        deep = '{"a":' * 500 + "1" + "}" * 500
         for name in ("app", "private_data"):
             for value in ("", "{", "[]", "1", "null", '"a"', "{}x", "{'a':1}", '{"a":1,}',
                           '{"a":1,"a":2}', '{"a":NaN}', '{"a":1e999}', "/**/{}", deep,
@@ -423,8 +423,7 @@ class Create(WebApiTest):
                 self.assertIn(name, self.refuse("bad_parameter", **{name: value}))
 
     def test_deepest_json_taken_reads_back(self):
-        depth = 90
-        deep = '{"a":' * depth + "1" + "}" * depth
+        deep = '{"a":' * 499 + "1" + "}" * 499
         name = self.create(app=deep, private_data=deep)
         self.assertEqual(self.data(LINK, "get", {"hash": name})["link"]["app"],
                          json.loads(deep))

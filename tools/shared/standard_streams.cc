@@ -4,13 +4,18 @@
 #include <signal.h>
 #include <unistd.h>
 
+namespace tools {
+
 bool OccupyStandardStreams() {
   signal(SIGPIPE, SIG_IGN);
   const bool output = fcntl(STDOUT_FILENO, F_GETFD) != -1;
   for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
     if (fcntl(fd, F_GETFD) == -1) {
-      open("/dev/null", O_RDWR);  // takes the lowest free number, which is fd itself
+      // The lowest free number is fd itself.  The wrong direction is wanted.
+      open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY);
     }
   }
   return output;
 }
+
+}  // namespace tools
