@@ -53,25 +53,31 @@ bool Run(sqlite3* connection, const char* sql) {
   return sqlite3_exec(connection, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
 }
 
-Outcome Failed(int code) {
-  const bool damaged = code == SQLITE_CORRUPT || code == SQLITE_NOTADB;
-  return End(damaged ? kNotUsable : kRefused,
-             std::string("the copy failed: ") + sqlite3_errstr(code));
+Outcome Damaged() {
+  return End(
+      kNotUsable,
+      "the database is damaged, and no copy was kept: vexosharing check says more");
 }
 
-Outcome CopyPages(sqlite3* from, sqlite3* to) {
+Outcome Failed(int code) {
+  if (code == SQLITE_INTERRUPT) return End(kInterrupted, "interrupted: nothing was kept");
+  if (code == SQLITE_CORRUPT) return Damaged();
+  return End(kRefused, std::string("the copy failed: ") + sqlite3_errstr(code));
+}
+
+int CopyPages(sqlite3* from, sqlite3* to) {
   const std::unique_ptr<sqlite3_backup, FinishBackup> backup(
       sqlite3_backup_init(to, "main", from, "main"));
-  if (backup == nullptr) return Failed(sqlite3_errcode(to));
+  if (backup == nullptr) return sqlite3_errcode(to);
   int code = sqlite3_backup_step(backup.get(), 0);  // counts the pages
   Progress progress("copying pages", sqlite3_backup_pagecount(backup.get()));
   while (code == SQLITE_OK) {
-    if (Interrupted()) return End(kInterrupted, "interrupted: nothing was kept");
+    if (Interrupted()) return SQLITE_INTERRUPT;
     code = sqlite3_backup_step(backup.get(), kPagesAtOnce);
     progress.Show(sqlite3_backup_pagecount(backup.get()) -
                   sqlite3_backup_remaining(backup.get()));
   }
-  return code == SQLITE_DONE ? kDone : Failed(code);
+  return code;
 }
 
 Outcome Copy(const std::string& database, const std::string& file) {
@@ -84,8 +90,8 @@ Outcome Copy(const std::string& database, const std::string& file) {
     return Failed(sqlite3_errcode(from.get()));
   }
   Run(to.get(), "PRAGMA synchronous = OFF");  // made safe as a whole, at the end
-  const Outcome outcome = CopyPages(from.get(), to.get());
-  if (outcome != kDone) return outcome;
+  const int code = CopyPages(from.get(), to.get());
+  if (code != SQLITE_DONE) return Failed(code);
   // The copy is to be one file, that can be read where nothing can be written beside it.
   return Run(to.get(), "PRAGMA journal_mode = DELETE")
              ? kDone
@@ -104,11 +110,7 @@ Outcome Verify(const std::string& file) {
   const int code =
       sqlite3_exec(copy.get(), "PRAGMA integrity_check(1)", note, &found, nullptr);
   if (code != SQLITE_OK) return Failed(code);
-  if (found == "ok") return kDone;
-  return End(kNotUsable,
-             "the database is damaged, and so is its copy, which was not "
-             "kept; vexosharing check says more: " +
-                 found);
+  return found == "ok" ? kDone : Damaged();
 }
 
 Outcome Backup(const Options& options) {
@@ -119,7 +121,7 @@ Outcome Backup(const Options& options) {
   Outcome outcome = Copy(options.common.database, file.working_path());
   if (outcome == kDone) outcome = Verify(file.working_path());
   if (outcome != kDone) return outcome;
-  if (Interrupted()) return End(kInterrupted, "interrupted: nothing was kept");
+  if (Interrupted()) return Failed(SQLITE_INTERRUPT);
   if (!file.Publish()) return kRefused;
 
   struct stat status = {};

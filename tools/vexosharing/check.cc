@@ -6,6 +6,7 @@
 #include <iostream>
 #include <map>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -48,6 +49,7 @@ struct Finding {
 struct Findings {
   std::vector<Finding> problems;
   std::vector<Finding> remarks;  // nothing is wrong, but somebody may not know
+  std::vector<std::string> damage;
   long links = 0;
 };
 
@@ -103,20 +105,18 @@ void CheckFiles(const std::string& path, Findings& findings) {
                  {"file_mode", "Owner or mode is not as it should be", advice, wrong});
 }
 
+/// Adds to the damage what does not fit together.
 bool CheckIntegrity(BaseDB& db, Findings& findings) {
   Result result;
   if (!db.Execute("PRAGMA integrity_check", result)) return false;
-  std::vector<std::string> broken;
   Row row;
   while (result.NextRow(row)) {
-    const std::string line = row.GetField("integrity_check").AsString("");
-    if (line != "ok") broken.push_back(line);
+    std::istringstream lines(row.GetField("integrity_check").AsString(""));
+    for (std::string line; std::getline(lines, line);) {
+      const bool says_nothing = line == "ok" || line == "*** in database main ***";
+      if (!says_nothing) findings.damage.push_back(line);
+    }
   }
-  AddUnlessEmpty(findings.problems,
-                 {"integrity", "The file is damaged",
-                  "put a backup in its place; vexosharing export saves the links that "
-                  "can still be read",
-                  broken});
   return true;
 }
 
@@ -137,7 +137,8 @@ bool CheckVersion(BaseDB& db, Findings& findings) {
 
 /// Tokens whose link or session is gone.
 bool CheckTokens(BaseDB& db, Findings& findings) {
-  const auto check = [&db, &findings](const std::string& of, const std::string& kind) {
+  const auto check = [&db, &findings](const std::string& of, const std::string& owner,
+                                      const std::string& kind) {
     long tokens = 0;
     if (!tools::SelectNumber(
             db,
@@ -149,15 +150,14 @@ bool CheckTokens(BaseDB& db, Findings& findings) {
     if (tokens > 0) {
       findings.problems.push_back(
           {kind,
-           "Tokens outlive what they belong to",
+           "Tokens outlive their " + owner,
            "they open nothing; vexosharing purge takes them once they have expired",
-           {Counted(tokens, "token") + " of a " + (of == "entry" ? "link" : of) +
-            " that is gone"}});
+           {Counted(tokens, "token") + " of a " + owner + " that is gone"}});
     }
     return true;
   };
-  return check("entry", "token_without_link") &&
-         check("session", "token_without_session");
+  return check("entry", "link", "token_without_link") &&
+         check("session", "session", "token_without_session");
 }
 
 /// Whether users exist, each looked up once.
@@ -284,7 +284,26 @@ void Print(const Findings& findings, bool json) {
   PrintJson(out);
 }
 
+/// A part that cannot be read does not hide what the others hold.
+void LookOver(BaseDB& db, Findings& findings) {
+  const auto note = [&db, &findings](const std::string& part, bool read) {
+    if (!read) findings.damage.push_back(part + ": " + db.GetLastError());
+    return read;
+  };
+  note("pages", CheckIntegrity(db, findings));
+  note("version", CheckVersion(db, findings));
+  const bool has_links = note("links", CheckLinks(db, findings));
+  note("tokens", CheckTokens(db, findings));
+  AddUnlessEmpty(
+      findings.problems,
+      {"integrity", "The file is damaged",
+       std::string(has_links ? "save the links by vexosharing export, then " : "") +
+           "put a backup in its place",
+       findings.damage});
+}
+
 Outcome Check(const CommonOptions& options) {
+  if (!MayUseDatabase()) return kNotUsable;
   Findings findings;
   CheckFiles(options.database, findings);
   const std::unique_ptr<SharingDB> db = OpenDatabase(options.database);
@@ -293,13 +312,7 @@ Outcome Check(const CommonOptions& options) {
     if (!findings.problems.empty()) Print(findings, options.json);
     return kNotUsable;
   }
-  if (!CheckIntegrity(*db, findings) || !CheckVersion(*db, findings) ||
-      !CheckLinks(*db, findings) || !CheckTokens(*db, findings)) {
-    findings.problems.push_back({"unreadable",
-                                 "The database cannot be read to its end",
-                                 "put a backup in its place",
-                                 {db->GetLastError()}});
-  }
+  LookOver(*db, findings);
   if (Interrupted()) {
     return End(kInterrupted, "interrupted after " + Counted(findings.links, "link") +
                                  ": nothing is told");

@@ -105,7 +105,8 @@ Outcome Export(const Options& options) {
   if (!reader.good()) return DatabaseFailed(*db);
   if (Interrupted()) {
     return End(kInterrupted, "interrupted after " + std::to_string(reader.done()) +
-                                 " of " + Counted(reader.total(), "link"));
+                                 " of " + Counted(reader.total(), "link") +
+                                 (file == nullptr ? "" : ": nothing was kept"));
   }
   if (file != nullptr) {
     if (!file->Publish()) return kRefused;

@@ -16,6 +16,7 @@
 #include "progress.h"
 #include "statements.h"
 #include "table.h"
+#include "terminal.h"
 #include "text.h"
 
 namespace command {
@@ -91,6 +92,7 @@ class Importer {
   /// input may be slow.
   bool ReadBatch(LineReader& lines, std::vector<ImportLine>& batch);
   Outcome StoreBatch(std::vector<ImportLine>& batch);
+  Outcome Failed();
   bool Store(ImportLine& line, Counts& counts, std::vector<NewHash>& renamed);
   void Print();
 
@@ -99,23 +101,23 @@ class Importer {
   EntryDB links_;  // ends after every transaction: its end writes
   NewHashes new_hashes_;
   Counts counts_;
+  Progress progress_{"importing, line", 0};
 };
 
 Outcome Importer::Run(LineReader& lines) {
-  {
-    Progress progress("importing, line", 0);
-    std::vector<ImportLine> batch;
-    bool more = true;
-    while (more) {
-      more = ReadBatch(lines, batch);
-      const Outcome outcome = StoreBatch(batch);
-      if (outcome != kDone) {
-        Tell("before that, " + Counted(counts_.imported, "link") + " came in");
-        return outcome;
-      }
-      progress.Show(lines.number());
+  std::vector<ImportLine> batch;
+  bool more = true;
+  while (more) {
+    more = ReadBatch(lines, batch);
+    const Outcome outcome = StoreBatch(batch);
+    if (outcome != kDone) {
+      Tell("before that, " + Counted(counts_.imported, "link") + " came in");
+      return outcome;
     }
+    // An array that is being written would be wiped away.
+    if (!options_.common.json || !IsOutputTerminal()) progress_.Show(lines.number());
   }
+  progress_.Wipe();
   Print();
   if (!lines.good()) {
     return End(kRefused, "the input cannot be read further than line " +
@@ -134,7 +136,7 @@ bool Importer::ReadBatch(LineReader& lines, std::vector<ImportLine>& batch) {
   std::string text;
   size_t bytes = 0;
   while (batch.size() < kBatch && bytes < kBatchBytes) {
-    if (Interrupted() || !lines.Next(text)) return false;
+    if (!lines.Next(text)) return false;
     if (text.empty() && !lines.too_long()) continue;
     ImportLine line;
     std::string reason = "it is too long";
@@ -144,6 +146,7 @@ bool Importer::ReadBatch(LineReader& lines, std::vector<ImportLine>& batch) {
       continue;
     }
     ++counts_.refused;
+    progress_.Wipe();
     Tell("line " + std::to_string(lines.number()) + ": " + reason);
     if (!options_.keep_going) return false;
   }
@@ -155,14 +158,20 @@ Outcome Importer::StoreBatch(std::vector<ImportLine>& batch) {
   Counts counts = counts_;
   std::vector<NewHash> renamed;
   tools::Transaction change(db_);
-  if (!change.good()) return DatabaseFailed(db_);
+  if (!change.good()) return Failed();
   for (ImportLine& line : batch) {
-    if (!Store(line, counts, renamed)) return DatabaseFailed(db_);
+    if (!Store(line, counts, renamed)) return Failed();
   }
-  if (!change.Commit()) return DatabaseFailed(db_);
+  if (!change.Commit()) return Failed();
   counts_ = counts;
+  if (!renamed.empty()) progress_.Wipe();
   for (const NewHash& link : renamed) new_hashes_.Add(link);
   return kDone;
+}
+
+Outcome Importer::Failed() {
+  progress_.Wipe();
+  return DatabaseFailed(db_);
 }
 
 bool Importer::Store(ImportLine& line, Counts& counts, std::vector<NewHash>& renamed) {

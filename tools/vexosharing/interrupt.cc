@@ -29,6 +29,11 @@ void CatchInterrupt() {
   struct sigaction action = {};
   action.sa_handler = Note;  // without SA_RESTART: waiting for input ends
   sigaction(SIGINT, &action, nullptr);
+  sigaction(SIGTERM, &action, nullptr);
+  struct sigaction hangup = {};
+  sigaction(SIGHUP, nullptr, &hangup);
+  if (hangup.sa_handler == SIG_IGN) return;  // nohup wants it to run on
+  sigaction(SIGHUP, &action, nullptr);
 }
 
 bool Interrupted() { return interrupted_at != 0; }

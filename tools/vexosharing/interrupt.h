@@ -2,8 +2,9 @@
 
 namespace command {
 
-/// From now on an interrupt (SIGINT) is only noted: long work looks for it between two
-/// rows or batches.  Another one, a second or more later, ends the program at once.
+/// From now on an interrupt (SIGINT, SIGTERM, or SIGHUP where it is not ignored) is only
+/// noted: long work looks for it between two rows or batches.  Another one, a second or
+/// more later, ends the program at once.
 void CatchInterrupt();
 
 bool Interrupted();

@@ -36,7 +36,7 @@ bool LineReader::Next(std::string& line) {
   line.clear();
   too_long_ = false;
   bool begun = false;
-  while (at_ < buffer_.size() || Fill()) {
+  while (!Interrupted() && (at_ < buffer_.size() || Fill())) {
     if (!begun) ++number_;
     begun = true;
     const size_t end = std::min(buffer_.find('\n', at_), buffer_.size());

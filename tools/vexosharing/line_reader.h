@@ -5,7 +5,7 @@
 namespace command {
 
 /// Reads lines of any input.  Memory holds one line, however long the input: a longer one
-/// than kLongest is passed over.  An interrupt ends the reading.
+/// than kLongest is passed over.
 class LineReader {
  public:
   /// In bytes.
@@ -17,8 +17,8 @@ class LineReader {
   LineReader(const LineReader&) = delete;
   LineReader& operator=(const LineReader&) = delete;
 
-  /// The next line, without its end.  False at the end of the input, and when it cannot
-  /// be read.
+  /// The next line, without its end.  False at the end of the input, after an interrupt,
+  /// and when it cannot be read.
   bool Next(std::string& line);
 
   /// False once the input could not be opened or read; `error` says why.

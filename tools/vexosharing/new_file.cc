@@ -45,15 +45,17 @@ bool NewFile::Make(const std::string& database) {
 bool NewFile::MayTakePlace(const std::string& database) const {
   struct stat there = {};
   if (lstat(path_.c_str(), &there) == -1) return errno == ENOENT || Failed(errno);
-  struct stat live = {};
   if (!S_ISREG(there.st_mode)) {
     Tell(path_ + " is there and is no file");
     return false;
   }
-  if (stat(database.c_str(), &live) == 0 && live.st_dev == there.st_dev &&
-      live.st_ino == there.st_ino) {
-    Tell(path_ + " is the database itself: name another file");
-    return false;
+  for (const char* const part : {"", "-wal", "-shm"}) {
+    struct stat live = {};
+    if (stat((database + part).c_str(), &live) == 0 && live.st_dev == there.st_dev &&
+        live.st_ino == there.st_ino) {
+      Tell(path_ + " is the database itself: name another file");
+      return false;
+    }
   }
   if (!replace_) Tell(path_ + " is there already: --force replaces it");
   return replace_;

@@ -16,7 +16,7 @@ class NewFile {
   NewFile& operator=(const NewFile&) = delete;
 
   /// Makes the empty file under its other name.  False when there is something at `path`
-  /// that must not be replaced: `database` never is.
+  /// that must not be replaced: `database` and the files beside it never are.
   bool Make(const std::string& database);
   /// The other name, for those who open the file themselves.
   const std::string& working_path() const { return working_path_; }

@@ -20,9 +20,7 @@ Progress::Progress(std::string what, long total)
       terminal_(IsErrorTerminal()),
       next_(Clock::now() + kPause) {}
 
-Progress::~Progress() {
-  if (shown_) std::cerr << "\r\033[K" << std::flush;
-}
+Progress::~Progress() { Wipe(); }
 
 void Progress::Show(long done) {
   if (!terminal_ || Clock::now() < next_) return;
@@ -31,6 +29,11 @@ void Progress::Show(long done) {
   std::cerr << "\r" << what_ << ": " << done;
   if (total_ > 0) std::cerr << " of " << total_;
   std::cerr << "\033[K" << std::flush;
+}
+
+void Progress::Wipe() {
+  if (shown_) std::cerr << "\r\033[K" << std::flush;
+  shown_ = false;
 }
 
 }  // namespace command

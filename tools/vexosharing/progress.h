@@ -18,6 +18,9 @@ class Progress {
   /// `done` of the total are done by now.
   void Show(long done);
 
+  /// Makes room for a message; the next Show goes on below it.
+  void Wipe();
+
  private:
   using Clock = std::chrono::steady_clock;
 

@@ -122,6 +122,19 @@ class Backup(CommandTest):
         self.assertEqual(DATABASE.stat().st_ino, before)
         self.assertEqual(self.left(), ["alias.db"])
 
+    def test_never_replaces_the_files_beside_the_database(self):
+        self.create()
+        self.lock()  # keeps them there
+        for part in ("-wal", "-shm"):
+            beside = pathlib.Path(f"{DATABASE}{part}")
+            before = beside.stat().st_ino
+
+            for arguments in (["backup", "--force"], ["export", "--force"]):
+                said = self.refusal(REFUSED, *arguments, str(beside))
+
+                self.assertIn("the database itself", said)
+            self.assertEqual(beside.stat().st_ino, before)
+
     def test_missing_folder_or_name_is_told(self):
         self.create()
 
@@ -160,21 +173,71 @@ class Backup(CommandTest):
 
         said = self.refusal(NOT_USABLE, "backup", str(self.copy))
 
-        self.assertIn("damaged", said)
+        self.assertIn("the database is damaged", said)
+        self.assertIn("vexosharing check", said)
         self.assertEqual(self.left(), [])
 
-    def test_interrupted_in_the_middle_leaves_nothing(self):
+    def begin(self, **options):
+        """Starts a long backup and waits until it writes."""
+        process = self.start("backup", str(self.copy), stdout=subprocess.PIPE, **options)
+        command_support.wait_until(lambda: self.left() or process.poll() is not None)
+        return process
+
+    def make_it_long(self):
         self.create("--app", '{"text":"' + "x" * 20000 + '"}')
         self.fill(5000)
-        process = self.start("backup", str(self.copy), stdout=subprocess.PIPE)
-        command_support.wait_until(lambda: self.left() or process.poll() is not None)
 
-        process.send_signal(signal.SIGINT)
-        out, errors = process.communicate(timeout=60)
+    def test_interrupted_in_the_middle_leaves_nothing(self):
+        self.make_it_long()
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+            with self.subTest(number):
+                process = self.begin()
 
-        self.assertEqual(process.returncode, INTERRUPTED, errors)
-        self.assertEqual((out, errors), (b"", b"vexosharing: interrupted: nothing was kept\n"))
-        self.assertEqual(self.left(), [])
+                process.send_signal(number)
+                out, errors = process.communicate(timeout=60)
+
+                self.assertEqual(process.returncode, INTERRUPTED, errors)
+                self.assertEqual((out, errors),
+                                 (b"", b"vexosharing: interrupted: nothing was kept\n"))
+                self.assertEqual(self.left(), [])
+
+    def test_runs_on_behind_a_terminal_that_went_away_where_that_is_wanted(self):
+        self.make_it_long()
+        process = self.begin(
+            preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN))  # as nohup
+
+        process.send_signal(signal.SIGHUP)
+        process.communicate(timeout=60)
+
+        self.assertEqual(process.returncode, DONE)
+        self.assertEqual(self.left(), ["copy.db"])
+
+    def test_killed_in_the_middle_harms_neither_database_nor_an_older_copy(self):
+        self.create()
+        self.out("backup", str(self.copy))
+        older = self.copy.read_bytes()
+        self.make_it_long()
+        process = self.start("backup", "--force", str(self.copy), stdout=subprocess.PIPE)
+        command_support.wait_until(lambda: len(self.left()) > 1)
+
+        process.kill()
+        process.communicate(timeout=60)
+
+        self.assertEqual(process.returncode, -signal.SIGKILL)
+        self.assertEqual(self.copy.read_bytes(), older)
+        self.assertEqual(self.sql("PRAGMA integrity_check"), [("ok",)])
+        self.out("backup", "--force", str(self.copy))
+        self.assertEqual(self.sql("SELECT COUNT(*) FROM entry", path=self.copy), [(5002,)])
+
+    def test_full_device_is_told_and_the_copy_stays(self):
+        self.create()
+
+        with open("/dev/full", "wb") as full:
+            done = self.call("backup", str(self.copy), stdout=full)
+
+        self.assertEqual(done.returncode, REFUSED)
+        self.assertIn(b"standard output could not be written", done.stderr)
+        self.assertEqual(self.left(), ["copy.db"])
 
     def test_closed_output_is_told_and_the_copy_stays(self):
         self.create()

@@ -121,6 +121,16 @@ class Check(CommandTest):
         subprocess.run(advice, shell=True, check=True)
         self.assertEqual(self.problems(), {})
 
+    def test_others_are_told_nothing_of_what_is_wrong(self):
+        self.create()
+        os.chmod(DATABASE.parent, 0o755)
+        self.addCleanup(os.chmod, DATABASE.parent, 0o750)
+
+        for more in ([], ["--json"]):
+            said = self.refusal(NOT_USABLE, "check", *more, user=5001, group=5001,
+                                extra_groups=[])
+            self.assertIn("run this as root", said)
+
     def json_of_refused(self, *arguments):
         done = self.call(*arguments, "--json")
         self.assertEqual(done.returncode, REFUSED, done.stderr)
@@ -156,7 +166,54 @@ class Check(CommandTest):
 
         self.assertIn("integrity", self.problems())
 
-    def test_file_that_cannot_be_read_to_its_end_is_told(self):
+    def break_root_page(self, name):
+        """Spoils the first page of a table or index."""
+        page = self.sql("SELECT rootpage FROM sqlite_master WHERE name = ?", name)[0][0]
+        self.sql("PRAGMA wal_checkpoint(TRUNCATE)")
+        with DATABASE.open("r+b") as file:
+            file.seek((page - 1) * 4096)
+            file.write(b"\xff" * 4096)
+
+    def damage(self):
+        """What is told of a damaged file."""
+        found = self.json_of_refused("check")
+        return found["links"], [one for one in found["problems"]
+                                if one["kind"] == "integrity"][0]
+
+    def test_damage_beside_the_links_hides_none_of_them_and_export_saves_them(self):
+        self.create("--user", "nobody-yet")
+        self.fill(3000)
+        self.break_root_page("entry_owner")
+
+        links, damage = self.damage()
+
+        self.assertEqual(links, 3001)
+        self.assertIn("vexosharing export", damage["advice"])
+        self.assertIn("put a backup in its place", damage["advice"])
+        self.assertIn("unknown_name", self.problems())
+        self.assertEqual(len(self.out("export").splitlines()), 3001)
+
+    def test_damaged_links_can_only_come_from_a_backup(self):
+        self.create()
+        self.fill(3000)
+        self.break_root_page("entry")
+
+        links, damage = self.damage()
+
+        self.assertEqual((links, damage["advice"]), (0, "put a backup in its place"))
+        self.assertIn("links: database disk image is malformed", damage["items"])
+        self.assertEqual(self.call("export").returncode, NOT_USABLE)
+
+    def test_damaged_tokens_and_sessions_are_told(self):
+        self.create()
+        for table in ("token", "session"):
+            self.break_root_page(table)
+
+            items = self.damage()[1]["items"]
+
+            self.assertIn("tokens: database disk image is malformed", items)
+
+    def test_each_damaged_page_is_an_item_of_its_own(self):
         self.create()
         self.fill(3000)
         self.sql("PRAGMA wal_checkpoint(TRUNCATE)")
@@ -165,10 +222,12 @@ class Check(CommandTest):
             file.seek(size // 4)
             file.write(b"\xff" * (size // 2))
 
-        done = self.call("check")
+        items = self.damage()[1]["items"]
 
-        self.assertEqual(done.returncode, REFUSED, done.stderr)
-        self.assertIn(b"put a backup in its place", done.stdout)
+        self.assertGreater(len(items), 50)
+        for item in items:
+            self.assertNotIn("\n", item)
+            self.assertNotIn("***", item)
 
     def test_long_lists_are_cut_for_a_person_only(self):
         self.create()
@@ -203,15 +262,38 @@ class Check(CommandTest):
     def test_interrupted_tells_nothing(self):
         self.create("--user", "nobody-yet")
         self.fill(20000)
-        process = self.start("check", stdout=subprocess.PIPE)
-        command_support.wait_until(lambda: command_support.uses_database(process))
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+            with self.subTest(number):
+                process = self.start("check", stdout=subprocess.PIPE)
+                command_support.wait_until(
+                    lambda: command_support.uses_database(process))
 
-        process.send_signal(signal.SIGINT)
-        out, errors = process.communicate(timeout=60)
+                process.send_signal(number)
+                out, errors = process.communicate(timeout=60)
 
-        self.assertEqual(process.returncode, INTERRUPTED)
-        self.assertEqual(out, b"")
-        self.assertRegex(errors.decode(), r"interrupted after \d+ links")
+                self.assertEqual(process.returncode, INTERRUPTED)
+                self.assertEqual(out, b"")
+                self.assertRegex(errors.decode(), r"interrupted after \d+ links")
+
+    def test_shows_its_progress_on_a_terminal(self):
+        self.create("--expire", "7d")
+        self.fill(50000)
+
+        status, shown = self.on_terminal("check")
+
+        self.assertEqual(status, DONE)
+        self.assertRegex(shown, r"checking links: \d+ of 50001")
+        self.assertTrue(shown.endswith("Looked at 50001 links: nothing is wrong.\r\n"))
+        self.assertEqual(self.call("check").stderr, b"")
+
+    def test_full_device_is_told(self):
+        self.create("--expire", "7d")
+        for more in ([], ["--json"]):
+            with open("/dev/full", "wb") as full:
+                done = self.call("check", *more, stdout=full)
+
+            self.assertEqual(done.returncode, REFUSED)
+            self.assertIn(b"standard output could not be written", done.stderr)
 
     def test_closed_output_is_told(self):
         self.create("--expire", "7d")

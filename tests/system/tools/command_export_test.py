@@ -9,6 +9,7 @@ import signal
 import subprocess
 import sys
 import tempfile
+import time
 
 import command_support
 from command_support import (DATABASE, DONE, INTERRUPTED, NOT_USABLE, REFUSED, WRONG_CALL,
@@ -50,6 +51,14 @@ class ExportTest(CommandTest):
     def forget(self):
         for path in DATABASE.parent.iterdir():
             path.unlink()
+
+    def damage_links(self):
+        """Spoils the first page of their table."""
+        page = self.sql("SELECT rootpage FROM sqlite_master WHERE name = 'entry'")[0][0]
+        self.sql("PRAGMA wal_checkpoint(TRUNCATE)")
+        with DATABASE.open("r+b") as file:
+            file.seek((page - 1) * 4096)
+            file.write(b"\xff" * 4096)
 
     def make_one_of_each_kind(self):
         """Links that use every column and member; their hashes."""
@@ -210,17 +219,49 @@ class Export(ExportTest):
         self.assertEqual(process.returncode, INTERRUPTED)
         self.assertRegex(errors.decode(), r"interrupted after \d+ of 20001 links")
 
-    def test_interrupted_to_a_file_leaves_nothing(self):
+    def test_interrupted_to_a_file_leaves_nothing_and_says_so(self):
         self.create()
         self.fill(20000)
-        process = self.start("export", str(self.file), stdout=subprocess.PIPE)
-        command_support.wait_until(lambda: self.left() or process.poll() is not None)
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+            with self.subTest(number):
+                process = self.start("export", str(self.file), stdout=subprocess.PIPE)
+                command_support.wait_until(lambda: self.left() or
+                                           process.poll() is not None)
 
-        process.send_signal(signal.SIGINT)
-        process.communicate(timeout=60)
+                process.send_signal(number)
+                out, errors = process.communicate(timeout=60)
 
-        self.assertEqual(process.returncode, INTERRUPTED)
+                self.assertEqual((process.returncode, out), (INTERRUPTED, b""))
+                self.assertRegex(errors.decode(), r"^vexosharing: interrupted after \d+ of "
+                                                  r"20001 links: nothing was kept\n$")
+                self.assertEqual(self.left(), [])
+
+    def test_of_a_damaged_file_leaves_nothing(self):
+        self.create()
+        self.damage_links()
+
+        said = self.refusal(NOT_USABLE, "export", str(self.file))
+
+        self.assertIn("the database failed: ", said)
         self.assertEqual(self.left(), [])
+
+    def test_full_device_is_told(self):
+        self.create()
+        for arguments in (["export"], ["export", str(self.file)]):
+            with open("/dev/full", "wb") as full:
+                done = self.call(*arguments, stdout=full)
+
+            self.assertEqual(done.returncode, REFUSED)
+            self.assertIn(b"standard output could not be written", done.stderr)
+
+    def test_shows_its_progress_on_a_terminal(self):
+        self.create()
+        self.fill(50000)
+
+        shown = self.on_terminal("export", str(self.file))[1]
+
+        self.assertRegex(shown, r"exporting links: \d+ of 50001")
+        self.assertTrue(shown.endswith(f"Exported 50001 links to {self.file}.\r\n"))
 
 
 class Import(ExportTest):
@@ -427,6 +468,12 @@ class Import(ExportTest):
         self.assertEqual(process.returncode, DONE)
 
     def test_interrupted_keeps_what_it_has_read(self):
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+            with self.subTest(number):
+                self.interrupt(number)
+                self.forget()
+
+    def interrupt(self, number):
         process = self.start("import", stdin=subprocess.PIPE, stdout=subprocess.PIPE)
         process.stdin.write(lines(*(line(hash=f"h{i}") for i in range(700))).encode() +
                             b'{"hash":"ha')
@@ -434,13 +481,87 @@ class Import(ExportTest):
         command_support.wait_until(lambda: DATABASE.exists() and
                                    command_support.waits_for_input(process))
 
-        process.send_signal(signal.SIGINT)
+        process.send_signal(number)
         out, errors = process.communicate(timeout=60)
 
         self.assertEqual(process.returncode, INTERRUPTED, errors)
         self.assertEqual(errors, b"vexosharing: interrupted after 700 links came in\n")
         self.assertIn(b"Imported:  700 links", out)
         self.assertEqual(self.sql("SELECT COUNT(*) FROM entry"), [(700,)])
+
+    def test_killed_in_the_middle_keeps_whole_batches_and_can_be_done_again(self):
+        text = lines(*(line(hash=f"h{i}") for i in range(20000)))
+        self.file.write_text(text, encoding="utf-8")
+        with self.file.open("rb") as first_half:
+            process = self.start("import", stdin=first_half, stdout=subprocess.PIPE)
+            command_support.wait_until(self.has_links)
+
+            process.kill()
+            process.communicate(timeout=60)
+
+        self.assertEqual(process.returncode, -signal.SIGKILL)
+        self.assertEqual(self.sql("PRAGMA integrity_check"), [("ok",)])
+        kept = self.sql("SELECT COUNT(*) FROM entry")[0][0]
+        self.assertTrue(0 < kept < 20000 and kept % 500 == 0, kept)
+        again = json.loads(self.call("import", "--json", str(self.file)).stdout)
+        self.assertEqual((again["imported"], again["skipped"]), (20000 - kept, kept))
+
+    def has_links(self):
+        try:
+            return DATABASE.exists() and self.sql("SELECT COUNT(*) FROM entry") != [(0,)]
+        except command_support.sqlite3.OperationalError:  # there is no table yet
+            return False
+
+    def test_into_a_damaged_file_is_refused(self):
+        self.create()
+        self.damage_links()
+
+        done = self.call("import", text=lines(line()))
+
+        self.assertEqual(done.returncode, NOT_USABLE)
+        self.assertIn(b"the database failed: ", done.stderr)
+        self.assertIn(b"before that, 0 links came in", done.stderr)
+
+    def test_full_device_is_told(self):
+        with open("/dev/full", "wb") as full:
+            done = self.call("import", text=lines(line()), stdout=full)
+
+        self.assertEqual(done.returncode, REFUSED)
+        self.assertIn(b"standard output could not be written", done.stderr)
+        self.assertEqual(len(self.links()), 1)
+
+    def on_slow_terminal(self, *arguments):
+        """All that an import of two batches and a bad line shows, the second batch so late
+        that there is progress to show."""
+        seeing, terminal = os.openpty()
+        self.addCleanup(os.close, seeing)
+        # Messages of their own streams would come in any order.
+        process = subprocess.Popen([command_support.COMMAND, "import", *arguments],
+                                   env=command_support.environment(),
+                                   stdin=subprocess.PIPE, stdout=terminal, stderr=terminal)
+        os.close(terminal)
+        process.stdin.write(lines(*(line(hash=f"h{i}") for i in range(500))).encode())
+        process.stdin.flush()
+        command_support.wait_until(self.has_links)
+        time.sleep(0.3)  # more than what is not worth a line
+        process.stdin.write(lines(*(line(hash=f"h{i}") for i in range(500, 1000))).encode())
+        process.stdin.flush()
+        command_support.wait_until(
+            lambda: self.sql("SELECT COUNT(*) FROM entry") == [(1000,)] and
+            command_support.waits_for_input(process))
+        process.communicate(b"{\n", timeout=60)
+        self.assertEqual(process.returncode, REFUSED)
+        return os.read(seeing, 65536).decode()
+
+    def test_message_does_not_stand_behind_the_progress(self):
+        self.assertIn("importing, line: 1000\033[K\r\033[Kvexosharing: line 1001: ",
+                      self.on_slow_terminal())
+
+    def test_progress_does_not_wipe_away_an_array_on_the_same_terminal(self):
+        shown = self.on_slow_terminal("--json")
+
+        self.assertNotIn("importing", shown)
+        self.assertIn('{"new_hashes":[', shown)
 
     def test_closed_output_is_told(self):
         done = self.call("import", text=lines(line()), stdout=None,

@@ -86,6 +86,27 @@ class Stats(CommandTest):
             for line in shown.splitlines():
                 self.assertLessEqual(len(line), columns, line)
 
+    def test_of_a_damaged_file_are_not_told(self):
+        self.create()
+        self.fill(3000)
+        self.sql("PRAGMA wal_checkpoint(TRUNCATE)")
+        size = DATABASE.stat().st_size
+        with DATABASE.open("r+b") as file:
+            file.seek(size // 4)
+            file.write(b"\xff" * (size // 2))
+
+        for more in ([], ["--json"]):
+            self.assertIn("the database failed: ", self.refusal(NOT_USABLE, "stats", *more))
+
+    def test_full_device_is_told(self):
+        self.create()
+        for more in ([], ["--json"]):
+            with open("/dev/full", "wb") as full:
+                done = self.call("stats", *more, stdout=full)
+
+            self.assertEqual(done.returncode, REFUSED)
+            self.assertIn(b"standard output could not be written", done.stderr)
+
     def test_closed_output_is_told(self):
         self.create()
 
@@ -184,6 +205,15 @@ class Block(CommandTest):
         self.fail("192.0.2.7", 1)
         for call in (["list"], ["clear", "192.0.2.7"]):
             done = self.call("block", *call, stdout=None, preexec_fn=lambda: os.close(1))
+            self.assertEqual(done.returncode, REFUSED)
+            self.assertIn(b"standard output could not be written", done.stderr)
+
+    def test_full_device_is_told(self):
+        self.fail("192.0.2.7", 1)
+        for call in (["list"], ["list", "--json"], ["clear", "192.0.2.7"]):
+            with open("/dev/full", "wb") as full:
+                done = self.call("block", *call, stdout=full)
+
             self.assertEqual(done.returncode, REFUSED)
             self.assertIn(b"standard output could not be written", done.stderr)
 
