@@ -208,37 +208,38 @@ bool CheckLinks(BaseDB& db, Findings& findings) {
     damaged.push_back(link.hash + " (id " + std::to_string(link.id) + ")");
   }
   findings.links = reader.done();
-  AddUnlessEmpty(findings.problems,
-                 {"damaged_row", "Rows do not read, and open for nobody",
-                  "take the links from a backup, or vexosharing delete HASH", damaged});
+  AddUnlessEmpty(
+      findings.problems,
+      {"damaged_row", "Rows do not read, and open for nobody",
+       "take the links from a backup, or vexosharing delete HASH", std::move(damaged)});
   AddUnlessEmpty(
       findings.problems,
       {"owner_gone", "Links have an owner who does not exist any more",
        "vexosharing transfer --from NUMBER --to USER, or vexosharing delete HASH",
-       lists.owner_gone});
+       std::move(lists.owner_gone)});
   AddUnlessEmpty(findings.problems,
                  {"unknown_name",
                   "Links admit users or groups that do not exist: whoever gets such a "
                   "name or number is let in",
                   "vexosharing edit HASH --user NAME --group NAME, with those who are to "
                   "be admitted",
-                  lists.unknown_names});
-  AddUnlessEmpty(
-      findings.problems,
-      {"md5_password", "Passwords are stored as plain MD5",
-       "vexosharing edit HASH --password-stdin, also with the same password", lists.md5});
-  AddUnlessEmpty(
-      findings.remarks,
-      {"no_expiry", "Links never expire",
-       "where that is not wanted, vexosharing edit HASH --expire WHEN", lists.endless});
+                  std::move(lists.unknown_names)});
+  AddUnlessEmpty(findings.problems,
+                 {"md5_password", "Passwords are stored as plain MD5",
+                  "vexosharing edit HASH --password-stdin, also with the same password",
+                  std::move(lists.md5)});
+  AddUnlessEmpty(findings.remarks,
+                 {"no_expiry", "Links never expire",
+                  "where that is not wanted, vexosharing edit HASH --expire WHEN",
+                  std::move(lists.endless)});
   return reader.good();
 }
 
 void PrintSheet(const Finding& finding, Style style) {
-  std::vector<std::string> shown = finding.items;
-  if (shown.size() > kNamed) {
-    shown.resize(kNamed);
-    shown.push_back("and " + std::to_string(finding.items.size() - kNamed) + " more");
+  const size_t named = std::min(finding.items.size(), kNamed);
+  std::vector<std::string> shown(finding.items.begin(), finding.items.begin() + named);
+  if (finding.items.size() > named) {
+    shown.push_back("and " + std::to_string(finding.items.size() - named) + " more");
   }
   {
     Sheet sheet;
