@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <ctime>
 #include <iostream>
 #include <map>
 #include <memory>
@@ -299,7 +298,7 @@ void LookOver(BaseDB& db, Findings& findings) {
       findings.problems,
       {"integrity", "The file is damaged",
        std::string(has_links ? "save the links by vexosharing export, then " : "") +
-           "put a backup in its place",
+           "put a backup in its place; vexosharing(1) says how",
        findings.damage});
 }
 

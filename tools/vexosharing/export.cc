@@ -1,4 +1,3 @@
-#include <ctime>
 #include <iostream>
 #include <memory>
 #include <string>

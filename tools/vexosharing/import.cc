@@ -79,6 +79,11 @@ class NewHashes {
   JsonArrayWriter array_;
 };
 
+/// Also the line ends of other systems make no link.
+bool IsBlank(const std::string& text) {
+  return text.find_first_not_of(" \t\r") == std::string::npos;
+}
+
 class Importer {
  public:
   Importer(const Options& options, BaseDB& db)
@@ -137,7 +142,7 @@ bool Importer::ReadBatch(LineReader& lines, std::vector<ImportLine>& batch) {
   size_t bytes = 0;
   while (batch.size() < kBatch && bytes < kBatchBytes) {
     if (!lines.Next(text)) return false;
-    if (text.empty() && !lines.too_long()) continue;
+    if (IsBlank(text) && !lines.too_long()) continue;
     ImportLine line;
     std::string reason = "it is too long";
     if (!lines.too_long() && ParseImportLine(text, db_, line, reason)) {

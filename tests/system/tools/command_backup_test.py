@@ -40,7 +40,23 @@ class Backup(CommandTest):
             path.unlink()
         shutil.copy(self.copy, DATABASE)
         os.chown(DATABASE, 1, 1)
+        os.chmod(DATABASE, 0o660)
         self.assertIn(link, [one["hash"] for one in self.links()])
+        self.assertEqual(self.json("check")["problems"], [])
+
+    def test_holds_what_stands_in_the_log_beside_the_database_only(self):
+        self.create()
+        writer = self.lock()
+        writer.execute("WITH RECURSIVE n(i) AS (VALUES(1) UNION ALL SELECT i + 1 FROM n "
+                       "WHERE i < 2000) INSERT INTO session "
+                       "SELECT NULL, i, 1, '::1', 9 FROM n")
+        writer.execute("COMMIT")
+
+        told = self.json("backup", str(self.copy))
+
+        self.assertLess(DATABASE.stat().st_size, told["bytes"])
+        self.assertEqual(told["bytes"], self.copy.stat().st_size)
+        self.assertEqual(self.sql("SELECT COUNT(*) FROM session", path=self.copy), [(2000,)])
 
     def test_is_for_its_owner_alone_whatever_the_umask(self):
         self.create()
@@ -200,6 +216,18 @@ class Backup(CommandTest):
                 self.assertEqual((out, errors),
                                  (b"", b"vexosharing: interrupted: nothing was kept\n"))
                 self.assertEqual(self.left(), [])
+
+    def test_file_that_comes_up_meanwhile_stays(self):
+        self.make_it_long()
+        process = self.begin()
+
+        self.copy.write_text("precious")
+        _, errors = process.communicate(timeout=60)
+
+        self.assertEqual(process.returncode, REFUSED)
+        self.assertIn(b"File exists", errors)
+        self.assertEqual(self.copy.read_text(), "precious")
+        self.assertEqual(self.left(), ["copy.db"])
 
     def test_runs_on_behind_a_terminal_that_went_away_where_that_is_wanted(self):
         self.make_it_long()

@@ -66,8 +66,10 @@ class Check(CommandTest):
             f"{other} admits user 5999", f"{other} admits group 5998"]})
 
     def test_owner_who_is_gone_is_named_and_the_advice_works(self):
+        self.create()
         link = self.create()
-        self.sql("UPDATE entry SET owner_uid = 5999")
+        self.sql("UPDATE entry SET owner_uid = 5999 WHERE hash = ?", link)
+        self.create(owner="bob")
 
         self.assertEqual(self.problems(), {"owner_gone": [f"{link} of 5999"]})
         self.out("transfer", "--from", "5999", "--to", "bob")
@@ -81,6 +83,11 @@ class Check(CommandTest):
         self.assertEqual(self.problems(), {"md5_password": [link]})
         self.assertNotIn(MD5, self.call("check").stdout.decode())
         self.out("edit", link, "--password-stdin", text="password\n")
+        self.assertEqual(self.problems(), {})
+
+    def test_md5_password_that_does_not_protect_the_link_is_nothing(self):
+        self.change_data(self.create(), protect_password=MD5, protect_password_algo="md5")
+
         self.assertEqual(self.problems(), {})
 
     def test_tokens_that_outlive_link_or_session_are_counted(self):
@@ -120,6 +127,16 @@ class Check(CommandTest):
                                  f"chmod 0660 {DATABASE}")
         subprocess.run(advice, shell=True, check=True)
         self.assertEqual(self.problems(), {})
+
+    def test_wrong_mode_of_the_files_beside_it_is_told(self):
+        self.create()
+        self.lock()  # keeps them there
+        beside = [f"{DATABASE}-wal", f"{DATABASE}-shm"]
+        for path in beside:
+            os.chmod(path, 0o666)
+
+        self.assertEqual(self.problems(), {"file_mode": [f"{path} has mode 0666"
+                                                         for path in beside]})
 
     def test_others_are_told_nothing_of_what_is_wrong(self):
         self.create()
@@ -200,7 +217,9 @@ class Check(CommandTest):
 
         links, damage = self.damage()
 
-        self.assertEqual((links, damage["advice"]), (0, "put a backup in its place"))
+        self.assertEqual(links, 0)
+        self.assertEqual(damage["advice"],
+                         "put a backup in its place; vexosharing(1) says how")
         self.assertIn("links: database disk image is malformed", damage["items"])
         self.assertEqual(self.call("export").returncode, NOT_USABLE)
 
