@@ -176,6 +176,9 @@ class Export(ExportTest):
         self.assertEqual([json.loads(text)["hash"] for text in done.stdout.splitlines()],
                          [good])
         self.assertIn(f"1 row does not read: {bad}".encode(), done.stderr)
+        told = json.loads(self.call("export", "--json", str(self.file)).stdout)
+        self.assertEqual(told["exported"], 1)
+        self.assertEqual([link["hash"] for link in told["damaged"]], [bad])
 
     def test_full_disk_is_told_and_leaves_nothing(self):
         self.create("--app", '{"text":"' + "x" * 20000 + '"}')
@@ -262,6 +265,15 @@ class Export(ExportTest):
 
         self.assertRegex(shown, r"exporting links: \d+ of 50001")
         self.assertTrue(shown.endswith(f"Exported 50001 links to {self.file}.\r\n"))
+
+    def test_shows_no_progress_among_links_on_the_same_terminal(self):
+        self.create()
+        self.fill(20000)
+
+        shown = self.on_terminal("export")[1]
+
+        self.assertEqual(len(shown.splitlines()), 20001)
+        self.assertNotIn("exporting", shown)
 
 
 class Import(ExportTest):
@@ -438,6 +450,12 @@ class Import(ExportTest):
         self.refusal(WRONG_CALL, "import", "")
 
         self.assertFalse(DATABASE.exists())
+
+    def test_closed_input_is_told(self):
+        done = self.call("import", stdin=None, preexec_fn=lambda: os.close(0))
+
+        self.assertEqual(done.returncode, REFUSED)
+        self.assertIn(b"the input cannot be read", done.stderr)
 
     def test_full_disk_is_told_and_whole_batches_are_kept(self):
         subprocess.run(["mount", "-t", "tmpfs", "-o", "size=4m,mode=0777", "tmpfs",

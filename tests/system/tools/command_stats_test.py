@@ -67,6 +67,14 @@ class Stats(CommandTest):
         writer.execute("COMMIT")
         self.assertGreater(self.json("stats")["log_bytes"], 0)
 
+    def test_round_a_large_size(self):
+        self.create()
+        self.fill(10000)
+        self.sql("PRAGMA wal_checkpoint(TRUNCATE)")
+
+        mebibytes = round(DATABASE.stat().st_size / 2**20)
+        self.assertIn(f" {mebibytes} MiB, and 0 KiB of write-ahead log\n", self.out("stats"))
+
     def test_are_a_table_for_a_person(self):
         self.create(project="a project\x1b with a name")
 
@@ -158,6 +166,8 @@ class Block(CommandTest):
         self.login(link, "--address", "192.0.2.7")
         self.assertEqual([one["address"] for one in
                           self.json("block", "list")["addresses"]], ["192.0.2.8"])
+        self.assertEqual(self.out("block", "clear", "192.0.2.8"),
+                         "Cleared 192.0.2.8: 1 failure.\n")
 
     def test_clear_takes_any_address_of_the_network_and_any_form(self):
         self.fail("2001:db8:1:2::5", 1)
