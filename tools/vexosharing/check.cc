@@ -287,7 +287,10 @@ void Print(const Findings& findings, bool json) {
 /// A part that cannot be read does not hide what the others hold.
 void LookOver(BaseDB& db, Findings& findings) {
   const auto note = [&db, &findings](const std::string& part, bool read) {
-    if (!read) findings.damage.push_back(part + ": " + db.GetLastError());
+    // Before the single pages, of which a person sees the first few.
+    if (!read) {
+      findings.damage.insert(findings.damage.begin(), part + ": " + db.GetLastError());
+    }
     return read;
   };
   note("pages", CheckIntegrity(db, findings));

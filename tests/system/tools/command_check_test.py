@@ -244,6 +244,7 @@ class Check(CommandTest):
         items = self.damage()[1]["items"]
 
         self.assertGreater(len(items), 50)
+        self.assertEqual(items[0], "links: database disk image is malformed")
         for item in items:
             self.assertNotIn("\n", item)
             self.assertNotIn("***", item)
