@@ -41,7 +41,7 @@ constexpr size_t kNamed = 10;  // items that are shown to a person
 struct Finding {
   std::string kind;  // for programs
   std::string text;
-  std::string advice;
+  std::vector<std::string> advice;
   std::vector<std::string> items;
 };
 
@@ -73,26 +73,23 @@ std::string Octal(mode_t mode) {
 /// Adds what must be done for the file or folder to be as it should.  A missing one is
 /// not looked at.
 void CheckMode(const std::string& path, mode_t mode, std::vector<std::string>& wrong,
-               std::string& advice) {
+               std::vector<std::string>& advice) {
   struct stat status = {};
   if (stat(path.c_str(), &status) == -1) return;
-  const auto advise = [&advice](const std::string& command) {
-    advice += (advice.empty() ? "" : "; ") + command;
-  };
   if (status.st_uid != kSystemId || status.st_gid != kSystemId) {
     wrong.push_back(path + " belongs to " + std::to_string(status.st_uid) + ":" +
                     std::to_string(status.st_gid));
-    advise("chown 1:1 " + path);
+    advice.push_back("chown 1:1 " + path);
   }
   if ((status.st_mode & 07777) != mode) {
     wrong.push_back(path + " has mode " + Octal(status.st_mode));
-    advise("chmod " + Octal(mode) + " " + path);
+    advice.push_back("chmod " + Octal(mode) + " " + path);
   }
 }
 
 void CheckFiles(const std::string& path, Findings& findings) {
   std::vector<std::string> wrong;
-  std::string advice;
+  std::vector<std::string> advice;
   // Another database may stand anywhere: only the system's own folder is known.
   if (path == SZF_SHARING_DB_PATH) {
     CheckMode(path.substr(0, path.rfind('/')), kFolderMode, wrong, advice);
@@ -128,7 +125,7 @@ bool CheckVersion(BaseDB& db, Findings& findings) {
   if (version != kSchemaVersion) {
     findings.problems.push_back({"schema_version",
                                  "The schema has a version that is not known here",
-                                 "install the programs that made it, or newer ones",
+                                 {"install the programs that made it, or newer ones"},
                                  {"version " + std::to_string(version)}});
   }
   return true;
@@ -150,7 +147,7 @@ bool CheckTokens(BaseDB& db, Findings& findings) {
       findings.problems.push_back(
           {kind,
            "Tokens outlive their " + owner,
-           "they open nothing; vexosharing purge takes them once they have expired",
+           {"they open nothing; vexosharing purge takes them once they have expired"},
            {Counted(tokens, "token") + " of a " + owner + " that is gone"}});
     }
     return true;
@@ -207,29 +204,34 @@ bool CheckLinks(BaseDB& db, Findings& findings) {
     damaged.push_back(link.hash + " (id " + std::to_string(link.id) + ")");
   }
   findings.links = reader.done();
+  AddUnlessEmpty(findings.problems,
+                 {"damaged_row",
+                  "Rows do not read, and open for nobody",
+                  {"take the links from a backup, or vexosharing delete HASH"},
+                  std::move(damaged)});
   AddUnlessEmpty(
       findings.problems,
-      {"damaged_row", "Rows do not read, and open for nobody",
-       "take the links from a backup, or vexosharing delete HASH", std::move(damaged)});
-  AddUnlessEmpty(
-      findings.problems,
-      {"owner_gone", "Links have an owner who does not exist any more",
-       "vexosharing transfer --from NUMBER --to USER, or vexosharing delete HASH",
+      {"owner_gone",
+       "Links have an owner who does not exist any more",
+       {"vexosharing transfer --from NUMBER --to USER, or vexosharing delete HASH"},
        std::move(lists.owner_gone)});
+  AddUnlessEmpty(
+      findings.problems,
+      {"unknown_name",
+       "Links admit users or groups that do not exist: whoever gets such a "
+       "name or number is let in",
+       {"vexosharing edit HASH --user NAME --group NAME, with those who are to "
+        "be admitted"},
+       std::move(lists.unknown_names)});
   AddUnlessEmpty(findings.problems,
-                 {"unknown_name",
-                  "Links admit users or groups that do not exist: whoever gets such a "
-                  "name or number is let in",
-                  "vexosharing edit HASH --user NAME --group NAME, with those who are to "
-                  "be admitted",
-                  std::move(lists.unknown_names)});
-  AddUnlessEmpty(findings.problems,
-                 {"md5_password", "Passwords are stored as plain MD5",
-                  "vexosharing edit HASH --password-stdin, also with the same password",
+                 {"md5_password",
+                  "Passwords are stored as plain MD5",
+                  {"vexosharing edit HASH --password-stdin, also with the same password"},
                   std::move(lists.md5)});
   AddUnlessEmpty(findings.remarks,
-                 {"no_expiry", "Links never expire",
-                  "where that is not wanted, vexosharing edit HASH --expire WHEN",
+                 {"no_expiry",
+                  "Links never expire",
+                  {"where that is not wanted, vexosharing edit HASH --expire WHEN"},
                   std::move(lists.endless)});
   return reader.good();
 }
@@ -244,7 +246,11 @@ void PrintSheet(const Finding& finding, Style style) {
     Sheet sheet;
     sheet.Add("Found", finding.text, style);
     sheet.Add("Where", Join(shown));
-    sheet.Add("To do", finding.advice);
+    const char* name = "To do";
+    for (const std::string& step : finding.advice) {
+      sheet.Add(name, step);  // each in a line of its own, which can be pasted
+      name = "";
+    }
   }
   std::cout << "\n";
 }
@@ -265,7 +271,7 @@ Json::Value FindingsJson(const std::vector<Finding>& findings) {
     Json::Value element(Json::objectValue);
     element["kind"] = finding.kind;
     element["text"] = finding.text;
-    element["advice"] = finding.advice;
+    element["advice"] = JsonArray(finding.advice);
     element["items"] = JsonArray(finding.items);
     array.append(element);
   }
@@ -297,12 +303,11 @@ void LookOver(BaseDB& db, Findings& findings) {
   note("version", CheckVersion(db, findings));
   const bool has_links = note("links", CheckLinks(db, findings));
   note("tokens", CheckTokens(db, findings));
-  AddUnlessEmpty(
-      findings.problems,
-      {"integrity", "The file is damaged",
-       std::string(has_links ? "save the links by vexosharing export, then " : "") +
-           "put a backup in its place; vexosharing(1) says how",
-       findings.damage});
+  std::vector<std::string> advice;
+  if (has_links) advice.push_back("vexosharing export FILE, to save the links");
+  advice.push_back("put a backup in its place; vexosharing(1) says how");
+  AddUnlessEmpty(findings.problems,
+                 {"integrity", "The file is damaged", advice, findings.damage});
 }
 
 Outcome Check(const CommonOptions& options) {

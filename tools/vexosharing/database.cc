@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <utility>
 
 namespace command {
 
@@ -17,6 +18,22 @@ constexpr gid_t kSystemGid = 1;
 bool SystemAccountMayWrite(const struct stat& status) {
   if (status.st_uid == kSystemUid) return (status.st_mode & S_IWUSR) != 0;
   return (status.st_mode & (status.st_gid == kSystemGid ? S_IWGRP : S_IWOTH)) != 0;
+}
+
+/// The database's own words for its last error, and what to do about the common ones.
+std::string LastError(const BaseDB& db) {
+  const std::string error = db.GetLastError();
+  if (error.empty()) return "the system log says why";
+  const std::pair<const char*, const char*> remedies[] = {
+      {"locked", "another program holds it, try again"},
+      {"malformed", "vexosharing check says more"},
+      {"not a database", "put a backup in its place, vexosharing(1) says how"},
+      {"full", "make room on its disk"},
+      {"disk I/O", "its disk is full or failing"}};
+  for (const auto& [words, remedy] : remedies) {
+    if (error.find(words) != std::string::npos) return error + ": " + remedy;
+  }
+  return error;
 }
 
 /// Why a database cannot be used, and what to do about it.
@@ -34,8 +51,7 @@ std::string Reason(const SharingDB& db, const std::string& path) {
       std::filesystem::absolute(path, error).parent_path();
   if (stat(folder.c_str(), &status) == -1) return "there is no folder " + folder.string();
   if (!SystemAccountMayWrite(status)) return "its folder must let user 1 write";
-  const std::string reason = db.GetLastError();
-  return reason.empty() ? "the system log says why" : reason;
+  return LastError(db);
 }
 
 std::unique_ptr<SharingDB> Open(const std::string& path) {
@@ -70,9 +86,7 @@ std::unique_ptr<SharingDB> OpenOrMakeDatabase(const std::string& path) {
 }
 
 Outcome DatabaseFailed(const BaseDB& db) {
-  const std::string error = db.GetLastError();
-  return End(kNotUsable, "the database failed: " +
-                             (error.empty() ? "the system log says why" : error));
+  return End(kNotUsable, "the database failed: " + LastError(db));
 }
 
 }  // namespace command

@@ -115,7 +115,7 @@ void Table::Write(const std::vector<Cell>& row) const {
 }
 
 void Sheet::Add(const std::string& name, const std::string& text, Style style) {
-  lines_.push_back({Printable(name) + ":", Printable(text), style});
+  lines_.push_back({name.empty() ? "" : Printable(name) + ":", Printable(text), style});
 }
 
 Sheet::~Sheet() {

@@ -58,6 +58,7 @@ class Sheet {
   Sheet(const Sheet&) = delete;
   Sheet& operator=(const Sheet&) = delete;
 
+  /// An empty name makes a further line of what is above.
   void Add(const std::string& name, const std::string& text, Style style = Style::kPlain);
 
  private:

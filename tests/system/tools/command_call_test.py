@@ -141,8 +141,8 @@ class Database(CommandTest):
             with self.subTest(name):
                 errors = process.communicate(timeout=60)[1]
                 self.assertEqual(process.returncode, NOT_USABLE)
-                self.assertEqual(errors, b"vexosharing: the database failed: "
-                                         b"database is locked\n")
+                self.assertEqual(errors, b"vexosharing: the database failed: database is "
+                                         b"locked: another program holds it, try again\n")
         self.assertEqual(self.sql("SELECT * FROM entry"), before)
 
     def test_missing_one_is_made_by_create_for_the_system_account(self):
@@ -174,7 +174,8 @@ class Database(CommandTest):
         DATABASE.chmod(0o660)
         for name, call in ALL.items():
             with self.subTest(name):
-                self.assertIn("file is not a database", self.refusal(NOT_USABLE, *call))
+                self.assertIn("file is not a database: put a backup in its place",
+                              self.refusal(NOT_USABLE, *call))
 
     def test_one_that_is_damaged_further_in_is_told(self):
         self.create()

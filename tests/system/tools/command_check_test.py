@@ -123,9 +123,12 @@ class Check(CommandTest):
                          [f"{folder} has mode 0755", f"{DATABASE} belongs to 1:42",
                           f"{DATABASE} has mode 0666"])
         advice = found["problems"][0]["advice"]
-        self.assertEqual(advice, f"chmod 0750 {folder}; chown 1:1 {DATABASE}; "
-                                 f"chmod 0660 {DATABASE}")
-        subprocess.run(advice, shell=True, check=True)
+        self.assertEqual(advice, [f"chmod 0750 {folder}", f"chown 1:1 {DATABASE}",
+                                  f"chmod 0660 {DATABASE}"])
+        self.assertIn("To do:  {}\n        {}\n        {}\n".format(*advice),
+                      self.call("check").stdout.decode())
+        for command in advice:
+            subprocess.run(command, shell=True, check=True)
         self.assertEqual(self.problems(), {})
 
     def test_wrong_mode_of_the_files_beside_it_is_told(self):
@@ -205,8 +208,8 @@ class Check(CommandTest):
         links, damage = self.damage()
 
         self.assertEqual(links, 3001)
-        self.assertIn("vexosharing export", damage["advice"])
-        self.assertIn("put a backup in its place", damage["advice"])
+        self.assertIn("vexosharing export", damage["advice"][0])
+        self.assertIn("put a backup in its place", damage["advice"][1])
         self.assertIn("unknown_name", self.problems())
         self.assertEqual(len(self.out("export").splitlines()), 3001)
 
@@ -219,7 +222,7 @@ class Check(CommandTest):
 
         self.assertEqual(links, 0)
         self.assertEqual(damage["advice"],
-                         "put a backup in its place; vexosharing(1) says how")
+                         ["put a backup in its place; vexosharing(1) says how"])
         self.assertIn("links: database disk image is malformed", damage["items"])
         self.assertEqual(self.call("export").returncode, NOT_USABLE)
 

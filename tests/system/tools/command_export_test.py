@@ -467,7 +467,7 @@ class Import(ExportTest):
         done = self.call("import", "--database", other, text=text)
 
         self.assertEqual(done.returncode, NOT_USABLE)
-        self.assertIn(b"full", done.stderr)
+        self.assertIn(b"full: make room on its disk", done.stderr)
         kept = self.sql("SELECT COUNT(*) FROM entry", path=other)[0][0]
         self.assertEqual(kept % 500, 0)
         self.assertIn(f"before that, {kept} links came in", done.stderr.decode())
