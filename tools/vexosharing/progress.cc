@@ -23,7 +23,11 @@ Progress::Progress(std::string what, long total)
 Progress::~Progress() { Wipe(); }
 
 void Progress::Show(long done) {
-  if (!terminal_ || Clock::now() < next_) return;
+  if (Clock::now() >= next_) ShowNow(done);
+}
+
+void Progress::ShowNow(long done) {
+  if (!terminal_) return;
   next_ = Clock::now() + kPause;
   shown_ = true;
   std::cerr << "\r" << what_ << ": " << done;

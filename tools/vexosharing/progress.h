@@ -18,6 +18,9 @@ class Progress {
   /// `done` of the total are done by now.
   void Show(long done);
 
+  /// The same, and at once: for a long step that tells nothing while it lasts.
+  void ShowNow(long done);
+
   /// Makes room for a message; the next Show goes on below it.
   void Wipe();
 

@@ -54,22 +54,24 @@ struct Stores {
 /// Deletes one kind after the other until an interrupt; the tokens are not counted.
 bool DeletePast(const Options& options, unsigned int owner, BaseDB& db, Stores& stores,
                 Counts& gone) {
-  Progress progress("purging, step", kSteps);
+  // Sessions belong to no owner and to no project.
+  const bool links_only = !options.owner.empty() || !options.project.empty();
+  Progress progress("purging, step", links_only ? 1 : kSteps);
+  progress.ShowNow(1);
   const bool named = options.all || !options.owner.empty();
   if (!(named ? stores.links.PurgeExpiredByOwnerProject(owner, options.project)
               : stores.links.PurgeExpired(kAlways)) ||
       !tools::CountChanges(db, gone.links)) {
     return false;
   }
-  // Sessions belong to no owner and to no project.
-  if (!options.owner.empty() || !options.project.empty()) return true;
-  progress.Show(1);
-  if (Interrupted()) return true;
+  if (links_only || Interrupted()) return true;
+  progress.ShowNow(2);
   if (!stores.sessions.PurgeExpired(kAlways) || !tools::CountChanges(db, gone.sessions)) {
     return false;
   }
-  progress.Show(2);
-  return Interrupted() || stores.tokens.PurgeExpired(kAlways);
+  if (Interrupted()) return true;
+  progress.ShowNow(3);
+  return stores.tokens.PurgeExpired(kAlways);
 }
 
 Outcome PurgeAll(const Options& options, unsigned int owner, BaseDB& db, Counts& gone) {

@@ -514,7 +514,6 @@ class Terminals(SlowTest):
 
     def test_message_of_a_purge_does_not_stand_behind_its_progress(self):
         self.create("--expire", "2020-01-01")
-        self.slow_down("entry")
         self.sql("INSERT INTO session VALUES (NULL, 'past', 4294967295, '192.0.2.1', 1)")
         self.sql("CREATE TRIGGER no_more BEFORE DELETE ON session "
                  "BEGIN SELECT RAISE(ABORT, 'no more'); END")
@@ -524,14 +523,23 @@ class Terminals(SlowTest):
         self.assertTrue(shown.endswith(" of 3\033[K\r\033[Kvexosharing: the database failed: "
                                        "no more\r\n"), shown)
 
+    def test_step_of_a_purge_is_shown_when_it_begins(self):
+        self.create("--expire", "2020-01-01")
+        self.sql("CREATE TRIGGER no_more BEFORE DELETE ON entry "
+                 "BEGIN SELECT RAISE(ABORT, 'no more'); END")
+
+        for arguments, steps in ([], 3), (["--owner", "alice"], 1):
+            shown = self.on_terminal("purge", *arguments)[1]
+            self.assertIn(f"\rpurging, step: 1 of {steps}\033[K\r\033[K", shown)
+
     def test_progress_of_a_purge_is_shown_and_wiped(self):
         self.create("--expire", "2020-01-01")
-        self.slow_down("entry")
 
         status, shown = self.on_terminal("purge", env={"NO_COLOR": "1"})
 
         self.assertEqual(status, DONE)
-        self.assertRegex(shown, r"^\rpurging, step: \d of 3\033\[K")
+        self.assertRegex(shown, "^" + "".join(rf"\rpurging, step: {step} of 3\033\[K"
+                                              for step in (1, 2, 3)))
         self.assertTrue(shown.endswith("\r\033[KLinks:     1\r\nSessions:  0\r\n"
                                        "Tokens:    0\r\n"), shown)
 
