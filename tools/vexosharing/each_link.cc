@@ -16,11 +16,13 @@ namespace {
 
 using VEXO::sharing::db::TokenDB;
 
-/// Treats the link of that hash; kDone with the number of its tokens.
+/// Treats the link of that hash unless there was an interrupt; kDone with the number of
+/// its tokens.
 Outcome TreatLink(BaseDB& db, EntryDB& links, TokenDB& tokens, const std::string& hash,
                   Treatment treat, long& count) {
   tools::Transaction change(db);
   if (!change.good()) return DatabaseFailed(db);
+  if (Interrupted()) return kInterrupted;
   Entry link;
   bool readable = false;  // one that does not read may go too
   Outcome outcome = kDone;
@@ -48,14 +50,15 @@ Outcome TreatEachLink(const EachLinkOptions& options, const std::string& done,
   Json::Value treated(Json::arrayValue);
   std::vector<std::string> missing;
   for (const std::string& hash : options.hashes) {
-    if (Interrupted()) {
+    long count = 0;
+    const Outcome one =
+        Interrupted() ? kInterrupted : TreatLink(*db, links, tokens, hash, treat, count);
+    if (one == kInterrupted) {
       outcome =
           End(kInterrupted, "interrupted: " + std::to_string(treated.size()) + " of " +
                                 Counted(options.hashes.size(), "link") + " " + done);
       break;
     }
-    long count = 0;
-    const Outcome one = TreatLink(*db, links, tokens, hash, treat, count);
     if (one == kDone) {
       Json::Value element(Json::objectValue);
       element[VEXO::sharing::SZK_HASH] = hash;
