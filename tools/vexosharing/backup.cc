@@ -12,6 +12,7 @@
 #include "new_file.h"
 #include "options.h"
 #include "progress.h"
+#include "sqlite_connection.h"
 #include "text.h"
 
 namespace command {
@@ -19,7 +20,6 @@ namespace command {
 namespace {
 
 constexpr int kPagesAtOnce = 256;
-constexpr int kPatienceMilliseconds = 10000;
 
 struct Options {
   CommonOptions common;
@@ -27,25 +27,14 @@ struct Options {
   bool force = false;
 };
 
-struct CloseConnection {
-  void operator()(sqlite3* connection) const { sqlite3_close_v2(connection); }
-};
-using Connection = std::unique_ptr<sqlite3, CloseConnection>;
-
 struct FinishBackup {
   void operator()(sqlite3_backup* backup) const { sqlite3_backup_finish(backup); }
 };
 
-/// A connection on a file that exists; null, told, when there is none to be had.
-Connection Open(const std::string& path, int mode) {
-  sqlite3* opened = nullptr;
-  const int code = sqlite3_open_v2(path.c_str(), &opened, mode, nullptr);
-  Connection connection(opened);
-  if (code != SQLITE_OK) {
-    Tell(path + " cannot be opened: " + sqlite3_errstr(code));
-    return nullptr;
-  }
-  sqlite3_busy_timeout(opened, kPatienceMilliseconds);
+Connection Open(const std::string& path, int flags) {
+  int code = SQLITE_OK;
+  Connection connection = Connect(path, flags, code);
+  if (connection == nullptr) Tell(path + " cannot be opened: " + sqlite3_errstr(code));
   return connection;
 }
 
@@ -140,7 +129,7 @@ Outcome Backup(const Options& options) {
 
 }  // namespace
 
-void AddBackup(CLI::App& app, Outcome& outcome) {
+void AddBackup(CLI::App& app, Work& work) {
   const auto options = std::make_shared<Options>();
   CLI::App& command = AddCommand(
       app, "backup",
@@ -153,7 +142,7 @@ void AddBackup(CLI::App& app, Outcome& outcome) {
       ->transform(NotEmpty());
   command.add_flag("--force", options->force, "replace a file that is there");
   AddCommon(command, options->common);
-  command.callback([options, &outcome] { outcome = Backup(*options); });
+  command.callback([options, &work] { work = [options] { return Backup(*options); }; });
 }
 
 }  // namespace command

@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "commands.h"
-#include "database.h"
 #include "json.h"
 #include "moment.h"
 #include "options.h"
@@ -50,7 +49,6 @@ bool Read(std::vector<Address>& addresses) {
 }
 
 Outcome List(const ListOptions& options) {
-  if (!MayUseDatabase()) return kNotUsable;
   std::vector<Address> addresses;
   if (!Read(addresses)) return kNotUsable;
   if (options.json) {
@@ -82,7 +80,6 @@ Outcome List(const ListOptions& options) {
 }
 
 Outcome Clear(const ClearOptions& options) {
-  if (!MayUseDatabase()) return kNotUsable;
   std::vector<Address> before;
   std::vector<Address> after;
   if (!Read(before)) return kNotUsable;
@@ -116,7 +113,7 @@ Outcome Clear(const ClearOptions& options) {
 
 }  // namespace
 
-void AddBlock(CLI::App& app, Outcome& outcome) {
+void AddBlock(CLI::App& app, Work& work) {
   CLI::App& command =
       AddCommand(app, "block", "Shows and clears addresses that failed to log in.",
                  "vexosharing block list");
@@ -126,7 +123,8 @@ void AddBlock(CLI::App& app, Outcome& outcome) {
   CLI::App& list = AddCommand(command, "list", "Lists addresses that failed to log in.",
                               "vexosharing block list");
   AddJson(list, list_options->json);
-  list.callback([list_options, &outcome] { outcome = List(*list_options); });
+  list.callback(
+      [list_options, &work] { work = [list_options] { return List(*list_options); }; });
 
   const auto clear_options = std::make_shared<ClearOptions>();
   CLI::App& clear = AddCommand(command, "clear",
@@ -137,7 +135,9 @@ void AddBlock(CLI::App& app, Outcome& outcome) {
       ->required()
       ->transform(NotEmpty());
   AddJson(clear, clear_options->json);
-  clear.callback([clear_options, &outcome] { outcome = Clear(*clear_options); });
+  clear.callback([clear_options, &work] {
+    work = [clear_options] { return Clear(*clear_options); };
+  });
 }
 
 }  // namespace command

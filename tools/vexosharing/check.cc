@@ -13,6 +13,7 @@
 #include "account.h"
 #include "commands.h"
 #include "database.h"
+#include "database_content.h"
 #include "interrupt.h"
 #include "json.h"
 #include "links.h"
@@ -311,9 +312,12 @@ void LookOver(BaseDB& db, Findings& findings) {
 }
 
 Outcome Check(const CommonOptions& options) {
-  if (!MayUseDatabase()) return kNotUsable;
   Findings findings;
-  CheckFiles(options.database, findings);
+  CheckFiles(options.database, findings);  // before a connection changes what is there
+  const DatabaseContent content = ContentOf(options.database);
+  if (content == DatabaseContent::kForeign || content == DatabaseContent::kNone) {
+    findings.problems.clear();  // owner and mode of other files are not ours to judge
+  }
   const std::unique_ptr<SharingDB> db = OpenDatabase(options.database);
   if (db == nullptr) {
     // A wrong owner or mode may be the very reason.
@@ -331,7 +335,7 @@ Outcome Check(const CommonOptions& options) {
 
 }  // namespace
 
-void AddCheck(CLI::App& app, Outcome& outcome) {
+void AddCheck(CLI::App& app, Work& work) {
   const auto options = std::make_shared<CommonOptions>();
   CLI::App& command =
       AddCommand(app, "check",
@@ -340,7 +344,7 @@ void AddCheck(CLI::App& app, Outcome& outcome) {
                  "Links that never expire are mentioned only.",
                  "vexosharing check");
   AddCommon(command, *options);
-  command.callback([options, &outcome] { outcome = Check(*options); });
+  command.callback([options, &work] { work = [options] { return Check(*options); }; });
 }
 
 }  // namespace command

@@ -76,7 +76,7 @@ Outcome Create(const Options& options) {
 
 }  // namespace
 
-void AddCreate(CLI::App& app, Outcome& outcome) {
+void AddCreate(CLI::App& app, Work& work) {
   const auto options = std::make_shared<Options>();
   CLI::App& command =
       AddCommand(app, "create",
@@ -92,7 +92,7 @@ void AddCreate(CLI::App& app, Outcome& outcome) {
       command.add_flag("--qr", options->qr, "draw the URL as a QR code");
   AddCommon(command, options->common);
   qr->excludes(command.get_option("--json"));
-  command.callback([options, &outcome] { outcome = Create(*options); });
+  command.callback([options, &work] { work = [options] { return Create(*options); }; });
 }
 
 }  // namespace command

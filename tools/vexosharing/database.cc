@@ -8,6 +8,8 @@
 #include <filesystem>
 #include <utility>
 
+#include "database_content.h"
+
 namespace command {
 
 namespace {
@@ -37,10 +39,14 @@ std::string LastError(const BaseDB& db) {
 }
 
 /// Why a database cannot be used, and what to do about it.
-std::string Reason(const SharingDB& db, const std::string& path) {
+std::string Reason(const SharingDB& db, const std::string& path,
+                   DatabaseContent content) {
   struct stat status = {};
-  if (stat(path.c_str(), &status) == 0) {
+  if (stat(path.c_str(), &status) == -1) {
+    if (errno != ENOENT) return std::string("it cannot be reached: ") + strerror(errno);
+  } else {
     if (!S_ISREG(status.st_mode)) return "it is no file";
+    if (content == DatabaseContent::kNone) return LastError(db);
     if (status.st_uid != kSystemUid) {
       return "it must belong to the system account: chown 1:1 it";
     }
@@ -54,10 +60,14 @@ std::string Reason(const SharingDB& db, const std::string& path) {
   return LastError(db);
 }
 
-std::unique_ptr<SharingDB> Open(const std::string& path) {
+std::unique_ptr<SharingDB> Open(const std::string& path, DatabaseContent content) {
+  if (content == DatabaseContent::kForeign) {  // it would become one of links
+    Tell(path + " is a database of something else");
+    return nullptr;
+  }
   auto db = std::make_unique<SharingDB>(path);
   if (db->IsGood()) return db;
-  Tell("the database " + path + " cannot be used: " + Reason(*db, path));
+  Tell("the database " + path + " cannot be used: " + Reason(*db, path, content));
   return nullptr;
 }
 
@@ -70,19 +80,14 @@ bool MayUseDatabase() {
 }
 
 std::unique_ptr<SharingDB> OpenDatabase(const std::string& path) {
-  if (!MayUseDatabase()) return nullptr;
-  struct stat status = {};
-  if (stat(path.c_str(), &status) == -1) {
-    Tell(errno == ENOENT
-             ? "there is no database at " + path + ": vexosharing create makes one"
-             : "the database " + path + " cannot be reached: " + strerror(errno));
-    return nullptr;
-  }
-  return Open(path);
+  const DatabaseContent content = ContentOf(path);
+  if (content != DatabaseContent::kNothing) return Open(path, content);
+  Tell("there is no database at " + path + ": vexosharing create makes one");
+  return nullptr;
 }
 
 std::unique_ptr<SharingDB> OpenOrMakeDatabase(const std::string& path) {
-  return MayUseDatabase() ? Open(path) : nullptr;
+  return Open(path, ContentOf(path));
 }
 
 Outcome DatabaseFailed(const BaseDB& db) {

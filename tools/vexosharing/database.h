@@ -14,8 +14,8 @@ using VEXO::sharing::db::SharingDB;
 /// Whether the caller is root or the system account; told when not.
 bool MayUseDatabase();
 
-/// Opens the database for reading and writing.  Null, told, when the caller may not, or
-/// when it cannot be used: the outcome is then kNotUsable.
+/// Opens the database for reading and writing.  Null, told, when there is none, when it
+/// cannot be used or is not one of links: the outcome is then kNotUsable.
 std::unique_ptr<SharingDB> OpenDatabase(const std::string& path);
 
 /// The same, and makes a missing one.

@@ -17,13 +17,14 @@ bool Delete(EntryDB& links, TokenDB& /*tokens*/, const Entry& link) {
 
 }  // namespace
 
-void AddDelete(CLI::App& app, Outcome& outcome) {
+void AddDelete(CLI::App& app, Work& work) {
   const auto options = std::make_shared<EachLinkOptions>();
   CLI::App& command = AddCommand(app, "delete", "Deletes links, with their tokens.",
                                  "vexosharing delete xK3fQ9aZb 8hWmT2pLc");
   AddEachLinkOptions(command, *options);
-  command.callback(
-      [options, &outcome] { outcome = TreatEachLink(*options, "deleted", Delete); });
+  command.callback([options, &work] {
+    work = [options] { return TreatEachLink(*options, "deleted", Delete); };
+  });
 }
 
 }  // namespace command

@@ -127,7 +127,7 @@ bool NamesAChange(const CLI::App& command) {
 
 }  // namespace
 
-void AddEdit(CLI::App& app, Outcome& outcome) {
+void AddEdit(CLI::App& app, Work& work) {
   const auto options = std::make_shared<Options>();
   CLI::App& command = AddCommand(
       app, "edit",
@@ -159,12 +159,13 @@ void AddEdit(CLI::App& app, Outcome& outcome) {
     unprotect->excludes(protection);
   }
   AddCommon(command, options->common);
-  command.callback([options, &outcome, &command] {
-    outcome = NamesAChange(command)
-                  ? Edit(*options)
-                  : End(kWrongCall,
-                        "name at least one thing to change; see vexosharing "
-                        "edit --help");
+  command.callback([options, &work, &command] {
+    work = [options, &command] {
+      return NamesAChange(command)
+                 ? Edit(*options)
+                 : End(kWrongCall,
+                       "name at least one thing to change; see vexosharing edit --help");
+    };
   });
 }
 

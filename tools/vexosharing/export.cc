@@ -117,7 +117,7 @@ Outcome Export(const Options& options) {
 
 }  // namespace
 
-void AddExport(CLI::App& app, Outcome& outcome) {
+void AddExport(CLI::App& app, Work& work) {
   const auto options = std::make_shared<Options>();
   CLI::App& command = AddCommand(
       app, "export",
@@ -132,7 +132,7 @@ void AddExport(CLI::App& app, Outcome& outcome) {
                    "stored passwords and private data too");
   command.add_flag("--force", options->force, "replace a file that is there");
   AddCommon(command, options->common);
-  command.callback([options, &outcome] { outcome = Export(*options); });
+  command.callback([options, &work] { work = [options] { return Export(*options); }; });
 }
 
 }  // namespace command

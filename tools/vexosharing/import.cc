@@ -237,7 +237,6 @@ void Importer::Print() {
 }
 
 Outcome Import(const Options& options) {
-  if (!MayUseDatabase()) return kNotUsable;
   LineReader lines(options.file);
   if (!lines.good()) {
     return End(kRefused, options.file + " cannot be read: " + strerror(lines.error()));
@@ -249,7 +248,7 @@ Outcome Import(const Options& options) {
 
 }  // namespace
 
-void AddImport(CLI::App& app, Outcome& outcome) {
+void AddImport(CLI::App& app, Work& work) {
   const auto options = std::make_shared<Options>();
   CLI::App& command = AddCommand(
       app, "import",
@@ -266,7 +265,7 @@ void AddImport(CLI::App& app, Outcome& outcome) {
                    "a new hash for a link whose own is taken");
   command.add_flag("--keep-going", options->keep_going, "pass over bad lines");
   AddCommon(command, options->common);
-  command.callback([options, &outcome] { outcome = Import(*options); });
+  command.callback([options, &work] { work = [options] { return Import(*options); }; });
 }
 
 }  // namespace command

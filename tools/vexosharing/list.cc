@@ -216,7 +216,7 @@ Outcome List(const Options& options) {
 
 }  // namespace
 
-void AddList(CLI::App& app, Outcome& outcome) {
+void AddList(CLI::App& app, Work& work) {
   const auto options = std::make_shared<Options>();
   CLI::App& command =
       AddCommand(app, "list",
@@ -249,7 +249,7 @@ void AddList(CLI::App& app, Outcome& outcome) {
       ->type_name("N")
       ->needs("--page");
   AddCommon(command, options->common);
-  command.callback([options, &outcome] { outcome = List(*options); });
+  command.callback([options, &work] { work = [options] { return List(*options); }; });
 }
 
 }  // namespace command

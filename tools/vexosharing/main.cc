@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "commands.h"
+#include "database.h"
 #include "help_format.h"
 #include "interrupt.h"
 #include "outcome.h"
@@ -75,31 +76,32 @@ Outcome Run(int argc, char** argv) {
   app.set_help_flag("-h,--help", "show this help");
   app.require_subcommand(1);
   app.footer(kFooter);
-  Outcome outcome = command::kDone;
-  command::AddCreate(app, outcome);
-  command::AddList(app, outcome);
-  command::AddShow(app, outcome);
-  command::AddEdit(app, outcome);
-  command::AddDelete(app, outcome);
-  command::AddRevoke(app, outcome);
-  command::AddTransfer(app, outcome);
-  command::AddPurge(app, outcome);
-  command::AddVisit(app, outcome);
-  command::AddCheck(app, outcome);
-  command::AddBackup(app, outcome);
-  command::AddExport(app, outcome);
-  command::AddImport(app, outcome);
-  command::AddBlock(app, outcome);
-  command::AddStats(app, outcome);
+  command::Work work;
+  command::AddCreate(app, work);
+  command::AddList(app, work);
+  command::AddShow(app, work);
+  command::AddEdit(app, work);
+  command::AddDelete(app, work);
+  command::AddRevoke(app, work);
+  command::AddTransfer(app, work);
+  command::AddPurge(app, work);
+  command::AddVisit(app, work);
+  command::AddCheck(app, work);
+  command::AddBackup(app, work);
+  command::AddExport(app, work);
+  command::AddImport(app, work);
+  command::AddBlock(app, work);
+  command::AddStats(app, work);
   try {
     app.parse(Arguments(argc, argv));
   } catch (const CLI::Success& help) {
     app.exit(help);
+    return command::kDone;
   } catch (const CLI::ParseError& error) {
     return command::End(command::kWrongCall,
                         Mistake(app, error) + "; see " + Called(app) + " --help");
   }
-  return outcome;
+  return command::MayUseDatabase() ? work() : command::kNotUsable;
 }
 
 }  // namespace

@@ -24,6 +24,13 @@ std::string FolderOf(const std::string& path) {
   return slash == 0 ? "/" : path.substr(0, slash);
 }
 
+bool IsSameFile(const std::string& path, const std::string& other) {
+  struct stat one = {};
+  struct stat two = {};
+  return lstat(path.c_str(), &one) == 0 && stat(other.c_str(), &two) == 0 &&
+         one.st_dev == two.st_dev && one.st_ino == two.st_ino;
+}
+
 }  // namespace
 
 NewFile::NewFile(std::string path, bool replace)
@@ -43,19 +50,24 @@ bool NewFile::Make(const std::string& database) {
 }
 
 bool NewFile::MayTakePlace(const std::string& database) const {
+  for (const char* const part : {"", "-wal", "-shm"}) {
+    if (IsSameFile(path_, database + part)) {
+      Tell(path_ + " is the database itself: name another file");
+      return false;
+    }
+  }
   struct stat there = {};
+  for (const char* const log : {"-wal", "-journal"}) {
+    if (lstat((path_ + log).c_str(), &there) == 0) {
+      Tell(path_ + log +
+           " would be read into the new file: remove it, or name another file");
+      return false;
+    }
+  }
   if (lstat(path_.c_str(), &there) == -1) return errno == ENOENT || Failed(errno);
   if (!S_ISREG(there.st_mode)) {
     Tell(path_ + " is there and is no file");
     return false;
-  }
-  for (const char* const part : {"", "-wal", "-shm"}) {
-    struct stat live = {};
-    if (stat((database + part).c_str(), &live) == 0 && live.st_dev == there.st_dev &&
-        live.st_ino == there.st_ino) {
-      Tell(path_ + " is the database itself: name another file");
-      return false;
-    }
   }
   if (!replace_) Tell(path_ + " is there already: --force replaces it");
   return replace_;

@@ -120,7 +120,7 @@ Outcome Purge(const Options& options) {
 
 }  // namespace
 
-void AddPurge(CLI::App& app, Outcome& outcome) {
+void AddPurge(CLI::App& app, Work& work) {
   const auto options = std::make_shared<Options>();
   CLI::App& command =
       AddCommand(app, "purge",
@@ -139,7 +139,7 @@ void AddPurge(CLI::App& app, Outcome& outcome) {
   command.add_flag("--all", options->all, "links of every owner, kept ones too")
       ->excludes(owner);
   AddCommon(command, options->common);
-  command.callback([options, &outcome] { outcome = Purge(*options); });
+  command.callback([options, &work] { work = [options] { return Purge(*options); }; });
 }
 
 }  // namespace command

@@ -17,14 +17,15 @@ bool Revoke(EntryDB& /*links*/, TokenDB& tokens, const Entry& link) {
 
 }  // namespace
 
-void AddRevoke(CLI::App& app, Outcome& outcome) {
+void AddRevoke(CLI::App& app, Work& work) {
   const auto options = std::make_shared<EachLinkOptions>();
   CLI::App& command = AddCommand(
       app, "revoke", "Deletes the tokens of links.\nTheir visitors must log in again.",
       "vexosharing revoke xK3fQ9aZb");
   AddEachLinkOptions(command, *options);
-  command.callback(
-      [options, &outcome] { outcome = TreatEachLink(*options, "revoked", Revoke); });
+  command.callback([options, &work] {
+    work = [options] { return TreatEachLink(*options, "revoked", Revoke); };
+  });
 }
 
 }  // namespace command

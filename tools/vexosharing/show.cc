@@ -135,13 +135,13 @@ Outcome Show(const Options& options) {
 
 }  // namespace
 
-void AddShow(CLI::App& app, Outcome& outcome) {
+void AddShow(CLI::App& app, Work& work) {
   const auto options = std::make_shared<Options>();
   CLI::App& command = AddCommand(app, "show", "Shows everything of one link but secrets.",
                                  "vexosharing show xK3fQ9aZb");
   command.add_option("HASH", options->hash, "the link")->required();
   AddCommon(command, options->common);
-  command.callback([options, &outcome] { outcome = Show(*options); });
+  command.callback([options, &work] { work = [options] { return Show(*options); }; });
 }
 
 }  // namespace command

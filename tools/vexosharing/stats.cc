@@ -192,14 +192,14 @@ Outcome Stats(const CommonOptions& options) {
 
 }  // namespace
 
-void AddStats(CLI::App& app, Outcome& outcome) {
+void AddStats(CLI::App& app, Work& work) {
   const auto options = std::make_shared<CommonOptions>();
   CLI::App& command = AddCommand(app, "stats",
                                  "Counts links, logins, sessions and tokens.\n"
                                  "Logins are those of the links that are there now.",
                                  "vexosharing stats");
   AddCommon(command, *options);
-  command.callback([options, &outcome] { outcome = Stats(*options); });
+  command.callback([options, &work] { work = [options] { return Stats(*options); }; });
 }
 
 }  // namespace command

@@ -53,7 +53,7 @@ Outcome Transfer(const Options& options) {
 
 }  // namespace
 
-void AddTransfer(CLI::App& app, Outcome& outcome) {
+void AddTransfer(CLI::App& app, Work& work) {
   const auto options = std::make_shared<Options>();
   CLI::App& command =
       AddCommand(app, "transfer", "Hands the links of one user to another.",
@@ -68,7 +68,7 @@ void AddTransfer(CLI::App& app, Outcome& outcome) {
       ->type_name("USER")
       ->required();
   AddCommon(command, options->common);
-  command.callback([options, &outcome] { outcome = Transfer(*options); });
+  command.callback([options, &work] { work = [options] { return Transfer(*options); }; });
 }
 
 }  // namespace command

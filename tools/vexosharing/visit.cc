@@ -118,7 +118,6 @@ void Print(const Options& options, const Result& result) {
 }
 
 Outcome Run(const Options& options) {
-  if (!MayUseDatabase()) return kNotUsable;
   Secret password;
   if (options.password_stdin && !password.ReadInput("password")) return kWrongCall;
   // Only a login goes without a session; one that is given is used again.
@@ -148,7 +147,7 @@ CLI::Validator Address() {
 
 }  // namespace
 
-void AddVisit(CLI::App& app, Outcome& outcome) {
+void AddVisit(CLI::App& app, Work& work) {
   const auto options = std::make_shared<Options>();
   CLI::App& command = AddCommand(
       app, "visit",
@@ -173,7 +172,7 @@ void AddVisit(CLI::App& app, Outcome& outcome) {
   command.add_flag("--password-stdin", options->password_stdin,
                    "password of link or user: first line of input");
   AddJson(command, options->json);
-  command.callback([options, &outcome] { outcome = Run(*options); });
+  command.callback([options, &work] { work = [options] { return Run(*options); }; });
 }
 
 }  // namespace command
