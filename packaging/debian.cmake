@@ -42,7 +42,10 @@ the blocking of addresses and CGI requests, as the sharing library calls them.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libvexosharing-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
-    "libvexosharing7 (= ${version}), libvexoplatform1 (= ${version}), libjsoncpp-dev")
+    "libvexosharing7 (= ${version}), libvexoplatform1 (= ${version})"
+    libjsoncpp-dev pkg-config)
+list(JOIN CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS ", "
+     CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS)
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
     "These are the headers, and what pkg-config and CMake need to find the\n\
 libraries.")

@@ -14,4 +14,7 @@ endforeach()
 
 # Debian's manual pages are compressed (Debian Policy 12.1).
 file(GLOB_RECURSE pages ${CPACK_TEMPORARY_DIRECTORY}/*/usr/share/man/*.[15])
+if(NOT pages)
+  message(FATAL_ERROR "There is no manual page to compress")
+endif()
 execute_process(COMMAND gzip -9n ${pages} COMMAND_ERROR_IS_FATAL ANY)

@@ -7,6 +7,6 @@ else()
 endif()
 foreach(folder IN LISTS private_folders)
   message(STATUS "Installing: $ENV{DESTDIR}${folder}")
-  execute_process(COMMAND install -d -m 0750 ${owner} $ENV{DESTDIR}${folder}
+  execute_process(COMMAND install -d -m 0750 ${owner} "$ENV{DESTDIR}${folder}"
                   COMMAND_ERROR_IS_FATAL ANY)
 endforeach()

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <ctime>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -20,6 +19,8 @@ namespace command {
 
 namespace {
 
+const char kNetwork[] = "/64";
+
 struct ListOptions {
   bool json = false;
 };
@@ -35,6 +36,11 @@ struct Address {
   std::string service;
   long blocked_until;  // 0: not blocked
 };
+
+/// IPv6 addresses are counted by their network.
+std::string NetworkText(const std::string& address) {
+  return address + (address.find(':') == std::string::npos ? "" : kNetwork);
+}
 
 /// What has been counted, by address; false, told, when it cannot be read.
 bool Read(std::vector<Address>& addresses) {
@@ -70,7 +76,7 @@ Outcome List(const ListOptions& options) {
   Table table({"ADDRESS", "FAILURES", {"SERVICE", true}, "BLOCKED UNTIL"});
   for (const Address& address : addresses) {
     const bool blocked = address.blocked_until != 0;
-    table.Add({address.text,
+    table.Add({NetworkText(address.text),
                std::to_string(address.failures),
                address.service,
                {blocked ? MomentText(address.blocked_until) : "not blocked",
@@ -83,7 +89,9 @@ Outcome Clear(const ClearOptions& options) {
   std::vector<Address> before;
   std::vector<Address> after;
   if (!Read(before)) return kNotUsable;
-  if (VEXOAutoBlockClear(options.address.c_str()) != 0) {
+  // What list shows is understood too.
+  const std::string address = options.address.substr(0, options.address.find(kNetwork));
+  if (VEXOAutoBlockClear(address.c_str()) != 0) {
     return errno == EINVAL ? End(kWrongCall, "\"" + options.address + "\" is no address")
                            : End(kNotUsable, "the address cannot be cleared: " +
                                                  std::string(strerror(errno)));
@@ -103,7 +111,7 @@ Outcome Clear(const ClearOptions& options) {
     out["cleared"] = gone->text;
     PrintJson(out);
   } else {
-    std::cout << "Cleared " << Printable(gone->text) << ": "
+    std::cout << "Cleared " << Printable(NetworkText(gone->text)) << ": "
               << Counted(gone->failures, "failure")
               << (gone->blocked_until != 0 ? ", and it is not blocked any more" : "")
               << ".\n";

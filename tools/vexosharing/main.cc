@@ -14,6 +14,7 @@
 #include "outcome.h"
 #include "output.h"
 #include "standard_streams.h"
+#include "text.h"
 
 namespace {
 
@@ -34,15 +35,20 @@ std::string Called(const CLI::App& app) {
   return app.get_name() + (called.empty() ? "" : " " + called.front()->get_name());
 }
 
-/// What is wrong with the call.
+/// What is wrong with the call.  Values are not repeated: one may be a password.
 std::string Mistake(const CLI::App& app, const CLI::ParseError& error) {
-  const std::string text = error.what();
-  const std::vector<std::string> surplus = app.remaining();
-  if (app.get_subcommands().empty() && !surplus.empty()) {
-    return "\"" + surplus.front() + "\" is no subcommand";
+  const std::vector<std::string> surplus = app.remaining(true);
+  for (const std::string& argument : surplus) {
+    if (argument.rfind('-', 0) == 0) {
+      return argument.substr(0, argument.find('=')) + " is no option";
+    }
+    if (app.get_subcommands().empty()) return "\"" + argument + "\" is no subcommand";
   }
-  // An option takes one value and a flag none.  The parser says so less clearly, and
-  // repeats a value that may be a password.
+  if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr) {
+    return command::Counted(static_cast<long>(surplus.size()), "argument") + " too many";
+  }
+  // An option takes one value and a flag none.  The parser says so less clearly.
+  const std::string text = error.what();
   const size_t name = std::min(text.find("--"), text.size());
   const std::string option = text.substr(name, text.find_first_of(" :", name) - name);
   if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {

@@ -122,12 +122,13 @@ Outcome Purge(const Options& options) {
 
 void AddPurge(CLI::App& app, Work& work) {
   const auto options = std::make_shared<Options>();
-  CLI::App& command =
-      AddCommand(app, "purge",
-                 "Deletes links, sessions and tokens that are past.\n"
-                 "It says how many of each went.  Links made with --keep stay, unless\n"
-                 "--owner or --all is given.",
-                 "vexosharing purge --owner alice --project photos");
+  CLI::App& command = AddCommand(
+      app, "purge",
+      "Deletes links, sessions and tokens that are past.\n"
+      "It says how many of each went.  Without options these are every owner's,\n"
+      "but links made with --keep stay.  With --owner or --project it deletes\n"
+      "links and their tokens alone.",
+      "vexosharing purge --owner alice --project photos");
   CLI::Option* const owner =
       command
           .add_option("--owner", options->owner, "only links of this user, kept ones too")

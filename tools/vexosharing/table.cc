@@ -84,7 +84,8 @@ void Table::KeepToTerminal() {
     while (TotalWidth() > TerminalWidth()) {
       size_t widest = widths_.size();
       for (size_t i = 0; i < widths_.size(); ++i) {
-        if ((every_column || may_be_cut_[i]) && widths_[i] > kLeastWidth &&
+        const bool may_be_cut = may_be_cut_[i] || (every_column && i > 0);
+        if (may_be_cut && widths_[i] > kLeastWidth &&
             (widest == widths_.size() || widths_[i] > widths_[widest])) {
           widest = i;
         }

@@ -7,9 +7,10 @@
 
 namespace command {
 
-/// A table on standard output.  On a terminal it keeps to the width by cutting columns,
-/// those first that may be cut; elsewhere nothing is cut.  Rows are written in batches,
-/// so that a table of any length takes little memory.
+/// A table on standard output.  On a terminal it keeps to the width by cutting columns:
+/// first those that may be cut, then the others but for the first, which names the row.
+/// Elsewhere nothing is cut.  Rows are written in batches, so that a table of any length
+/// takes little memory.
 class Table {
  public:
   struct Column {

@@ -79,13 +79,14 @@ class Help(CommandTest):
 class WrongCalls(CommandTest):
     def test_end_with_2_and_point_to_the_help(self):
         self.assertIn("see vexosharing --help", self.refusal(WRONG_CALL))
-        for word in ("nonsense", "--nonsense"):
-            self.assertIn(f'"{word}" is no subcommand; see vexosharing --help',
-                          self.refusal(WRONG_CALL, word))
+        self.assertIn('"nonsense" is no subcommand; see vexosharing --help',
+                      self.refusal(WRONG_CALL, "nonsense", "--more"))
+        self.assertIn("--nonsense is no option; see vexosharing --help",
+                      self.refusal(WRONG_CALL, "--nonsense"))
         for name, call in ALL.items():
             with self.subTest(name):
                 said = self.refusal(WRONG_CALL, *call, "--nonsense")
-                self.assertIn("--nonsense", said)
+                self.assertIn("--nonsense is no option", said)
                 self.assertIn(f"see vexosharing {name} --help", said)
 
     def test_missing_arguments_are_named(self):
@@ -108,6 +109,13 @@ class WrongCalls(CommandTest):
                      ["visit", "abc", "login", "--json=open sesame"]):
             said = self.refusal(WRONG_CALL, *call)
             self.assertRegex(said, r": --(json|password-stdin) takes no value; see ")
+
+    def test_unknown_option_is_named_before_what_is_missing_and_its_value_is_not(self):
+        for call in (["create", "--projcet", "hunter2"], ["create", "--password=hunter2"],
+                     ["create", "--owner", "alice", "--password", "hunter2"]):
+            said = self.refusal(WRONG_CALL, *call)
+            self.assertRegex(said, r": --(projcet|password) is no option; see ")
+            self.assertNotIn("hunter2", said)
 
     def test_empty_database_path_is_one(self):
         for name in ALL:

@@ -230,7 +230,7 @@ class List(CommandTest):
                                 (["--owner", ""], "it is empty"),
                                 (["--project", ""], "it is empty"),
                                 (["--project", b"\xff"], "not UTF-8"),
-                                (["surplus"], "surplus")):
+                                (["surplus"], "1 argument too many")):
             with self.subTest(arguments):
                 self.assertIn(text, self.refusal(WRONG_CALL, "list", *arguments))
 

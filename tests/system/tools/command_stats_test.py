@@ -134,6 +134,9 @@ class Block(CommandTest):
             self.assertEqual(done.returncode, REFUSED, done.stderr)
 
     def test_list_of_nothing(self):
+        self.fail("2001:db8:1:2::5", 1)
+        self.assertEqual(self.out("block", "clear", "2001:db8:1:2::/64"),
+                         "Cleared 2001:db8:1:2::/64: 1 failure.\n")
         self.assertEqual(self.json("block", "list"), {"addresses": []})
         done = self.call("block", "list")
         self.assertEqual((done.returncode, done.stdout), (DONE, b""))
@@ -151,7 +154,7 @@ class Block(CommandTest):
         self.assertGreater(other["blocked_until"], 0)
         told = self.out("block", "list")
         self.assertRegex(told, r"(?m)^192\.0\.2\.7 +2 .* not blocked$")
-        self.assertRegex(told, r"(?m)^2001:db8:1:2::.* \d\d:\d\d:\d\d$")
+        self.assertRegex(told, r"(?m)^2001:db8:1:2::/64 .* \d\d:\d\d:\d\d$")
 
     def test_clear_lets_the_address_in_again_and_leaves_the_others(self):
         self.fail("192.0.2.7", 10)
