@@ -1,6 +1,8 @@
 #include <sqlite3.h>
+#include <string.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -72,7 +74,8 @@ int CopyPages(sqlite3* from, sqlite3* to) {
 Outcome Copy(const std::string& database, const std::string& file) {
   const Connection from = Open(database, SQLITE_OPEN_READWRITE);
   const Connection to = Open(file, SQLITE_OPEN_READWRITE);
-  if (from == nullptr || to == nullptr) return kRefused;
+  if (from == nullptr) return kNotUsable;
+  if (to == nullptr) return kRefused;
   // One view from beginning to end: without it every write of others begins the copy
   // anew.
   if (!Run(from.get(), "BEGIN; SELECT COUNT(*) FROM sqlite_master")) {
@@ -111,10 +114,11 @@ Outcome Backup(const Options& options) {
   if (outcome == kDone) outcome = Verify(file.working_path());
   if (outcome != kDone) return outcome;
   if (Interrupted()) return Failed(SQLITE_INTERRUPT);
-  if (!file.Publish()) return kRefused;
-
   struct stat status = {};
-  stat(options.file.c_str(), &status);
+  if (stat(file.working_path().c_str(), &status) == -1) {
+    return End(kRefused, std::string("the copy is gone: ") + strerror(errno));
+  }
+  if (!file.Publish()) return kRefused;
   if (options.common.json) {
     Json::Value out(Json::objectValue);
     out["file"] = options.file;

@@ -23,7 +23,7 @@ void AddDelete(CLI::App& app, Work& work) {
                                  "vexosharing delete xK3fQ9aZb 8hWmT2pLc");
   AddEachLinkOptions(command, *options);
   command.callback([options, &work] {
-    work = [options] { return TreatEachLink(*options, "deleted", Delete); };
+    work = [options] { return ForEachLink(*options, "deleted", Delete); };
   });
 }
 

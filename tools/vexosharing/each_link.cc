@@ -16,10 +16,10 @@ namespace {
 
 using VEXO::sharing::db::TokenDB;
 
-/// Treats the link of that hash unless there was an interrupt; kDone with the number of
-/// its tokens.
-Outcome TreatLink(BaseDB& db, EntryDB& links, TokenDB& tokens, const std::string& hash,
-                  Treatment treat, long& count) {
+/// Runs the action on the link of that hash unless there was an interrupt; kDone with the
+/// number of its tokens.
+Outcome ApplyTo(BaseDB& db, EntryDB& links, TokenDB& tokens, const std::string& hash,
+                LinkAction action, long& count) {
   tools::Transaction change(db);
   if (!change.good()) return DatabaseFailed(db);
   if (Interrupted()) return kInterrupted;
@@ -27,7 +27,7 @@ Outcome TreatLink(BaseDB& db, EntryDB& links, TokenDB& tokens, const std::string
   bool readable = false;  // one that does not read may go too
   Outcome outcome = kDone;
   if (!FindLink(db, hash, link, readable, outcome)) return outcome;
-  if (!CountTokens(db, link, count) || !treat(links, tokens, link) || !change.Commit()) {
+  if (!CountTokens(db, link, count) || !action(links, tokens, link) || !change.Commit()) {
     return DatabaseFailed(db);
   }
   return kDone;
@@ -40,22 +40,22 @@ void AddEachLinkOptions(CLI::App& command, EachLinkOptions& options) {
   AddCommon(command, options.common);
 }
 
-Outcome TreatEachLink(const EachLinkOptions& options, const std::string& done,
-                      Treatment treat) {
+Outcome ForEachLink(const EachLinkOptions& options, const std::string& done,
+                    LinkAction action) {
   const std::unique_ptr<SharingDB> db = OpenDatabase(options.common.database);
   if (db == nullptr) return kNotUsable;
   EntryDB links(*db);
   TokenDB tokens(*db);
   Outcome outcome = kDone;
-  Json::Value treated(Json::arrayValue);
+  Json::Value changed(Json::arrayValue);
   std::vector<std::string> missing;
   for (const std::string& hash : options.hashes) {
     long count = 0;
     const Outcome one =
-        Interrupted() ? kInterrupted : TreatLink(*db, links, tokens, hash, treat, count);
+        Interrupted() ? kInterrupted : ApplyTo(*db, links, tokens, hash, action, count);
     if (one == kInterrupted) {
       outcome =
-          End(kInterrupted, "interrupted: " + std::to_string(treated.size()) + " of " +
+          End(kInterrupted, "interrupted: " + std::to_string(changed.size()) + " of " +
                                 Counted(options.hashes.size(), "link") + " " + done);
       break;
     }
@@ -63,7 +63,7 @@ Outcome TreatEachLink(const EachLinkOptions& options, const std::string& done,
       Json::Value element(Json::objectValue);
       element[VEXO::sharing::SZK_HASH] = hash;
       element["tokens"] = Json::Value::Int64{count};
-      treated.append(element);
+      changed.append(element);
       if (!options.common.json) {
         std::cout << Printable(hash) << ": " << done << ", " << Counted(count, "token")
                   << "\n";
@@ -76,7 +76,7 @@ Outcome TreatEachLink(const EachLinkOptions& options, const std::string& done,
   }
   if (options.common.json) {
     Json::Value out(Json::objectValue);
-    out[done] = treated;
+    out[done] = changed;
     out["missing"] = JsonArray(missing);
     PrintJson(out);
   }

@@ -21,13 +21,14 @@ struct EachLinkOptions {
 void AddEachLinkOptions(CLI::App& command, EachLinkOptions& options);
 
 /// What is done to one link, inside a transaction.
-using Treatment = bool (*)(VEXO::sharing::db::EntryDB& links,
-                           VEXO::sharing::db::TokenDB& tokens,
-                           const VEXO::sharing::record::Entry& link);
+using LinkAction = bool (*)(VEXO::sharing::db::EntryDB& links,
+                            VEXO::sharing::db::TokenDB& tokens,
+                            const VEXO::sharing::record::Entry& link);
 
-/// Treats one link after the other and prints how many tokens went with each, under
-/// `done`, as in "deleted".  A link that is not there is told, and the others go on.
-Outcome TreatEachLink(const EachLinkOptions& options, const std::string& done,
-                      Treatment treat);
+/// Runs the action on one link after the other and prints how many tokens went with each,
+/// under `done`, as in "deleted".  A link that is not there is told, and the others go
+/// on.
+Outcome ForEachLink(const EachLinkOptions& options, const std::string& done,
+                    LinkAction action);
 
 }  // namespace command

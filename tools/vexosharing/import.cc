@@ -79,7 +79,7 @@ class NewHashes {
   JsonArrayWriter array_;
 };
 
-/// Also the line ends of other systems make no link.
+/// A carriage return alone, another system's line end, is blank too.
 bool IsBlank(const std::string& text) {
   return text.find_first_not_of(" \t\r") == std::string::npos;
 }

@@ -7,6 +7,7 @@ namespace command {
 /// more later, ends the program at once.
 void CatchInterrupt();
 
+/// Whether there was one; this stays true.
 bool Interrupted();
 
 }  // namespace command

@@ -4,8 +4,8 @@
 
 namespace command {
 
-/// Reads lines of any input.  Memory holds one line, however long the input: a longer one
-/// than kLongest is passed over.
+/// Reads lines of any input.  Memory holds one line, however long the input, and a line
+/// longer than kLongest is passed over.
 class LineReader {
  public:
   /// In bytes.

@@ -60,8 +60,9 @@ std::string Mistake(const CLI::App& app, const CLI::ParseError& error) {
   return text;
 }
 
-/// The arguments in the order that the parser takes them, from the last to the first.  It
-/// would take what stands behind "--name=" for the value, which is empty.
+/// The arguments in the order that the parser takes them, from the last to the first.
+/// The parser would take the argument after "--name=" for its value: an empty one is put
+/// there.
 std::vector<std::string> Arguments(int argc, char** argv) {
   const std::vector<std::string> given(argv + 1, argv + argc);
   const auto options_end = std::find(given.begin(), given.end(), "--");

@@ -98,8 +98,8 @@ bool NewFile::Write() {
 
 bool NewFile::MoveIntoPlace() const {
   if (replace_) return rename(working_path_.c_str(), path_.c_str()) == 0;
-  // A file that came up meanwhile stays.  Network file systems lack the one call, and the
-  // simple ones the other.
+  // A file that came up meanwhile stays.  Some file systems lack RENAME_NOREPLACE
+  // (EINVAL), others hard links.
   if (renameat2(AT_FDCWD, working_path_.c_str(), AT_FDCWD, path_.c_str(),
                 RENAME_NOREPLACE) == 0) {
     return true;

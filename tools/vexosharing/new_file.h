@@ -21,6 +21,7 @@ class NewFile {
   /// The other name, for those who open the file themselves.
   const std::string& working_path() const { return working_path_; }
 
+  /// Buffered; false, told, when the file cannot be written.
   bool Append(const std::string& text);
   /// Puts the file, safely on the disk, into its place.
   bool Publish();

@@ -7,7 +7,7 @@ namespace command {
 /// How a call ends: the exit code of the program.
 enum Outcome : int {
   kDone = 0,
-  /// Nothing matches what was named, or the thing itself said no.
+  /// Nothing matches what was named, or what was asked for was refused.
   kRefused = 1,
   kWrongCall = 2,
   /// The database is missing, not permitted or damaged.

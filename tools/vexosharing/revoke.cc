@@ -24,7 +24,7 @@ void AddRevoke(CLI::App& app, Work& work) {
       "vexosharing revoke xK3fQ9aZb");
   AddEachLinkOptions(command, *options);
   command.callback([options, &work] {
-    work = [options] { return TreatEachLink(*options, "revoked", Revoke); };
+    work = [options] { return ForEachLink(*options, "revoked", Revoke); };
   });
 }
 
