@@ -5,7 +5,6 @@ import os
 import pathlib
 import subprocess
 import time
-import unittest
 
 import command_support
 from command_support import (DATABASE, DONE, NOT_USABLE, REFUSED, TIME_ZONE, WRONG_CALL,
@@ -35,7 +34,7 @@ class Create(CommandTest):
         self.assertFalse(DATABASE.exists() and self.links())
         return said
 
-    def test_defaults(self):
+    def test_new_link_is_open_unlimited_and_matches_addresses(self):
         link = self.made()
 
         self.assertRegex(link.pop("hash"), "^[0-9A-Za-z]{9}$")
@@ -160,7 +159,7 @@ class Create(CommandTest):
         self.assertEqual(done.returncode, DONE)
         self.assertIn(b"nobody can use the link: expired 2020-01-01 00:00:00", done.stderr)
 
-    def test_uses(self):
+    def test_uses_limit_logins_from_0_to_the_largest_int(self):
         for text, uses in (("0", 0), ("1", 1), ("010", 10), ("2147483647", 2147483647)):
             self.assertEqual(self.made("--uses", text)["expire_times"], uses)
 
@@ -313,7 +312,7 @@ class Passwords(CommandTest):
         self.assertTrue(self.opens(link, b"  from a \xc3\xbc file \r"))
         self.assertFalse(self.opens(link, b"from a \xc3\xbc file"))
 
-    def test_longest_password(self):
+    def test_password_of_4095_bytes_opens_its_link(self):
         link = self.create_with("--password-stdin", text=b"x" * 4095 + b"\n")["hash"]
 
         self.assertTrue(self.opens(link, b"x" * 4095))
@@ -413,7 +412,7 @@ class Show(CommandTest):
                          (False, "expired", local("2020-01-01 00:00:00")))
         self.assertNotIn("2020-01-01", json.dumps(link))
 
-    def test_url(self):
+    def test_url_is_that_of_the_url_tool(self):
         self.install_url_tool()
         link = self.create()
 
@@ -426,7 +425,7 @@ class Show(CommandTest):
         self.assertEqual(shown["Groups"].strip(), "staff-test")
         self.assertNotIn("Users", shown)
 
-    def test_redirect(self):
+    def test_redirect_is_shown_with_its_condition(self):
         for arguments, expected in (([], "none"),
                                     (["--redirect-type", "always"], "always, to no URI yet"),
                                     (["--redirect-type", "url_param", "--redirect-uri", "u"],
@@ -554,7 +553,7 @@ class Edit(CommandTest):
                 self.assertEqual({name: after[name] for name in changes}, changes)
                 before = after
 
-    def test_private_data(self):
+    def test_private_data_is_replaced(self):
         link = self.create()
 
         self.edited(link, "--private-data", '{"p":[true]}')
@@ -715,7 +714,7 @@ class Edit(CommandTest):
         blocker.execute("UPDATE entry SET use_count = 3")
         process = self.start("edit", link, "--title", "x", stdout=subprocess.DEVNULL)
         command_support.wait_until(lambda: command_support.uses_database(process))
-        time.sleep(0.2)
+        self.assertIsNone(process.poll())
         blocker.execute("COMMIT")
 
         self.assertEqual(process.wait(60), DONE)

@@ -3,7 +3,6 @@
 import os
 import subprocess
 import time
-import unittest
 
 import command_support
 from command_support import REFUSED, WRONG_CALL, CommandTest
@@ -58,7 +57,7 @@ class List(CommandTest):
         self.assertEqual(listed, {name: shown[name] for name in listed})
         self.assertNotIn("private_data", listed)
 
-    def test_states(self):
+    def test_state_filters_and_shows_each_state(self):
         links = self.in_each_state()
 
         for state, link in links.items():
@@ -84,7 +83,7 @@ class List(CommandTest):
             self.assertEqual(self.json("show", link)["state"], state)
             self.assertIn(link, self.hashes("--state", state.replace(" ", "-")))
 
-    def test_project_and_owner(self):
+    def test_project_and_owner_narrow_the_list(self):
         project = "it's \"quoted\" 日本"
         one = self.create(project=project)
         two = self.create(owner="bob")
@@ -111,13 +110,13 @@ class List(CommandTest):
         self.assertIn('no user "nobody-here"',
                       self.refusal(REFUSED, "list", "--owner", "nobody-here"))
 
-    def test_orders(self):
-        made = [self.create("--expire", "3d", "--start", "2020-01-02", project="b"),
-                self.create("--expire", "1d", owner="bob", project="c"),
-                self.create("--expire", "2d", "--start", "2020-01-01", project="a")]
+    def test_each_order_sorts_by_its_column(self):
+        self.create("--expire", "3d", "--start", "2020-01-02", project="b")
+        self.create("--expire", "1d", owner="bob", project="c")
+        self.create("--expire", "2d", "--start", "2020-01-01", project="a")
         self.sql("UPDATE entry SET use_count = 10 * (id % 3), hash = 'h' || (id % 2) || id")
         first, second, third = "h11", "h02", "h13"
-        self.assertEqual(len(made), 3)
+
         for order, expected in (("created", [first, second, third]),
                                 ("hash", [second, first, third]),
                                 ("project", [third, first, second]),
@@ -141,7 +140,7 @@ class List(CommandTest):
         self.assertEqual(self.hashes("--order", "expire", "--reverse"),
                          [never, later, soon])
 
-    def test_pages(self):
+    def test_pages_cut_the_list_without_gaps(self):
         self.create()
         self.fill(51)
         everything = self.hashes()
@@ -237,7 +236,7 @@ class List(CommandTest):
     def peak_memory(self):
         """Of a list of everything, in KiB.  A sanitizer must not keep what was freed."""
         process = self.start("list", "--json", stdout=subprocess.DEVNULL,
-                             more={"ASAN_OPTIONS": "quarantine_size_mb=0"})
+                             env={"ASAN_OPTIONS": "quarantine_size_mb=0"})
         usage = os.wait4(process.pid, 0)[2]
         process.returncode = 0  # it has been waited for
         return usage.ru_maxrss

@@ -1,6 +1,6 @@
 """What takes away or hands over: delete, revoke, transfer and purge."""
 
-import unittest
+import subprocess
 
 import command_support
 from command_support import DONE, NOT_USABLE, REFUSED, WRONG_CALL, CommandTest
@@ -281,7 +281,7 @@ class Purge(Rows):
                 self.refusal(status, "purge", *arguments)
         self.assertEqual(len(self.links()), 1)
 
-    def test_all_or_nothing(self):
+    def test_failed_purge_leaves_everything(self):
         self.create("--expire", "2020-01-01")
         self.add_session("past", PAST)
         self.forbid("DELETE", "session")
@@ -290,7 +290,7 @@ class Purge(Rows):
 
         self.assertEqual(len(self.links()), 1)
 
-    def test_many_rows(self):
+    def test_purge_of_5001_links_is_complete(self):
         self.create("--expire", "2020-01-01")
         self.fill(5000)
 
@@ -299,7 +299,7 @@ class Purge(Rows):
     def test_waits_for_another_writer(self):
         self.create("--expire", "2020-01-01")
         blocker = self.lock()
-        process = self.start("purge", stdout=command_support.subprocess.DEVNULL)
+        process = self.start("purge", stdout=subprocess.DEVNULL)
         command_support.wait_until(lambda: command_support.uses_database(process))
         blocker.execute("ROLLBACK")
 

@@ -1,6 +1,6 @@
-"""What the tests of the vexosharing command share.  They run in a private mount namespace:
+"""What the tests of the programs share.  They run in a private mount namespace:
 
-  command_x_test.py BUILD [unittest arguments]
+  x_test.py BUILD [unittest arguments]
 """
 
 import json
@@ -26,6 +26,9 @@ BLOCKS = pathlib.Path("/usr/vexo/etc/private/autoblock")
 URL_TOOL = pathlib.Path("/usr/vexo/bin/vexosharingurl")
 
 DONE, REFUSED, WRONG_CALL, NOT_USABLE, INTERRUPTED = 0, 1, 2, 3, 130
+
+# An account that is neither root nor the system's own.
+AS_ALICE = {"user": 5001, "group": 5001, "extra_groups": []}
 
 # A time zone with summer time that needs no time zone files.
 TIME_ZONE = "CET-1CEST,M3.5.0,M10.5.0/3"
@@ -66,9 +69,16 @@ def waits_for_input(process):
 
 class CommandTest(unittest.TestCase):
     def setUp(self):
-        for path in list(DATABASE.parent.iterdir()) + list(BLOCKS.iterdir()):
+        self.forget()
+        for path in BLOCKS.iterdir():
             path.unlink()
         URL_TOOL.unlink(missing_ok=True)
+
+    @staticmethod
+    def forget():
+        """Removes the database, and what lies beside it."""
+        for path in DATABASE.parent.iterdir():
+            path.unlink()
 
     def call(self, *arguments, text=b"", env=None, **options):
         """Runs the command with `text` as its standard input."""
@@ -80,8 +90,8 @@ class CommandTest(unittest.TestCase):
         return subprocess.run([COMMAND, *arguments], stderr=subprocess.PIPE, timeout=120,
                               env=environment(**(env or {})), check=False, **options)
 
-    def start(self, *arguments, more=None, **options):
-        process = subprocess.Popen([COMMAND, *arguments], env=environment(**(more or {})),
+    def start(self, *arguments, env=None, **options):
+        process = subprocess.Popen([COMMAND, *arguments], env=environment(**(env or {})),
                                    stderr=subprocess.PIPE, **options)
         self.addCleanup(self.stop, process)
         return process
@@ -113,6 +123,18 @@ class CommandTest(unittest.TestCase):
         self.assertTrue(lines[0].startswith("vexosharing: "), lines)
         return lines[0]
 
+    def assert_lost_output_is_told(self, *arguments, before=lambda: None, **options):
+        """Of a call whose standard output is closed, and of one whose device is full;
+        `before` runs ahead of each."""
+        with open("/dev/full", "wb") as full:
+            for output in ({"stdout": None, "preexec_fn": lambda: os.close(1)},
+                           {"stdout": full}):
+                before()
+                done = self.call(*arguments, **output, **options)
+                self.assertEqual(done.returncode, REFUSED, (arguments, done.stderr))
+                self.assertIn(b"standard output could not be written",
+                              done.stderr.splitlines()[-1])
+
     def create(self, *arguments, project="photos", owner="alice", **options):
         """Makes a link and answers its hash."""
         return self.json("create", "--project", project, "--owner", owner, *arguments,
@@ -143,6 +165,24 @@ class CommandTest(unittest.TestCase):
 
     def break_row(self, link, data="{"):
         self.sql("UPDATE entry SET data = ? WHERE hash = ?", data, link)
+
+    def break_root_page(self, name):
+        """Spoils the first page of a table or index."""
+        page = self.sql("SELECT rootpage FROM sqlite_master WHERE name = ?", name)[0][0]
+        self.sql("PRAGMA wal_checkpoint(TRUNCATE)")
+        self.overwrite((page - 1) * 4096, 4096)
+
+    def damage_middle(self):
+        """Spoils the middle half of the database."""
+        self.sql("PRAGMA wal_checkpoint(TRUNCATE)")
+        size = DATABASE.stat().st_size
+        self.overwrite(size // 4, size // 2)
+
+    @staticmethod
+    def overwrite(begin, count):
+        with DATABASE.open("r+b") as file:
+            file.seek(begin)
+            file.write(b"\xff" * count)
 
     def lock(self):
         """Keeps every writer waiting until the connection answered is rolled back."""
@@ -181,15 +221,30 @@ class CommandTest(unittest.TestCase):
         os.close(terminal)
         return os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1]), shown.decode()
 
+    def shown_on_error_terminal(self, *arguments):
+        """What a call that must be done shows where only its standard error is a terminal."""
+        seeing, terminal = os.openpty()
+        self.addCleanup(os.close, seeing)
+        with subprocess.Popen([COMMAND, *arguments], stdout=subprocess.DEVNULL,
+                              stderr=terminal, env=environment()) as process:
+            self.assertEqual(process.wait(60), DONE)
+        os.close(terminal)
+        try:
+            return os.read(seeing, 65536).decode()
+        except OSError:  # nothing was shown
+            return ""
 
-def install(build):
-    """Lays the built command where everybody of the machine can run it."""
+
+def install(build, program):
+    """Lays a built program where everybody of the machine can run it."""
     LIBRARIES.mkdir(exist_ok=True)
-    shutil.copy(f"{build}/bin/vexosharing", COMMAND)
+    shutil.copy(f"{build}/bin/{program}", "/usr/vexo/bin")
     for library in pathlib.Path(build, "lib").glob("lib*.so.*"):
         shutil.copy(library, LIBRARIES)
 
 
-def main():
-    install(sys.argv.pop(1))
+def main(program="vexosharing"):
+    if not os.path.ismount("/usr/vexo"):
+        sys.exit(f"{sys.argv[0]}: runs in scripts/private-namespace only")
+    install(sys.argv.pop(1), program)
     unittest.main(module="__main__")

@@ -2,7 +2,6 @@
 
 import json
 import time
-import unittest
 
 import command_support
 from command_support import DONE, REFUSED, WRONG_CALL, CommandTest
@@ -24,7 +23,7 @@ class Visit(CommandTest):
     def protected(self):
         return self.create("--password-stdin", text="open sesame\n")
 
-    def test_login_check_logout(self):
+    def test_logged_in_visitor_passes_the_check_until_logout(self):
         link = self.protected()
 
         session = self.with_password(1, link, "open sesame")["session_id"]
@@ -75,7 +74,7 @@ class Visit(CommandTest):
 
         self.assertNotEqual(answer["session_id"], session)
 
-    def test_refused_logins(self):
+    def test_each_refused_login_has_its_code(self):
         link = self.protected()
         for expected, meaning, hash_, arguments in (
                 (-9, "wrong password", link, ["--password-stdin"]),
@@ -87,7 +86,7 @@ class Visit(CommandTest):
             self.assertIn(meaning, answer["meaning"])
             self.assertNotIn("session_id", answer)
 
-    def test_used_up_link(self):
+    def test_used_up_link_is_refused(self):
         link = self.create("--uses", "1")
         self.login(link)
 
@@ -121,7 +120,7 @@ class Visit(CommandTest):
         self.visit(1, link, "check", "--user", "alice", "--password-stdin",
                    text=f"alice-secret\n{session}\n")
 
-    def test_user_who_is_not_admitted_any_more(self):
+    def test_user_who_is_not_admitted_any_more_is_refused(self):
         link = self.create("--user", "alice")
         session = self.with_password(1, link, "alice-secret", "--user",
                                      "alice")["session_id"]
@@ -131,7 +130,7 @@ class Visit(CommandTest):
 
         self.assertIn("any more", self.visit(-2, link, "check", session=session)["meaning"])
 
-    def test_refused_checks(self):
+    def test_each_refused_check_has_its_code(self):
         link = self.create()
         session = self.login(link)
         self.visit(-5, link, "check", session="nothing")
@@ -140,7 +139,7 @@ class Visit(CommandTest):
         self.assertEqual(self.visit(-6, link, "check", session=session)["meaning"],
                          "the link is not usable any more")
 
-    def test_expired_login(self):
+    def test_expired_login_is_refused(self):
         link = self.create()
         session = self.login(link)
         self.sql("UPDATE token SET timeout = ?", int(time.time()) - 1)
@@ -181,7 +180,7 @@ class Visit(CommandTest):
 
         self.assertIn("system log", self.visit(-4, link, "login")["meaning"])
 
-    def test_wrong_calls(self):
+    def test_wrong_calls_are_refused(self):
         link = self.create()
         for arguments, text in (([link, "enter"], "login, check, logout"),
                                 ([link, "login", "--address", "here"], "no IP address"),
@@ -195,9 +194,10 @@ class Visit(CommandTest):
             with self.subTest(arguments):
                 self.assertIn(text, self.refusal(WRONG_CALL, "visit", *arguments))
 
-    def test_odd_texts_are_refused_by_the_road_itself(self):
+    def test_odd_hash_and_session_are_refused_by_the_library(self):
+        self.create()
+
         for link in ("' OR 1=1 --", "\x1b[31m", "日本" * 10000, ""):
-            self.create()
             self.visit(-3, link, "login")
             self.visit(-5, link, "check", session="' OR 1=1 --")
 
