@@ -36,8 +36,7 @@ class Backup(CommandTest):
             rows = self.sql(f"SELECT * FROM {table}", path=self.copy)
             self.assertEqual(rows, self.sql(f"SELECT * FROM {table}"))
             self.assertNotEqual(rows, [])
-        for path in DATABASE.parent.iterdir():
-            path.unlink()
+        self.forget()
         shutil.copy(self.copy, DATABASE)
         os.chown(DATABASE, 1, 1)
         os.chmod(DATABASE, 0o660)
@@ -151,6 +150,23 @@ class Backup(CommandTest):
                 self.assertIn("the database itself", said)
             self.assertEqual(beside.stat().st_ino, before)
 
+    def test_log_beside_the_name_would_be_read_into_the_copy_and_is_refused(self):
+        self.create()
+        self.copy.write_text("older")
+        for part in ("-wal", "-journal"):
+            beside = pathlib.Path(f"{self.copy}{part}")
+            beside.write_text("precious")
+            for more in ([], ["--force"]):
+                said = self.refusal(REFUSED, "backup", *more, str(self.copy))
+
+                self.assertIn(f"{beside} would be read into the new file: remove it", said)
+                self.assertEqual((self.copy.read_text(), beside.read_text()),
+                                 ("older", "precious"))
+                self.assertEqual(self.left(), ["copy.db", beside.name])
+            beside.unlink()
+
+        self.out("backup", "--force", str(self.copy))
+
     def test_missing_folder_or_name_is_told(self):
         self.create()
 
@@ -182,10 +198,7 @@ class Backup(CommandTest):
         self.create()
         self.fill(3000)
         self.sql("PRAGMA wal_checkpoint(TRUNCATE)")
-        size = DATABASE.stat().st_size
-        with DATABASE.open("r+b") as file:
-            file.seek(size // 4096 // 2 * 4096)
-            file.write(b"\xff" * 4096)
+        self.overwrite(DATABASE.stat().st_size // 4096 // 2 * 4096, 4096)
 
         said = self.refusal(NOT_USABLE, "backup", str(self.copy))
 
@@ -255,25 +268,14 @@ class Backup(CommandTest):
         self.out("backup", "--force", str(self.copy))
         self.assertEqual(self.sql("SELECT COUNT(*) FROM entry", path=self.copy), [(5001,)])
 
-    def test_full_device_is_told_and_the_copy_stays(self):
+    def test_lost_output_is_told_and_the_copy_stays(self):
         self.create()
 
-        with open("/dev/full", "wb") as full:
-            done = self.call("backup", str(self.copy), stdout=full)
+        self.assert_lost_output_is_told("backup", str(self.copy),
+                                        before=lambda: self.copy.unlink(missing_ok=True))
 
-        self.assertEqual(done.returncode, REFUSED)
-        self.assertIn(b"standard output could not be written", done.stderr)
-        self.assertEqual(self.left(), ["copy.db"])
-
-    def test_closed_output_is_told_and_the_copy_stays(self):
-        self.create()
-
-        done = self.call("backup", str(self.copy), stdout=None,
-                         preexec_fn=lambda: os.close(1))
-
-        self.assertEqual(done.returncode, REFUSED)
-        self.assertIn(b"standard output could not be written", done.stderr)
         self.assertEqual(self.sql("SELECT COUNT(*) FROM entry", path=self.copy), [(1,)])
+        self.assertEqual(self.left(), ["copy.db"])
 
     def test_of_another_database(self):
         other = str(self.folder / "other.db")

@@ -6,11 +6,10 @@ import pathlib
 import re
 import signal
 import subprocess
-import unittest
 
 import command_support
-from command_support import (DATABASE, DONE, INTERRUPTED, NOT_USABLE, REFUSED, WRONG_CALL,
-                             CommandTest, environment)
+from command_support import (AS_ALICE, BLOCKS, DATABASE, DONE, INTERRUPTED, NOT_USABLE,
+                             REFUSED, WRONG_CALL, CommandTest)
 
 MAKES_DATABASE = {"create": ["create", "--project", "photos", "--owner", "alice"],
                   "import": ["import"]}
@@ -29,6 +28,34 @@ NEEDS_DATABASE = {
     "stats": ["stats"],
 }
 ALL = {**MAKES_DATABASE, **NEEDS_DATABASE}
+HELPED = [*ALL, "block", "block list", "block clear"]
+
+# Calls in which something else would be refused, or read, if the caller were admitted.
+MISTAKEN = {
+    "create": [["create", "--project", "photos", "--owner", "nobody-here"],
+               ["create", "--project", "photos", "--owner", "alice", "--start", "2030-01-02",
+                "--expire", "2030-01-01"],
+               ["create", "--project", "photos", "--owner", "alice", "--user="],
+               ["create", "--project", "photos", "--owner", "alice", "--password-file",
+                "/tmp/no-such-file"]],
+    "list": [["list", "--owner", "nobody-here"], ["list", "--database", "/tmp/none.db"]],
+    "show": [["show", "nothing"]],
+    "edit": [["edit", "nothing", "--title", "x"], ["edit", "nothing"],
+             ["edit", "nothing", "--password-file", "/tmp/no-such-file"]],
+    "delete": [["delete", "nothing"]],
+    "revoke": [["revoke", "nothing"]],
+    "transfer": [["transfer", "--from", "nobody-here", "--to", "alice"],
+                 ["transfer", "--from", "alice", "--to", "alice"]],
+    "purge": [["purge", "--project", "photos"], ["purge", "--owner", "nobody-here"]],
+    "visit": [["visit", "abc", "login"], ["visit", "abc", "login", "--password-stdin"],
+              ["visit", "abc", "check"]],
+    "check": [["check", "--database", "/etc/passwd"]],
+    "backup": [["backup", "/no/such/folder/copy.db"], ["backup", "/etc/passwd"]],
+    "export": [["export", "/no/such/folder/links.jsonl"], ["export", "/etc/passwd"]],
+    "import": [["import", "/no/such/file"]],
+    "block": [["block", "clear", "192.0.2.7"], ["block", "clear", "nonsense"]],
+    "stats": [["stats", "--database", "/tmp/none.db"]],
+}
 
 
 def processor_time(process):
@@ -50,30 +77,30 @@ class Help(CommandTest):
     def test_names_every_subcommand_and_exit_code(self):
         text = self.out("--help")
 
-        for name in ALL:
+        for name in [*ALL, "block"]:
             self.assertRegex(text, rf"(?m)^  {name} ")
         for code in ("0", "1", "2", "3", "130"):
             self.assertRegex(text, rf"(?m)^  {code}  ")
 
     def test_of_each_subcommand_ends_with_an_example_that_calls_it(self):
-        for name in ALL:
+        for name in HELPED:
             with self.subTest(name):
-                example = self.out(name, "--help").split("\nExample:\n")[1]
+                example = self.out(*name.split(), "--help").split("\nExample:\n")[1]
                 self.assertRegex(example, rf"(?m)^  vexosharing {name}( |$)")
 
     def test_fits_a_terminal_of_eighty_columns(self):
-        for name in ["", *ALL]:
+        for name in ["", *HELPED]:
             for line in self.out(*name.split(), "--help").splitlines():
                 self.assertLessEqual(len(line), 80, line)
 
     def test_keeps_its_parts_one_blank_line_apart(self):
-        for name in ["", *ALL]:
+        for name in ["", *HELPED]:
             text = self.out(*name.split(), "--help")
             self.assertIn("\n\nUsage: vexosharing", text)
             self.assertNotIn("\n\n\n", text)
 
     def test_needs_neither_a_database_nor_root(self):
-        self.assertIn("Usage", self.out("list", "--help", user=5001, group=5001))
+        self.assertIn("Usage", self.out("list", "--help", **AS_ALICE))
 
 
 class WrongCalls(CommandTest):
@@ -164,9 +191,29 @@ class Database(CommandTest):
         self.create()
         for name, call in ALL.items():
             with self.subTest(name):
-                said = self.refusal(NOT_USABLE, *call, user=5001, group=5001,
-                                    extra_groups=[])
+                said = self.refusal(NOT_USABLE, *call, **AS_ALICE)
                 self.assertIn("not yours to read: run this as root", said)
+
+    def test_other_users_are_refused_before_anything_else_is_looked_at(self):
+        self.create()
+        self.assertEqual(set(MISTAKEN), {*ALL, "block"})
+        for call in sum(MISTAKEN.values(), []):
+            with self.subTest(call):
+                self.assertNotEqual(self.call(*call).returncode, DONE)
+                self.assertIn("not yours to read: run this as root",
+                              self.refusal(NOT_USABLE, *call, **AS_ALICE))
+
+    def test_other_users_are_not_asked_for_a_secret(self):
+        for call in (MAKES_DATABASE["create"] + ["--password-stdin"],
+                     ["edit", "abc", "--password-stdin"],
+                     ["visit", "abc", "login", "--password-stdin"],
+                     ["visit", "abc", "check"], ["import"]):
+            reading, writing = os.pipe()
+            os.write(writing, b"secret\n")
+            os.close(writing)
+            with self.subTest(call), open(reading, "rb") as given:
+                self.refusal(NOT_USABLE, *call, stdin=given, **AS_ALICE)
+                self.assertEqual(given.read(), b"secret\n")
 
     def test_system_account_may(self):
         self.create()
@@ -188,11 +235,7 @@ class Database(CommandTest):
     def test_one_that_is_damaged_further_in_is_told(self):
         self.create()
         self.fill(2000)
-        self.sql("PRAGMA wal_checkpoint(TRUNCATE)")
-        size = DATABASE.stat().st_size
-        with DATABASE.open("r+b") as file:
-            file.seek(size // 4)
-            file.write(b"\xff" * (size // 2))
+        self.damage_middle()
 
         for call in (["list"], ["list", "--json"], ["purge", "--all"]):
             listed = self.call(*call)
@@ -252,6 +295,64 @@ class Database(CommandTest):
 
     def test_visit_takes_no_other_one(self):
         self.refusal(WRONG_CALL, "visit", "abc", "login", "--database", "/tmp/x.db")
+
+
+class OtherFiles(CommandTest):
+    """Files that a call is pointed to by mistake."""
+
+    def untouched(self, file, *call):
+        """Why the call is refused; it must leave the file, and what lies beside it."""
+        def content():
+            return {path: path.read_bytes() for path in file.parent.iterdir()}
+
+        before = content()
+        said = self.refusal(NOT_USABLE, *call)
+        self.assertEqual(content(), before)
+        return said
+
+    def lay_empty(self):
+        """A file that nothing but its content keeps from being used."""
+        self.forget()
+        DATABASE.touch()
+        DATABASE.chmod(0o660)
+        os.chown(DATABASE, 1, 1)
+
+    def test_blocking_database_stays_as_it_is(self):
+        link = self.create("--generate-password")
+        self.call("visit", link, "login", "--password-stdin", text="wrong\n")
+        blocks = BLOCKS / "autoblock.db"
+        for name, call in ALL.items():
+            if name != "visit":
+                with self.subTest(name):
+                    said = self.untouched(blocks, *call, "--database", str(blocks))
+                    self.assertIn(f"{blocks} is a database of something else", said)
+
+        self.assertEqual(self.json("block", "list")["addresses"][0]["failures"], 1)
+
+    def test_foreign_database_with_a_table_of_a_link_s_name_stays_as_it_is(self):
+        self.lay_empty()
+        self.sql("CREATE TABLE entry (title)")
+        DATABASE.chmod(0o664)  # which check would mend in a file of ours
+        for name, call in ALL.items():
+            with self.subTest(name):
+                self.assertIn(f"{DATABASE} is a database of something else",
+                              self.untouched(DATABASE, *call))
+
+    def test_empty_file_stays_empty_when_there_is_something_to_read(self):
+        self.lay_empty()
+        for name, call in NEEDS_DATABASE.items():
+            with self.subTest(name):
+                self.assertIn(f"there is no database at {DATABASE}",
+                              self.untouched(DATABASE, *call))
+
+    def test_empty_file_becomes_a_database_when_links_come_in(self):
+        link = json.dumps({"hash": "abc", "project_name": "photos", "owner_user": "alice"})
+        for call in MAKES_DATABASE.values():
+            self.lay_empty()
+
+            self.out(*call, text=link)
+
+            self.assertEqual(len(self.links()), 1)
 
 
 class ClosedOutput(CommandTest):
@@ -563,14 +664,8 @@ class Terminals(SlowTest):
     def test_progress_is_shown_on_a_terminal_only_and_wiped(self):
         self.create()
         self.fill(30000)
-        seeing, terminal = os.openpty()
-        with subprocess.Popen([command_support.COMMAND, "list", "--json"],
-                              stdout=subprocess.DEVNULL, stderr=terminal,
-                              env=environment()) as process:
-            self.assertEqual(process.wait(60), DONE)
-        os.close(terminal)
-        shown = os.read(seeing, 65536).decode()
-        os.close(seeing)
+
+        shown = self.shown_on_error_terminal("list", "--json")
 
         self.assertRegex(shown, r"reading links: \d+ of 30001")
         self.assertTrue(shown.endswith("\r\033[K"), shown)

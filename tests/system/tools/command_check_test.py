@@ -8,7 +8,8 @@ import sqlite3
 import subprocess
 
 import command_support
-from command_support import (DATABASE, DONE, INTERRUPTED, NOT_USABLE, REFUSED, CommandTest)
+from command_support import (AS_ALICE, DATABASE, DONE, INTERRUPTED, NOT_USABLE, REFUSED,
+                             CommandTest)
 
 MD5 = "5f4dcc3b5aa765d61d8327deb882cf99"
 
@@ -147,8 +148,7 @@ class Check(CommandTest):
         self.addCleanup(os.chmod, DATABASE.parent, 0o750)
 
         for more in ([], ["--json"]):
-            said = self.refusal(NOT_USABLE, "check", *more, user=5001, group=5001,
-                                extra_groups=[])
+            said = self.refusal(NOT_USABLE, "check", *more, **AS_ALICE)
             self.assertIn("run this as root", said)
 
     def json_of_refused(self, *arguments):
@@ -166,6 +166,19 @@ class Check(CommandTest):
         self.assertEqual(done.returncode, NOT_USABLE)
         self.assertIn(f"chown 1:1 {DATABASE}", done.stdout.decode())
         self.assertIn(f"chmod 0660 {DATABASE}", done.stdout.decode())
+
+    def test_owner_and_mode_of_other_files_are_left_to_others(self):
+        foreign = pathlib.Path("/tmp/foreign.db")
+        self.addCleanup(foreign.unlink)
+        self.sql("CREATE TABLE bookmark (title)", path=foreign)
+        os.chown(foreign, 1, 5001)
+
+        for path, text in (("/etc/passwd", "the database /etc/passwd cannot be used"),
+                           (foreign, "is a database of something else")):
+            for more in ([], ["--json"]):
+                said = self.refusal(NOT_USABLE, "check", "--database", str(path), *more)
+                self.assertIn(text, said)
+                self.assertNotRegex(said, "chown|chmod")
 
     def test_folder_of_another_database_is_its_owner_s_business(self):
         other = pathlib.Path("/tmp/other.db")
@@ -185,14 +198,6 @@ class Check(CommandTest):
         connection.close()
 
         self.assertIn("integrity", self.problems())
-
-    def break_root_page(self, name):
-        """Spoils the first page of a table or index."""
-        page = self.sql("SELECT rootpage FROM sqlite_master WHERE name = ?", name)[0][0]
-        self.sql("PRAGMA wal_checkpoint(TRUNCATE)")
-        with DATABASE.open("r+b") as file:
-            file.seek((page - 1) * 4096)
-            file.write(b"\xff" * 4096)
 
     def damage(self):
         """What is told of a damaged file."""
@@ -238,11 +243,7 @@ class Check(CommandTest):
     def test_each_damaged_page_is_an_item_of_its_own(self):
         self.create()
         self.fill(3000)
-        self.sql("PRAGMA wal_checkpoint(TRUNCATE)")
-        size = DATABASE.stat().st_size
-        with DATABASE.open("r+b") as file:
-            file.seek(size // 4)
-            file.write(b"\xff" * (size // 2))
+        self.damage_middle()
 
         items = self.damage()[1]["items"]
 
@@ -309,22 +310,11 @@ class Check(CommandTest):
         self.assertTrue(shown.endswith("Looked at 50001 links: nothing is wrong.\r\n"))
         self.assertEqual(self.call("check").stderr, b"")
 
-    def test_full_device_is_told(self):
-        self.create("--expire", "7d")
-        for more in ([], ["--json"]):
-            with open("/dev/full", "wb") as full:
-                done = self.call("check", *more, stdout=full)
-
-            self.assertEqual(done.returncode, REFUSED)
-            self.assertIn(b"standard output could not be written", done.stderr)
-
-    def test_closed_output_is_told(self):
+    def test_lost_output_is_told(self):
         self.create("--expire", "7d")
 
-        done = self.call("check", stdout=None, preexec_fn=lambda: os.close(1))
-
-        self.assertEqual(done.returncode, REFUSED)
-        self.assertIn(b"standard output could not be written", done.stderr)
+        self.assert_lost_output_is_told("check")
+        self.assert_lost_output_is_told("check", "--json")
 
 
 if __name__ == "__main__":
