@@ -5,17 +5,16 @@
 
 import os
 import pathlib
-import shutil
 import socket
 import subprocess
-import sys
 import unittest
 
-TOOL = "/usr/vexo/bin/vexosharingurl"
+import command_support
+from command_support import AS_ALICE, URL_TOOL as TOOL
+
 CONFIGURATION = pathlib.Path("/usr/vexo/etc/sharing-url.conf")
 
 UNKNOWN, LOCAL, CONFIGURED, RELAYED = range(4)
-ALICE = 5001
 
 
 def call(*arguments, **options):
@@ -321,7 +320,7 @@ class Base(UrlToolTest):
     def test_file_that_the_caller_may_not_read_fails(self):
         self.configure("base = https://a.example\n")
         CONFIGURATION.chmod(0o600)
-        done = call("h", "0", "0", "", "", user=ALICE, group=ALICE, extra_groups=[])
+        done = call("h", "0", "0", "", "", **AS_ALICE)
         self.assertEqual((done.returncode, done.stdout), (1, b""))
         self.assertIn(f"{CONFIGURATION}: Permission denied".encode(), done.stderr)
 
@@ -339,12 +338,5 @@ class Length(UrlToolTest):
         self.refusal("h", "9" * 100000, "1", "nas.example", "")
 
 
-def main():
-    if not os.path.ismount("/usr/vexo"):
-        sys.exit("url_tool_test: runs in scripts/private-namespace only")
-    shutil.copy(pathlib.Path(sys.argv.pop(1), "bin", "vexosharingurl"), TOOL)
-    unittest.main()
-
-
 if __name__ == "__main__":
-    main()
+    command_support.main("vexosharingurl")

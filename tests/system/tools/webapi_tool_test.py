@@ -16,18 +16,16 @@ import signal
 import sqlite3
 import struct
 import subprocess
-import sys
 import time
 import unittest
 
 import jsonschema
 
-from command_support import uses_database, wait_until
+import command_support
+from command_support import DATABASE, LIBRARIES, uses_database, wait_until
 
 TOOL = "/usr/vexo/bin/vexowebapi"
-LIBRARIES = pathlib.Path("/usr/vexo/lib")
-FOLDER = pathlib.Path("/usr/vexo/etc/private/session/sharing")
-DATABASE = FOLDER / "sharing.db"
+FOLDER = DATABASE.parent
 SCHEMA = json.loads((pathlib.Path(__file__).resolve().parents[3] / "docs" /
                      "webapi.schema.json").read_text(encoding="utf-8"))
 
@@ -72,6 +70,11 @@ def parameter_texts(parameters):
 
 class WebApiTest(unittest.TestCase):
     def setUp(self):
+        self.clear()
+
+    @staticmethod
+    def clear():
+        """Removes what lies in the database's place, and beside it."""
         for file in FOLDER.iterdir():
             shutil.rmtree(file) if file.is_dir() else file.unlink()
 
@@ -261,7 +264,7 @@ class Database(WebApiTest):
 
         create = (LINK, "create", {"project_name": "p", "owner_user": "alice"})
         for spoil in (directory, garbage, owned_by_root):
-            self.setUp()
+            self.clear()
             spoil()
             for api, method, parameters in self.CALLS + [create]:
                 self.error("database_not_usable", api, method, parameters)
@@ -304,7 +307,6 @@ class Database(WebApiTest):
         holder = sqlite3.connect(DATABASE, isolation_level=None)
         holder.execute("BEGIN IMMEDIATE")
         call = self.start_set(name, protect_title="new")
-        time.sleep(0.5)
         self.assertIsNone(call.poll())
         holder.execute("COMMIT")
         holder.close()
@@ -955,7 +957,7 @@ class Reference(WebApiTest):
         for command, answer in re.findall(r"```\n\$ (vexowebapi[^`]*?)\n(\{[^`]*\})\n```",
                                           self.TEXT):
             name = ".".join(re.search(r"api=(\S+).*method=(\S+)", command, re.S).groups())
-            self.setUp()
+            self.clear()
             names = {"password", "expire_at", "timeout"}
             if name == f"{LINK}.create":
                 names.add("hash")
@@ -976,17 +978,5 @@ class Reference(WebApiTest):
             self.assertIn(f"| `{code}` |", self.TEXT)
 
 
-def main():
-    if not os.path.ismount("/usr/vexo"):
-        sys.exit("webapi_tool_test: runs in scripts/private-namespace only")
-    build = pathlib.Path(sys.argv.pop(1))
-    shutil.copy(build / "bin" / "vexowebapi", TOOL)
-    # A copy, since the accounts of the tests may not be able to enter the build tree.
-    LIBRARIES.mkdir()
-    for library in (build / "lib").glob("lib*.so.*"):
-        shutil.copy(library, LIBRARIES, follow_symlinks=True)
-    unittest.main()
-
-
 if __name__ == "__main__":
-    main()
+    command_support.main("vexowebapi")
