@@ -153,11 +153,13 @@ class Call(WebApiTest):
 
     def test_api_version_and_method_are_required(self):
         good = [f"api={LINK}", "version=1", "method=info"]
+
         for left_out in range(3):
             self.refuse("missing_parameter", *good[:left_out], *good[left_out + 1:])
 
     def test_argument_that_is_no_parameter_is_refused(self):
         good = [f"api={LINK}", "version=1", "method=info"]
+
         for wrong in ("verbose", "=x", "", b"owner_user=\xff", "method=info"):
             self.refuse("bad_call", *good, wrong)
 
@@ -176,6 +178,7 @@ class Call(WebApiTest):
 
     def test_other_users_are_refused_before_anything_is_looked_at(self):
         self.create()
+
         for uid in (ALICE, 2):
             message = self.refuse("not_permitted", "nonsense", user=uid, group=uid,
                                   extra_groups=[])
@@ -184,6 +187,7 @@ class Call(WebApiTest):
 
     def test_system_account_is_served(self):
         system = {"user": 1, "group": 1, "extra_groups": []}
+
         data = self.data(LINK, "create", {"project_name": "p", "owner_user": "bob"}, **system)
         self.assertEqual(self.data(LINK, "list", **system)["items"][0]["hash"],
                          data["link"]["hash"])
@@ -192,6 +196,7 @@ class Call(WebApiTest):
 
     def test_password_is_never_taken_as_an_argument(self):
         wanted = {"project_name": "p", "owner_user": "alice"}
+
         for name in ("password", "protect_password", "protect_password_salt", "user_password",
                      "protect_password_algo"):
             message = self.error("secret_parameter", LINK, "create",
@@ -204,6 +209,7 @@ class Call(WebApiTest):
     def test_output_that_cannot_be_written_is_an_error(self):
         reader, gone = os.pipe()
         os.close(reader)
+
         for output in (gone, os.open("/dev/full", os.O_WRONLY)):
             for arguments, told in ((("--exec", f"api={LINK}", "version=1", "method=info"),
                                      b"could not be written"), (("--help",), b"")):
@@ -224,6 +230,7 @@ class Call(WebApiTest):
     def test_other_closed_streams_do_not_matter(self):
         for stream in (0, 2):
             self.create(preexec_fn=lambda: os.close(stream))
+
         self.assertEqual(self.data(LINK, "info")["total"], 2)
 
 
@@ -273,6 +280,7 @@ class Database(WebApiTest):
         self.create()
         for table in ("entry", "session", "token"):
             self.sql(f"ALTER TABLE {table} RENAME TO {table}_gone")
+
         for api, method, parameters in self.CALLS:
             self.error("database_not_usable", api, method, parameters)
 
@@ -280,6 +288,7 @@ class Database(WebApiTest):
         self.create()
         holder = sqlite3.connect(DATABASE, isolation_level=None)
         holder.execute("BEGIN IMMEDIATE")
+
         begin = time.monotonic()
         message = self.error("database_not_usable", LINK, "create",
                              {"project_name": "p", "owner_user": "alice"})
@@ -307,6 +316,7 @@ class Database(WebApiTest):
         holder = sqlite3.connect(DATABASE, isolation_level=None)
         holder.execute("BEGIN IMMEDIATE")
         call = self.start_set(name, protect_title="new")
+
         self.assertIsNone(call.poll())
         holder.execute("COMMIT")
         holder.close()
@@ -317,6 +327,7 @@ class Database(WebApiTest):
         name = self.create(protect_users="alice")
         self.add_visitor(name)
         before = self.sql("SELECT * FROM entry")
+
         for number in (signal.SIGINT, signal.SIGTERM, signal.SIGKILL):
             holder = sqlite3.connect(DATABASE, isolation_level=None)
             holder.execute("BEGIN IMMEDIATE")
@@ -337,6 +348,7 @@ class Database(WebApiTest):
                 self.sql(f"CREATE TRIGGER refuse_{event}_{table} BEFORE {event} ON {table} "
                          f"BEGIN SELECT RAISE(ABORT, 'refused by {table}'); END")
         before = [self.sql(f"SELECT * FROM {table}") for table in ("entry", "session", "token")]
+
         for guard in ("token", "session", "entry"):
             for api, method, parameters in ((LINK, "set", {"hash": name, "enabled": False}),
                                             (LINK, "delete", {"hash": name}),
@@ -378,6 +390,7 @@ class Create(WebApiTest):
                   "protect_users": "alice, bob,,", "protect_groups": '["staff-test"]',
                   "redirect_type": "always", "redirect_uri": "/photo?a=b&c=d",
                   "app": '{"album":"été","n":[1,2.5,null]}', "private_data": '{"k":"v"}'}
+
         name = self.data(LINK, "create", wanted)["link"]["hash"]
         link = self.data(LINK, "get", {"hash": name})["link"]
         for key, value in {**wanted, "protect_users": ["alice", "bob"],
@@ -390,6 +403,7 @@ class Create(WebApiTest):
         for name in ("project_name", "owner_user"):
             parameters = {"project_name": "p", "owner_user": "alice"}
             del parameters[name]
+
             self.assertIn(name, self.error("missing_parameter", LINK, "create", parameters))
         self.refuse("bad_parameter", project_name="")
 
@@ -416,6 +430,7 @@ class Create(WebApiTest):
 
     def test_wrong_json_is_refused(self):
         deep = '{"a":' * 500 + "1" + "}" * 500
+
         for name in ("app", "private_data"):
             for value in ("", "{", "[]", "1", "null", '"a"', "{}x", "{'a':1}", '{"a":1,}',
                           '{"a":1,"a":2}', '{"a":NaN}', '{"a":1e999}', "/**/{}", deep,
@@ -427,6 +442,7 @@ class Create(WebApiTest):
     def test_deepest_json_taken_reads_back(self):
         deep = '{"a":' * 499 + "1" + "}" * 499
         name = self.create(app=deep, private_data=deep)
+
         self.assertEqual(self.data(LINK, "get", {"hash": name})["link"]["app"],
                          json.loads(deep))
 
@@ -440,6 +456,7 @@ class Create(WebApiTest):
     def test_numbers_in_json_read_back(self):
         text = '{"a":[0,-1,18446744073709551615,-9223372036854775808,0.1,1e308]}'
         name = self.create(app=text)
+
         self.assertEqual(self.data(LINK, "get", {"hash": name})["link"]["app"],
                          json.loads(text))
 
@@ -451,6 +468,7 @@ class Create(WebApiTest):
     def test_large_values_read_back(self):
         large = "é\"\\" * 10000
         name = self.create(app=json.dumps({"a": large}), protect_title="t" * 100000)
+
         link = self.data(LINK, "get", {"hash": name})["link"]
         self.assertEqual(link["app"], {"a": large})
         self.assertEqual(link["protect_title"], "t" * 100000)
@@ -545,6 +563,7 @@ class List(WebApiTest):
 
     def test_pages_cover_every_link_once(self):
         self.fill(25)
+
         pages = [self.ids(offset=offset, limit=10) for offset in (0, 10, 20, 30)]
         self.assertEqual([len(page) for page in pages], [10, 10, 5, 0])
         self.assertEqual(sum(pages, []), list(range(1, 26)))
@@ -552,6 +571,7 @@ class List(WebApiTest):
 
     def test_usual_page_has_100_and_the_largest_1000(self):
         self.fill(1200)
+
         self.assertEqual(len(self.ids()), 100)
         self.assertEqual(len(self.ids(limit=1000)), 1000)
 
@@ -566,6 +586,7 @@ class List(WebApiTest):
     def test_filters_narrow_the_list(self):
         self.fill(12)
         self.sql("UPDATE entry SET owner_uid = ? WHERE id = 5", NOBODY_HERE)
+
         self.assertEqual(self.ids(project_name="b"), [2, 4, 6, 8, 10, 12])
         self.assertEqual(self.ids(owner_user="bob"), [3, 6, 9, 12])
         self.assertEqual(self.ids(owner_user="bob", project_name="b"), [6, 12])
@@ -575,6 +596,7 @@ class List(WebApiTest):
 
     def test_wrong_filter_is_refused(self):
         self.fill(1)
+
         self.error("bad_parameter", LINK, "list", {"owner_user": "nobody-here"})
         for value in ("-1", "4294967295", "alice", ""):
             self.error("bad_parameter", LINK, "list", {"owner_uid": value})
@@ -585,6 +607,7 @@ class List(WebApiTest):
         self.fill(6)
         for identity, data in ((2, "{"), (4, "[]"), (5, '{"protect_uids":["x"]}')):
             self.sql("UPDATE entry SET data = ? WHERE id = ?", data, identity)
+
         data = self.data(LINK, "list")
         self.assertEqual([item["id"] for item in data["items"]], [1, 3, 6])
         self.assertEqual((data["unreadable"], data["total"]), (3, 6))
@@ -592,6 +615,7 @@ class List(WebApiTest):
     def test_bytes_that_are_no_utf8_do_not_spoil_the_answer(self):
         name = self.create()
         self.sql("UPDATE entry SET project_name = CAST(x'61ff62' AS TEXT) WHERE hash = ?", name)
+
         self.assertEqual(self.data(LINK, "list")["items"][0]["project_name"], "a\ufffdb")
 
     def test_state_says_whether_a_visitor_can_log_in(self):
@@ -613,6 +637,7 @@ class List(WebApiTest):
 class OneLink(WebApiTest):
     def test_missing_link_is_told(self):
         self.create()
+
         for method in ("get", "set", "delete", "revoke"):
             for name in ("nosuch", "", "' OR '1'='1", "é", "x" * 1000):
                 self.error("no_such_object", LINK, method, {"hash": name})
@@ -621,6 +646,7 @@ class OneLink(WebApiTest):
     def test_row_that_does_not_read_can_only_be_deleted(self):
         name = self.create()
         self.sql("UPDATE entry SET data = '{'")
+
         self.error("unreadable_object", LINK, "get", {"hash": name})
         self.error("unreadable_object", LINK, "set", {"hash": name, "enabled": False})
         self.data(LINK, "delete", {"hash": name})
@@ -632,11 +658,13 @@ class OneLink(WebApiTest):
         self.add_visitor(name)
         self.add_visitor(name, ahead=-10)
         self.add_visitor(other)
+
         self.assertEqual(self.data(LINK, "get", {"hash": name})["tokens"], 2)
 
     def test_link_of_a_gone_owner_has_no_owner_name(self):
         name = self.create()
         self.sql("UPDATE entry SET owner_uid = ?", NOBODY_HERE)
+
         link = self.data(LINK, "get", {"hash": name})["link"]
         self.assertEqual((link["owner_uid"], link["owner_user"]), (NOBODY_HERE, ""))
 
@@ -644,6 +672,7 @@ class OneLink(WebApiTest):
         name, other = self.create(), self.create()
         self.add_visitor(name)
         self.add_visitor(other)
+
         self.assertEqual(self.data(LINK, "delete", {"hash": name}),
                          {"hash": name, "revoked": 1})
         self.assertEqual(self.sql("SELECT hash FROM entry"), [(other,)])
@@ -655,6 +684,7 @@ class OneLink(WebApiTest):
         self.add_visitor(name)
         self.add_visitor(name)
         self.add_visitor(other)
+
         self.assertEqual(self.data(LINK, "revoke", {"hash": name}),
                          {"hash": name, "revoked": 2})
         self.assertEqual(self.data(LINK, "revoke", {"hash": name})["revoked"], 0)
@@ -668,12 +698,14 @@ class Set(WebApiTest):
                            app='{"a":1}', private_data='{"b":2}', redirect_type="url_param")
         self.sql("UPDATE entry SET use_count = 3")
         before = self.data(LINK, "get", {"hash": name})["link"]
+
         data = self.data(LINK, "set", {"hash": name, "redirect_uri": "/x"})
         self.assertEqual(data["link"], {**before, "redirect_uri": "/x"})
         self.assertEqual(self.data(LINK, "get", {"hash": name})["link"], data["link"])
 
     def test_link_changes_its_owner(self):
         name = self.create()
+
         link = self.data(LINK, "set", {"hash": name, "owner_user": "bob"})["link"]
         self.assertEqual((link["owner_user"], link["owner_uid"]), ("bob", BOB))
 
@@ -681,6 +713,7 @@ class Set(WebApiTest):
         name = self.create(protect_users="alice")
         self.add_visitor(name)
         before = self.sql("SELECT * FROM entry")
+
         for wrong in ({"owner_user": "nobody-here"}, {"app": "[]"}, {"expire_at": "x"},
                       {"protect_type": "password"}, {"protect_users": ""},
                       {"project_name": ""}, {"redirect_type": "x"},
@@ -694,6 +727,7 @@ class Set(WebApiTest):
 
     def test_times_that_contradict_each_other_stay_until_one_is_changed(self):
         name = self.create(expire_at=100)
+
         self.error("bad_parameter", LINK, "set", {"hash": name, "start_at": 101})
         self.sql("UPDATE entry SET start_at = 101")
         self.data(LINK, "set", {"hash": name, "protect_title": "t"})
@@ -704,6 +738,7 @@ class Set(WebApiTest):
         changes = [{"enabled": False}, {"protect_type": "none"}, {"protect_users": "bob"},
                    {"protect_users": "alice,zoe"}, {"protect_groups": "staff-test"},
                    {"generate_password": True, "protect_type": "password"}]
+
         for change in changes:
             name = self.create(protect_users="alice")
             other = self.create()
@@ -719,6 +754,7 @@ class Set(WebApiTest):
         name = self.create(generate_password=True)
         before = self.stored(name)
         self.add_visitor(name)
+
         data = self.data(LINK, "set", {"hash": name, "generate_password": True})
         self.assertEqual(data["revoked"], 1)
         self.assertEqual(len(data["password"]), 20)
@@ -727,6 +763,7 @@ class Set(WebApiTest):
     def test_other_changes_leave_the_tokens(self):
         name = self.create(protect_users="alice")
         self.add_visitor(name)
+
         for change in ({}, {"protect_title": "t"}, {"expire_times": 9}, {"enabled": True},
                        {"protect_users": "alice"}, {"protect_type": "user"},
                        {"owner_user": "bob"}, {"app": '{"x":1}'}):
@@ -738,6 +775,7 @@ class Set(WebApiTest):
         stored = self.stored(name)
         stored["protect_uids"] = [NOBODY_HERE]
         self.sql("UPDATE entry SET data = ?", json.dumps(stored))
+
         self.data(LINK, "set", {"hash": name, "protect_title": "t"})
         self.assertEqual(self.stored(name)["protect_uids"], [NOBODY_HERE])
 
@@ -767,6 +805,7 @@ class Set(WebApiTest):
         keeper = sqlite3.connect(DATABASE)
         self.addCleanup(keeper.close)
         keeper.execute("SELECT count(*) FROM entry").fetchall()
+
         calls = []
         for number in range(20):
             calls.append(subprocess.Popen(
@@ -824,6 +863,7 @@ class Purge(WebApiTest):
 
     def test_tokens_that_go_with_a_link_are_not_counted(self):
         self.add_visitor(self.sql("SELECT hash FROM entry WHERE id = 2")[0][0])
+
         self.assertEqual(self.purged(owner_user="alice", project_name="a"), 2)
         self.assertEqual(self.tokens(), 0)
 
@@ -831,6 +871,7 @@ class Purge(WebApiTest):
         name = self.sql("SELECT hash FROM entry WHERE id = 1")[0][0]
         for ahead in (-10, -10, 1000):
             self.add_visitor(name, ahead=ahead)
+
         self.assertEqual(self.data(TOKEN, "purge"), {"purged": 2})
         self.assertEqual(self.data(SESSION, "purge"), {"purged": 2})
         self.assertEqual(self.data(SESSION, "info"), {"total": 1, "alive": 1})
@@ -869,6 +910,7 @@ class Visitors(WebApiTest):
         other = self.create()
         self.add_visitor(other)
         link = self.data(LINK, "get", {"hash": other})["link"]["id"]
+
         self.assertEqual(self.data(TOKEN, "list")["total"], 5)
         data = self.data(TOKEN, "list", {"link": link})
         self.assertEqual([(item["link"], item["session"]) for item in data["items"]],
@@ -903,6 +945,7 @@ class Visitors(WebApiTest):
         self.sql("UPDATE session SET timeout = 'soon' WHERE id = 1")
         self.sql("UPDATE session SET ip = '' WHERE id = 2")
         self.sql("UPDATE token SET entry_id = 'x' WHERE id = 3")
+
         for api, unreadable, identity in ((TOKEN, 1, 3), (SESSION, 2, 1)):
             data = self.data(api, "list")
             self.assertEqual((data["unreadable"], data["total"]), (unreadable, 4))
