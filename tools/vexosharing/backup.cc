@@ -105,11 +105,24 @@ Outcome Verify(const std::string& file) {
   return found == "ok" ? kDone : Damaged();
 }
 
+/// Whether a log lies beside the name of the copy, told: it would be read into it.
+bool LogLiesBeside(const std::string& file) {
+  struct stat status = {};
+  for (const char* const ending : {"-wal", "-journal"}) {
+    const std::string log = file + ending;
+    if (lstat(log.c_str(), &status) == 0) {
+      Tell(log + " would be read into the new file: remove it, or name another file");
+      return true;
+    }
+  }
+  return false;
+}
+
 Outcome Backup(const Options& options) {
   const std::unique_ptr<SharingDB> db = OpenDatabase(options.common.database);
   if (db == nullptr) return kNotUsable;
   NewFile file(options.file, options.force);
-  if (!file.Make(options.common.database)) return kRefused;
+  if (!file.Make(options.common.database) || LogLiesBeside(options.file)) return kRefused;
   Outcome outcome = Copy(options.common.database, file.working_path());
   if (outcome == kDone) outcome = Verify(file.working_path());
   if (outcome != kDone) return outcome;

@@ -315,7 +315,7 @@ Outcome Check(const CommonOptions& options) {
   Findings findings;
   CheckFiles(options.database, findings);  // before a connection changes what is there
   const DatabaseContent content = ContentOf(options.database);
-  if (content == DatabaseContent::kForeign || content == DatabaseContent::kNone) {
+  if (content != DatabaseContent::kLinks && content != DatabaseContent::kUnreadable) {
     findings.problems.clear();  // owner and mode of other files are not ours to judge
   }
   const std::unique_ptr<SharingDB> db = OpenDatabase(options.database);

@@ -22,10 +22,8 @@ bool SystemAccountMayWrite(const struct stat& status) {
   return (status.st_mode & (status.st_gid == kSystemGid ? S_IWGRP : S_IWOTH)) != 0;
 }
 
-/// The database's own words for its last error, and what to do about the common ones.
-std::string LastError(const BaseDB& db) {
-  const std::string error = db.GetLastError();
-  if (error.empty()) return "the system log says why";
+/// What went wrong in the database's own words, and what to do about the common ones.
+std::string WithRemedy(const std::string& error) {
   const std::pair<const char*, const char*> remedies[] = {
       {"locked", "another program holds it, try again"},
       {"malformed", "vexosharing check says more"},
@@ -35,7 +33,7 @@ std::string LastError(const BaseDB& db) {
   for (const auto& [words, remedy] : remedies) {
     if (error.find(words) != std::string::npos) return error + ": " + remedy;
   }
-  return error;
+  return error.empty() ? "the system log says why" : error;
 }
 
 /// Why a database cannot be used, and what to do about it.
@@ -46,7 +44,7 @@ std::string Reason(const SharingDB& db, const std::string& path,
     if (errno != ENOENT) return std::string("it cannot be reached: ") + strerror(errno);
   } else {
     if (!S_ISREG(status.st_mode)) return "it is no file";
-    if (content == DatabaseContent::kNone) return LastError(db);
+    if (content == DatabaseContent::kNone) return WithRemedy("file is not a database");
     if (status.st_uid != kSystemUid) {
       return "it must belong to the system account: chown 1:1 it";
     }
@@ -57,7 +55,7 @@ std::string Reason(const SharingDB& db, const std::string& path,
       std::filesystem::absolute(path, error).parent_path();
   if (stat(folder.c_str(), &status) == -1) return "there is no folder " + folder.string();
   if (!SystemAccountMayWrite(status)) return "its folder must let user 1 write";
-  return LastError(db);
+  return WithRemedy(db.GetLastError());
 }
 
 std::unique_ptr<SharingDB> Open(const std::string& path, DatabaseContent content) {
@@ -91,7 +89,7 @@ std::unique_ptr<SharingDB> OpenOrMakeDatabase(const std::string& path) {
 }
 
 Outcome DatabaseFailed(const BaseDB& db) {
-  return End(kNotUsable, "the database failed: " + LastError(db));
+  return End(kNotUsable, "the database failed: " + WithRemedy(db.GetLastError()));
 }
 
 }  // namespace command

@@ -53,12 +53,9 @@ int Note(void* schema, int /*columns*/, char** values, char** /*names*/) {
   return 0;
 }
 
-bool ReadSchema(const std::string& path, Schema& schema) {
-  const AsSystemAccount scope;
-  // A connection that may not write would leave the files beside the database behind.
-  if (faccessat(AT_FDCWD, path.c_str(), R_OK | W_OK, AT_EACCESS) == -1) return false;
+bool ReadSchema(const std::string& name, int flags, Schema& schema) {
   int code = SQLITE_OK;
-  const Connection connection = Connect(path, SQLITE_OPEN_READWRITE, code);
+  const Connection connection = Connect(name, flags, code);
   return connection != nullptr &&
          sqlite3_exec(connection.get(),
                       "SELECT (SELECT COUNT(*) FROM sqlite_master WHERE type = 'table' "
@@ -66,6 +63,34 @@ bool ReadSchema(const std::string& path, Schema& schema) {
                       "(SELECT COUNT(*) FROM sqlite_master), user_version "
                       "FROM pragma_user_version",
                       Note, &schema, nullptr) == SQLITE_OK;
+}
+
+/// The path as a URI that lets a connection read the file alone, without what lies beside
+/// it (https://www.sqlite.org/uri.html).
+std::string ImmutableUri(const std::string& path) {
+  std::string uri = "file:";
+  for (const char character : path) {
+    switch (character) {
+      case '%':
+        uri += "%25";
+        break;
+      case '?':
+        uri += "%3f";
+        break;
+      case '#':
+        uri += "%23";
+        break;
+      default:
+        uri += character;
+    }
+  }
+  return uri + "?immutable=1";
+}
+
+DatabaseContent ContentOf(const Schema& schema) {
+  if (schema.objects == 0) return DatabaseContent::kNothing;
+  const bool ours = schema.links == 3 || (schema.links > 0 && schema.version > 0);
+  return ours ? DatabaseContent::kLinks : DatabaseContent::kForeign;
 }
 
 }  // namespace
@@ -81,10 +106,22 @@ DatabaseContent ContentOf(const std::string& path) {
   std::ifstream(path, std::ios::binary).read(magic, sizeof magic);
   if (memcmp(magic, kMagic, sizeof magic) != 0) return DatabaseContent::kNone;
   Schema schema;
-  if (!ReadSchema(path, schema)) return DatabaseContent::kUnreadable;
-  if (schema.objects == 0) return DatabaseContent::kNothing;
-  const bool ours = schema.links == 3 || (schema.links > 0 && schema.version > 0);
-  return ours ? DatabaseContent::kLinks : DatabaseContent::kForeign;
+  {
+    const AsSystemAccount scope;
+    // A connection that may not write would leave the files beside the database behind.
+    if (faccessat(AT_FDCWD, path.c_str(), R_OK | W_OK, AT_EACCESS) == 0) {
+      return ReadSchema(path, SQLITE_OPEN_READWRITE, schema)
+                 ? ContentOf(schema)
+                 : DatabaseContent::kUnreadable;
+    }
+  }
+  // Whatever it is, the library cannot open it.  The log beside it is not looked at, so
+  // that only what is found in the file itself counts.
+  if (!ReadSchema(ImmutableUri(path), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, schema)) {
+    return DatabaseContent::kUnreadable;
+  }
+  return ContentOf(schema) == DatabaseContent::kForeign ? DatabaseContent::kForeign
+                                                        : DatabaseContent::kUnreadable;
 }
 
 }  // namespace command

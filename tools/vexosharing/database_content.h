@@ -13,7 +13,8 @@ enum class DatabaseContent {
 };
 
 /// What the file holds.  It is looked at as the system account, to which the files beside
-/// a database must belong, and nothing in it is changed.
+/// a database must belong; where that account may not write, by itself.  Nothing in it is
+/// changed.
 DatabaseContent ContentOf(const std::string& path);
 
 }  // namespace command

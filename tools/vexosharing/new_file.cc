@@ -57,13 +57,6 @@ bool NewFile::MayTakePlace(const std::string& database) const {
     }
   }
   struct stat there = {};
-  for (const char* const log : {"-wal", "-journal"}) {
-    if (lstat((path_ + log).c_str(), &there) == 0) {
-      Tell(path_ + log +
-           " would be read into the new file: remove it, or name another file");
-      return false;
-    }
-  }
   if (lstat(path_.c_str(), &there) == -1) return errno == ENOENT || Failed(errno);
   if (!S_ISREG(there.st_mode)) {
     Tell(path_ + " is there and is no file");

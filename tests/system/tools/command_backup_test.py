@@ -152,20 +152,22 @@ class Backup(CommandTest):
 
     def test_log_beside_the_name_would_be_read_into_the_copy_and_is_refused(self):
         self.create()
-        self.copy.write_text("older")
         for part in ("-wal", "-journal"):
             beside = pathlib.Path(f"{self.copy}{part}")
             beside.write_text("precious")
-            for more in ([], ["--force"]):
-                said = self.refusal(REFUSED, "backup", *more, str(self.copy))
-
-                self.assertIn(f"{beside} would be read into the new file: remove it", said)
-                self.assertEqual((self.copy.read_text(), beside.read_text()),
-                                 ("older", "precious"))
-                self.assertEqual(self.left(), ["copy.db", beside.name])
+            self.assertIn(f"{beside} would be read into the new file: remove it",
+                          self.refusal(REFUSED, "backup", str(self.copy)))
+            self.assertEqual(self.left(), [beside.name])
+            self.copy.write_text("older")
+            self.assertIn(f"{beside} would be read into the new file: remove it",
+                          self.refusal(REFUSED, "backup", "--force", str(self.copy)))
+            self.assertEqual((self.copy.read_text(), beside.read_text()),
+                             ("older", "precious"))
+            self.assertEqual(self.left(), ["copy.db", beside.name])
             beside.unlink()
+            self.copy.unlink()
 
-        self.out("backup", "--force", str(self.copy))
+        self.out("backup", str(self.copy))
 
     def test_missing_folder_or_name_is_told(self):
         self.create()

@@ -173,8 +173,17 @@ class Check(CommandTest):
         self.sql("CREATE TABLE bookmark (title)", path=foreign)
         os.chown(foreign, 1, 5001)
 
-        for path, text in (("/etc/passwd", "the database /etc/passwd cannot be used"),
-                           (foreign, "is a database of something else")):
+        roots = pathlib.Path("/tmp/roots%3f.db?#")
+        self.addCleanup(roots.unlink)
+        self.sql("CREATE TABLE bookmark (title)", path=roots)
+        empty = pathlib.Path("/tmp/empty")
+        self.addCleanup(empty.unlink)
+        empty.touch()
+
+        for path, text in (("/etc/passwd", "/etc/passwd cannot be used: file is not a data"),
+                           (foreign, "is a database of something else"),
+                           (roots, "is a database of something else"),
+                           (empty, "there is no database at")):
             for more in ([], ["--json"]):
                 said = self.refusal(NOT_USABLE, "check", "--database", str(path), *more)
                 self.assertIn(text, said)

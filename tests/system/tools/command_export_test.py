@@ -169,6 +169,14 @@ class Export(ExportTest):
         self.assertEqual(told["exported"], 1)
         self.assertEqual([link["hash"] for link in told["damaged"]], [bad])
 
+    def test_log_beside_the_name_does_not_matter_to_a_text(self):
+        self.create()
+        pathlib.Path(f"{self.file}-wal").touch()
+
+        self.out("export", str(self.file))
+
+        self.assertEqual(len(self.file.read_text().splitlines()), 1)
+
     def test_full_disk_is_told_and_leaves_nothing(self):
         self.create("--app", '{"text":"' + "x" * 20000 + '"}')
         self.fill(100)
