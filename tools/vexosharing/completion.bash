@@ -64,7 +64,7 @@ _vexosharing() {
       return
       ;;
     --state)
-      _vexosharing_words 'usable not-started expired used-up disabled' "$word"
+      _vexosharing_words 'usable not_started expired used_up disabled' "$word"
       return
       ;;
     --order)

@@ -8,11 +8,11 @@
 #include "interrupt.h"
 #include "json.h"
 #include "link_options.h"
-#include "link_state.h"
 #include "links.h"
 #include "options.h"
 #include "output.h"
 #include "qr_code.h"
+#include "state_text.h"
 #include "statements.h"
 #include "table.h"
 
@@ -68,7 +68,7 @@ Outcome Create(const Options& options) {
   // A hash or a password that nobody got to see must not stay behind.
   if (!FlushOutput() && links.Delete(link)) Tell("the link was taken back");
   const long now = time(nullptr);
-  if (StateOf(link, now) == LinkState::kExpired) {
+  if (tools::StateOf(link, now) == LinkState::kExpired) {
     Tell("nobody can use the link: " + StateText(link, now));
   }
   return kDone;

@@ -124,7 +124,7 @@ Json::Value LinkJson(const Entry& link, long now) {
   out[VEXO::sharing::SZK_OWNER_UID] = link.get_owner_uid();
   out[VEXO::sharing::SZK_START_AT] = Json::Value::Int64{link.get_start_at()};
   out[VEXO::sharing::SZK_EXPIRE_AT] = Json::Value::Int64{link.get_expire_at()};
-  out["state"] = StateName(StateOf(link, now));
+  out["state"] = tools::StateName(tools::StateOf(link, now));
   return out;
 }
 

@@ -12,11 +12,11 @@
 #include "database.h"
 #include "interrupt.h"
 #include "json.h"
-#include "link_state.h"
 #include "links.h"
 #include "moment.h"
 #include "options.h"
 #include "progress.h"
+#include "state_text.h"
 #include "statements.h"
 #include "table.h"
 #include "text.h"
@@ -28,39 +28,32 @@ namespace {
 constexpr int kUsualPageSize = 50;
 
 /// What may be said, and the SQL for it.
-struct Choice {
+struct Order {
   const char* word;
   const char* sql;
 };
-
-const Choice kStates[] = {{"usable", "usable"},
-                          {"not-started", "not started"},
-                          {"expired", "expired"},
-                          {"used-up", "used up"},
-                          {"disabled", "disabled"}};
 
 // What never expires comes behind what does.
 const char kExpireOrder[] =
     "CASE expire_at WHEN 0 THEN 9223372036854775807 ELSE expire_at END";
 
-const Choice kOrders[] = {{"created", "id"},           {"hash", "hash"},
-                          {"project", "project_name"}, {"owner", "owner_uid"},
-                          {"start", "start_at"},       {"expire", kExpireOrder},
-                          {"uses", "use_count"}};
+const Order kOrders[] = {{"created", "id"},           {"hash", "hash"},
+                         {"project", "project_name"}, {"owner", "owner_uid"},
+                         {"start", "start_at"},       {"expire", kExpireOrder},
+                         {"uses", "use_count"}};
 
-template <size_t N>
-std::vector<std::string> Words(const Choice (&choices)[N]) {
+std::vector<std::string> OrderWords() {
   std::vector<std::string> words;
-  for (const Choice& choice : choices) words.emplace_back(choice.word);
+  for (const Order& order : kOrders) words.emplace_back(order.word);
   return words;
 }
 
-/// The SQL of a word, which is one of the choices.
-template <size_t N>
-std::string Sql(const Choice (&choices)[N], const std::string& word) {
-  return std::find_if(std::begin(choices), std::end(choices),
-                      [&word](const Choice& choice) { return word == choice.word; })
-      ->sql;
+std::vector<std::string> StateNames() {
+  std::vector<std::string> names;
+  for (const LinkState state : tools::kLinkStates) {
+    names.emplace_back(tools::StateName(state));
+  }
+  return names;
 }
 
 struct Options {
@@ -88,14 +81,17 @@ bool Condition(const Options& options, const BaseDB& db, long now, std::string& 
     add("owner_uid = " + std::to_string(uid));
   }
   if (!options.state.empty()) {
-    add(StateSql(now) + " = '" + Sql(kStates, options.state) + "'");
+    add(tools::StateSql(now) + " = '" + options.state + "'");
   }
   return true;
 }
 
-std::string Order(const Options& options) {
+std::string OrderSql(const Options& options) {
   const std::string direction = options.reverse ? " DESC" : "";
-  const std::string column = Sql(kOrders, options.order);
+  const std::string column =
+      std::find_if(std::begin(kOrders), std::end(kOrders),
+                   [&options](const Order& order) { return options.order == order.word; })
+          ->sql;
   return column == "id" ? "id" + direction : column + direction + ", id" + direction;
 }
 
@@ -150,11 +146,11 @@ void PrintTable(LinkReader& reader, long now) {
                "USES",
                "ASKS FOR"});
   ForEach(reader, [&](const Entry& link) {
-    const LinkState state = StateOf(link, now);
+    const LinkState state = tools::StateOf(link, now);
     table.Add({link.get_hash(),
                link.get_project_name(),
                owners.Get(link.get_owner_uid()),
-               {StateName(state), StateStyle(state)},
+               {StateWords(state), StateStyle(state)},
                MinuteText(link.get_expire_at()),
                UsesText(link, "/"),
                AsksForText(link)});
@@ -196,7 +192,7 @@ Outcome List(const Options& options) {
   const long now = time(nullptr);
   std::string where;
   if (!Condition(options, *db, now, where)) return kRefused;
-  LinkReader reader(*db, where, Order(options), Limit(options));
+  LinkReader reader(*db, where, OrderSql(options), Limit(options));
   if (options.common.json) {
     PrintArray(reader, now);
   } else {
@@ -232,13 +228,13 @@ void AddList(CLI::App& app, Work& work) {
       ->type_name("USER");
   command
       .add_option("--state", options->state,
-                  "usable, not-started, expired, used-up, disabled")
-      ->check(OneOf(Words(kStates)))
+                  "usable, not_started, expired, used_up, disabled")
+      ->check(OneOf(StateNames()))
       ->type_name("STATE");
   command
       .add_option("--order", options->order,
                   "created, hash, project, owner, start, expire, uses")
-      ->check(OneOf(Words(kOrders)))
+      ->check(OneOf(OrderWords()))
       ->type_name("COLUMN");
   command.add_flag("--reverse", options->reverse, "the other way round");
   command.add_option("--page", options->page, "this page only, counted from 1")

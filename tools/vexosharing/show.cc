@@ -7,10 +7,10 @@
 #include "commands.h"
 #include "database.h"
 #include "json.h"
-#include "link_state.h"
 #include "links.h"
 #include "moment.h"
 #include "options.h"
+#include "state_text.h"
 #include "statements.h"
 #include "table.h"
 #include "text.h"
@@ -71,7 +71,7 @@ void AddNames(Sheet& sheet, const std::string& heading,
 }
 
 void PrintSheet(const Entry& link, const Surroundings& around, long now) {
-  const LinkState state = StateOf(link, now);
+  const LinkState state = tools::StateOf(link, now);
   Sheet sheet;
   sheet.Add("Hash", link.get_hash());
   if (!around.url.empty()) sheet.Add("URL", around.url);
@@ -104,7 +104,7 @@ void PrintSheet(const Entry& link, const Surroundings& around, long now) {
 void PrintObject(const Entry& link, const Surroundings& around, long now) {
   Json::Value out = LinkJson(link, now);
   out["url"] = around.url.empty() ? Json::Value() : Json::Value(around.url);
-  out["usable"] = StateOf(link, now) == LinkState::kUsable;
+  out["usable"] = tools::StateOf(link, now) == LinkState::kUsable;
   out["owner_exists"] = !link.get_owner_user().empty();
   out["tokens_alive"] = Json::Value::Int64{around.tokens};
   out["unresolved_users"] = JsonArray(around.unresolved_users);

@@ -10,9 +10,9 @@
 #include "commands.h"
 #include "database.h"
 #include "json.h"
-#include "link_state.h"
 #include "options.h"
 #include "result.h"
+#include "state_text.h"
 #include "statements.h"
 #include "table.h"
 #include "text.h"
@@ -23,10 +23,6 @@ namespace {
 
 using VEXO::sharing::db::Result;
 using VEXO::sharing::db::Row;
-
-const LinkState kStates[] = {LinkState::kUsable, LinkState::kNotStarted,
-                             LinkState::kExpired, LinkState::kUsedUp,
-                             LinkState::kDisabled};
 
 /// Links of one project, or of all.
 struct LinkCounts {
@@ -57,7 +53,7 @@ void Add(LinkCounts& counts, const std::string& state, long links, long logins) 
 
 bool CountLinks(BaseDB& db, long now, Counts& counts) {
   Result result;
-  if (!db.Execute("SELECT project_name, " + StateSql(now) +
+  if (!db.Execute("SELECT project_name, " + tools::StateSql(now) +
                       " AS state, COUNT(*) AS links, SUM(use_count) AS logins FROM entry "
                       "GROUP BY project_name, state",
                   result)) {
@@ -98,7 +94,7 @@ std::string LivesText(const Lives& lives) {
 }
 
 long OfState(const LinkCounts& counts, LinkState state) {
-  const auto found = counts.by_state.find(StateName(state));
+  const auto found = counts.by_state.find(tools::StateName(state));
   return found == counts.by_state.end() ? 0 : found->second;
 }
 
@@ -106,9 +102,9 @@ void PrintText(const Counts& counts) {
   {
     Sheet sheet;
     sheet.Add("Links", std::to_string(counts.all.links));
-    for (const LinkState state : kStates) {
+    for (const LinkState state : tools::kLinkStates) {
       const long links = OfState(counts.all, state);
-      sheet.Add(std::string("  ") + StateName(state), std::to_string(links),
+      sheet.Add("  " + StateWords(state), std::to_string(links),
                 links == 0 ? Style::kFaint : StateStyle(state));
     }
     sheet.Add("Logins", std::to_string(counts.all.logins));
@@ -129,7 +125,7 @@ void PrintText(const Counts& counts) {
                "LOGINS"});
   for (const auto& [project, links] : counts.by_project) {
     std::vector<Table::Cell> row = {project, std::to_string(links.links)};
-    for (const LinkState state : kStates) {
+    for (const LinkState state : tools::kLinkStates) {
       row.emplace_back(std::to_string(OfState(links, state)));
     }
     row.emplace_back(std::to_string(links.logins));
@@ -142,8 +138,8 @@ Json::Value LinksJson(const LinkCounts& counts) {
   out["links"] = Json::Value::Int64{counts.links};
   out["logins"] = Json::Value::Int64{counts.logins};
   Json::Value& states = out["states"] = Json::Value(Json::objectValue);
-  for (const LinkState state : kStates) {
-    states[StateName(state)] = Json::Value::Int64{OfState(counts, state)};
+  for (const LinkState state : tools::kLinkStates) {
+    states[tools::StateName(state)] = Json::Value::Int64{OfState(counts, state)};
   }
   return out;
 }

@@ -6,6 +6,7 @@
 #include "database.h"
 #include "entry_db.h"
 #include "link_parameters.h"
+#include "link_state.h"
 #include "methods.h"
 #include "paging.h"
 #include "result.h"
@@ -23,38 +24,6 @@ using db::EntryDB;
 using db::SharingDB;
 using record::Entry;
 
-const char kUsable[] = "usable";
-const char kNotStarted[] = "not_started";
-const char kExpired[] = "expired";
-const char kUsedUp[] = "used_up";
-const char kDisabled[] = "disabled";
-
-/// Why a visitor cannot log in now, or that he can.
-const char* StateOf(const Entry& link) {
-  const long now = time(nullptr);
-  if (!link.get_enabled()) {
-    return kDisabled;
-  }
-  if (link.get_start_at() > now) {
-    return kNotStarted;
-  }
-  if (link.get_expire_at() > 0 && link.get_expire_at() < now) {
-    return kExpired;
-  }
-  const bool limited = link.get_expire_times() > 0;
-  return limited && link.get_use_count() >= link.get_expire_times() ? kUsedUp : kUsable;
-}
-
-/// The same rule over the table's columns.
-std::string StateSql() {
-  const std::string now = std::to_string(time(nullptr));
-  return std::string("CASE WHEN enabled != 1 THEN '") + kDisabled + "' WHEN start_at > " +
-         now + " THEN '" + kNotStarted + "' WHEN expire_at > 0 AND expire_at < " + now +
-         " THEN '" + kExpired +
-         "' WHEN expire_times > 0 AND use_count >= expire_times THEN '" + kUsedUp +
-         "' ELSE '" + kUsable + "' END";
-}
-
 /// What every answer shows of a link: the record's public view, with ids, and with times
 /// in seconds.
 Json::Value View(const Entry& link) {
@@ -64,7 +33,7 @@ Json::Value View(const Entry& link) {
   view[SZK_OWNER_UID] = link.get_owner_uid();
   view[SZK_START_AT] = Json::Int64{link.get_start_at()};
   view[SZK_EXPIRE_AT] = Json::Int64{link.get_expire_at()};
-  view["state"] = StateOf(link);
+  view["state"] = tools::StateName(tools::StateOf(link, time(nullptr)));
   return view;
 }
 
@@ -356,15 +325,14 @@ Answer Info(Parameters& parameters) {
     return failure;
   }
   db::Result result;
-  if (!database->Execute(
-          "SELECT " + StateSql() + " AS state, COUNT(*) AS n FROM entry GROUP BY state",
-          result)) {
+  if (!database->Execute("SELECT " + tools::StateSql(time(nullptr)) +
+                             " AS state, COUNT(*) AS n FROM entry GROUP BY state",
+                         result)) {
     return StatementFailure(*database);
   }
   Json::Value data;
-  for (const char* const state : {kUsable, kNotStarted, kExpired, kUsedUp, kDisabled}) {
-    data[state] = 0;
-  }
+  for (const tools::LinkState state : tools::kLinkStates)
+    data[tools::StateName(state)] = 0;
   int total = 0;
   db::Row row;
   while (result.NextRow(row)) {

@@ -119,8 +119,8 @@ class Completion(CommandTest):
                       self.completed("vexosharing export --force o"))
 
     def test_values_are_completed(self):
-        for line, whole in (("list --state not", "not-started"),
-                            ("list --state=not", "not-started"),
+        for line, whole in (("list --state not", "not_started"),
+                            ("list --state=not", "not_started"),
                             ("list --order pro", "project"),
                             ("create --redirect-type ur", "url_param"),
                             ("create --expire nev", "never"),

@@ -1,5 +1,6 @@
 """list: filters, order, pages, and rows that do not read."""
 
+import json
 import os
 import subprocess
 import time
@@ -23,11 +24,11 @@ class List(CommandTest):
 
     def in_each_state(self):
         links = {"usable": self.create("--expire", "7d", "--uses", "2"),
-                 "not-started": self.create("--start", "7d"),
+                 "not_started": self.create("--start", "7d"),
                  "expired": self.create("--expire", "2020-01-01", "--start", "2019-01-01"),
-                 "used-up": self.create("--uses", "1", "--start", "2019-01-01"),
+                 "used_up": self.create("--uses", "1", "--start", "2019-01-01"),
                  "disabled": self.create("--expire", "2020-01-01")}
-        self.login(links["used-up"])
+        self.login(links["used_up"])
         self.json("edit", links["disabled"], "--disable")
         return links
 
@@ -62,26 +63,36 @@ class List(CommandTest):
 
         for state, link in links.items():
             self.assertEqual(self.hashes("--state", state), [link])
-            self.assertEqual(self.links("--state", state)[0]["state"],
-                             state.replace("-", " "))
+            self.assertEqual(self.links("--state", state)[0]["state"], state)
         self.assertEqual([row[3] for row in self.rows()],
-                         [state.replace("-", " ") for state in links])
+                         [state.replace("_", " ") for state in links])
 
     def test_states_at_their_edges(self):
         now = int(time.time())
         for column, value, state in (("expire_at", now - 1, "expired"),
                                      ("expire_at", now + 100, "usable"),
                                      ("start_at", now, "usable"),
-                                     ("start_at", now + 100, "not started")):
+                                     ("start_at", now + 100, "not_started")):
             link = self.create()
             self.sql(f"UPDATE entry SET {column} = ? WHERE hash = ?", value, link)
             self.assertEqual(self.json("show", link)["state"], state)
-            self.assertIn(link, self.hashes("--state", state.replace(" ", "-")))
-        for count, state in ((1, "usable"), (2, "used up"), (3, "used up")):
+            self.assertIn(link, self.hashes("--state", state))
+        for count, state in ((1, "usable"), (2, "used_up"), (3, "used_up")):
             link = self.create("--uses", "2")
             self.sql("UPDATE entry SET use_count = ? WHERE hash = ?", count, link)
             self.assertEqual(self.json("show", link)["state"], state)
-            self.assertIn(link, self.hashes("--state", state.replace(" ", "-")))
+            self.assertIn(link, self.hashes("--state", state))
+
+    def test_used_up_link_that_has_not_started_is_not_started_as_its_login_says(self):
+        link = self.create("--uses", "1", "--start", "7d")
+        self.sql("UPDATE entry SET use_count = 1")
+
+        self.assertEqual(self.json("show", link)["state"], "not_started")
+        self.assertEqual(self.hashes("--state", "not_started"), [link])
+        self.assertEqual(self.hashes("--state", "used_up"), [])
+        self.assertEqual(self.json("stats")["states"]["not_started"], 1)
+        visit = self.call("visit", link, "login", "--json")
+        self.assertEqual(json.loads(visit.stdout)["result"], -3)
 
     def test_project_and_owner_narrow_the_list(self):
         project = "it's \"quoted\" 日本"
@@ -218,7 +229,7 @@ class List(CommandTest):
 
     def test_wrong_values_are_refused(self):
         self.create()
-        for arguments, text in ((["--state", "sleepy"], "usable, not-started, expired"),
+        for arguments, text in ((["--state", "sleepy"], "usable, not_started, expired"),
                                 (["--state", ""], "is none of"),
                                 (["--order", "size"], "created, hash, project"),
                                 (["--page", "0"], "no number from 1"),

@@ -26,13 +26,13 @@ class Stats(CommandTest):
 
         told = self.json("stats")
 
-        states = {"usable": 2, "not started": 1, "expired": 1, "used up": 1, "disabled": 1}
+        states = {"usable": 2, "not_started": 1, "expired": 1, "used_up": 1, "disabled": 1}
         self.assertEqual((told["links"], told["states"], told["logins"]), (6, states, 1))
         docs, photos = told["projects"]
         self.assertEqual((docs["project_name"], docs["links"], docs["logins"]),
                          ("docs", 3, 1))
-        self.assertEqual(docs["states"], {"usable": 1, "not started": 0, "expired": 0,
-                                          "used up": 1, "disabled": 1})
+        self.assertEqual(docs["states"], {"usable": 1, "not_started": 0, "expired": 0,
+                                          "used_up": 1, "disabled": 1})
         self.assertEqual((photos["project_name"], photos["links"]), ("photos", 3))
 
     def test_add_up_the_logins(self):

@@ -627,10 +627,14 @@ class List(WebApiTest):
             self.create(project_name=state, **parameters)
         used_up = self.create(project_name="used_up", expire_times=2)
         self.sql("UPDATE entry SET use_count = 2 WHERE hash = ?", used_up)
+        # The login refuses what has not started before it looks at the uses.
+        both = self.create(project_name="not_started", start_at=now + 1000, expire_times=2)
+        self.sql("UPDATE entry SET use_count = 2 WHERE hash = ?", both)
+
         for item in self.data(LINK, "list")["items"]:
             self.assertEqual(item["state"], item["project_name"])
         self.assertEqual(self.data(LINK, "info"),
-                         {"total": 5, "usable": 1, "not_started": 1, "expired": 1,
+                         {"total": 6, "usable": 1, "not_started": 2, "expired": 1,
                           "used_up": 1, "disabled": 1})
 
 
