@@ -2,6 +2,7 @@
 
 #include <json/value.h>
 
+#include <functional>
 #include <string>
 
 namespace webapi {
@@ -33,16 +34,23 @@ struct Failure {
 /// What a call answers: data, or a failure.
 class Answer {
  public:
-  Answer(Json::Value data);
-  Answer(Failure failure);
+  Answer(Json::Value data);  // implicit: a method returns its data
+  Answer(Failure failure);   // implicit: or why there is none
 
   bool success() const { return !failure_; }
   /// One line of JSON in ASCII, whatever bytes a row of the database holds.
   std::string Text() const;
 
+  /// Gives what takes the change back, and says what it did, when nobody gets to see the
+  /// answer and so the password or the hash in it.
+  void OnLoss(std::function<std::string()> take_back) { take_back_ = take_back; }
+  /// Takes the change back, if that is wanted, and says what was done.
+  std::string TakeBack() const { return take_back_ ? take_back_() : "the call was run"; }
+
  private:
   Json::Value data_;
   Failure failure_;
+  std::function<std::string()> take_back_;
 };
 
 }  // namespace webapi

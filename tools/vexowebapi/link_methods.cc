@@ -209,7 +209,13 @@ Answer Create(Parameters& parameters) {
   if (!transaction.good() || !links.CreateWithHash(link) || !transaction.Commit()) {
     return StatementFailure(*database);
   }
-  return StoredAnswer(link, password, Json::Value(Json::objectValue));
+  Answer answer = StoredAnswer(link, password, Json::Value(Json::objectValue));
+  answer.OnLoss([database, link] {
+    return EntryDB(*database).Delete(link)
+               ? "the link was taken back"
+               : "the link " + link.get_hash() + " could not be taken back: delete it";
+  });
+  return answer;
 }
 
 bool Revoke(SharingDB& database, const Entry& link, long& revoked) {
@@ -252,20 +258,31 @@ Answer SetFound(SharingDB& database, EntryDB& links, Entry& link,
   if (failure) {
     return failure;
   }
-  const Admission before = AdmissionOf(link);
+  const Entry before = link;
   Password password;
   ApplyParameters(parameters, link, password);
   if (parameters.failure()) {
     return parameters.failure();
   }
   long revoked = 0;
-  const bool revoke = !password.text().empty() || AdmissionOf(link) != before;
+  const bool revoke =
+      !password.text().empty() || AdmissionOf(link) != AdmissionOf(before);
   if (!links.Update(link) || (revoke && !Revoke(database, link, revoked))) {
     return StatementFailure(database);
   }
   Json::Value data;
   data["revoked"] = Json::Int64{revoked};
-  return StoredAnswer(link, password, data);
+  Answer answer = StoredAnswer(link, password, data);
+  if (!password.text().empty()) {
+    // Nobody can have used the link with the password, so the record is what it was.
+    answer.OnLoss([&database, before] {
+      return EntryDB(database).Update(before)
+                 ? "the change was taken back, but for the tokens"
+                 : "the link " + before.get_hash() +
+                       " has a password that nobody saw: set a new one";
+    });
+  }
+  return answer;
 }
 
 Answer RevokeFound(SharingDB& database, EntryDB&, Entry& link, Parameters&) {

@@ -137,7 +137,8 @@ int main(int argc, char** argv) {
   const Answer answer = Run(std::vector<std::string>(argv + 2, argv + argc));
   std::cout << answer.Text() << std::flush;
   if (!std::cout) {
-    std::cerr << "vexowebapi: the call was run, but its answer could not be written\n";
+    std::cerr << "vexowebapi: the answer could not be written: " << answer.TakeBack()
+              << "\n";
     return kRefused;
   }
   return answer.success() ? kDone : kRefused;

@@ -219,6 +219,59 @@ class Call(WebApiTest):
                 self.assertIn(told, done.stderr)
             os.close(output)
 
+    def lose(self, method, *arguments):
+        """Standard error of a call on links whose answer gets lost."""
+        with open("/dev/full", "wb") as full:
+            done = run("--exec", f"api={LINK}", "version=1", f"method={method}", *arguments,
+                       capture_output=False, stdout=full, stderr=subprocess.PIPE)
+        self.assertEqual(done.returncode, 1)
+        return done.stderr.decode()
+
+    def test_new_link_whose_answer_is_lost_is_taken_back(self):
+        self.create()
+        for protection in ("generate_password=true", "protect_users=alice"):
+            told = self.lose("create", "project_name=p", "owner_user=alice", protection)
+
+            self.assertIn("could not be written: the link was taken back", told)
+            self.assertEqual(self.data(LINK, "info")["total"], 1)
+
+    def test_new_password_whose_answer_is_lost_is_taken_back(self):
+        for protection in ({"generate_password": True}, {"protect_users": "alice,zoe"}):
+            name = self.create(protect_title="old", **protection)
+            self.sql("UPDATE entry SET use_count = 3 WHERE hash = ?", name)
+            self.add_visitor(name)
+            before = self.sql("SELECT * FROM entry")
+
+            told = self.lose("set", f"hash={name}", "generate_password=true",
+                             "protect_type=password", "protect_title=new", "expire_times=5")
+
+            self.assertIn("the change was taken back, but for the tokens", told)
+            self.assertEqual(self.sql("SELECT * FROM entry"), before)
+            self.assertEqual(self.tokens(), 0)
+
+    def test_change_that_cannot_be_taken_back_is_told(self):
+        name = self.create(protect_title="old")
+        self.sql("CREATE TRIGGER refuse_delete BEFORE DELETE ON entry "
+                 "BEGIN SELECT RAISE(ABORT, 'refused'); END")
+        self.sql("CREATE TRIGGER refuse_update BEFORE UPDATE ON entry "
+                 "WHEN json_extract(NEW.data, '$.protect_title') = 'old' "
+                 "BEGIN SELECT RAISE(ABORT, 'refused'); END")
+
+        told = self.lose("set", f"hash={name}", "generate_password=true",
+                         "protect_title=new")
+        self.assertIn(f"the link {name} has a password that nobody saw", told)
+        told = self.lose("create", "project_name=p", "owner_user=alice")
+        made = self.sql("SELECT hash FROM entry WHERE hash != ?", name)[0][0]
+        self.assertIn(f"the link {made} could not be taken back", told)
+
+    def test_other_change_whose_answer_is_lost_stays(self):
+        name = self.create()
+
+        told = self.lose("set", f"hash={name}", "protect_title=new")
+
+        self.assertIn("could not be written: the call was run", told)
+        self.assertEqual(self.stored(name)["protect_title"], "new")
+
     def test_closed_output_is_an_error_and_nothing_is_done(self):
         done = run("--exec", f"api={LINK}", "version=1", "method=create", "project_name=p",
                    "owner_user=alice", "generate_password=true", capture_output=False,
