@@ -86,4 +86,15 @@ bool ParseStrictJson(const std::string& text, Json::Value& out, std::string& rea
   return true;
 }
 
+bool ParseStrictObject(const std::string& text, Json::Value& out, std::string& reason) {
+  Json::Value value;
+  if (!ParseStrictJson(text, value, reason)) return false;
+  if (!value.isObject()) {
+    reason = "it is no object";
+    return false;
+  }
+  out = std::move(value);
+  return true;
+}
+
 }  // namespace tools

@@ -10,5 +10,7 @@ namespace tools {
 /// and no deeper than the library reads it back from a link.  False, with `reason`, for
 /// anything else; `out` is left alone then.
 bool ParseStrictJson(const std::string& text, Json::Value& out, std::string& reason);
+/// The same for an object, and false for any other value.
+bool ParseStrictObject(const std::string& text, Json::Value& out, std::string& reason);
 
 }  // namespace tools

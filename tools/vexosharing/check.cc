@@ -10,17 +10,19 @@
 #include <utility>
 #include <vector>
 
-#include "account.h"
+#include "admission.h"
 #include "commands.h"
 #include "database.h"
 #include "database_content.h"
 #include "interrupt.h"
 #include "json.h"
+#include "link_json.h"
 #include "links.h"
 #include "options.h"
 #include "progress.h"
 #include "result.h"
 #include "statements.h"
+#include "system_account.h"
 #include "table.h"
 #include "text.h"
 
@@ -33,7 +35,6 @@ using VEXO::sharing::db::Result;
 using VEXO::sharing::db::Row;
 
 constexpr long kSchemaVersion = 2;
-constexpr unsigned int kSystemId = 1;  // user and group
 constexpr mode_t kFileMode = 0660;
 constexpr mode_t kFolderMode = 0750;
 constexpr size_t kNamed = 10;  // items that are shown to a person
@@ -77,7 +78,7 @@ void CheckMode(const std::string& path, mode_t mode, std::vector<std::string>& w
                std::vector<std::string>& advice) {
   struct stat status = {};
   if (stat(path.c_str(), &status) == -1) return;
-  if (status.st_uid != kSystemId || status.st_gid != kSystemId) {
+  if (status.st_uid != tools::kSystemUid || status.st_gid != tools::kSystemGid) {
     wrong.push_back(path + " belongs to " + std::to_string(status.st_uid) + ":" +
                     std::to_string(status.st_gid));
     advice.push_back("chown 1:1 " + path);
@@ -175,8 +176,8 @@ void CheckLink(const Entry& link, Owners& owners, LinkLists& lists) {
   if (!owners.Exists(link)) {
     lists.owner_gone.push_back(hash + " of " + std::to_string(link.get_owner_uid()));
   }
-  for (const auto& [kind, names] : {std::pair("user", UnresolvedUsers(link)),
-                                    std::pair("group", UnresolvedGroups(link))}) {
+  for (const auto& [kind, names] : {std::pair("user", tools::UnresolvedUsers(link)),
+                                    std::pair("group", tools::UnresolvedGroups(link))}) {
     for (const std::string& name : names) {
       lists.unknown_names.push_back(hash + " admits " + kind + " " + name);
     }
@@ -272,8 +273,8 @@ Json::Value FindingsJson(const std::vector<Finding>& findings) {
     Json::Value element(Json::objectValue);
     element["kind"] = finding.kind;
     element["text"] = finding.text;
-    element["advice"] = JsonArray(finding.advice);
-    element["items"] = JsonArray(finding.items);
+    element["advice"] = tools::JsonArray(finding.advice);
+    element["items"] = tools::JsonArray(finding.items);
     array.append(element);
   }
   return array;

@@ -7,6 +7,7 @@
 #include "entry_db.h"
 #include "interrupt.h"
 #include "json.h"
+#include "link_json.h"
 #include "link_options.h"
 #include "links.h"
 #include "options.h"
@@ -29,7 +30,7 @@ struct Options {
 void Print(const Options& options, const Entry& link, const std::string& url,
            const Secret& password) {
   if (options.common.json) {
-    Json::Value out = LinkJson(link, time(nullptr));
+    Json::Value out = tools::LinkJson(link, time(nullptr));
     out["url"] = url.empty() ? Json::Value() : Json::Value(url);
     if (options.link.generate_password) out["generated_password"] = password.text();
     PrintJson(out);

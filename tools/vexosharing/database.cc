@@ -2,20 +2,20 @@
 
 #include <string.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <filesystem>
 #include <utility>
 
 #include "database_content.h"
+#include "system_account.h"
 
 namespace command {
 
 namespace {
 
-constexpr uid_t kSystemUid = 1;
-constexpr gid_t kSystemGid = 1;
+using tools::kSystemGid;
+using tools::kSystemUid;
 
 bool SystemAccountMayWrite(const struct stat& status) {
   if (status.st_uid == kSystemUid) return (status.st_mode & S_IWUSR) != 0;
@@ -72,7 +72,7 @@ std::unique_ptr<SharingDB> Open(const std::string& path, DatabaseContent content
 }  // namespace
 
 bool MayUseDatabase() {
-  if (geteuid() == 0 || geteuid() == kSystemUid) return true;
+  if (tools::IsRootOrSystemAccount()) return true;
   Tell("the database is not yours to read: run this as root");
   return false;
 }

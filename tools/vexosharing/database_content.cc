@@ -11,13 +11,14 @@
 #include <fstream>
 
 #include "sqlite_connection.h"
+#include "system_account.h"
 
 namespace command {
 
 namespace {
 
-constexpr uid_t kSystemUid = 1;
-constexpr gid_t kSystemGid = 1;
+using tools::kSystemGid;
+using tools::kSystemUid;
 
 // How every database file begins (https://www.sqlite.org/fileformat2.html, 1.3.1).
 const char kMagic[] = "SQLite format 3";

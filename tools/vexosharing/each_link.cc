@@ -6,6 +6,7 @@
 #include "database.h"
 #include "interrupt.h"
 #include "json.h"
+#include "link_json.h"
 #include "links.h"
 #include "statements.h"
 #include "text.h"
@@ -77,7 +78,7 @@ Outcome ForEachLink(const EachLinkOptions& options, const std::string& done,
   if (options.common.json) {
     Json::Value out(Json::objectValue);
     out[done] = changed;
-    out["missing"] = JsonArray(missing);
+    out["missing"] = tools::JsonArray(missing);
     PrintJson(out);
   }
   return outcome;

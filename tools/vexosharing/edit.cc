@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <ctime>
 #include <iostream>
 #include <memory>
@@ -6,11 +5,13 @@
 #include <string>
 #include <vector>
 
+#include "admission.h"
 #include "commands.h"
 #include "database.h"
 #include "entry_db.h"
 #include "interrupt.h"
 #include "json.h"
+#include "link_json.h"
 #include "link_options.h"
 #include "links.h"
 #include "options.h"
@@ -33,25 +34,6 @@ struct Options {
   std::optional<bool> enabled;
 };
 
-template <class T>
-bool SameInAnyOrder(std::vector<T> one, std::vector<T> other) {
-  std::sort(one.begin(), one.end());
-  std::sort(other.begin(), other.end());
-  return one == other;
-}
-
-/// Whether those whom the link admits may be others now, so that what was granted before
-/// is to be taken back.
-bool AdmitsOthers(const Entry& before, const Entry& after) {
-  return before.get_enabled() != after.get_enabled() ||
-         before.get_protect_type() != after.get_protect_type() ||
-         before.get_protect_password() != after.get_protect_password() ||
-         !SameInAnyOrder(before.get_protect_uids(), after.get_protect_uids()) ||
-         !SameInAnyOrder(before.get_protect_users(), after.get_protect_users()) ||
-         !SameInAnyOrder(before.get_protect_gids(), after.get_protect_gids()) ||
-         !SameInAnyOrder(before.get_protect_groups(), after.get_protect_groups());
-}
-
 void Unprotect(Entry& link) {
   link.set_protect_type(Entry::PROTECT_NONE);
   link.set_protect_password("", false, Entry::ENCRYPT_ALGO_DEFAULT);
@@ -62,7 +44,7 @@ void Unprotect(Entry& link) {
 void Print(const Options& options, const Entry& link, bool revoked, long tokens,
            const Secret& password) {
   if (options.common.json) {
-    Json::Value out = LinkJson(link, time(nullptr));
+    Json::Value out = tools::LinkJson(link, time(nullptr));
     out["revoked_tokens"] = Json::Value::Int64{tokens};
     if (options.link.generate_password) out["generated_password"] = password.text();
     PrintJson(out);
@@ -96,7 +78,7 @@ Outcome Edit(const Options& options) {
   outcome = ApplyOptions(options.link, password, link);
   if (outcome != kDone) return outcome;
 
-  const bool revoked = AdmitsOthers(before, link);
+  const bool revoked = tools::AdmitsOthers(before, link);
   long revoked_tokens = 0;
   if (!links.Update(link) ||
       (revoked &&

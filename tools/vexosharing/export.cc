@@ -8,6 +8,7 @@
 #include "database.h"
 #include "interrupt.h"
 #include "json.h"
+#include "link_json.h"
 #include "links.h"
 #include "new_file.h"
 #include "options.h"
@@ -49,7 +50,7 @@ void AddSecrets(const Entry& link, Json::Value& line) {
 }
 
 std::string Line(const Entry& link, bool with_secrets) {
-  Json::Value line = LinkJson(link, 0);
+  Json::Value line = tools::LinkJson(link, 0);
   line.removeMember(VEXO::sharing::SZK_ID_);  // what holds in this database, and now
   line.removeMember("state");
   line[VEXO::sharing::SZK_PROTECT_UIDS] =

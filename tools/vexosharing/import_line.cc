@@ -11,6 +11,7 @@
 #include "json.h"
 #include "result.h"
 #include "secret.h"
+#include "strict_json.h"
 #include "text.h"
 #include "utf8.h"
 #include "utils.h"
@@ -237,7 +238,7 @@ bool ParseImportLine(const std::string& text, BaseDB& db, ImportLine& line,
   constexpr long kLastMoment = std::numeric_limits<long>::max();
   constexpr long kMostUses = std::numeric_limits<int>::max();
   Json::Value object;
-  if (!ParseJsonObject(text, object, reason)) return false;
+  if (!tools::ParseStrictObject(text, object, reason)) return false;
   Members members(object);
   std::map<std::string, std::string> columns;
   columns[SZK_HASH] = members.Text(SZK_HASH);

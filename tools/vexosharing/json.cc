@@ -3,9 +3,7 @@
 #include <json/writer.h>
 
 #include <iostream>
-#include <utility>
 
-#include "strict_json.h"
 #include "text.h"
 
 namespace command {
@@ -27,23 +25,6 @@ std::string JsonText(const Json::Value& value) {
 }
 
 void PrintJson(const Json::Value& value) { std::cout << JsonText(value) << "\n"; }
-
-Json::Value JsonArray(const std::vector<std::string>& texts) {
-  Json::Value array(Json::arrayValue);
-  for (const std::string& text : texts) array.append(text);
-  return array;
-}
-
-bool ParseJsonObject(const std::string& text, Json::Value& out, std::string& reason) {
-  Json::Value value;
-  if (!tools::ParseStrictJson(text, value, reason)) return false;
-  if (!value.isObject()) {
-    reason = "it is no object";
-    return false;
-  }
-  out = std::move(value);
-  return true;
-}
 
 void JsonArrayWriter::Begin() const { std::cout << "["; }
 

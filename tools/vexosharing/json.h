@@ -3,7 +3,6 @@
 #include <json/value.h>
 
 #include <string>
-#include <vector>
 
 namespace command {
 
@@ -12,12 +11,6 @@ std::string JsonText(const Json::Value& value);
 
 /// Writes the value to standard output, in a line of its own.
 void PrintJson(const Json::Value& value);
-
-Json::Value JsonArray(const std::vector<std::string>& texts);
-
-/// Reads one JSON object, by the letter of the grammar.  False, with `reason`, for
-/// anything else.
-bool ParseJsonObject(const std::string& text, Json::Value& out, std::string& reason);
 
 /// Writes an array element by element to standard output, one a line, so that it takes no
 /// memory.  It stays open until End, so that a broken-off one is no valid JSON.

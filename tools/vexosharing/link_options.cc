@@ -3,8 +3,9 @@
 #include <algorithm>
 
 #include "account.h"
-#include "json.h"
+#include "admission.h"
 #include "options.h"
+#include "strict_json.h"
 #include "text.h"
 
 namespace command {
@@ -31,7 +32,7 @@ CLI::Option* AddNames(CLI::App& command, const std::string& name,
 Json::Value ParsedObject(const std::string& text) {
   Json::Value value;
   std::string reason;
-  ParseJsonObject(text, value, reason);  // checked when the call was read
+  tools::ParseStrictObject(text, value, reason);  // checked when the call was read
   return value;
 }
 
@@ -54,12 +55,6 @@ void ApplyProtection(const LinkOptions& options, const Secret& password, Entry& 
   }
   if (options.users) link.set_protect_users(WithoutEmpty(*options.users));
   if (options.groups) link.set_protect_groups(WithoutEmpty(*options.groups));
-}
-
-bool AdmitsNobody(const Entry& link) {
-  return link.get_protect_type() == Entry::PROTECT_USER &&
-         link.get_protect_uids().empty() && link.get_protect_users().empty() &&
-         link.get_protect_gids().empty() && link.get_protect_groups().empty();
 }
 
 void TellUnresolved(const std::string& kind, const std::vector<std::string>& names) {
@@ -172,11 +167,11 @@ Outcome ApplyOptions(const LinkOptions& options, const Secret& password, Entry& 
       link.get_start_at() > link.get_expire_at()) {
     return End(kWrongCall, "the link would expire before it starts");
   }
-  if (AdmitsNobody(link)) {
+  if (tools::AdmitsNobody(link)) {
     return End(kWrongCall, "the link would admit nobody: name a --user or a --group");
   }
-  if (options.users) TellUnresolved("user", UnresolvedUsers(link));
-  if (options.groups) TellUnresolved("group", UnresolvedGroups(link));
+  if (options.users) TellUnresolved("user", tools::UnresolvedUsers(link));
+  if (options.groups) TellUnresolved("group", tools::UnresolvedGroups(link));
   return kDone;
 }
 

@@ -4,8 +4,6 @@
 #include <utility>
 
 #include "interrupt.h"
-#include "json.h"
-#include "link_state.h"
 #include "statements.h"
 #include "utils.h"
 
@@ -115,17 +113,6 @@ Json::Value DamagedJson(const std::vector<DamagedLink>& damaged) {
     array.append(std::move(element));
   }
   return array;
-}
-
-Json::Value LinkJson(const Entry& link, long now) {
-  Json::Value out;
-  link.ToJSON(out);
-  out[VEXO::sharing::SZK_ID_] = link.get_id();
-  out[VEXO::sharing::SZK_OWNER_UID] = link.get_owner_uid();
-  out[VEXO::sharing::SZK_START_AT] = Json::Value::Int64{link.get_start_at()};
-  out[VEXO::sharing::SZK_EXPIRE_AT] = Json::Value::Int64{link.get_expire_at()};
-  out["state"] = tools::StateName(tools::StateOf(link, now));
-  return out;
 }
 
 std::string UsesText(const Entry& link, const char* between) {

@@ -68,10 +68,6 @@ void TellDamaged(const std::vector<DamagedLink>& damaged);
 /// The same as an array of objects with id and hash.
 Json::Value DamagedJson(const std::vector<DamagedLink>& damaged);
 
-/// The link for a program: times in seconds since the epoch, and no secret.  Its private
-/// data is not in it.
-Json::Value LinkJson(const Entry& link, long now);
-
 /// "3", or "3 of 10" with " of " between count and limit.
 std::string UsesText(const Entry& link, const char* between);
 

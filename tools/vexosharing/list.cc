@@ -12,6 +12,7 @@
 #include "database.h"
 #include "interrupt.h"
 #include "json.h"
+#include "link_json.h"
 #include "links.h"
 #include "moment.h"
 #include "options.h"
@@ -161,7 +162,7 @@ void PrintArray(LinkReader& reader, long now) {
   std::cout << "{\"links\":";
   JsonArrayWriter array;
   array.Begin();
-  ForEach(reader, [&](const Entry& link) { array.Add(LinkJson(link, now)); });
+  ForEach(reader, [&](const Entry& link) { array.Add(tools::LinkJson(link, now)); });
   // A list that broke off is left open, so that nobody takes it for the whole.
   if (!reader.good() || Interrupted()) return;
   array.End();

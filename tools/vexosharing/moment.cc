@@ -3,11 +3,11 @@
 #include <charconv>
 #include <ctime>
 
+#include "latest_moment.h"
+
 namespace command {
 
 namespace {
-
-constexpr long kLast = 253402214400;  // the end of the year 9999 in every time zone
 
 /// Takes `digits` decimal digits off the front of `text`.
 bool TakeNumber(std::string& text, size_t digits, int& number) {
@@ -50,7 +50,7 @@ bool ParseSpan(const std::string& text, long now, long& seconds) {
     default:
       return false;
   }
-  if (count > (kLast - now) / unit) return false;
+  if (count > (tools::kLatestMoment - now) / unit) return false;
   seconds = now + count * unit;
   return true;
 }

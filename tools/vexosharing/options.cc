@@ -6,6 +6,7 @@
 
 #include "json.h"
 #include "moment.h"
+#include "strict_json.h"
 #include "text.h"
 #include "utf8.h"
 
@@ -72,7 +73,7 @@ CLI::Validator JsonObject() {
       [](std::string& text) -> std::string {
         Json::Value value;
         std::string reason;
-        if (ParseJsonObject(text, value, reason)) return "";
+        if (tools::ParseStrictObject(text, value, reason)) return "";
         return "not a JSON object such as {\"path\":\"/photo\"}: " + reason;
       },
       "");

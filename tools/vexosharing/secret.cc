@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <string.h>
-#include <sys/random.h>
 #include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
@@ -10,6 +9,7 @@
 #include <cerrno>
 #include <iostream>
 
+#include "draw_password.h"
 #include "interrupt.h"
 #include "outcome.h"
 
@@ -18,9 +18,6 @@ namespace command {
 namespace {
 
 constexpr size_t kLongest = 4095;
-constexpr size_t kGeneratedLength = 20;
-const char kAlphabet[] = "23456789abcdefghijkmnpqrstuvwxyzABCDEFGHJKLMNPQRSTUVWXYZ";
-constexpr unsigned int kAlphabetSize = sizeof kAlphabet - 1;
 
 /// While it lives, the terminal of standard input shows nothing of what is typed.
 class NoEcho {
@@ -108,20 +105,9 @@ bool Secret::ReadLine(int fd, const std::string& name) {
 }
 
 bool Secret::Generate() {
-  text_.clear();
-  while (text_.size() < kGeneratedLength) {
-    unsigned char drawn = 0;
-    if (getrandom(&drawn, 1, 0) != 1) {
-      if (errno == EINTR && !Interrupted()) continue;
-      Tell(std::string("no random numbers: ") + strerror(errno));
-      return false;
-    }
-    // The top of the range is thrown away, so that every character is equally likely.
-    if (drawn < 256 / kAlphabetSize * kAlphabetSize) {
-      text_.push_back(kAlphabet[drawn % kAlphabetSize]);
-    }
-  }
-  return true;
+  if (tools::DrawPassword(text_)) return true;
+  Tell(std::string("no random numbers: ") + strerror(errno));
+  return false;
 }
 
 }  // namespace command

@@ -21,7 +21,7 @@ class Secret {
   /// Reads the first line of a file.  False, told, when there is none or when everyone
   /// may read the file.
   bool ReadFile(const std::string& path);
-  /// Draws a random password, of letters and digits that are not mistaken for each other.
+  /// Draws a random password.  False, told, when the system gives no random numbers.
   bool Generate();
 
  private:

@@ -3,10 +3,11 @@
 #include <string>
 #include <vector>
 
-#include "account.h"
+#include "admission.h"
 #include "commands.h"
 #include "database.h"
 #include "json.h"
+#include "link_json.h"
 #include "links.h"
 #include "moment.h"
 #include "options.h"
@@ -102,13 +103,13 @@ void PrintSheet(const Entry& link, const Surroundings& around, long now) {
 }
 
 void PrintObject(const Entry& link, const Surroundings& around, long now) {
-  Json::Value out = LinkJson(link, now);
+  Json::Value out = tools::LinkJson(link, now);
   out["url"] = around.url.empty() ? Json::Value() : Json::Value(around.url);
   out["usable"] = tools::StateOf(link, now) == LinkState::kUsable;
   out["owner_exists"] = !link.get_owner_user().empty();
   out["tokens_alive"] = Json::Value::Int64{around.tokens};
-  out["unresolved_users"] = JsonArray(around.unresolved_users);
-  out["unresolved_groups"] = JsonArray(around.unresolved_groups);
+  out["unresolved_users"] = tools::JsonArray(around.unresolved_users);
+  out["unresolved_groups"] = tools::JsonArray(around.unresolved_groups);
   out[VEXO::sharing::SZK_PRIVATE_DATA] = link.get_private_data();
   PrintJson(out);
 }
@@ -123,8 +124,8 @@ Outcome Show(const Options& options) {
   Surroundings around;
   if (!CountLiveTokens(*db, link, now, around.tokens)) return DatabaseFailed(*db);
   around.url = LinkUrl(link.get_hash());
-  around.unresolved_users = UnresolvedUsers(link);
-  around.unresolved_groups = UnresolvedGroups(link);
+  around.unresolved_users = tools::UnresolvedUsers(link);
+  around.unresolved_groups = tools::UnresolvedGroups(link);
   if (options.common.json) {
     PrintObject(link, around, now);
   } else {

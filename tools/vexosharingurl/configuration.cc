@@ -5,20 +5,13 @@
 #include <fstream>
 #include <iostream>
 
+#include "trim.h"
+
 namespace url_tool {
 
 namespace {
 
 const char kPath[] = "/usr/vexo/etc/sharing-url.conf";
-
-std::string Trim(const std::string& text) {
-  const char blanks[] = " \t\r\n";
-  const std::size_t begin = text.find_first_not_of(blanks);
-  if (begin == std::string::npos) {
-    return "";
-  }
-  return text.substr(begin, text.find_last_not_of(blanks) - begin + 1);
-}
 
 bool SetType(const std::string& value, Configuration& configuration,
              std::string& reason) {
@@ -50,14 +43,14 @@ bool ApplyLine(const std::string& line, Configuration& configuration,
     reason = "it has a NUL byte, at which a part of it would end";
     return false;
   }
-  const std::string setting = Trim(line.substr(0, line.find('#')));
+  const std::string setting = tools::Trim(line.substr(0, line.find('#')));
   if (setting.empty()) {
     return true;
   }
   const std::size_t equals = setting.find('=');
-  const std::string key = Trim(setting.substr(0, equals));
+  const std::string key = tools::Trim(setting.substr(0, equals));
   const std::string value =
-      equals == std::string::npos ? "" : Trim(setting.substr(equals + 1));
+      equals == std::string::npos ? "" : tools::Trim(setting.substr(equals + 1));
   if (equals != std::string::npos && key == "base") {
     return SetBase(value, configuration, reason);
   }

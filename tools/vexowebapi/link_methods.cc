@@ -3,8 +3,11 @@
 #include <ctime>
 #include <optional>
 
+#include "admission.h"
 #include "database.h"
 #include "entry_db.h"
+#include "keys.h"
+#include "link_json.h"
 #include "link_parameters.h"
 #include "link_state.h"
 #include "methods.h"
@@ -12,7 +15,6 @@
 #include "result.h"
 #include "statements.h"
 #include "token_db.h"
-#include "utils.h"
 
 namespace webapi {
 
@@ -24,37 +26,12 @@ using db::EntryDB;
 using db::SharingDB;
 using record::Entry;
 
-/// What every answer shows of a link: the record's public view, with ids, and with times
-/// in seconds.
-Json::Value View(const Entry& link) {
-  Json::Value view;
-  link.ToJSON(view);
-  view[SZK_ID_] = link.get_id();
-  view[SZK_OWNER_UID] = link.get_owner_uid();
-  view[SZK_START_AT] = Json::Int64{link.get_start_at()};
-  view[SZK_EXPIRE_AT] = Json::Int64{link.get_expire_at()};
-  view["state"] = tools::StateName(tools::StateOf(link, time(nullptr)));
-  return view;
-}
-
-Json::Value Unresolved(const std::vector<std::string>& names,
-                       bool (*to_id)(const std::string&, unsigned int&)) {
-  Json::Value unresolved(Json::arrayValue);
-  for (const std::string& name : names) {
-    unsigned int id = UID_ERR;
-    if (!to_id(name, id)) {
-      unresolved.append(name);
-    }
-  }
-  return unresolved;
-}
-
-/// What the answer about a single link shows beside that.
+/// What the answer about a single link shows.
 Json::Value FullView(const Entry& link) {
-  Json::Value view = View(link);
+  Json::Value view = tools::LinkJson(link, time(nullptr));
   view[SZK_PRIVATE_DATA] = link.get_private_data();
-  view["unresolved_users"] = Unresolved(link.get_protect_users(), UserToUID);
-  view["unresolved_groups"] = Unresolved(link.get_protect_groups(), GroupToGID);
+  view["unresolved_users"] = tools::JsonArray(tools::UnresolvedUsers(link));
+  view["unresolved_groups"] = tools::JsonArray(tools::UnresolvedGroups(link));
   return view;
 }
 
@@ -149,7 +126,7 @@ Answer List(Parameters& parameters) {
     if (!link.FromRow(row)) {
       return false;
     }
-    view = View(link);
+    view = tools::LinkJson(link, time(nullptr));
     return true;
   });
 }
@@ -265,8 +242,7 @@ Answer SetFound(SharingDB& database, EntryDB& links, Entry& link,
     return parameters.failure();
   }
   long revoked = 0;
-  const bool revoke =
-      !password.text().empty() || AdmissionOf(link) != AdmissionOf(before);
+  const bool revoke = tools::AdmitsOthers(before, link);
   if (!links.Update(link) || (revoke && !Revoke(database, link, revoked))) {
     return StatementFailure(database);
   }

@@ -2,15 +2,15 @@
 
 #include <limits>
 
+#include "admission.h"
+#include "latest_moment.h"
+
 namespace webapi {
 
 using namespace VEXO::sharing;
 using record::Entry;
 
 namespace {
-
-// The last second of the year 9999, beyond which times have no common text form.
-constexpr long kLastSecond = 253402300799L;
 
 void ApplyTexts(Parameters& parameters, Entry& link) {
   std::string text;
@@ -41,11 +41,11 @@ void ApplyTexts(Parameters& parameters, Entry& link) {
 
 void ApplyLimits(Parameters& parameters, Entry& link) {
   long number = 0;
-  const bool starts = parameters.Number(SZK_START_AT, 0, kLastSecond, number);
+  const bool starts = parameters.Number(SZK_START_AT, 0, tools::kLatestMoment, number);
   if (starts) {
     link.set_start_at(number);
   }
-  const bool expires = parameters.Number(SZK_EXPIRE_AT, 0, kLastSecond, number);
+  const bool expires = parameters.Number(SZK_EXPIRE_AT, 0, tools::kLatestMoment, number);
   if (expires) {
     link.set_expire_at(number);
   }
@@ -118,12 +118,6 @@ void DrawAndSetPassword(Parameters& parameters, Entry& link, Password& password)
   }
 }
 
-bool AdmitsNobody(const Admission& admission) {
-  // Ids of accounts that are gone have no name, and names not known yet have no id.
-  return admission.uids.empty() && admission.gids.empty() && admission.users.empty() &&
-         admission.groups.empty();
-}
-
 void ApplyProtection(Parameters& parameters, Entry& link, Password& password) {
   std::vector<std::string> users;
   std::vector<std::string> groups;
@@ -149,24 +143,13 @@ void ApplyProtection(Parameters& parameters, Entry& link, Password& password) {
   } else if (type == Entry::PROTECT_PASSWORD && link.get_protect_password().empty()) {
     parameters.Fail(kMissingParameter,
                     "generate_password=true is required: the link has no password");
-  } else if (type == Entry::PROTECT_USER && AdmitsNobody(AdmissionOf(link))) {
+  } else if (tools::AdmitsNobody(link)) {
     parameters.Fail(kMissingParameter,
                     "protect_users or protect_groups must name who is admitted");
   }
 }
 
 }  // namespace
-
-Admission AdmissionOf(const Entry& link) {
-  return {link.get_enabled(),      link.get_protect_type(),  link.get_protect_uids(),
-          link.get_protect_gids(), link.get_protect_users(), link.get_protect_groups()};
-}
-
-bool operator!=(const Admission& left, const Admission& right) {
-  return left.enabled != right.enabled || left.protect_type != right.protect_type ||
-         left.uids != right.uids || left.gids != right.gids ||
-         left.users != right.users || left.groups != right.groups;
-}
 
 void ApplyParameters(Parameters& parameters, Entry& link, Password& password) {
   ApplyTexts(parameters, link);

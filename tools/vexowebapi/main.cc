@@ -1,8 +1,6 @@
 // Runs one method of the web API on the system's own links, sessions and tokens, and
 // answers with JSON, for the library's SendWebapi.
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <iostream>
 #include <string>
@@ -12,6 +10,7 @@
 #include "methods.h"
 #include "parameters.h"
 #include "standard_streams.h"
+#include "system_account.h"
 
 using webapi::Answer;
 using webapi::Failure;
@@ -23,9 +22,6 @@ namespace {
 constexpr int kDone = 0;
 constexpr int kRefused = 1;
 constexpr int kWrongCall = 2;
-
-constexpr uid_t kRootUid = 0;
-constexpr uid_t kSystemUid = 1;
 
 constexpr long kVersion = 1;
 
@@ -78,8 +74,7 @@ Failure CheckNames(const Method& method, const Parameters& parameters) {
 }
 
 Answer Run(const std::vector<std::string>& arguments) {
-  const uid_t caller = geteuid();
-  if (caller != kRootUid && caller != kSystemUid) {
+  if (!tools::IsRootOrSystemAccount()) {
     return Failure{webapi::kNotPermitted,
                    "only root and the system account (uid 1) are served"};
   }

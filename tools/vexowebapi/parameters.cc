@@ -3,20 +3,13 @@
 #include <charconv>
 
 #include "strict_json.h"
+#include "trim.h"
 #include "utf8.h"
 #include "utils.h"
 
 namespace webapi {
 
 namespace {
-
-std::string Trim(const std::string& text) {
-  const std::size_t begin = text.find_first_not_of(" \t\n");
-  if (begin == std::string::npos) {
-    return "";
-  }
-  return text.substr(begin, text.find_last_not_of(" \t\n") - begin + 1);
-}
 
 bool NamesFromJson(const std::string& text, std::vector<std::string>& out,
                    std::string& reason) {
@@ -100,9 +93,9 @@ bool Parameters::Object(const char* name, Json::Value& out) {
     return false;
   }
   Json::Value value;
-  std::string reason = "it is of another kind";
-  if (!tools::ParseStrictJson(text, value, reason) || !value.isObject()) {
-    Fail(kBadParameter, std::string(name) + " is no JSON object: " + reason);
+  std::string reason;
+  if (!tools::ParseStrictObject(text, value, reason)) {
+    Fail(kBadParameter, std::string(name) + " does not read as a JSON object: " + reason);
     return false;
   }
   out = value;
@@ -114,7 +107,7 @@ bool Parameters::Names(const char* name, std::vector<std::string>& out) {
   if (!Text(name, text)) {
     return false;
   }
-  text = Trim(text);
+  text = tools::Trim(text);
   std::vector<std::string> names;
   if (!text.empty() && text.front() == '[') {
     std::string reason;
@@ -126,7 +119,7 @@ bool Parameters::Names(const char* name, std::vector<std::string>& out) {
     std::vector<std::string> pieces;
     VEXO::sharing::StringExplode(pieces, text, ",");
     for (const std::string& piece : pieces) {
-      const std::string trimmed = Trim(piece);
+      const std::string trimmed = tools::Trim(piece);
       if (!trimmed.empty()) {
         names.push_back(trimmed);
       }

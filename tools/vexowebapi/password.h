@@ -12,7 +12,6 @@ class Password {
   Password(const Password&) = delete;
   Password& operator=(const Password&) = delete;
 
-  /// Draws 20 letters and digits that nobody mistakes for each other, about 116 bits.
   /// False, with none drawn, when the kernel gives no random bytes.
   bool Draw();
   /// Empty until one was drawn.

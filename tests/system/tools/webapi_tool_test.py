@@ -465,7 +465,7 @@ class Create(WebApiTest):
             self.refuse("bad_parameter", owner_user=owner)
 
     def test_wrong_number_is_refused(self):
-        for name, too_large in (("start_at", 253402300800), ("expire_at", 253402300800),
+        for name, too_large in (("start_at", 253402214401), ("expire_at", 253402214401),
                                 ("expire_times", 2147483648)):
             for value in ("", "-1", "1.5", "1e3", " 1", "0x1", "tomorrow", too_large,
                           "9" * 30):
@@ -550,6 +550,18 @@ class Create(WebApiTest):
         self.assertEqual(link["protect_users"], ["alice", "zoe"])
         self.assertEqual(link["unresolved_users"], ["zoe"])
         self.assertEqual(link["unresolved_groups"], ["ghosts"])
+
+    def test_ids_of_gone_accounts_are_told(self):
+        name = self.create(protect_users="alice,zoe", protect_groups="staff-test")
+        stored = self.stored(name)
+        for ids in ("protect_uids", "protect_gids"):
+            stored[ids].append(NOBODY_HERE)
+        self.sql("UPDATE entry SET data = ?", json.dumps(stored))
+
+        link = self.data(LINK, "get", {"hash": name})["link"]
+
+        self.assertEqual(link["unresolved_users"], ["zoe", str(NOBODY_HERE)])
+        self.assertEqual(link["unresolved_groups"], [str(NOBODY_HERE)])
 
     def test_protection_follows_from_what_is_given(self):
         for parameters, kind in (({"protect_users": "alice"}, "user"),
@@ -826,6 +838,14 @@ class Set(WebApiTest):
                        {"owner_user": "bob"}, {"app": '{"x":1}'}):
             self.assertEqual(self.data(LINK, "set", {"hash": name, **change})["revoked"], 0)
         self.assertEqual(self.tokens(), 1)
+
+    def test_names_in_another_order_leave_the_tokens(self):
+        name = self.create(protect_users="alice,bob,yan,zoe")
+        self.add_visitor(name)
+
+        data = self.data(LINK, "set", {"hash": name, "protect_users": "zoe,bob,yan,alice"})
+
+        self.assertEqual((data["revoked"], self.tokens()), (0, 1))
 
     def test_user_list_of_gone_accounts_stays(self):
         name = self.create(protect_users="alice")
