@@ -21,7 +21,7 @@ constexpr unsigned int kHighHalf = 0xd800 >> 10;
 constexpr unsigned int kLowHalf = 0xdc00 >> 10;
 
 /// The four hex digits of an escaped character that begins there; 0 when none does.
-unsigned int EscapedUnit(const std::string& text, std::size_t begin) {
+unsigned int EscapedUnit(const std::string& text, size_t begin) {
   unsigned int unit = 0;
   if (text.compare(begin, 2, "\\u") == 0) {
     const char* const digits = text.data() + begin + 2;
@@ -33,8 +33,8 @@ unsigned int EscapedUnit(const std::string& text, std::size_t begin) {
 /// Whether an escape is one half of a character without the other.  The parser would make
 /// another character of it.
 bool HasHalfCharacter(const std::string& text) {
-  std::size_t next = 0;
-  for (std::size_t i = text.find('\\'); i < text.size(); i = text.find('\\', next)) {
+  size_t next = 0;
+  for (size_t i = text.find('\\'); i < text.size(); i = text.find('\\', next)) {
     const unsigned int half = EscapedUnit(text, i) >> 10;
     const bool whole = half == kHighHalf && i + 6 < text.size() &&
                        EscapedUnit(text, i + 6) >> 10 == kLowHalf;
@@ -53,7 +53,7 @@ Json::CharReaderBuilder StrictReader() {
 
 /// The first of the parser's complaints, without its place.
 std::string FirstReason(const std::string& errors) {
-  const std::size_t line = errors.find("\n  ");  // behind "* Line 1, Column 2"
+  const size_t line = errors.find("\n  ");  // behind "* Line 1, Column 2"
   const std::string reason = line == std::string::npos ? errors : errors.substr(line + 3);
   return reason.substr(0, reason.find('\n'));
 }

@@ -2,16 +2,16 @@
 
 namespace tools {
 
-Character Decode(const std::string& text, std::size_t at) {
-  const auto byte = [&text, at](std::size_t i) -> unsigned char {
+Character Decode(const std::string& text, size_t at) {
+  const auto byte = [&text, at](size_t i) -> unsigned char {
     return at + i < text.size() ? text[at + i] : 0;
   };
   const unsigned char first = byte(0);
   if (first < 0x80) return {first, 1};
-  const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
+  const size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
   if (first < 0xC2 || first > 0xF4) return {0, 0};
   char32_t code = first & (0xFF >> (length + 1));
-  for (std::size_t i = 1; i < length; ++i) {
+  for (size_t i = 1; i < length; ++i) {
     if ((byte(i) & 0xC0) != 0x80) return {0, 0};
     code = (code << 6) | (byte(i) & 0x3F);
   }
@@ -22,7 +22,7 @@ Character Decode(const std::string& text, std::size_t at) {
 }
 
 bool IsUtf8(const std::string& text) {
-  std::size_t at = 0;
+  size_t at = 0;
   while (at < text.size()) {
     const Character character = Decode(text, at);
     if (character.length == 0) return false;

@@ -7,12 +7,12 @@ namespace tools {
 
 struct Character {
   char32_t code;
-  std::size_t length;  // in bytes; 0 where the text holds no UTF-8
+  size_t length;  // in bytes; 0 where the text holds no UTF-8
 };
 
 /// The character that begins at `at`.  No overlong form, no surrogate and nothing beyond
 /// the last code point is one (RFC 3629).
-Character Decode(const std::string& text, std::size_t at);
+Character Decode(const std::string& text, size_t at);
 
 /// Whether the whole text is UTF-8.
 bool IsUtf8(const std::string& text);

@@ -30,9 +30,7 @@ bool SetType(const std::string& value, Configuration& configuration,
 bool SetBase(const std::string& value, Configuration& configuration,
              std::string& reason) {
   Address base;
-  if (!ReadBase(value, base, reason)) {
-    return false;
-  }
+  if (!ReadBase(value, base, reason)) return false;
   configuration.base = base;
   return true;
 }
@@ -44,10 +42,8 @@ bool ApplyLine(const std::string& line, Configuration& configuration,
     return false;
   }
   const std::string setting = tools::Trim(line.substr(0, line.find('#')));
-  if (setting.empty()) {
-    return true;
-  }
-  const std::size_t equals = setting.find('=');
+  if (setting.empty()) return true;
+  const size_t equals = setting.find('=');
   const std::string key = tools::Trim(setting.substr(0, equals));
   const std::string value =
       equals == std::string::npos ? "" : tools::Trim(setting.substr(equals + 1));
@@ -70,9 +66,7 @@ bool FailToRead() {
 
 bool LoadConfiguration(Configuration& out) {
   std::ifstream file(kPath);
-  if (!file.is_open()) {
-    return errno == ENOENT || FailToRead();
-  }
+  if (!file.is_open()) return errno == ENOENT || FailToRead();
   Configuration configuration;
   std::string line;
   for (int number = 1; std::getline(file, line); ++number) {
@@ -82,9 +76,7 @@ bool LoadConfiguration(Configuration& out) {
                 << "\n";
     }
   }
-  if (file.bad()) {
-    return FailToRead();
-  }
+  if (file.bad()) return FailToRead();
   out = configuration;
   return true;
 }

@@ -14,7 +14,7 @@ namespace url_tool {
 namespace {
 
 // The longest registered name that every resolver takes.
-constexpr std::size_t kLongestName = 255;
+constexpr size_t kLongestName = 255;
 
 bool ReadIPv6(const std::string& text, in6_addr& address) {
   return inet_pton(AF_INET6, text.c_str(), &address) == 1;
@@ -122,9 +122,7 @@ bool ReadHost(const std::string& text, std::string& out, std::string& reason) {
     }
     return ReadIPv6Host(text.substr(1, text.size() - 2), out, reason);
   }
-  if (text.find(':') != std::string::npos) {
-    return ReadIPv6Host(text, out, reason);
-  }
+  if (text.find(':') != std::string::npos) return ReadIPv6Host(text, out, reason);
   return ReadName(text, out, reason);
 }
 
@@ -134,9 +132,7 @@ bool IsLocalHost(const std::string& host) {
     return ReadIPv6(host.substr(1, host.size() - 2), six) && IsLocalIPv6(six);
   }
   in_addr four = {};
-  if (ReadIPv4(host, four)) {
-    return IsLocalIPv4(four);
-  }
+  if (ReadIPv4(host, four)) return IsLocalIPv4(four);
   const std::string name = WithoutLastDot(host);
   return name.find('.') == std::string::npos || EndsWith(name, ".local") ||
          EndsWith(name, ".home.arpa");

@@ -38,7 +38,7 @@ const char kUsage[] =
     "Example: vexosharingurl aB3dE5fG7 0 1 nas.example.org ''\n";
 
 // The library reads a line of 4095 bytes, its end included, and would cut a longer one.
-constexpr std::size_t kLongestUrl = 4094;
+constexpr size_t kLongestUrl = 4094;
 
 /// The arguments, checked.
 struct Call {
@@ -66,9 +66,7 @@ bool ReadCall(char** arguments, Call& call) {
   if (!url_tool::ReadPort(arguments[1], call.port)) {
     return Refuse("PORT is a number from 0 to 65535");
   }
-  if (https != "0" && https != "1") {
-    return Refuse("HTTPS is 0 or 1");
-  }
+  if (https != "0" && https != "1") return Refuse("HTTPS is 0 or 1");
   call.https = https == "1";
   if (!host.empty() && !url_tool::ReadHost(host, call.host, reason)) {
     return Refuse("HOST: " + reason);
@@ -100,9 +98,7 @@ bool FindAddress(const Call& call, Address& address, _tag_SHARING_URL_TYPE& type
     return true;
   }
   Configuration configuration;
-  if (!url_tool::LoadConfiguration(configuration)) {
-    return false;
-  }
+  if (!url_tool::LoadConfiguration(configuration)) return false;
   if (!configuration.base) {
     type = SHARING_URL_TYPE_LOCAL;
     return MachineHost(address.host);
@@ -132,14 +128,10 @@ int main(int argc, char** argv) {
     return kWrongCall;
   }
   Call call;
-  if (!ReadCall(argv + 1, call)) {
-    return kWrongCall;
-  }
+  if (!ReadCall(argv + 1, call)) return kWrongCall;
   Address address;
   _tag_SHARING_URL_TYPE type = SHARING_URL_TYPE_UNKNOWN;
-  if (!FindAddress(call, address, type)) {
-    return kFailed;
-  }
+  if (!FindAddress(call, address, type)) return kFailed;
   address.path += call.prefix;
   const std::string url = url_tool::MakeUrl(address, call.hash);
   if (url.size() > kLongestUrl) {

@@ -37,11 +37,9 @@ int HexValue(char c) {
 /// Calls `use` for every segment of the path that is not empty, until it answers false.
 template <class Use>
 bool ForEachSegment(const std::string& path, Use use) {
-  for (std::size_t begin = 0; begin <= path.size();) {
-    const std::size_t end = std::min(path.find('/', begin), path.size());
-    if (end > begin && !use(path.substr(begin, end - begin))) {
-      return false;
-    }
+  for (size_t begin = 0; begin <= path.size();) {
+    const size_t end = std::min(path.find('/', begin), path.size());
+    if (end > begin && !use(path.substr(begin, end - begin))) return false;
     begin = end + 1;
   }
   return true;
@@ -51,15 +49,13 @@ bool ForEachSegment(const std::string& path, Use use) {
 /// characters plain, escapes in upper case, bytes beyond ASCII escaped.
 bool ReadEscapedSegment(const std::string& segment, std::string& out) {
   std::string result;
-  for (std::size_t i = 0; i < segment.size(); ++i) {
+  for (size_t i = 0; i < segment.size(); ++i) {
     const char c = segment[i];
     if (c == '%') {
       const bool whole = i + 2 < segment.size();
       const int high = whole ? HexValue(segment[i + 1]) : -1;
       const int low = whole ? HexValue(segment[i + 2]) : -1;
-      if (high < 0 || low < 0) {
-        return false;
-      }
+      if (high < 0 || low < 0) return false;
       result += Escape(std::string(1, static_cast<char>(high * 16 + low)));
       i += 2;
     } else if (IsUnreserved(c) || IsOneOf(c, "!$&'()*+,;=:@")) {
@@ -78,23 +74,17 @@ bool ReadEscapedPath(const std::string& text, std::string& out) {
   std::string path;
   const bool good = ForEachSegment(text, [&path](const std::string& segment) {
     std::string read;
-    if (!ReadEscapedSegment(segment, read)) {
-      return false;
-    }
+    if (!ReadEscapedSegment(segment, read)) return false;
     path += "/" + read;
     return true;
   });
-  if (good) {
-    out = path;
-  }
+  if (good) out = path;
   return good;
 }
 
-bool ReadScheme(const std::string& text, bool& https, std::size_t& length) {
-  const std::size_t end = text.find("://");
-  if (end == std::string::npos) {
-    return false;
-  }
+bool ReadScheme(const std::string& text, bool& https, size_t& length) {
+  const size_t end = text.find("://");
+  if (end == std::string::npos) return false;
   const std::string scheme = text.substr(0, end);
   https = strcasecmp(scheme.c_str(), "https") == 0;
   length = end + 3;
@@ -103,11 +93,9 @@ bool ReadScheme(const std::string& text, bool& https, std::size_t& length) {
 
 /// Splits "HOST[:PORT]"; in a URL the colons of an IPv6 address stand in brackets.
 bool ReadAuthority(const std::string& text, Address& address, std::string& reason) {
-  const std::size_t bracket = text.rfind(']');
-  const std::size_t colon = text.find(':', bracket == std::string::npos ? 0 : bracket);
-  if (!ReadHost(text.substr(0, colon), address.host, reason)) {
-    return false;
-  }
+  const size_t bracket = text.rfind(']');
+  const size_t colon = text.find(':', bracket == std::string::npos ? 0 : bracket);
+  if (!ReadHost(text.substr(0, colon), address.host, reason)) return false;
   if (colon == std::string::npos || colon + 1 == text.size()) {
     return true;  // an empty port is the usual one
   }
@@ -169,13 +157,12 @@ bool ReadPlainPath(const std::string& text, std::string& out, std::string& reaso
 
 bool ReadBase(const std::string& text, Address& out, std::string& reason) {
   Address address;
-  std::size_t host_begin = 0;
+  size_t host_begin = 0;
   if (!ReadScheme(text, address.https, host_begin)) {
     reason = "the base begins with http:// or https://";
     return false;
   }
-  const std::size_t host_end =
-      std::min(text.find_first_of("/?", host_begin), text.size());
+  const size_t host_end = std::min(text.find_first_of("/?", host_begin), text.size());
   if (!ReadAuthority(text.substr(host_begin, host_end - host_begin), address, reason)) {
     return false;
   }

@@ -24,9 +24,7 @@ SharingDB* OpenDatabase(const Parameters& parameters, Failure& failure) {
 
 SharingDB* OpenOrMakeDatabase(const Parameters& parameters, Failure& failure) {
   failure = parameters.failure();
-  if (failure) {
-    return nullptr;
-  }
+  if (failure) return nullptr;
   SharingDB& database = SharingDB::Instance();
   if (!database.IsGood()) {
     failure = {kDatabaseNotUsable, std::string("the database ") +
@@ -49,9 +47,7 @@ bool DeleteRows(BaseDB& database, const std::string& sql, long& count) {
 
 Answer PurgeAnswer(BaseDB& database) {
   long purged = 0;
-  if (!tools::CountChanges(database, purged)) {
-    return StatementFailure(database);
-  }
+  if (!tools::CountChanges(database, purged)) return StatementFailure(database);
   Json::Value data;
   data["purged"] = Json::Int64{purged};
   return data;

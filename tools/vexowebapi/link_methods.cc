@@ -44,9 +44,7 @@ Failure FindLink(SharingDB& database, const std::string& hash, Entry& link) {
                            id)) {
     return StatementFailure(database);
   }
-  if (id == 0) {
-    return {kNoSuchObject, "no such link: " + hash};
-  }
+  if (id == 0) return {kNoSuchObject, "no such link: " + hash};
   link.set_id(static_cast<int>(id));
   link.set_hash(hash);
   return {};
@@ -55,9 +53,7 @@ Failure FindLink(SharingDB& database, const std::string& hash, Entry& link) {
 /// Reads the rest of a link that was found.
 Failure ReadLink(const EntryDB& links, Entry& link) {
   const std::string hash = link.get_hash();
-  if (links.GetByHash(hash, link)) {
-    return {};
-  }
+  if (links.GetByHash(hash, link)) return {};
   return {kUnreadableObject,
           "the row of the link " + hash + " does not read; delete takes it away"};
 }
@@ -87,9 +83,7 @@ std::optional<unsigned int> ReadOwner(Parameters& parameters) {
   if (by_name && by_id) {
     parameters.Fail(kBadParameter, "owner_user and owner_uid name the owner twice");
   }
-  if (by_id) {
-    owner = static_cast<unsigned int>(number);
-  }
+  if (by_id) owner = static_cast<unsigned int>(number);
   return by_name || by_id ? std::optional(owner) : std::nullopt;
 }
 
@@ -99,22 +93,14 @@ Answer List(Parameters& parameters) {
   const Page page = ReadPage(parameters);
   Failure failure;
   SharingDB* const database = OpenDatabase(parameters, failure);
-  if (database == nullptr) {
-    return failure;
-  }
+  if (database == nullptr) return failure;
 
   const EntryDB links(*database);
   Condition& condition = links.GetCondition();
-  if (!project.empty()) {
-    condition.Where(SZK_PROJECT_NAME, project);
-  }
-  if (owner) {
-    condition.Where(SZK_OWNER_UID, std::to_string(*owner));
-  }
+  if (!project.empty()) condition.Where(SZK_PROJECT_NAME, project);
+  if (owner) condition.Where(SZK_OWNER_UID, std::to_string(*owner));
   int total = 0;
-  if (!links.Count(total)) {
-    return StatementFailure(*database);
-  }
+  if (!links.Count(total)) return StatementFailure(*database);
   condition.OrderBy(SZK_ID_, true);
   condition.Limit(page.offset, page.limit);
   db::Result result;
@@ -123,9 +109,7 @@ Answer List(Parameters& parameters) {
   }
   return PageAnswer(page, total, result, [](const db::Row& row, Json::Value& view) {
     Entry link;
-    if (!link.FromRow(row)) {
-      return false;
-    }
+    if (!link.FromRow(row)) return false;
     view = tools::LinkJson(link, time(nullptr));
     return true;
   });
@@ -135,25 +119,17 @@ Answer Get(Parameters& parameters) {
   const std::string hash = ReadHash(parameters);
   Failure failure;
   SharingDB* const database = OpenDatabase(parameters, failure);
-  if (database == nullptr) {
-    return failure;
-  }
+  if (database == nullptr) return failure;
   const EntryDB links(*database);
   Entry link;
   failure = FindLink(*database, hash, link);
-  if (!failure) {
-    failure = ReadLink(links, link);
-  }
-  if (failure) {
-    return failure;
-  }
+  if (!failure) failure = ReadLink(links, link);
+  if (failure) return failure;
   const db::TokenDB tokens(*database);
   tokens.GetCondition().Where(SZK_ENTRY_ID, std::to_string(link.get_id()));
   tokens.GetCondition().Where("timeout > " + std::to_string(time(nullptr)));
   int alive = 0;
-  if (!tokens.Count(alive)) {
-    return StatementFailure(*database);
-  }
+  if (!tokens.Count(alive)) return StatementFailure(*database);
   Json::Value data;
   data["link"] = FullView(link);
   data["tokens"] = alive;
@@ -163,9 +139,7 @@ Answer Get(Parameters& parameters) {
 /// The answer about a link that was stored; a fresh password is told this once.
 Answer StoredAnswer(const Entry& link, const Password& password, Json::Value data) {
   data["link"] = FullView(link);
-  if (!password.text().empty()) {
-    data["password"] = password.text();
-  }
+  if (!password.text().empty()) data["password"] = password.text();
   return data;
 }
 
@@ -178,9 +152,7 @@ Answer Create(Parameters& parameters) {
   ApplyParameters(parameters, link, password);
   Failure failure;
   SharingDB* const database = OpenOrMakeDatabase(parameters, failure);
-  if (database == nullptr) {
-    return failure;
-  }
+  if (database == nullptr) return failure;
   EntryDB links(*database);
   tools::Transaction transaction(*database);  // or a locked file would be tried 51 times
   if (!transaction.good() || !links.CreateWithHash(link) || !transaction.Commit()) {
@@ -209,38 +181,26 @@ Answer ChangeLink(Change change, Parameters& parameters) {
   const std::string hash = ReadHash(parameters);
   Failure failure;
   SharingDB* const database = OpenDatabase(parameters, failure);
-  if (database == nullptr) {
-    return failure;
-  }
+  if (database == nullptr) return failure;
   EntryDB links(*database);  // outlives the transaction, in which it could not checkpoint
   tools::Transaction transaction(*database);
-  if (!transaction.good()) {
-    return StatementFailure(*database);
-  }
+  if (!transaction.good()) return StatementFailure(*database);
   Entry link;
   failure = FindLink(*database, hash, link);
-  if (failure) {
-    return failure;
-  }
+  if (failure) return failure;
   const Answer answer = change(*database, links, link, parameters);
-  if (answer.success() && !transaction.Commit()) {
-    return StatementFailure(*database);
-  }
+  if (answer.success() && !transaction.Commit()) return StatementFailure(*database);
   return answer;
 }
 
 Answer SetFound(SharingDB& database, EntryDB& links, Entry& link,
                 Parameters& parameters) {
   const Failure failure = ReadLink(links, link);
-  if (failure) {
-    return failure;
-  }
+  if (failure) return failure;
   const Entry before = link;
   Password password;
   ApplyParameters(parameters, link, password);
-  if (parameters.failure()) {
-    return parameters.failure();
-  }
+  if (parameters.failure()) return parameters.failure();
   long revoked = 0;
   const bool revoke = tools::AdmitsOthers(before, link);
   if (!links.Update(link) || (revoke && !Revoke(database, link, revoked))) {
@@ -263,9 +223,7 @@ Answer SetFound(SharingDB& database, EntryDB& links, Entry& link,
 
 Answer RevokeFound(SharingDB& database, EntryDB&, Entry& link, Parameters&) {
   long revoked = 0;
-  if (!Revoke(database, link, revoked)) {
-    return StatementFailure(database);
-  }
+  if (!Revoke(database, link, revoked)) return StatementFailure(database);
   Json::Value data;
   data[SZK_HASH] = link.get_hash();
   data["revoked"] = Json::Int64{revoked};
@@ -275,9 +233,7 @@ Answer RevokeFound(SharingDB& database, EntryDB&, Entry& link, Parameters&) {
 Answer DeleteFound(SharingDB& database, EntryDB& links, Entry& link,
                    Parameters& parameters) {
   const Answer revoked = RevokeFound(database, links, link, parameters);
-  if (revoked.success() && !links.Delete(link)) {
-    return StatementFailure(database);
-  }
+  if (revoked.success() && !links.Delete(link)) return StatementFailure(database);
   return revoked;
 }
 
@@ -301,9 +257,7 @@ Answer Purge(Parameters& parameters) {
   }
   Failure failure;
   SharingDB* const database = OpenDatabase(parameters, failure);
-  if (database == nullptr) {
-    return failure;
-  }
+  if (database == nullptr) return failure;
   EntryDB links(*database);
   const bool done =
       owner || all ? links.PurgeExpiredByOwnerProject(owner.value_or(UID_ERR), project)
@@ -314,9 +268,7 @@ Answer Purge(Parameters& parameters) {
 Answer Info(Parameters& parameters) {
   Failure failure;
   SharingDB* const database = OpenDatabase(parameters, failure);
-  if (database == nullptr) {
-    return failure;
-  }
+  if (database == nullptr) return failure;
   db::Result result;
   if (!database->Execute("SELECT " + tools::StateSql(time(nullptr)) +
                              " AS state, COUNT(*) AS n FROM entry GROUP BY state",

@@ -15,40 +15,24 @@ namespace {
 void ApplyTexts(Parameters& parameters, Entry& link) {
   std::string text;
   if (parameters.Text(SZK_PROJECT_NAME, text)) {
-    if (text.empty()) {
-      parameters.Fail(kBadParameter, "project_name is empty");
-    }
+    if (text.empty()) parameters.Fail(kBadParameter, "project_name is empty");
     link.set_project_name(text);
   }
-  if (parameters.Text(SZK_PROTECT_TITLE, text)) {
-    link.set_protect_title(text);
-  }
-  if (parameters.Text(SZK_REDIRECT_URI, text)) {
-    link.set_redirect_uri(text);
-  }
+  if (parameters.Text(SZK_PROTECT_TITLE, text)) link.set_protect_title(text);
+  if (parameters.Text(SZK_REDIRECT_URI, text)) link.set_redirect_uri(text);
   unsigned int owner = UID_ERR;
-  if (parameters.User(SZK_OWNER_USER, owner)) {
-    link.set_owner_uid(owner);
-  }
+  if (parameters.User(SZK_OWNER_USER, owner)) link.set_owner_uid(owner);
   Json::Value object;
-  if (parameters.Object(SZK_APP, object)) {
-    link.set_app(object);
-  }
-  if (parameters.Object(SZK_PRIVATE_DATA, object)) {
-    link.set_private_data(object);
-  }
+  if (parameters.Object(SZK_APP, object)) link.set_app(object);
+  if (parameters.Object(SZK_PRIVATE_DATA, object)) link.set_private_data(object);
 }
 
 void ApplyLimits(Parameters& parameters, Entry& link) {
   long number = 0;
   const bool starts = parameters.Number(SZK_START_AT, 0, tools::kLatestMoment, number);
-  if (starts) {
-    link.set_start_at(number);
-  }
+  if (starts) link.set_start_at(number);
   const bool expires = parameters.Number(SZK_EXPIRE_AT, 0, tools::kLatestMoment, number);
-  if (expires) {
-    link.set_expire_at(number);
-  }
+  if (expires) link.set_expire_at(number);
   if ((starts || expires) && link.get_expire_at() != 0 &&
       link.get_start_at() > link.get_expire_at()) {
     parameters.Fail(kBadParameter, "expire_at is before start_at");
@@ -57,22 +41,14 @@ void ApplyLimits(Parameters& parameters, Entry& link) {
     link.set_expire_times(static_cast<int>(number));
   }
   bool flag = false;
-  if (parameters.Flag(SZK_ENABLED_, flag)) {
-    link.set_enabled(flag);
-  }
-  if (parameters.Flag(SZK_AUTO_GC, flag)) {
-    link.set_auto_gc(flag);
-  }
-  if (parameters.Flag(SZK_ENABLE_MATCH_IP, flag)) {
-    link.set_enable_match_ip(flag);
-  }
+  if (parameters.Flag(SZK_ENABLED_, flag)) link.set_enabled(flag);
+  if (parameters.Flag(SZK_AUTO_GC, flag)) link.set_auto_gc(flag);
+  if (parameters.Flag(SZK_ENABLE_MATCH_IP, flag)) link.set_enable_match_ip(flag);
 }
 
 void ApplyRedirectType(Parameters& parameters, Entry& link) {
   std::string text;
-  if (!parameters.Text(SZK_REDIRECT_TYPE, text)) {
-    return;
-  }
+  if (!parameters.Text(SZK_REDIRECT_TYPE, text)) return;
   if (text == SZK_REDIRECT_REDIRECT_NONE) {
     link.set_redirect_type(Entry::REDIRECT_NONE);
   } else if (text == SZK_REDIRECT_REDIRECT_URLPARAM) {
@@ -95,12 +71,8 @@ Entry::ProtectType AskedType(Parameters& parameters, Entry::ProtectType present,
     }
     return password ? Entry::PROTECT_PASSWORD : names ? Entry::PROTECT_USER : present;
   }
-  if (text == SZK_PROTECT_PROTECT_NONE) {
-    return Entry::PROTECT_NONE;
-  }
-  if (text == SZK_PROTECT_PROTECT_PASSWORD) {
-    return Entry::PROTECT_PASSWORD;
-  }
+  if (text == SZK_PROTECT_PROTECT_NONE) return Entry::PROTECT_NONE;
+  if (text == SZK_PROTECT_PROTECT_PASSWORD) return Entry::PROTECT_PASSWORD;
   if (text != SZK_PROTECT_PROTECT_USER) {
     parameters.Fail(kBadParameter, "protect_type is none, password or user");
   }
@@ -121,12 +93,8 @@ void DrawAndSetPassword(Parameters& parameters, Entry& link, Password& password)
 void ApplyProtection(Parameters& parameters, Entry& link, Password& password) {
   std::vector<std::string> users;
   std::vector<std::string> groups;
-  if (parameters.Names(SZK_PROTECT_USERS, users)) {
-    link.set_protect_users(users);
-  }
-  if (parameters.Names(SZK_PROTECT_GROUPS, groups)) {
-    link.set_protect_groups(groups);
-  }
+  if (parameters.Names(SZK_PROTECT_USERS, users)) link.set_protect_users(users);
+  if (parameters.Names(SZK_PROTECT_GROUPS, groups)) link.set_protect_groups(groups);
   bool generate = false;
   parameters.Flag("generate_password", generate);
   const bool names = !users.empty() || !groups.empty();
@@ -155,9 +123,7 @@ void ApplyParameters(Parameters& parameters, Entry& link, Password& password) {
   ApplyTexts(parameters, link);
   ApplyLimits(parameters, link);
   ApplyRedirectType(parameters, link);
-  if (!parameters.failure()) {
-    ApplyProtection(parameters, link, password);
-  }
+  if (!parameters.failure()) ApplyProtection(parameters, link, password);
 }
 
 }  // namespace webapi

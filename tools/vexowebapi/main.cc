@@ -43,15 +43,9 @@ bool IsSecret(const std::string& name) {
 }
 
 std::vector<Method> MethodsOf(const std::string& api) {
-  if (api == "VEXO.Sharing.Link") {
-    return webapi::LinkMethods();
-  }
-  if (api == "VEXO.Sharing.Session") {
-    return webapi::SessionMethods();
-  }
-  if (api == "VEXO.Sharing.Token") {
-    return webapi::TokenMethods();
-  }
+  if (api == "VEXO.Sharing.Link") return webapi::LinkMethods();
+  if (api == "VEXO.Sharing.Session") return webapi::SessionMethods();
+  if (api == "VEXO.Sharing.Token") return webapi::TokenMethods();
   return {};
 }
 
@@ -91,15 +85,11 @@ Answer Run(const std::vector<std::string>& arguments) {
   for (const char* const required : {"api", "version", "method"}) {
     parameters.Require(required);
   }
-  if (parameters.failure()) {
-    return parameters.failure();
-  }
+  if (parameters.failure()) return parameters.failure();
   parameters.Text("api", api);
   parameters.Text("method", name);
   const std::vector<Method> methods = MethodsOf(api);
-  if (methods.empty()) {
-    return Failure{webapi::kUnknownApi, "no such API: " + api};
-  }
+  if (methods.empty()) return Failure{webapi::kUnknownApi, "no such API: " + api};
   if (!parameters.Number("version", kVersion, kVersion, version)) {
     return Failure{webapi::kUnknownVersion, api + " has version 1 only"};
   }

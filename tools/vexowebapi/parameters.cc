@@ -14,9 +14,7 @@ namespace {
 bool NamesFromJson(const std::string& text, std::vector<std::string>& out,
                    std::string& reason) {
   Json::Value array;
-  if (!tools::ParseStrictJson(text, array, reason)) {
-    return false;
-  }
+  if (!tools::ParseStrictJson(text, array, reason)) return false;
   std::vector<std::string> names;
   for (const Json::Value& element : array) {
     if (!element.isString() || element.asString().empty()) {
@@ -32,7 +30,7 @@ bool NamesFromJson(const std::string& text, std::vector<std::string>& out,
 }  // namespace
 
 bool Parameters::Add(const std::string& argument) {
-  const std::size_t equals = argument.find('=');
+  const size_t equals = argument.find('=');
   if (equals == 0 || equals == std::string::npos || !tools::IsUtf8(argument)) {
     return false;
   }
@@ -41,26 +39,20 @@ bool Parameters::Add(const std::string& argument) {
 
 std::vector<std::string> Parameters::names() const {
   std::vector<std::string> names;
-  for (const auto& [name, value] : values_) {
-    names.push_back(name);
-  }
+  for (const auto& [name, value] : values_) names.push_back(name);
   return names;
 }
 
 bool Parameters::Text(const char* name, std::string& out) {
   const auto found = values_.find(name);
-  if (found == values_.end()) {
-    return false;
-  }
+  if (found == values_.end()) return false;
   out = found->second;
   return true;
 }
 
 bool Parameters::Flag(const char* name, bool& out) {
   std::string text;
-  if (!Text(name, text)) {
-    return false;
-  }
+  if (!Text(name, text)) return false;
   const bool yes = text == "true" || text == "1";
   if (!yes && text != "false" && text != "0") {
     Fail(kBadParameter, std::string(name) + " is true or false");
@@ -72,9 +64,7 @@ bool Parameters::Flag(const char* name, bool& out) {
 
 bool Parameters::Number(const char* name, long low, long high, long& out) {
   std::string text;
-  if (!Text(name, text)) {
-    return false;
-  }
+  if (!Text(name, text)) return false;
   long number = 0;
   const char* const end = text.data() + text.size();
   const auto [stop, error] = std::from_chars(text.data(), end, number);
@@ -89,9 +79,7 @@ bool Parameters::Number(const char* name, long low, long high, long& out) {
 
 bool Parameters::Object(const char* name, Json::Value& out) {
   std::string text;
-  if (!Text(name, text)) {
-    return false;
-  }
+  if (!Text(name, text)) return false;
   Json::Value value;
   std::string reason;
   if (!tools::ParseStrictObject(text, value, reason)) {
@@ -104,9 +92,7 @@ bool Parameters::Object(const char* name, Json::Value& out) {
 
 bool Parameters::Names(const char* name, std::vector<std::string>& out) {
   std::string text;
-  if (!Text(name, text)) {
-    return false;
-  }
+  if (!Text(name, text)) return false;
   text = tools::Trim(text);
   std::vector<std::string> names;
   if (!text.empty() && text.front() == '[') {
@@ -120,9 +106,7 @@ bool Parameters::Names(const char* name, std::vector<std::string>& out) {
     VEXO::sharing::StringExplode(pieces, text, ",");
     for (const std::string& piece : pieces) {
       const std::string trimmed = tools::Trim(piece);
-      if (!trimmed.empty()) {
-        names.push_back(trimmed);
-      }
+      if (!trimmed.empty()) names.push_back(trimmed);
     }
   }
   out = names;
@@ -131,9 +115,7 @@ bool Parameters::Names(const char* name, std::vector<std::string>& out) {
 
 bool Parameters::User(const char* name, unsigned int& uid) {
   std::string text;
-  if (!Text(name, text)) {
-    return false;
-  }
+  if (!Text(name, text)) return false;
   if (!VEXO::sharing::UserToUID(text, uid)) {
     Fail(kBadParameter, std::string(name) + ": no such user: " + text);
     return false;
@@ -142,15 +124,11 @@ bool Parameters::User(const char* name, unsigned int& uid) {
 }
 
 void Parameters::Require(const char* name) {
-  if (!Has(name)) {
-    Fail(kMissingParameter, std::string(name) + " is required");
-  }
+  if (!Has(name)) Fail(kMissingParameter, std::string(name) + " is required");
 }
 
 void Parameters::Fail(const char* code, const std::string& message) {
-  if (!failure_) {
-    failure_ = {code, message};
-  }
+  if (!failure_) failure_ = {code, message};
 }
 
 }  // namespace webapi

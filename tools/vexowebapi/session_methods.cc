@@ -12,9 +12,7 @@ using namespace VEXO::sharing;
 bool ReadSession(const db::Row& row, Json::Value& view) {
   const unsigned int uid = row.GetField(SZK_UID_).AsUInt(UID_ERR);
   const std::string address = row.GetField(SZK_IP_).AsString("");
-  if (address.empty() || !ReadDeadline(row, view)) {
-    return false;
-  }
+  if (address.empty() || !ReadDeadline(row, view)) return false;
   std::string user;
   if (uid != UID_ERR) {
     UIDToUser(uid, user);  // a user who is gone has no name

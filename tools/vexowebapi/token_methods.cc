@@ -11,9 +11,7 @@ using namespace VEXO::sharing;
 bool ReadToken(const db::Row& row, Json::Value& view) {
   const int link = row.GetField(SZK_ENTRY_ID).AsInt(0);
   const int session = row.GetField(SZK_SESSION_ID_).AsInt(0);
-  if (link <= 0 || session <= 0 || !ReadDeadline(row, view)) {
-    return false;
-  }
+  if (link <= 0 || session <= 0 || !ReadDeadline(row, view)) return false;
   view["link"] = link;
   view["session"] = session;
   return true;

@@ -27,9 +27,7 @@ Failure NoSuchRow(const VisitorTable& table, long id) {
 
 bool ReadDeadline(const db::Row& row, Json::Value& view) {
   const long deadline = row.GetField(SZK_TIMEOUT).AsTime(-1);
-  if (deadline < 0) {
-    return false;
-  }
+  if (deadline < 0) return false;
   view[SZK_ID_] = row.GetField(SZK_ID_).AsInt(0);
   view[SZK_TIMEOUT] = Json::Int64{deadline};
   view["alive"] = time(nullptr) < deadline;
@@ -41,9 +39,7 @@ Answer ListRows(const VisitorTable& table, const std::string& condition,
   const Page page = ReadPage(parameters);
   Failure failure;
   SharingDB* const database = OpenDatabase(parameters, failure);
-  if (database == nullptr) {
-    return failure;
-  }
+  if (database == nullptr) return failure;
   db::Condition filter(*database);
   filter.Where(condition);
   const std::string from = " FROM " + table.name;
@@ -65,9 +61,7 @@ Answer GetRow(const VisitorTable& table, Parameters& parameters) {
   const long id = ReadId(parameters);
   Failure failure;
   SharingDB* const database = OpenDatabase(parameters, failure);
-  if (database == nullptr) {
-    return failure;
-  }
+  if (database == nullptr) return failure;
   db::Result result;
   if (!database->Execute("SELECT " + table.columns + " FROM " + table.name +
                              " WHERE id = " + std::to_string(id),
@@ -75,9 +69,7 @@ Answer GetRow(const VisitorTable& table, Parameters& parameters) {
     return StatementFailure(*database);
   }
   db::Row row;
-  if (!result.NextRow(row)) {
-    return NoSuchRow(table, id);
-  }
+  if (!result.NextRow(row)) return NoSuchRow(table, id);
   Json::Value data;
   if (!table.read(row, data[table.name])) {
     return Failure{kUnreadableObject, "the row of the " + table.name + " " +
@@ -91,9 +83,7 @@ Answer DeleteRow(const VisitorTable& table, Parameters& parameters) {
   const long id = ReadId(parameters);
   Failure failure;
   SharingDB* const database = OpenDatabase(parameters, failure);
-  if (database == nullptr) {
-    return failure;
-  }
+  if (database == nullptr) return failure;
   const std::string number = std::to_string(id);
   tools::Transaction transaction(*database);
   long revoked = 0;
@@ -106,26 +96,18 @@ Answer DeleteRow(const VisitorTable& table, Parameters& parameters) {
                   deleted)) {
     return StatementFailure(*database);
   }
-  if (deleted == 0) {
-    return NoSuchRow(table, id);
-  }
-  if (!transaction.Commit()) {
-    return StatementFailure(*database);
-  }
+  if (deleted == 0) return NoSuchRow(table, id);
+  if (!transaction.Commit()) return StatementFailure(*database);
   Json::Value data;
   data[SZK_ID_] = Json::Int64{id};
-  if (table.has_tokens) {
-    data["revoked"] = Json::Int64{revoked};
-  }
+  if (table.has_tokens) data["revoked"] = Json::Int64{revoked};
   return data;
 }
 
 Answer CountRows(const VisitorTable& table, const Parameters& parameters) {
   Failure failure;
   SharingDB* const database = OpenDatabase(parameters, failure);
-  if (database == nullptr) {
-    return failure;
-  }
+  if (database == nullptr) return failure;
   const std::string count = "SELECT COUNT(*) AS n FROM " + table.name;
   long total = 0;
   long alive = 0;

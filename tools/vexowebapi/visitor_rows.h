@@ -34,9 +34,7 @@ template <class Store>
 Answer PurgeRows(const Parameters& parameters) {
   Failure failure;
   VEXO::sharing::db::SharingDB* const database = OpenDatabase(parameters, failure);
-  if (database == nullptr) {
-    return failure;
-  }
+  if (database == nullptr) return failure;
   Store rows(*database);
   return rows.PurgeExpired(1.0F) ? PurgeAnswer(*database) : StatementFailure(*database);
 }
