@@ -3,7 +3,6 @@
 #include <string>
 
 #include "answer.h"
-#include "condition.h"
 #include "parameters.h"
 #include "sharing_db.h"
 
@@ -19,6 +18,9 @@ VEXO::sharing::db::SharingDB* OpenOrMakeDatabase(const Parameters& parameters,
 
 /// The failure for a statement that the database refused.
 Failure StatementFailure(const VEXO::sharing::db::BaseDB& database);
+
+/// The probability with which a purge that was asked for is run.
+inline constexpr float kAlways = 1.0F;
 
 /// Runs a DELETE, and tells how many rows went.
 bool DeleteRows(VEXO::sharing::db::BaseDB& database, const std::string& sql, long& count);

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "admission.h"
+#include "condition.h"
 #include "database.h"
 #include "entry_db.h"
 #include "keys.h"
@@ -261,7 +262,7 @@ Answer Purge(Parameters& parameters) {
   EntryDB links(*database);
   const bool done =
       owner || all ? links.PurgeExpiredByOwnerProject(owner.value_or(UID_ERR), project)
-                   : links.PurgeExpired(1.0F);
+                   : links.PurgeExpired(kAlways);
   return done ? PurgeAnswer(*database) : StatementFailure(*database);
 }
 
@@ -293,11 +294,11 @@ Answer Info(Parameters& parameters) {
 
 std::vector<Method> LinkMethods() {
   const std::vector<std::string> settings = {
-      SZK_PROJECT_NAME,   SZK_OWNER_USER,      SZK_APP,           SZK_PRIVATE_DATA,
-      SZK_ENABLED_,       SZK_START_AT,        SZK_EXPIRE_AT,     SZK_EXPIRE_TIMES,
-      SZK_AUTO_GC,        SZK_ENABLE_MATCH_IP, SZK_PROTECT_TYPE,  SZK_PROTECT_TITLE,
-      SZK_PROTECT_USERS,  SZK_PROTECT_GROUPS,  SZK_REDIRECT_TYPE, SZK_REDIRECT_URI,
-      "generate_password"};
+      SZK_PROJECT_NAME,  SZK_OWNER_USER,      SZK_APP,           SZK_PRIVATE_DATA,
+      SZK_ENABLED_,      SZK_START_AT,        SZK_EXPIRE_AT,     SZK_EXPIRE_TIMES,
+      SZK_AUTO_GC,       SZK_ENABLE_MATCH_IP, SZK_PROTECT_TYPE,  SZK_PROTECT_TITLE,
+      SZK_PROTECT_USERS, SZK_PROTECT_GROUPS,  SZK_REDIRECT_TYPE, SZK_REDIRECT_URI,
+      kGeneratePassword};
   std::vector<std::string> changes = settings;
   changes.push_back(SZK_HASH);
   return {

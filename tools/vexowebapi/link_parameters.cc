@@ -7,10 +7,10 @@
 
 namespace webapi {
 
+namespace {
+
 using namespace VEXO::sharing;
 using record::Entry;
-
-namespace {
 
 void ApplyTexts(Parameters& parameters, Entry& link) {
   std::string text;
@@ -96,7 +96,7 @@ void ApplyProtection(Parameters& parameters, Entry& link, Password& password) {
   if (parameters.Names(SZK_PROTECT_USERS, users)) link.set_protect_users(users);
   if (parameters.Names(SZK_PROTECT_GROUPS, groups)) link.set_protect_groups(groups);
   bool generate = false;
-  parameters.Flag("generate_password", generate);
+  parameters.Flag(kGeneratePassword, generate);
   const bool names = !users.empty() || !groups.empty();
   const Entry::ProtectType type =
       AskedType(parameters, link.get_protect_type(), generate, names);

@@ -23,7 +23,10 @@ constexpr int kDone = 0;
 constexpr int kRefused = 1;
 constexpr int kWrongCall = 2;
 
-constexpr long kVersion = 1;
+// What every call names.
+const char kApi[] = "api";
+const char kVersion[] = "version";
+const char kMethod[] = "method";
 
 const char kUsage[] =
     "usage: vexowebapi --exec api=API version=1 method=METHOD [NAME=VALUE]...\n"
@@ -39,7 +42,7 @@ const char kUsage[] =
 /// Whether the parameter could carry a password or what is stored of one.  Arguments can
 /// be read by every user of the machine.
 bool IsSecret(const std::string& name) {
-  return name != "generate_password" && name.find("password") != std::string::npos;
+  return name != webapi::kGeneratePassword && name.find("password") != std::string::npos;
 }
 
 std::vector<Method> MethodsOf(const std::string& api) {
@@ -59,11 +62,47 @@ Failure CheckNames(const Method& method, const Parameters& parameters) {
                   "machine can read; generate_password=true answers a fresh one"};
     }
     const std::vector<std::string>& known = method.parameters;
-    const bool common = name == "api" || name == "version" || name == "method";
+    const bool common = name == kApi || name == kVersion || name == kMethod;
     if (!common && std::find(known.begin(), known.end(), name) == known.end()) {
       return {webapi::kUnknownParameter, method.name + " has no parameter " + name};
     }
   }
+  return {};
+}
+
+/// Reads the arguments, which must name what every call names.
+Failure ReadArguments(const std::vector<std::string>& arguments, Parameters& parameters) {
+  for (const std::string& argument : arguments) {
+    if (!parameters.Add(argument)) {
+      return {webapi::kBadCall,
+              "an argument is NAME=VALUE in UTF-8, and no name is given twice"};
+    }
+  }
+  for (const char* const required : {kApi, kVersion, kMethod}) {
+    parameters.Require(required);
+  }
+  return parameters.failure();
+}
+
+/// Finds the method that the call names.
+Failure FindMethod(Parameters& parameters, Method& method) {
+  std::string api;
+  std::string name;
+  long version = 0;
+  parameters.Text(kApi, api);
+  parameters.Text(kMethod, name);
+  const std::vector<Method> methods = MethodsOf(api);
+  if (methods.empty()) return {webapi::kUnknownApi, "no such API: " + api};
+  if (!parameters.Number(kVersion, 1, 1, version)) {
+    return {webapi::kUnknownVersion, api + " has version 1 only"};
+  }
+  const auto found =
+      std::find_if(methods.begin(), methods.end(),
+                   [&name](const Method& candidate) { return candidate.name == name; });
+  if (found == methods.end()) {
+    return {webapi::kUnknownMethod, api + " has no method " + name};
+  }
+  method = *found;
   return {};
 }
 
@@ -73,34 +112,11 @@ Answer Run(const std::vector<std::string>& arguments) {
                    "only root and the system account (uid 1) are served"};
   }
   Parameters parameters;
-  for (const std::string& argument : arguments) {
-    if (!parameters.Add(argument)) {
-      return Failure{webapi::kBadCall,
-                     "an argument is NAME=VALUE in UTF-8, and no name is given twice"};
-    }
-  }
-  std::string api;
-  std::string name;
-  long version = 0;
-  for (const char* const required : {"api", "version", "method"}) {
-    parameters.Require(required);
-  }
-  if (parameters.failure()) return parameters.failure();
-  parameters.Text("api", api);
-  parameters.Text("method", name);
-  const std::vector<Method> methods = MethodsOf(api);
-  if (methods.empty()) return Failure{webapi::kUnknownApi, "no such API: " + api};
-  if (!parameters.Number("version", kVersion, kVersion, version)) {
-    return Failure{webapi::kUnknownVersion, api + " has version 1 only"};
-  }
-  const auto method =
-      std::find_if(methods.begin(), methods.end(),
-                   [&name](const Method& candidate) { return candidate.name == name; });
-  if (method == methods.end()) {
-    return Failure{webapi::kUnknownMethod, api + " has no method " + name};
-  }
-  const Failure failure = CheckNames(*method, parameters);
-  return failure ? Answer(failure) : method->run(parameters);
+  Method method;
+  Failure failure = ReadArguments(arguments, parameters);
+  if (!failure) failure = FindMethod(parameters, method);
+  if (!failure) failure = CheckNames(method, parameters);
+  return failure ? Answer(failure) : method.run(parameters);
 }
 
 }  // namespace

@@ -12,9 +12,10 @@ namespace webapi {
 struct Method {
   std::string name;
   std::vector<std::string> parameters;
-  Answer (*run)(Parameters& parameters);
+  Answer (*run)(Parameters& parameters) = nullptr;
 };
 
+/// The methods of one API each: of links, of sessions and of tokens.
 std::vector<Method> LinkMethods();
 std::vector<Method> SessionMethods();
 std::vector<Method> TokenMethods();

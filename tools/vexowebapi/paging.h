@@ -3,7 +3,6 @@
 #include <json/value.h>
 
 #include "answer.h"
-#include "database.h"
 #include "parameters.h"
 #include "result.h"
 

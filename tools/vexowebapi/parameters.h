@@ -10,6 +10,9 @@
 
 namespace webapi {
 
+/// The flag with which a call asks for a fresh password.
+inline constexpr char kGeneratePassword[] = "generate_password";
+
 /// The parameters of a call, read one by one.  A reader answers true when the parameter
 /// was given and read, and sets its output only then.  The first thing wrong with any of
 /// them is kept as the failure, so a method reads all it wants and then looks once.

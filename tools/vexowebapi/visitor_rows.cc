@@ -2,14 +2,15 @@
 
 #include <ctime>
 
+#include "condition.h"
 #include "statements.h"
 
 namespace webapi {
 
+namespace {
+
 using namespace VEXO::sharing;
 using db::SharingDB;
-
-namespace {
 
 /// Reads the row id that a call names.
 long ReadId(Parameters& parameters) {

@@ -24,7 +24,9 @@ bool ReadDeadline(const VEXO::sharing::db::Row& row, Json::Value& view);
 /// The rows that match the SQL condition, which may be empty, by page.
 Answer ListRows(const VisitorTable& table, const std::string& condition,
                 Parameters& parameters);
+/// The row whose id the call names.
 Answer GetRow(const VisitorTable& table, Parameters& parameters);
+/// Deletes the row whose id the call names, a session with its tokens.
 Answer DeleteRow(const VisitorTable& table, Parameters& parameters);
 /// Rows in all, and those whose deadline lies ahead.
 Answer CountRows(const VisitorTable& table, const Parameters& parameters);
@@ -36,7 +38,8 @@ Answer PurgeRows(const Parameters& parameters) {
   VEXO::sharing::db::SharingDB* const database = OpenDatabase(parameters, failure);
   if (database == nullptr) return failure;
   Store rows(*database);
-  return rows.PurgeExpired(1.0F) ? PurgeAnswer(*database) : StatementFailure(*database);
+  return rows.PurgeExpired(kAlways) ? PurgeAnswer(*database)
+                                    : StatementFailure(*database);
 }
 
 /// Row ids are positive numbers of the type int.
