@@ -71,7 +71,7 @@ bool FindLink(BaseDB& db, const std::string& hash, Entry& link, bool& readable,
   }
   Row row;
   if (!result.NextRow(row)) {
-    outcome = End(kRefused, "there is no link " + hash);
+    outcome = End(kRefused, "there is no link " + (hash.empty() ? "\"\"" : hash));
     return false;
   }
   readable = link.FromRow(row);

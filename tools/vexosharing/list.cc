@@ -158,8 +158,8 @@ void PrintTable(LinkReader& reader, long now) {
   });
 }
 
-void PrintArray(LinkReader& reader, long now) {
-  std::cout << "{\"links\":";
+void PrintArray(LinkReader& reader, long matching, long now) {
+  std::cout << "{\"total\":" << matching << ",\"links\":";
   JsonArrayWriter array;
   array.Begin();
   ForEach(reader, [&](const Entry& link) { array.Add(tools::LinkJson(link, now)); });
@@ -170,21 +170,16 @@ void PrintArray(LinkReader& reader, long now) {
 }
 
 /// Tells which page of how many that was.
-Outcome TellPage(const Options& options, BaseDB& db, const std::string& where) {
-  long links = 0;
-  const std::string filter = where.empty() ? "" : " WHERE " + where;
-  if (!tools::SelectNumber(db, "SELECT COUNT(*) AS n FROM entry" + filter, links)) {
-    return DatabaseFailed(db);
-  }
-  const long pages = links / options.page_size + (links % options.page_size == 0 ? 0 : 1);
+void TellPage(const Options& options, long matching) {
+  const long pages =
+      matching / options.page_size + (matching % options.page_size == 0 ? 0 : 1);
   const std::string page = "page " + std::to_string(options.page);
-  const std::string matching = Counted(links, "link");
   if (options.page > pages) {
-    Tell("there is no " + page + ": " + matching + " on " + Counted(pages, "page"));
+    Tell("there is no " + page + ": " + Counted(matching, "link") + " on " +
+         Counted(pages, "page"));
   } else {
-    Tell(page + " of " + std::to_string(pages) + ", " + matching);
+    Tell(page + " of " + std::to_string(pages) + ", " + Counted(matching, "link"));
   }
-  return kDone;
 }
 
 Outcome List(const Options& options) {
@@ -193,9 +188,14 @@ Outcome List(const Options& options) {
   const long now = time(nullptr);
   std::string where;
   if (!Condition(options, *db, now, where)) return kRefused;
+  long matching = 0;
+  const std::string filter = where.empty() ? "" : " WHERE " + where;
+  if (!tools::SelectNumber(*db, "SELECT COUNT(*) AS n FROM entry" + filter, matching)) {
+    return DatabaseFailed(*db);
+  }
   LinkReader reader(*db, where, OrderSql(options), Limit(options));
   if (options.common.json) {
-    PrintArray(reader, now);
+    PrintArray(reader, matching, now);
   } else {
     PrintTable(reader, now);
   }
@@ -206,8 +206,11 @@ Outcome List(const Options& options) {
                                  " of " + Counted(reader.total(), "link"));
   }
   if (options.common.json) return kDone;
-  if (options.page != 0) return TellPage(options, *db, where);
-  if (reader.total() == 0) Tell("no link matches");
+  if (options.page != 0) {
+    TellPage(options, matching);
+  } else if (matching == 0) {
+    Tell("no link matches");
+  }
   return kDone;
 }
 

@@ -88,19 +88,22 @@ bool Secret::ReadFile(const std::string& path) {
 bool Secret::ReadLine(int fd, const std::string& name) {
   text_.clear();
   char byte = '\0';
-  const auto told = [&](const char* reason) {
+  const auto told = [&](const std::string& reason) {
     Tell(name + " " + reason);
     return false;
   };
   while (true) {
     // Byte by byte: what follows the line belongs to whoever reads next.
     const ssize_t count = read(fd, &byte, 1);
-    if (count == -1) return told(Interrupted() ? "was not waited for" : strerror(errno));
+    if (count == -1 && Interrupted()) return told("was not waited for");
+    if (count == -1) return told(std::string("cannot be read: ") + strerror(errno));
     if (count == 0 || byte == '\n') break;
     if (byte == '\0') return told("holds a zero byte");
     if (text_.size() == kLongest) return told("is longer than 4095 bytes");
     text_.push_back(byte);
   }
+  // Another system's line end; nobody can type it.
+  if (!text_.empty() && text_.back() == '\r') text_.pop_back();
   return !text_.empty() || told("is empty");
 }
 

@@ -58,11 +58,13 @@ std::string ProtectionLine(const Entry& link) {
 }
 
 std::string RedirectLine(const Entry& link) {
-  if (link.get_redirect_type() == Entry::REDIRECT_NONE) return "none";
+  const std::string uri = link.get_redirect_uri();
+  if (link.get_redirect_type() == Entry::REDIRECT_NONE) {
+    return uri.empty() ? "none" : "none, so not to " + uri;
+  }
   const std::string when = link.get_redirect_type() == Entry::REDIRECT_URLPARAM
                                ? "by URL parameter, "
                                : "always, ";
-  const std::string uri = link.get_redirect_uri();
   return when + (uri.empty() ? "to no URI yet" : "to " + uri);
 }
 

@@ -309,7 +309,7 @@ class Passwords(CommandTest):
 
         link = self.create_with("--password-file", path)["hash"]
 
-        self.assertTrue(self.opens(link, b"  from a \xc3\xbc file \r"))
+        self.assertTrue(self.opens(link, b"  from a \xc3\xbc file "))
         self.assertFalse(self.opens(link, b"from a \xc3\xbc file"))
 
     def test_password_of_4095_bytes_opens_its_link(self):
@@ -320,6 +320,7 @@ class Passwords(CommandTest):
     def test_empty_or_impossible_input_is_refused(self):
         self.assertIn("is empty", self.refused("--password-stdin"))
         self.assertIn("is empty", self.refused("--password-stdin", text="\nsecret\n"))
+        self.assertIn("is empty", self.refused("--password-stdin", text="\r\n"))
         self.assertIn("zero byte", self.refused("--password-stdin", text=b"a\0b\n"))
         self.assertIn("longer than 4095", self.refused("--password-stdin", text=b"x" * 4096))
         self.assertIn("input for the password", self.refused(
@@ -332,7 +333,7 @@ class Passwords(CommandTest):
 
     def test_file_that_is_no_use_is_refused(self):
         self.assertIn("No such file", self.refused("--password-file", "/tmp/none"))
-        self.assertIn("Is a directory", self.refused("--password-file", "/tmp"))
+        self.assertIn("cannot be read: Is a directory", self.refused("--password-file", "/tmp"))
         self.assertIn("is empty", self.refused("--password-file", self.file(b"")))
         # An empty name must not make a link without a password.
         self.assertIn("No such file", self.refused("--password-file="))
@@ -392,6 +393,7 @@ class Show(CommandTest):
         self.create()
         for link in ("nothing", "", "' OR 1=1 --", "x" * 100000):
             self.assertIn("there is no link", self.refusal(REFUSED, "show", link))
+        self.assertIn('there is no link ""', self.refusal(REFUSED, "show", ""))
 
     def test_says_whether_the_link_is_usable_now_or_why_not(self):
         cases = ((["--expire", "2090-01-01"], "usable now"),
@@ -427,6 +429,7 @@ class Show(CommandTest):
 
     def test_redirect_is_shown_with_its_condition(self):
         for arguments, expected in (([], "none"),
+                                    (["--redirect-uri", "u"], "none, so not to u"),
                                     (["--redirect-type", "always"], "always, to no URI yet"),
                                     (["--redirect-type", "url_param", "--redirect-uri", "u"],
                                      "by URL parameter, to u")):

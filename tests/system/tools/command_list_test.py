@@ -39,7 +39,7 @@ class List(CommandTest):
 
         self.assertEqual((done.returncode, done.stdout), (0, b""))
         self.assertEqual(done.stderr, b"vexosharing: no link matches\n")
-        self.assertEqual(self.json("list"), {"links": [], "damaged": []})
+        self.assertEqual(self.json("list"), {"total": 0, "links": [], "damaged": []})
 
     def test_table_tells_of_each_link_in_a_line(self):
         password = self.create("--expire", "2090-01-01 18:30:59", "--generate-password")
@@ -170,7 +170,9 @@ class List(CommandTest):
             done = self.call("list", "--page", page)
             self.assertEqual((done.returncode, done.stderr.decode()),
                              (0, f"vexosharing: {text}\n"))
-            self.assertEqual(self.call("list", "--page", page, "--json").stderr, b"")
+            silent = self.call("list", "--page", page, "--json")
+            self.assertEqual(silent.stderr, b"")
+            self.assertEqual(json.loads(silent.stdout)["total"], 52)
         told = self.call("list", "--page", "1", "--state", "expired").stderr
         self.assertEqual(told, b"vexosharing: there is no page 1: 0 links on 0 pages\n")
 
