@@ -30,7 +30,7 @@ bool FindOwner(const std::string& text, unsigned int& uid) {
   return false;
 }
 
-bool FindLivingOwner(const std::string& text, unsigned int& uid) {
+bool FindExistingOwner(const std::string& text, unsigned int& uid) {
   std::string name;
   if (UserToUID(text, uid) || (ParseUid(text, uid) && UIDToUser(uid, name))) return true;
   Tell("there is no user \"" + text + "\"");

@@ -9,7 +9,7 @@ namespace command {
 bool FindOwner(const std::string& text, unsigned int& uid);
 
 /// User id of somebody who exists, by name or number.  False, told, when there is none.
-bool FindLivingOwner(const std::string& text, unsigned int& uid);
+bool FindExistingOwner(const std::string& text, unsigned int& uid);
 
 /// Name of the user, or "5009 (gone)".
 std::string OwnerText(unsigned int uid);

@@ -56,6 +56,7 @@ struct Findings {
 
 /// What is found link by link; each list becomes a finding unless it is empty.
 struct LinkLists {
+  std::vector<std::string> damaged;
   std::vector<std::string> owner_gone;
   std::vector<std::string> unknown_names;
   std::vector<std::string> md5;
@@ -189,28 +190,31 @@ void CheckLink(const Entry& link, Owners& owners, LinkLists& lists) {
   if (link.get_expire_at() == 0) lists.endless.push_back(hash);
 }
 
-bool CheckLinks(BaseDB& db, Findings& findings) {
+/// Looks at each link; `count` says how many there were.
+bool ReadLinks(BaseDB& db, LinkLists& lists, long& count) {
   LinkReader reader(db, "", "id");
+  Progress progress("checking links", reader.total());
+  Owners owners;
+  Entry link;
+  while (reader.Next(link)) {
+    CheckLink(link, owners, lists);
+    progress.Show(reader.done());
+  }
+  for (const DamagedLink& row : reader.damaged()) {
+    lists.damaged.push_back(row.hash + " (id " + std::to_string(row.id) + ")");
+  }
+  count = reader.done();
+  return reader.good();
+}
+
+bool CheckLinks(BaseDB& db, Findings& findings) {
   LinkLists lists;
-  {
-    Progress progress("checking links", reader.total());
-    Owners owners;
-    Entry link;
-    while (reader.Next(link)) {
-      CheckLink(link, owners, lists);
-      progress.Show(reader.done());
-    }
-  }
-  std::vector<std::string> damaged;
-  for (const DamagedLink& link : reader.damaged()) {
-    damaged.push_back(link.hash + " (id " + std::to_string(link.id) + ")");
-  }
-  findings.links = reader.done();
+  const bool read = ReadLinks(db, lists, findings.links);
   AddUnlessEmpty(findings.problems,
                  {"damaged_row",
                   "Rows do not read, and open for nobody",
                   {"take the links from a backup, or vexosharing delete HASH"},
-                  std::move(damaged)});
+                  std::move(lists.damaged)});
   AddUnlessEmpty(
       findings.problems,
       {"owner_gone",
@@ -235,7 +239,7 @@ bool CheckLinks(BaseDB& db, Findings& findings) {
                   "Links never expire",
                   {"where that is not wanted, vexosharing edit HASH --expire WHEN"},
                   std::move(lists.endless)});
-  return reader.good();
+  return read;
 }
 
 void PrintSheet(const Finding& finding, Style style) {

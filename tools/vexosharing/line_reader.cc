@@ -13,23 +13,19 @@ namespace command {
 
 namespace {
 
-constexpr size_t kBuffer = 65536;
+constexpr size_t kBufferBytes = 65536;
 
 }  // namespace
 
 LineReader::LineReader(const std::string& path)
-    : fd_(path == "-" ? STDIN_FILENO
-                      : open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY)) {
+    : file_(path == "-" ? -1 : open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY)),
+      fd_(path == "-" ? STDIN_FILENO : file_.get()) {
   struct stat status = {};
   if (fd_ == -1 || fstat(fd_, &status) == -1) {
     error_ = errno;
   } else if (S_ISDIR(status.st_mode)) {
     error_ = EISDIR;
   }
-}
-
-LineReader::~LineReader() {
-  if (fd_ > STDIN_FILENO) close(fd_);
 }
 
 bool LineReader::Next(std::string& line) {
@@ -53,7 +49,7 @@ bool LineReader::Next(std::string& line) {
 }
 
 bool LineReader::Fill() {
-  buffer_.resize(kBuffer);
+  buffer_.resize(kBufferBytes);
   ssize_t count = -1;
   do {
     if (!good() || Interrupted()) break;

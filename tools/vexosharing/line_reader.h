@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "file_descriptor.h"
+
 namespace command {
 
 /// Reads lines of any input.  Memory holds one line, however long the input, and a line
@@ -13,9 +15,6 @@ class LineReader {
 
   /// `path` is a file, or "-" for standard input.
   explicit LineReader(const std::string& path);
-  ~LineReader();
-  LineReader(const LineReader&) = delete;
-  LineReader& operator=(const LineReader&) = delete;
 
   /// The next line, without its end.  False at the end of the input, after an interrupt,
   /// and when it cannot be read.
@@ -32,6 +31,7 @@ class LineReader {
  private:
   bool Fill();
 
+  FileDescriptor file_;  // none for standard input
   int fd_;
   int error_ = 0;
   long number_ = 0;

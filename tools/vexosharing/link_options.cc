@@ -61,6 +61,27 @@ void TellUnresolved(const std::string& kind, const std::vector<std::string>& nam
   if (!names.empty()) Tell("there is no " + kind + " yet named " + Join(names));
 }
 
+void AddProtectionOptions(CLI::App& command, LinkOptions& options) {
+  CLI::Option* const from_input = command.add_flag(
+      "--password-stdin", options.password_stdin, "password: first line of the input");
+  CLI::Option* const from_file = command
+                                     .add_option("--password-file", options.password_file,
+                                                 "password: first line of the file")
+                                     ->type_name("FILE");
+  CLI::Option* const generated = command.add_flag(
+      "--generate-password", options.generate_password, "a random password, shown once");
+  from_input->group(kProtectionGroup)->excludes(from_file)->excludes(generated);
+  from_file->group(kProtectionGroup)->excludes(generated);
+  generated->group(kProtectionGroup);
+  for (CLI::Option* const names :
+       {AddNames(command, "--user", options.users, "admit this user; may be repeated"),
+        AddNames(command, "--group", options.groups,
+                 "admit this group; may be repeated")}) {
+    names->group(kProtectionGroup);
+    names->excludes(from_input)->excludes(from_file)->excludes(generated);
+  }
+}
+
 }  // namespace
 
 const char* const kProtectionGroup =
@@ -108,25 +129,7 @@ void AddLinkOptions(CLI::App& command, LinkOptions& options) {
       ->transform(Utf8())
       ->type_name("URI");
   AddSwitch(command, "--keep", options.keep, true, "not deleted by the general purge");
-
-  CLI::Option* const from_input = command.add_flag(
-      "--password-stdin", options.password_stdin, "password: first line of the input");
-  CLI::Option* const from_file = command
-                                     .add_option("--password-file", options.password_file,
-                                                 "password: first line of the file")
-                                     ->type_name("FILE");
-  CLI::Option* const generated = command.add_flag(
-      "--generate-password", options.generate_password, "a random password, shown once");
-  from_input->group(kProtectionGroup)->excludes(from_file)->excludes(generated);
-  from_file->group(kProtectionGroup)->excludes(generated);
-  generated->group(kProtectionGroup);
-  for (CLI::Option* const names :
-       {AddNames(command, "--user", options.users, "admit this user; may be repeated"),
-        AddNames(command, "--group", options.groups,
-                 "admit this group; may be repeated")}) {
-    names->group(kProtectionGroup);
-    names->excludes(from_input)->excludes(from_file)->excludes(generated);
-  }
+  AddProtectionOptions(command, options);
 }
 
 Outcome ReadPassword(const LinkOptions& options, Secret& password) {
@@ -144,7 +147,7 @@ Outcome ReadPassword(const LinkOptions& options, Secret& password) {
 Outcome ApplyOptions(const LinkOptions& options, const Secret& password, Entry& link) {
   if (options.owner) {
     unsigned int uid = 0;
-    if (!FindLivingOwner(*options.owner, uid)) return kRefused;
+    if (!FindExistingOwner(*options.owner, uid)) return kRefused;
     link.set_owner_uid(uid);
   }
   if (options.project) link.set_project_name(*options.project);

@@ -10,13 +10,14 @@
 #include <cerrno>
 #include <utility>
 
+#include "file_descriptor.h"
 #include "outcome.h"
 
 namespace command {
 
 namespace {
 
-constexpr size_t kBuffer = 65536;
+constexpr size_t kBufferBytes = 65536;
 
 std::string FolderOf(const std::string& path) {
   const size_t slash = path.rfind('/');
@@ -68,7 +69,7 @@ bool NewFile::MayTakePlace(const std::string& database) const {
 
 bool NewFile::Append(const std::string& text) {
   buffer_ += text;
-  return buffer_.size() < kBuffer || Write();
+  return buffer_.size() < kBufferBytes || Write();
 }
 
 bool NewFile::Publish() {
@@ -101,13 +102,10 @@ bool NewFile::MoveIntoPlace() const {
 }
 
 bool NewFile::SyncFolder() const {
-  const int folder = open(FolderOf(path_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (folder == -1) return false;
-  const bool synced = fsync(folder) == 0 || errno == EINVAL;  // not all can
-  const int reason = errno;
-  close(folder);
-  errno = reason;
-  return synced;
+  const FileDescriptor folder(
+      open(FolderOf(path_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (folder.get() == -1) return false;
+  return fsync(folder.get()) == 0 || errno == EINVAL;  // not all can
 }
 
 bool NewFile::Failed(int reason) const {

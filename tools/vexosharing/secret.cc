@@ -10,6 +10,7 @@
 #include <iostream>
 
 #include "draw_password.h"
+#include "file_descriptor.h"
 #include "interrupt.h"
 #include "outcome.h"
 
@@ -41,21 +42,6 @@ class NoEcho {
   bool terminal_;
 };
 
-class File {
- public:
-  explicit File(const char* path) : fd_(open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY)) {}
-  ~File() {
-    if (fd_ != -1) close(fd_);
-  }
-  File(const File&) = delete;
-  File& operator=(const File&) = delete;
-
-  int fd() const { return fd_; }
-
- private:
-  int fd_;
-};
-
 }  // namespace
 
 // One buffer for good: a text that grew would leave copies behind.
@@ -72,9 +58,9 @@ bool Secret::ReadInput(const std::string& what) {
 }
 
 bool Secret::ReadFile(const std::string& path) {
-  const File file(path.c_str());
+  const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
   struct stat status = {};
-  if (file.fd() == -1 || fstat(file.fd(), &status) == -1) {
+  if (file.get() == -1 || fstat(file.get(), &status) == -1) {
     Tell(path + ": " + strerror(errno));
     return false;
   }
@@ -82,7 +68,7 @@ bool Secret::ReadFile(const std::string& path) {
     Tell(path + " can be read by everyone: chmod 600 it first");
     return false;
   }
-  return ReadLine(file.fd(), "the first line of " + path);
+  return ReadLine(file.get(), "the first line of " + path);
 }
 
 bool Secret::ReadLine(int fd, const std::string& name) {

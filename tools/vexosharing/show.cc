@@ -27,7 +27,7 @@ struct Options {
 };
 
 /// What is told of a link beyond its record.
-struct Surroundings {
+struct LinkDetails {
   std::string url;
   long tokens = 0;  // alive
   std::vector<std::string> unresolved_users;
@@ -73,11 +73,11 @@ void AddNames(Sheet& sheet, const std::string& heading,
   if (!names.empty()) sheet.Add(heading, Join(names), style);
 }
 
-void PrintSheet(const Entry& link, const Surroundings& around, long now) {
+void PrintSheet(const Entry& link, const LinkDetails& details, long now) {
   const LinkState state = tools::StateOf(link, now);
   Sheet sheet;
   sheet.Add("Hash", link.get_hash());
-  if (!around.url.empty()) sheet.Add("URL", around.url);
+  if (!details.url.empty()) sheet.Add("URL", details.url);
   sheet.Add("State", StateText(link, now), StateStyle(state));
   sheet.Add("Project", link.get_project_name());
   sheet.Add("Owner", OwnerLine(link),
@@ -92,11 +92,11 @@ void PrintSheet(const Entry& link, const Surroundings& around, long now) {
     AddNames(sheet, "Users", link.get_protect_users(), Style::kPlain);
     AddNames(sheet, "Groups", link.get_protect_groups(), Style::kPlain);
   }
-  AddNames(sheet, "Unknown users", around.unresolved_users, Style::kWarning);
-  AddNames(sheet, "Unknown groups", around.unresolved_groups, Style::kWarning);
+  AddNames(sheet, "Unknown users", details.unresolved_users, Style::kWarning);
+  AddNames(sheet, "Unknown groups", details.unresolved_groups, Style::kWarning);
   sheet.Add("Address",
             link.get_enable_match_ip() ? "must stay that of the login" : "may change");
-  sheet.Add("Tokens alive", std::to_string(around.tokens));
+  sheet.Add("Tokens alive", std::to_string(details.tokens));
   sheet.Add("When past", link.get_auto_gc() ? "the purge deletes it" : "kept");
   if (!link.get_protect_title().empty()) sheet.Add("Title", link.get_protect_title());
   sheet.Add("Redirect", RedirectLine(link));
@@ -104,14 +104,14 @@ void PrintSheet(const Entry& link, const Surroundings& around, long now) {
   sheet.Add("Private data", JsonText(link.get_private_data()));
 }
 
-void PrintObject(const Entry& link, const Surroundings& around, long now) {
+void PrintObject(const Entry& link, const LinkDetails& details, long now) {
   Json::Value out = tools::LinkJson(link, now);
-  out["url"] = around.url.empty() ? Json::Value() : Json::Value(around.url);
+  out["url"] = details.url.empty() ? Json::Value() : Json::Value(details.url);
   out["usable"] = tools::StateOf(link, now) == LinkState::kUsable;
   out["owner_exists"] = !link.get_owner_user().empty();
-  out["tokens_alive"] = Json::Value::Int64{around.tokens};
-  out["unresolved_users"] = tools::JsonArray(around.unresolved_users);
-  out["unresolved_groups"] = tools::JsonArray(around.unresolved_groups);
+  out["tokens_alive"] = Json::Value::Int64{details.tokens};
+  out["unresolved_users"] = tools::JsonArray(details.unresolved_users);
+  out["unresolved_groups"] = tools::JsonArray(details.unresolved_groups);
   out[VEXO::sharing::SZK_PRIVATE_DATA] = link.get_private_data();
   PrintJson(out);
 }
@@ -123,15 +123,15 @@ Outcome Show(const Options& options) {
   Outcome outcome = kDone;
   if (!FindReadableLink(*db, options.hash, link, outcome)) return outcome;
   const long now = time(nullptr);
-  Surroundings around;
-  if (!CountLiveTokens(*db, link, now, around.tokens)) return DatabaseFailed(*db);
-  around.url = LinkUrl(link.get_hash());
-  around.unresolved_users = tools::UnresolvedUsers(link);
-  around.unresolved_groups = tools::UnresolvedGroups(link);
+  LinkDetails details;
+  if (!CountLiveTokens(*db, link, now, details.tokens)) return DatabaseFailed(*db);
+  details.url = LinkUrl(link.get_hash());
+  details.unresolved_users = tools::UnresolvedUsers(link);
+  details.unresolved_groups = tools::UnresolvedGroups(link);
   if (options.common.json) {
-    PrintObject(link, around, now);
+    PrintObject(link, details, now);
   } else {
-    PrintSheet(link, around, now);
+    PrintSheet(link, details, now);
   }
   return kDone;
 }

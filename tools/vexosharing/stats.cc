@@ -31,7 +31,7 @@ struct LinkCounts {
   long logins = 0;
 };
 
-struct Lives {
+struct Liveness {
   long alive = 0;
   long expired = 0;
 };
@@ -39,8 +39,8 @@ struct Lives {
 struct Counts {
   LinkCounts all;
   std::map<std::string, LinkCounts> by_project;
-  Lives sessions;
-  Lives tokens;
+  Liveness sessions;
+  Liveness tokens;
   long file_bytes = 0;
   long log_bytes = 0;
 };
@@ -71,10 +71,10 @@ bool CountLinks(BaseDB& db, long now, Counts& counts) {
   return true;
 }
 
-bool CountLives(BaseDB& db, const std::string& table, long now, Lives& lives) {
+bool CountLiveness(BaseDB& db, const std::string& table, long now, Liveness& counts) {
   const std::string sql = "SELECT COUNT(*) AS n FROM " + table + " WHERE timeout ";
-  return tools::SelectNumber(db, sql + "> " + std::to_string(now), lives.alive) &&
-         tools::SelectNumber(db, sql + "<= " + std::to_string(now), lives.expired);
+  return tools::SelectNumber(db, sql + "> " + std::to_string(now), counts.alive) &&
+         tools::SelectNumber(db, sql + "<= " + std::to_string(now), counts.expired);
 }
 
 /// 0 for a missing file.
@@ -88,8 +88,8 @@ std::string SizeText(long bytes) {
                              : std::to_string((bytes + 524288) / 1048576) + " MiB";
 }
 
-std::string LivesText(const Lives& lives) {
-  return std::to_string(lives.alive) + " alive, " + std::to_string(lives.expired) +
+std::string LivenessText(const Liveness& counts) {
+  return std::to_string(counts.alive) + " alive, " + std::to_string(counts.expired) +
          " expired";
 }
 
@@ -108,8 +108,8 @@ void PrintText(const Counts& counts) {
                 links == 0 ? Style::kFaint : StateStyle(state));
     }
     sheet.Add("Logins", std::to_string(counts.all.logins));
-    sheet.Add("Sessions", LivesText(counts.sessions));
-    sheet.Add("Tokens", LivesText(counts.tokens));
+    sheet.Add("Sessions", LivenessText(counts.sessions));
+    sheet.Add("Tokens", LivenessText(counts.tokens));
     sheet.Add("Size", SizeText(counts.file_bytes) + ", and " +
                           SizeText(counts.log_bytes) + " of write-ahead log");
   }
@@ -144,10 +144,10 @@ Json::Value LinksJson(const LinkCounts& counts) {
   return out;
 }
 
-Json::Value LivesJson(const Lives& lives) {
+Json::Value LivenessJson(const Liveness& counts) {
   Json::Value out(Json::objectValue);
-  out["alive"] = Json::Value::Int64{lives.alive};
-  out["expired"] = Json::Value::Int64{lives.expired};
+  out["alive"] = Json::Value::Int64{counts.alive};
+  out["expired"] = Json::Value::Int64{counts.expired};
   return out;
 }
 
@@ -159,8 +159,8 @@ void PrintObject(const Counts& counts) {
     element[VEXO::sharing::SZK_PROJECT_NAME] = project;
     projects.append(element);
   }
-  out["sessions"] = LivesJson(counts.sessions);
-  out["tokens"] = LivesJson(counts.tokens);
+  out["sessions"] = LivenessJson(counts.sessions);
+  out["tokens"] = LivenessJson(counts.tokens);
   out["file_bytes"] = Json::Value::Int64{counts.file_bytes};
   out["log_bytes"] = Json::Value::Int64{counts.log_bytes};
   PrintJson(out);
@@ -172,8 +172,8 @@ Outcome Stats(const CommonOptions& options) {
   const long now = time(nullptr);
   Counts counts;
   if (!CountLinks(*db, now, counts) ||
-      !CountLives(*db, "session", now, counts.sessions) ||
-      !CountLives(*db, "token", now, counts.tokens)) {
+      !CountLiveness(*db, "session", now, counts.sessions) ||
+      !CountLiveness(*db, "token", now, counts.tokens)) {
     return DatabaseFailed(*db);
   }
   counts.file_bytes = SizeOf(options.database);

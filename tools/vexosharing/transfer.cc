@@ -24,7 +24,8 @@ struct Options {
 Outcome Transfer(const Options& options) {
   unsigned int from = 0;
   unsigned int to = 0;
-  if (!FindOwner(options.from, from) || !FindLivingOwner(options.to, to)) return kRefused;
+  if (!FindOwner(options.from, from) || !FindExistingOwner(options.to, to))
+    return kRefused;
   if (from == to) return End(kWrongCall, "both are the same user");
   const std::unique_ptr<SharingDB> db = OpenDatabase(options.common.database);
   if (db == nullptr) return kNotUsable;
