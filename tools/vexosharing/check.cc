@@ -319,14 +319,14 @@ void LookOver(BaseDB& db, Findings& findings) {
 Outcome Check(const CommonOptions& options) {
   Findings findings;
   CheckFiles(options.database, findings);  // before a connection changes what is there
-  const DatabaseContent content = ContentOf(options.database);
-  if (content != DatabaseContent::kLinks && content != DatabaseContent::kUnreadable) {
-    findings.problems.clear();  // owner and mode of other files are not ours to judge
-  }
   const std::unique_ptr<SharingDB> db = OpenDatabase(options.database);
   if (db == nullptr) {
-    // A wrong owner or mode may be the very reason.
-    if (!findings.problems.empty()) Print(findings, options.json);
+    // A wrong owner or mode may be the very reason; those of other files are not ours to
+    // judge.
+    const DatabaseContent content = ContentOf(options.database);
+    const bool ours =
+        content == DatabaseContent::kLinks || content == DatabaseContent::kUnreadable;
+    if (ours && !findings.problems.empty()) Print(findings, options.json);
     return kNotUsable;
   }
   LookOver(*db, findings);

@@ -14,7 +14,10 @@ using VEXO::sharing::db::SharingDB;
 SharingDB* OpenDatabase(const Parameters& parameters, Failure& failure) {
   const std::string path = VEXO::sharing::SZF_SHARING_DB_PATH;
   struct stat status = {};
-  if (!parameters.failure() && stat(path.c_str(), &status) == -1 && errno == ENOENT) {
+  const bool missing = stat(path.c_str(), &status) == -1
+                           ? errno == ENOENT
+                           : S_ISREG(status.st_mode) && status.st_size == 0;
+  if (!parameters.failure() && missing) {
     failure = {kNoDatabase, "there is no database at " + path +
                                 ": create makes it with the first link"};
     return nullptr;

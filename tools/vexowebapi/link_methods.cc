@@ -277,8 +277,9 @@ Answer Info(Parameters& parameters) {
     return StatementFailure(*database);
   }
   Json::Value data;
-  for (const tools::LinkState state : tools::kLinkStates)
+  for (const tools::LinkState state : tools::kLinkStates) {
     data[tools::StateName(state)] = 0;
+  }
   int total = 0;
   db::Row row;
   while (result.NextRow(row)) {

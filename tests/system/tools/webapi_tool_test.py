@@ -303,6 +303,18 @@ class Database(WebApiTest):
         self.create()
         self.assertTrue(DATABASE.exists())
 
+    def test_empty_file_is_no_database_until_create_makes_one_of_it(self):
+        DATABASE.touch()
+        DATABASE.chmod(0o660)
+        os.chown(DATABASE, 1, 1)
+        for api, method, parameters in self.CALLS:
+            self.error("no_database", api, method, parameters)
+            self.assertEqual([path.stat().st_size for path in FOLDER.iterdir()], [0])
+
+        self.create()
+
+        self.assertEqual(self.data(LINK, "info")["total"], 1)
+
     def test_wrong_create_makes_no_database(self):
         self.error("bad_parameter", LINK, "create",
                    {"project_name": "p", "owner_user": "alice", "app": "{"})
