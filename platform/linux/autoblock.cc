@@ -21,14 +21,12 @@
 #include "configuration.h"
 #include "guarded.h"
 #include "lock_wait.h"
+#include "system_file.h"
 
 namespace VEXO::platform {
 namespace {
 
 const char* const kPath = "/usr/vexo/etc/private/autoblock/autoblock.db";
-constexpr uid_t kOwner = 1;
-constexpr gid_t kGroup = 1;
-constexpr mode_t kMode = 0660;
 
 // Failures of one address in one second share a row, so an address has at most as many
 // rows as the window has seconds.  Rollback journal, not write-ahead log: then no further
@@ -48,22 +46,6 @@ Presence FindFile() {
   struct stat status;
   if (stat(kPath, &status) == 0) return Presence::kPresent;
   return errno == ENOENT || errno == ENOTDIR ? Presence::kMissing : Presence::kUnknown;
-}
-
-/// Makes the file under a name of its own first, so that it never stands under the right
-/// name with the wrong owner.  Somebody else's file found there is as good.
-bool CreateFile() {
-  std::string name = std::string(kPath) + ".XXXXXX";
-  const int fd = mkostemp(name.data(), O_CLOEXEC);
-  if (fd == -1) return false;
-  const bool owned = fchown(fd, kOwner, kGroup) == 0 && fchmod(fd, kMode) == 0;
-  int reason = errno;
-  close(fd);  // before it is shared: closing drops the process's locks on the file
-  const bool placed = owned && (link(name.c_str(), kPath) == 0 || errno == EEXIST);
-  if (owned) reason = errno;
-  unlink(name.c_str());
-  errno = reason;
-  return placed;
 }
 
 class Statement {
@@ -263,7 +245,7 @@ std::optional<std::string> Key(const char* address) {
 int Count(const char* address, const char* service) {
   const std::optional<std::string> key = Key(address);
   if (!key) return -1;
-  if (FindFile() == Presence::kMissing && !CreateFile()) {
+  if (FindFile() == Presence::kMissing && !CreateSystemFile(kPath)) {
     syslog(LOG_ERR, "%s: cannot be created: %m", kPath);
     return -1;
   }

@@ -14,8 +14,10 @@
 #include <mutex>
 #include <vector>
 
+#include "descriptor.h"
 #include "guarded.h"
 
+using VEXO::platform::Descriptor;
 using VEXO::platform::Guarded;
 
 namespace {
@@ -35,22 +37,6 @@ std::list<Pipe>& Pipes() {
 
 struct CloseStream {
   void operator()(FILE* stream) const { fclose(stream); }
-};
-
-class Descriptor {
- public:
-  explicit Descriptor(int fd) : fd_(fd) {}
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  ~Descriptor() {
-    if (fd_ != -1) close(fd_);
-  }
-
-  int get() const { return fd_; }
-  void Release() { fd_ = -1; }
-
- private:
-  int fd_;
 };
 
 /// What happens in the child before the program starts.

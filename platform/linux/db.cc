@@ -13,8 +13,10 @@
 
 #include "guarded.h"
 #include "lock_wait.h"
+#include "locked_file.h"
 
 using VEXO::platform::Guarded;
+using VEXO::platform::LockedFile;
 using VEXO::platform::LockWait;
 
 namespace {
@@ -32,7 +34,9 @@ using Statement = std::unique_ptr<sqlite3_stmt, FinalizeStatement>;
 }  // namespace
 
 struct VEXODB {
-  LockWait wait;  // stands before the connection, which points to it
+  // Both stand before the connection, which points to them.
+  LockWait wait;
+  LockedFile file{wait};
   std::unique_ptr<sqlite3, CloseConnection> connection;
   std::string error;
 };
@@ -95,17 +99,20 @@ bool RunText(VEXODB& db, const char* sql, DBResult_tag& result, bool* inherited)
   while (*sql != '\0') {
     // SQLite skips the busy handler where two waiting processes would block each other,
     // for instance when both switch a new file to write-ahead logging.  Outside a
-    // transaction nothing is held between two attempts, so repeating is safe.
-    const bool repeatable = !InTransaction(connection);
+    // transaction nothing is held between two attempts, so repeating is safe.  So it is
+    // inside one that has only read when the write lock is busy: who has it does not wait
+    // for readers.
+    const bool outside = !InTransaction(connection);
     const char* rest = nullptr;
     int code;
-    db.wait.Start();
     do {
       code = RunStatement(connection, sql, &rest, result);
-    } while ((code & 0xff) == SQLITE_BUSY && repeatable && db.wait.Pause());
+    } while ((code & 0xff) == SQLITE_BUSY &&
+             (outside || db.file.found_write_lock_busy()) && db.file.Wait());
+    db.file.EndStatement();
 
     if (code != SQLITE_OK) {
-      db.error = sqlite3_errmsg(connection);
+      db.error = db.wait.interrupted() ? "interrupted" : sqlite3_errmsg(connection);
       return false;
     }
     if (!InTransaction(connection)) *inherited = false;
@@ -144,7 +151,10 @@ VEXODB* VEXODBConnect(const char* /*host*/, const char* /*user*/,
       errno = EACCES;
       return nullptr;
     }
-    db->wait.Install(opened);
+    if (db->file.Install(opened) != SQLITE_OK) {
+      errno = EIO;
+      return nullptr;
+    }
     return db.release();
   });
 }
@@ -156,6 +166,7 @@ int VEXODBExecute(VEXODB* db, const char* sql, DBResult_tag** result) {
     return -1;
   }
 
+  db->wait.Start();
   sqlite3* const connection = db->connection.get();
   bool inherited = InTransaction(connection);
   std::unique_ptr<DBResult_tag> rows;

@@ -7,52 +7,22 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <chrono>
-#include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "child_process.h"
+#include "database_support.h"
 #include "support.h"
 #include "temp_dir.h"
 #include "vexo/core.h"
 
 using fakes::TempDir;
-using std::chrono::duration_cast;
-using std::chrono::milliseconds;
-using std::chrono::steady_clock;
 using testing::HasSubstr;
 
 namespace {
 
 constexpr uid_t kNobody = 65534;
-
-using Database = std::unique_ptr<VEXODB, decltype(&VEXODBClose)>;
-using Rows = std::unique_ptr<DBResult_tag, decltype(&VEXODBFreeResult)>;
-
-Database Connect(const std::string& path) {
-  return Database(VEXODBConnect("", "", "", path.c_str()), VEXODBClose);
-}
-
-bool Executes(const Database& db, const std::string& sql) {
-  return VEXODBExecute(db.get(), sql.c_str(), nullptr) >= 0;
-}
-
-Rows Ask(const Database& db, const std::string& sql) {
-  DBResult_tag* rows = nullptr;
-  EXPECT_GE(VEXODBExecute(db.get(), sql.c_str(), &rows), 0) << VEXODBErrorGet(db.get());
-  return Rows(rows, VEXODBFreeResult);
-}
-
-/// The first column, which must be called "v", of every row.
-std::vector<std::string> Values(const Rows& rows) {
-  std::vector<std::string> values;
-  unsigned int row = 0;
-  while (VEXODBFetchRow(rows.get(), &row) == 0) {
-    values.emplace_back(VEXODBFetchField(rows.get(), row, "v"));
-  }
-  return values;
-}
 
 std::string Escaped(const std::string& text) {
   std::string buffer(2 * text.size() + 1, '\0');
@@ -60,14 +30,6 @@ std::string Escaped(const std::string& text) {
       VEXODBEscapeStringEX2(0, buffer.data(), buffer.size(), text.data(), text.size());
   EXPECT_GE(length, 0);
   return buffer.substr(0, length);
-}
-
-bool InTransaction(const Database& db) {
-  return sqlite3_get_autocommit(VEXODBSqliteHandle(db.get())) == 0;
-}
-
-long MillisecondsSince(steady_clock::time_point begin) {
-  return duration_cast<milliseconds>(steady_clock::now() - begin).count();
 }
 
 class DbTest : public testing::Test {
@@ -369,6 +331,32 @@ TEST_F(DbLocks, LockHeldForLongerThanTenSeconds_IsAFailureAfterTenSeconds) {
   EXPECT_FALSE(Executes(db, "INSERT INTO t VALUES(1)"));
   EXPECT_GE(MillisecondsSince(begin), 10000);
   EXPECT_STREQ(VEXODBErrorGet(db.get()), "database is locked");
+}
+
+TEST_F(DbLocks, WaitThatRanOut_IsTheLastUntilTheLockWasSeenFree) {
+  ASSERT_TRUE(Executes(db, "PRAGMA journal_mode=WAL; CREATE TABLE t(v)"));
+  const Database holder = Connect(path);
+  ASSERT_TRUE(Executes(holder, "BEGIN IMMEDIATE"));
+  ASSERT_FALSE(Executes(db, "INSERT INTO t VALUES(1)"));
+
+  auto begin = steady_clock::now();
+  for (int i = 0; i < 51; ++i) EXPECT_FALSE(Executes(db, "INSERT INTO t VALUES(1)"));
+  EXPECT_TRUE(Executes(db, "SELECT * FROM t; PRAGMA wal_checkpoint"));
+  EXPECT_LT(MillisecondsSince(begin), 500);
+
+  // What follows so soon belongs to the operation that failed.
+  ASSERT_TRUE(Executes(holder, "COMMIT"));
+  EXPECT_FALSE(Executes(db, "INSERT INTO t VALUES(1)"));
+  usleep(1100 * 1000);
+  EXPECT_TRUE(Executes(db, "INSERT INTO t VALUES(1)"));
+
+  ASSERT_TRUE(Executes(holder, "BEGIN IMMEDIATE"));
+  std::thread later([&] {
+    usleep(300 * 1000);
+    EXPECT_TRUE(Executes(holder, "COMMIT"));
+  });
+  EXPECT_TRUE(Executes(db, "INSERT INTO t VALUES(1)"));
+  later.join();
 }
 
 TEST_F(DbLocks, ReaderThatCannotBecomeAWriter_FailsAtOnceAndKeepsItsTransaction) {

@@ -4,6 +4,18 @@
 
 /// @file
 /// SQL interface of the platform.  SQL travels as text; every value of a result is text.
+///
+/// One connection at a time, of all processes, writes to a database or runs a checkpoint:
+/// it holds a lock on the file "<database>-lock" (fcntl(2), F_OFD_SETLK) from before its
+/// first write to the end of the statement or transaction.  The file is created when it
+/// is missing, for the system account (uid 1, gid 1, mode 0660) where root or that account
+/// writes.  Readers never take the lock.
+///
+/// A call waits for the locks of other connections for ten seconds at most, and then fails
+/// with "database is locked"; a signal whose handler was installed without SA_RESTART ends
+/// the wait with "interrupted".  After such a wait the connection does not wait again until
+/// it has obtained a lock: for one second its writes fail at once, and after that each
+/// looks at the lock once.  A checkpoint never waits: it reports busy, as SQLite does.
 
 struct sqlite3;
 struct VEXODB;
@@ -16,7 +28,7 @@ extern "C" {
 /// Opens the SQLite file `database`, which must exist: connecting never creates it.
 /// `host`, `user` and `password` are empty for SQLite.  Null on failure, also when the
 /// file can be read but not written.  The caller releases the connection with
-/// VEXODBClose. The connection waits up to ten seconds for the locks of other processes.
+/// VEXODBClose.
 struct VEXODB* VEXODBConnect(const char* host, const char* user, const char* password,
                              const char* database);
 
