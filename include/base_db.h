@@ -74,6 +74,7 @@ class SHARING_EXPORT BaseDB {
 
  private:
   friend class SharingDB;
+  friend class WriteTransaction;
 
   std::unique_ptr<BaseDBPrivate> d_;
 };

@@ -25,6 +25,7 @@ class BaseDBPrivate {
   std::string GetLastError() const;
   std::string GetLastQuery() const;
   bool GetLastInsertId(int& id) const;
+  bool InTransaction() const;
   bool Begin();
   bool Commit();
   std::string Escape(const std::string& text) const;

@@ -165,6 +165,11 @@ bool BaseDBPrivate::GetLastInsertId(int& id) const {
   return true;
 }
 
+bool BaseDBPrivate::InTransaction() const {
+  sqlite3* const handle = IsGood() ? VEXODBSqliteHandle(connection_) : nullptr;
+  return handle != nullptr && sqlite3_get_autocommit(handle) == 0;
+}
+
 bool BaseDBPrivate::Begin() { return Execute("BEGIN TRANSACTION", nullptr); }
 
 bool BaseDBPrivate::Commit() {

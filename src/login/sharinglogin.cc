@@ -16,6 +16,7 @@
 #include "internal/null_text.h"
 #include "internal/user_record.h"
 #include "internal/wipe.h"
+#include "internal/write_transaction.h"
 #include "session.h"
 #include "session_db.h"
 #include "sharing_db.h"
@@ -36,6 +37,7 @@ using VEXO::sharing::db::EntryDB;
 using VEXO::sharing::db::SessionDB;
 using VEXO::sharing::db::SharingDB;
 using VEXO::sharing::db::TokenDB;
+using VEXO::sharing::db::WriteTransaction;
 using VEXO::sharing::record::Entry;
 using VEXO::sharing::record::Session;
 using VEXO::sharing::record::Token;
@@ -382,12 +384,18 @@ bool VexoSharingLogout(const std::string& hash, const std::string& session_id) {
 bool VexoSharingIncreaseUseCount(const std::string& hash) {
   SharingDB& db = SharingDB::Instance();
   EntryDB entries(db);
+  if (!db.IsGood()) {
+    return false;
+  }
+  // The whole row is written back: without the transaction, a change of the link and
+  // other uses that are stored in between would be lost.
+  WriteTransaction counting(db);
   Entry entry;
-  if (!db.IsGood() || !entries.GetByHash(hash, entry)) {
+  if (!counting || !entries.GetByHash(hash, entry)) {
     return false;
   }
   entry.inc_use_count();
-  return entries.Update(entry);
+  return entries.Update(entry) && counting.Commit();
 }
 
 }  // namespace VEXO

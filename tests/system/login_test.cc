@@ -1,11 +1,16 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <unistd.h>
 
+#include <chrono>
+#include <csignal>
 #include <ctime>
 #include <string>
 #include <vector>
 
+#include "child_process.h"
 #include "entry_db.h"
 #include "sharing_db.h"
 #include "sharinglogin.h"
@@ -350,6 +355,82 @@ TEST(RealLogin, CFunctions_AnswerLikeTheCppOnes) {
   EXPECT_EQ(answer.text, "1 1 1 1 -7");
   EXPECT_THAT(answer.log, IsEmpty());
   EXPECT_EQ(SqlValue(kDatabase, "SELECT use_count FROM entry"), "2");
+}
+
+TEST(RealLogin, LockHeldTooLong_IsAGeneralFailureAfterOneWaitAndAdmitsNobody) {
+  Entry link = Link("link");
+  link.set_expire_times(1);
+  Store(link);
+  const int fd = open((std::string(kDatabase) + "-lock").c_str(), O_RDWR | O_CLOEXEC);
+  ASSERT_NE(fd, -1);
+  struct flock writer = {};
+  writer.l_type = F_WRLCK;
+  ASSERT_EQ(fcntl(fd, F_OFD_SETLK, &writer), 0);
+
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_EQ(Login({}).code, "-4");
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(12));
+  EXPECT_EQ(SqlValue(kDatabase, "SELECT use_count FROM entry"), "0");
+  EXPECT_EQ(SqlValue(kDatabase, "SELECT count(*) FROM session"), "0");
+
+  close(fd);
+  EXPECT_EQ(Login({}).code, "1");
+  EXPECT_EQ(Login({}).code, "-11");
+}
+
+TEST(RealLogin, LockFreedWhenTheWaitHasRunOut_StillAdmitsNobodyUncounted) {
+  Entry link = Link("link");
+  link.set_expire_times(1);
+  Store(link);
+  const std::string lock = std::string(kDatabase) + "-lock";
+  const int fd = open(lock.c_str(), O_RDWR | O_CLOEXEC);
+  struct flock writer = {};
+  writer.l_type = F_WRLCK;
+  ASSERT_EQ(fcntl(fd, F_OFD_SETLK, &writer), 0);
+
+  const Answer answer = InChild(system_test::Root(), [fd] {
+    SharingDB::Instance();
+    struct sigaction action = {};
+    action.sa_handler = [](int) {};
+    sigaction(SIGALRM, &action, nullptr);
+    const pid_t freeing = fork();
+    if (freeing == 0) {  // ends the login's wait, and frees the lock the moment after
+      usleep(200 * 1000);
+      kill(getppid(), SIGALRM);
+      struct flock none = {};
+      none.l_type = F_UNLCK;
+      _exit(fcntl(fd, F_OFD_SETLK, &none));
+    }
+    const _tag_sharing_login_params params = Params({});
+    std::string session;
+    return std::to_string(VEXO::VexoSharingLogin(session, &params, false));
+  });
+
+  EXPECT_EQ(answer.text, "-4");
+  close(fd);
+  EXPECT_EQ(SqlValue(kDatabase, "SELECT use_count FROM entry"), "0");
+  EXPECT_EQ(SqlValue(kDatabase, "SELECT count(*) FROM session"), "0");
+}
+
+TEST(RealLogin, ManyAtOnce_CountEveryUse) {
+  constexpr int kVisitors = 16;
+  constexpr int kVisits = 25;
+  Store(Link("link"));
+  std::vector<pid_t> visitors;
+  for (int i = 0; i < kVisitors; ++i) {
+    visitors.push_back(fakes::StartChild([] {
+      for (int visit = 0; visit < kVisits; ++visit) {
+        const _tag_sharing_login_params params = Params({});
+        std::string session;
+        if (VEXO::VexoSharingLogin(session, &params, false) != 1) return false;
+      }
+      return true;
+    }));
+  }
+  for (const pid_t visitor : visitors) EXPECT_TRUE(fakes::EndsWell(visitor));
+
+  EXPECT_EQ(SqlValue(kDatabase, "SELECT use_count FROM entry"),
+            std::to_string(kVisitors * kVisits));
 }
 
 TEST(RealLogin, AnyOtherAccount_GetsAGeneralFailure) {

@@ -166,9 +166,9 @@ TEST_F(LoginTest, OpenLink_StepsComeInTheirOrder) {
   ASSERT_EQ(1, Login());
   EXPECT_THAT(
       platform_.statements(),
-      ElementsAre("SELECT * FROM entry WHERE hash = 'hash'",
+      ElementsAre("SELECT * FROM entry WHERE hash = 'hash'", "BEGIN IMMEDIATE",
                   "SELECT * FROM entry WHERE hash = 'hash'",
-                  MatchesRegex("UPDATE entry SET .*,use_count='1' WHERE id=1"),
+                  MatchesRegex("UPDATE entry SET .*,use_count='1' WHERE id=1"), "COMMIT",
                   "PRAGMA wal_checkpoint;",
                   MatchesRegex("INSERT INTO session VALUES \\(NULL,'" + out_ +
                                "','4294967295','192.0.2.7','[0-9]+'\\)"),
@@ -1226,20 +1226,48 @@ TEST_F(UseCountTest, AddsOneToThatLink) {
             platform_.Sql("SELECT use_count FROM entry ORDER BY id"));
 }
 
-TEST_F(UseCountTest, WritesTheWholeRow) {
+TEST_F(UseCountTest, WritesTheWholeRowInTheTransactionThatReadIt) {
   EXPECT_TRUE(VEXO::VexoSharingIncreaseUseCount("hash"));
   EXPECT_THAT(
       platform_.statements(),
-      ElementsAre("SELECT * FROM entry WHERE hash = 'hash'",
+      ElementsAre("BEGIN IMMEDIATE", "SELECT * FROM entry WHERE hash = 'hash'",
                   MatchesRegex("UPDATE entry SET auto_gc='1',data='.*',enabled='1',"
                                "expire_at='0',expire_times='0',hash='hash',"
                                "owner_uid='1000',project_name='project',start_at='0',"
                                "use_count='1' WHERE id=1"),
-                  "PRAGMA wal_checkpoint;"));
+                  "COMMIT", "PRAGMA wal_checkpoint;"));
+}
+
+TEST_F(UseCountTest, NoTransaction_IsFalseAndNothingIsRead) {
+  platform_.FailStatement("BEGIN");
+
+  EXPECT_FALSE(VEXO::VexoSharingIncreaseUseCount("hash"));
+  EXPECT_THAT(platform_.statements(),
+              ElementsAre("BEGIN IMMEDIATE", "PRAGMA wal_checkpoint;"));
+  EXPECT_THAT(log_.lines(), IsEmpty());
+}
+
+TEST_F(UseCountTest, CommitFails_IsFalseAndRolledBackOnce) {
+  platform_.FailStatement("COMMIT");
+
+  EXPECT_FALSE(VEXO::VexoSharingIncreaseUseCount("hash"));
+  EXPECT_THAT(platform_.statements(), Contains("ROLLBACK").Times(1));
+  EXPECT_EQ("0", One("SELECT use_count FROM entry WHERE id=1"));
+}
+
+TEST_F(UseCountTest, InATransactionOfTheCaller_IsPartOfIt) {
+  SharingDB& db = SharingDB::Instance();
+  ASSERT_TRUE(db.Begin());
+
+  EXPECT_TRUE(VEXO::VexoSharingIncreaseUseCount("hash"));
+  EXPECT_EQ("1", One("SELECT use_count FROM entry WHERE id=1"));
+  ASSERT_TRUE(db.Execute("ROLLBACK"));
+  EXPECT_EQ("0", One("SELECT use_count FROM entry WHERE id=1"));
 }
 
 TEST_F(UseCountTest, UnknownLink_IsFalseSilentlyAndChangesNothing) {
   EXPECT_FALSE(VEXO::VexoSharingIncreaseUseCount("unknown"));
+  EXPECT_THAT(platform_.statements(), Contains("ROLLBACK"));
   EXPECT_EQ("0", One("SELECT sum(use_count) FROM entry"));
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
