@@ -61,8 +61,8 @@ Outcome Create(const Options& options) {
   if (db == nullptr) return kNotUsable;
   EntryDB links(*db);
   tools::Transaction change(*db);  // or a locked file would be tried for each hash
-  if (!change.good()) return DatabaseFailed(*db);
   if (Interrupted()) return End(kInterrupted, "interrupted: no link was made");
+  if (!change.good()) return DatabaseFailed(*db);
   if (!links.CreateWithHash(link) || !change.Commit()) return DatabaseFailed(*db);
 
   Print(options, link, LinkUrl(link.get_hash()), password);

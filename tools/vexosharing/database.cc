@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "database_content.h"
+#include "interrupt.h"
 #include "system_account.h"
 
 namespace command {
@@ -89,6 +90,9 @@ std::unique_ptr<SharingDB> OpenOrMakeDatabase(const std::string& path) {
 }
 
 Outcome DatabaseFailed(const BaseDB& db) {
+  if (Interrupted()) {
+    return End(kInterrupted, "interrupted while the database was locked");
+  }
   return End(kNotUsable, "the database failed: " + WithRemedy(db.GetLastError()));
 }
 

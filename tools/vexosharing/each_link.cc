@@ -22,8 +22,8 @@ using VEXO::sharing::db::TokenDB;
 Outcome ApplyTo(BaseDB& db, EntryDB& links, TokenDB& tokens, const std::string& hash,
                 LinkAction action, long& count) {
   tools::Transaction change(db);
-  if (!change.good()) return DatabaseFailed(db);
   if (Interrupted()) return kInterrupted;
+  if (!change.good()) return DatabaseFailed(db);
   Entry link;
   bool readable = false;  // one that does not read may go too
   Outcome outcome = kDone;

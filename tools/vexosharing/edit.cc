@@ -16,6 +16,7 @@
 #include "links.h"
 #include "options.h"
 #include "output.h"
+#include "restore_link.h"
 #include "statements.h"
 #include "text.h"
 #include "token_db.h"
@@ -68,8 +69,8 @@ Outcome Edit(const Options& options) {
   EntryDB links(*db);  // the stores end after the transaction: their end writes
   TokenDB tokens(*db);
   tools::Transaction change(*db);
-  if (!change.good()) return DatabaseFailed(*db);
   if (Interrupted()) return End(kInterrupted, "interrupted: nothing was changed");
+  if (!change.good()) return DatabaseFailed(*db);
   Entry link;
   if (!FindReadableLink(*db, options.hash, link, outcome)) return outcome;
   const Entry before = link;
@@ -87,10 +88,11 @@ Outcome Edit(const Options& options) {
     return DatabaseFailed(*db);
   }
   Print(options, link, revoked, revoked_tokens, password);
-  // A password that nobody got to see must not stay behind.  Nobody can have used the
-  // link with it, so the record is what it was.
-  if (options.link.generate_password && !FlushOutput() && links.Update(before)) {
-    Tell("the change was taken back, but for the tokens");
+  // A password that was never shown must not stay behind.
+  if (options.link.generate_password && !FlushOutput()) {
+    Tell(tools::RestoreLink(*db, before, link)
+             ? "the change was undone, except for the revoked tokens"
+             : "the change could not be undone: set a new password");
   }
   return kDone;
 }

@@ -79,11 +79,10 @@ Outcome PurgeAll(const Options& options, unsigned int owner, BaseDB& db, Counts&
   tools::Transaction change(db);  // ends before the stores, whose end writes
   long before = 0;
   long after = 0;
-  if (!change.good() || !CountAllTokens(db, before) ||
-      !DeletePast(options, owner, db, stores, gone)) {
-    return DatabaseFailed(db);
-  }
+  const bool deleted = change.good() && CountAllTokens(db, before) &&
+                       DeletePast(options, owner, db, stores, gone);
   if (Interrupted()) return End(kInterrupted, "interrupted: nothing was purged");
+  if (!deleted) return DatabaseFailed(db);
   if (!CountAllTokens(db, after) || !change.Commit()) return DatabaseFailed(db);
   gone.tokens = before - after;
   return kDone;

@@ -31,8 +31,8 @@ Outcome Transfer(const Options& options) {
   if (db == nullptr) return kNotUsable;
 
   tools::Transaction change(*db);
-  if (!change.good()) return DatabaseFailed(*db);
   if (Interrupted()) return End(kInterrupted, "interrupted: nothing was changed");
+  if (!change.good()) return DatabaseFailed(*db);
   long count = 0;
   if (!db->Execute("UPDATE entry SET owner_uid = " + std::to_string(to) +
                    " WHERE owner_uid = " + std::to_string(from)) ||

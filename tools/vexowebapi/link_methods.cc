@@ -13,6 +13,7 @@
 #include "link_state.h"
 #include "methods.h"
 #include "paging.h"
+#include "restore_link.h"
 #include "result.h"
 #include "statements.h"
 #include "token_db.h"
@@ -211,12 +212,11 @@ Answer SetFound(SharingDB& database, EntryDB& links, Entry& link,
   data["revoked"] = Json::Int64{revoked};
   Answer answer = StoredAnswer(link, password, data);
   if (!password.text().empty()) {
-    // Nobody can have used the link with the password, so the record is what it was.
-    answer.OnLoss([&database, before] {
-      return EntryDB(database).Update(before)
-                 ? "the change was taken back, but for the tokens"
-                 : "the link " + before.get_hash() +
-                       " has a password that nobody saw: set a new one";
+    answer.OnLoss([&database, before, link] {
+      return tools::RestoreLink(database, before, link)
+                 ? "the change was undone, except for the revoked tokens"
+                 : "the change of the link " + before.get_hash() +
+                       " could not be undone: set a new password";
     });
   }
   return answer;

@@ -135,7 +135,7 @@ class Check(CommandTest):
     def test_wrong_mode_of_the_files_beside_it_is_told(self):
         self.create()
         self.lock()  # keeps them there
-        beside = [f"{DATABASE}-wal", f"{DATABASE}-shm"]
+        beside = [f"{DATABASE}-wal", f"{DATABASE}-shm", f"{DATABASE}-lock"]
         for path in beside:
             os.chmod(path, 0o666)
 

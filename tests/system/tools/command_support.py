@@ -3,6 +3,7 @@
   x_test.py BUILD [unittest arguments]
 """
 
+import fcntl
 import json
 import os
 import pathlib
@@ -17,7 +18,6 @@ import sys
 import termios
 import time
 import unittest
-from fcntl import ioctl
 
 COMMAND = "/usr/vexo/bin/vexosharing"
 LIBRARIES = pathlib.Path("/usr/vexo/lib")
@@ -49,11 +49,11 @@ def wait_until(condition):
         time.sleep(0.01)
 
 
-def uses_database(process):
-    """Whether the process has opened the database."""
+def uses_database(process, file=DATABASE):
+    """Whether the process has opened the database, or a file beside it."""
     try:
         links = list(pathlib.Path(f"/proc/{process.pid}/fd").iterdir())
-        return any(os.readlink(link) == str(DATABASE) for link in links)
+        return any(os.readlink(link) == str(file) for link in links)
     except FileNotFoundError:
         return False
 
@@ -191,6 +191,14 @@ class CommandTest(unittest.TestCase):
         connection.execute("BEGIN IMMEDIATE")
         return connection
 
+    def hold_write_lock(self):
+        """Keeps every program of ours from writing until the file answered is closed."""
+        file = open(f"{DATABASE}-lock", "r+b", buffering=0)
+        self.addCleanup(file.close)
+        writer = struct.pack("hhqqi4x", fcntl.F_WRLCK, os.SEEK_SET, 0, 1, 0)
+        fcntl.fcntl(file, fcntl.F_OFD_SETLK, writer)
+        return file
+
     def fill(self, count, name="copy"):
         """Copies the first link until there are `count` more, called copy1 and so on."""
         self.sql("WITH RECURSIVE n(i) AS (VALUES(1) UNION ALL SELECT i + 1 FROM n "
@@ -203,7 +211,7 @@ class CommandTest(unittest.TestCase):
         pid, terminal = pty.fork()
         if pid == 0:
             os.execve(COMMAND, [COMMAND, *arguments], environment(**(env or {})))
-        ioctl(terminal, termios.TIOCSWINSZ, struct.pack("HHHH", 50, columns, 0, 0))
+        fcntl.ioctl(terminal, termios.TIOCSWINSZ, struct.pack("HHHH", 50, columns, 0, 0))
         shown = b""
         while True:
             if not select.select([terminal], [], [], 60)[0]:
