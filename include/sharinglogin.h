@@ -98,7 +98,8 @@ SHARING_EXPORT int VexoSharingIsAuthorized(const _tag_sharing_login_params* para
 SHARING_EXPORT bool VexoSharingLogout(const std::string& hash,
                                       const std::string& session_id);
 
-/// Counts one use of a link.  Two uses at the same moment may count once.
+/// Counts one use of a link, in a write transaction of its own or in the caller's.  False
+/// when the link does not exist or the database failed; nothing is counted then.
 SHARING_EXPORT bool VexoSharingIncreaseUseCount(const std::string& hash);
 
 }  // namespace VEXO

@@ -4,11 +4,11 @@ namespace VEXO::sharing::db {
 
 class BaseDB;
 
-/// A transaction that may write from its first statement on, so that what is read in it
-/// is still true when it is written.  It is rolled back at its end unless it was
-/// committed.  Inside a transaction of the caller it does nothing: that one is the
-/// caller's to end.  It must end before the stores that are used in it, whose checkpoint
-/// would fail.
+/// A write transaction: it takes the write lock when it begins, so no other process can
+/// change what it has read.  Rolled back on destruction unless committed.  Inside a
+/// transaction of the caller it does nothing; the caller commits or rolls back.  Destroy
+/// it before any store used in it: the checkpoint at a store's end fails inside a
+/// transaction.
 class WriteTransaction {
  public:
   explicit WriteTransaction(BaseDB& db);
@@ -16,16 +16,15 @@ class WriteTransaction {
   WriteTransaction(const WriteTransaction&) = delete;
   WriteTransaction& operator=(const WriteTransaction&) = delete;
 
-  /// Whether there is a transaction, this one or the caller's.
+  /// Whether a transaction is open: this one or the caller's.
   explicit operator bool() const { return good_; }
-  /// False when it failed and was rolled back.
+  /// False when the commit failed; the transaction is then rolled back.
   bool Commit();
 
  private:
   BaseDB& db_;
-  const bool nested_;
+  bool open_;  // false inside a transaction of the caller
   const bool good_;
-  bool open_;
 };
 
 }  // namespace VEXO::sharing::db

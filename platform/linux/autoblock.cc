@@ -1,14 +1,11 @@
 #include "vexo/autoblock.h"
 
 #include <errno.h>
-#include <fcntl.h>
 #include <limits.h>
 #include <sqlite3.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 #include <syslog.h>
 #include <time.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <map>
@@ -106,7 +103,7 @@ class BlockList {
   /// One transaction, so that no other process's count comes in between.
   bool Count(const std::string& address, const std::string& service) {
     const Configuration& limits = SystemConfiguration();
-    if (!Execute("BEGIN IMMEDIATE")) return false;
+    if (!BeginToWrite()) return false;
     const long now = time(nullptr);  // taken under the lock: it only grows
     if (!Execute(kSchema) || !Tidy(now)) return false;
 
@@ -131,7 +128,7 @@ class BlockList {
 
   /// `blocks` too: forgets not only the failures but also the block.
   bool Forget(const std::string& address, bool blocks) {
-    if (!Execute("BEGIN IMMEDIATE") || !Execute(kSchema)) return false;
+    if (!BeginToWrite() || !Execute(kSchema)) return false;
     Statement failures(connection_.get(), "DELETE FROM failure WHERE address = :address");
     if (!failures.Bind(":address", address).Run()) return Failed();
     if (blocks) {
@@ -192,6 +189,12 @@ class BlockList {
     void operator()(sqlite3* connection) const { sqlite3_close_v2(connection); }
   };
 
+  /// A write-ahead log is not wanted: see kSchema.  Nothing changes in a file without
+  /// one.
+  bool BeginToWrite() {
+    return Execute("PRAGMA journal_mode = DELETE") && Execute("BEGIN IMMEDIATE");
+  }
+
   bool Execute(const char* sql) {
     return sqlite3_exec(connection_.get(), sql, nullptr, nullptr, nullptr) == SQLITE_OK ||
            Failed();
@@ -228,7 +231,9 @@ class BlockList {
     return old.Bind(":now", now).Run() || Failed();
   }
 
-  LockWait wait_;  // stands before the connection, which points to it
+  // A signal to the program must neither block a visitor nor free a wrong guess.
+  LockWait wait_{
+      LockWait::Signals::kIgnored};  // stands before the connection, which points to it
   std::unique_ptr<sqlite3, Close> connection_;
 };
 
@@ -245,7 +250,8 @@ std::optional<std::string> Key(const char* address) {
 int Count(const char* address, const char* service) {
   const std::optional<std::string> key = Key(address);
   if (!key) return -1;
-  if (FindFile() == Presence::kMissing && !CreateSystemFile(kPath)) {
+  if (FindFile() == Presence::kMissing &&
+      !CreateFileWith({kSystemUid, kSystemGid, 0660}, kPath)) {
     syslog(LOG_ERR, "%s: cannot be created: %m", kPath);
     return -1;
   }

@@ -34,8 +34,8 @@ using Statement = std::unique_ptr<sqlite3_stmt, FinalizeStatement>;
 }  // namespace
 
 struct VEXODB {
-  // Both stand before the connection, which points to them.
-  LockWait wait;
+  // Declared before the connection, which points to them.
+  LockWait wait{LockWait::Signals::kEndWait};
   LockedFile file{wait};
   std::unique_ptr<sqlite3, CloseConnection> connection;
   std::string error;
@@ -53,6 +53,29 @@ namespace {
 
 bool InTransaction(sqlite3* connection) {
   return sqlite3_get_autocommit(connection) == 0;
+}
+
+/// One call of VEXODBExecute: whatever its end, no wait and no unused lock outlives it.
+class Call {
+ public:
+  explicit Call(VEXODB& db) : db_(db) { db_.wait.Start(); }
+  ~Call() {
+    db_.file.EndStatement();
+    db_.wait.End();
+  }
+  Call(const Call&) = delete;
+  Call& operator=(const Call&) = delete;
+
+ private:
+  VEXODB& db_;
+};
+
+std::string ErrorText(const VEXODB& db) {
+  if (db.wait.interrupted()) return "interrupted";
+  sqlite3* const connection = db.connection.get();
+  const bool cannot_lock = sqlite3_extended_errcode(connection) == SQLITE_IOERR_LOCK &&
+                           !db.file.failure().empty();
+  return cannot_lock ? db.file.failure() : sqlite3_errmsg(connection);
 }
 
 /// Steps through `statement`.  When it has columns, its rows replace those of `result`.
@@ -98,21 +121,19 @@ bool RunText(VEXODB& db, const char* sql, DBResult_tag& result, bool* inherited)
   sqlite3* const connection = db.connection.get();
   while (*sql != '\0') {
     // SQLite skips the busy handler where two waiting processes would block each other,
-    // for instance when both switch a new file to write-ahead logging.  Outside a
-    // transaction nothing is held between two attempts, so repeating is safe.  So it is
-    // inside one that has only read when the write lock is busy: who has it does not wait
-    // for readers.
+    // for instance when both switch a new file to write-ahead logging.  A statement may
+    // be repeated outside a transaction, where it holds no lock between two attempts, and
+    // when only the write lock was busy, because its holder never waits for readers.
     const bool outside = !InTransaction(connection);
     const char* rest = nullptr;
     int code;
+    db.file.EndStatement();  // of the one before
     do {
       code = RunStatement(connection, sql, &rest, result);
     } while ((code & 0xff) == SQLITE_BUSY &&
              (outside || db.file.found_write_lock_busy()) && db.file.Wait());
-    db.file.EndStatement();
-
     if (code != SQLITE_OK) {
-      db.error = db.wait.interrupted() ? "interrupted" : sqlite3_errmsg(connection);
+      db.error = ErrorText(db);
       return false;
     }
     if (!InTransaction(connection)) *inherited = false;
@@ -140,7 +161,8 @@ VEXODB* VEXODBConnect(const char* /*host*/, const char* /*user*/,
   return Guarded<VEXODB*>(nullptr, [database]() -> VEXODB* {
     auto db = std::make_unique<VEXODB>();
     sqlite3* opened = nullptr;
-    const int code = sqlite3_open_v2(database, &opened, SQLITE_OPEN_READWRITE, nullptr);
+    const int code = sqlite3_open_v2(
+        database, &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_PRIVATECACHE, nullptr);
     db->connection.reset(opened);
     if (code != SQLITE_OK) {
       const int reason = opened == nullptr ? ENOMEM : sqlite3_system_errno(opened);
@@ -166,7 +188,7 @@ int VEXODBExecute(VEXODB* db, const char* sql, DBResult_tag** result) {
     return -1;
   }
 
-  db->wait.Start();
+  const Call call(*db);
   sqlite3* const connection = db->connection.get();
   bool inherited = InTransaction(connection);
   std::unique_ptr<DBResult_tag> rows;

@@ -4,7 +4,7 @@
 
 namespace VEXO::platform {
 
-/// Owns a file descriptor; -1 is none.
+/// Owns a file descriptor; -1 means none.
 class Descriptor {
  public:
   explicit Descriptor(int fd = -1) : fd_(fd) {}
@@ -13,8 +13,9 @@ class Descriptor {
   ~Descriptor() { Reset(-1); }
 
   int get() const { return fd_; }
+  /// Gives up ownership without closing.
   void Release() { fd_ = -1; }
-  /// Closes the descriptor and owns `fd` from now on.
+  /// Closes the current descriptor and takes ownership of `fd`.
   void Reset(int fd) {
     if (fd_ != -1) close(fd_);
     fd_ = fd;

@@ -15,21 +15,21 @@ using std::chrono::microseconds;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-constexpr seconds kPatience(10);
+constexpr seconds kTimeout(10);
+constexpr milliseconds kTimeoutAfterFailure(250);
 constexpr seconds kSameOperation(1);
+constexpr seconds kLongWait(1);
 
-// Pauses are shorter than this, and shrink to kShortPause by a twentieth of the time that
-// was waited.
+// The upper limit of a pause falls from kLongPause to kShortPause by a twentieth of the
+// time waited so far.
 constexpr microseconds kLongPause(500);
 constexpr microseconds kShortPause(100);
-constexpr int kShrinking = 20;
-// A lock that is held for longer than this is in use for something long: hurry would only
-// keep the processors busy.
-constexpr milliseconds kHurry(100);
+constexpr int kDecay = 20;
 
 microseconds LongestPause(microseconds waited) {
-  if (waited > kHurry) return 2 * kLongPause;
-  return std::max(kShortPause, kLongPause - waited / kShrinking);
+  // A lock held for so long is unlikely to be free soon: poll less often.
+  if (waited > kLongWait) return 2 * kLongPause;
+  return std::max(kShortPause, kLongPause - waited / kDecay);
 }
 
 int OnBusy(void* wait, int /*calls*/) { return static_cast<LockWait*>(wait)->Pause(); }
@@ -40,32 +40,50 @@ void LockWait::Install(sqlite3* connection) {
   sqlite3_busy_handler(connection, OnBusy, this);
 }
 
+bool LockWait::IsSameOperation() const { return Clock::now() - ended_ < kSameOperation; }
+
 void LockWait::Start() {
-  begin_ = Clock::now();
   interrupted_ = false;
+  if (!IsSameOperation())
+    left_ = failed_ ? Clock::duration(kTimeoutAfterFailure) : kTimeout;
 }
 
-bool LockWait::Pause() { return Pause(SignalWatch()); }
-
-bool LockWait::Pause(const SignalWatch& signals) {
-  if (gave_up_) return false;
-  const auto waited = duration_cast<microseconds>(Clock::now() - begin_);
-  if (waited >= kPatience) return GiveUp();
-  const auto longest = static_cast<int>(LongestPause(waited).count());
+bool LockWait::Pause() {
+  if (!waiting_since_) waiting_since_ = Clock::now();
+  if (!watch_ && signals_ == Signals::kEndWait) watch_.emplace();
+  const Clock::duration waited = Clock::now() - *waiting_since_;
+  if (waited >= left_) return Fail();
+  const auto longest =
+      static_cast<int>(LongestPause(duration_cast<microseconds>(waited)).count());
   const int pause = RANDOM::VEXORandomBase().random(longest / 4, longest);
   std::this_thread::sleep_for(microseconds(pause));
-  interrupted_ = signals.Interrupted();
-  return !interrupted_ || GiveUp();
+  interrupted_ = watch_ && watch_->Interrupted();
+  return !interrupted_ || Fail();
 }
 
-bool LockWait::JustGaveUp() const {
-  return gave_up_ && Clock::now() - gave_up_at_ < kSameOperation;
+void LockWait::Obtained() {
+  if (failed_) left_ = kTimeout;
+  failed_ = false;
+  if (!waiting_since_) return;
+  const Clock::time_point now = Clock::now();
+  const Clock::duration waited = now - *waiting_since_;
+  Stop();
+  if (waited < kLongWait) return;
+  left_ -= std::min(left_, waited);
+  ended_ = now;
 }
 
-bool LockWait::GiveUp() {
-  gave_up_ = true;
-  gave_up_at_ = Clock::now();
+bool LockWait::Fail() {
+  if (!failed_ || left_ != Clock::duration::zero()) ended_ = Clock::now();
+  failed_ = true;
+  left_ = Clock::duration::zero();
+  Stop();
   return false;
+}
+
+void LockWait::Stop() {
+  waiting_since_.reset();
+  watch_.reset();
 }
 
 }  // namespace VEXO::platform

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <optional>
 
 #include "signal_watch.h"
 
@@ -8,58 +9,60 @@ struct sqlite3;
 
 namespace VEXO::platform {
 
-/// How long one SQLite connection waits for locks that other processes hold: ten seconds
-/// from Start, in pauses of random length.  They become shorter during the first moments,
-/// so that of many who wait nobody waits much longer than the others.  SQLite's own
-/// pauses become longer: one of several writers can then wait for seconds.
+/// Lets one SQLite connection wait for locks that other processes hold: up to ten
+/// seconds, in pauses of random length.  The pauses become shorter during the first
+/// milliseconds, so that waiting times stay similar.  (SQLite's own pauses become longer,
+/// which can starve a writer for seconds.)
 ///
-/// After a wait that ran out, or that a signal ended, there is no patience left until a
-/// lock is obtained again.  So an operation of many statements waits once, not once for
-/// each of them.
+/// An operation is made of many calls.  So that it waits ten seconds as a whole, a call
+/// within a second of a long wait has only the time that this wait left, and after a wait
+/// that failed it has none.  Later calls wait for a quarter of a second until a lock is
+/// obtained again.
 class LockWait {
  public:
+  /// Whether a signal whose handler was installed without SA_RESTART (signal(7)) ends a
+  /// wait, as it ends any blocking system call.
+  enum class Signals { kEndWait, kIgnored };
+
+  explicit LockWait(Signals signals) : signals_(signals) {}
+  LockWait(const LockWait&) = delete;
+  LockWait& operator=(const LockWait&) = delete;
+
   /// Makes `connection` pause through this object, which must outlive it.
   void Install(sqlite3* connection);
 
-  /// A call begins: the ten seconds run from now.
+  /// Marks the begin and the end of a call.  Signals that arrive while it waits are
+  /// handled at its end at the latest.
   void Start();
+  void End() { Stop(); }
 
-  /// Sleeps for a moment.  False when the time is up, or when a signal arrived whose
-  /// handler was installed without SA_RESTART, as for every blocking call (signal(7)).
+  /// Sleeps for a moment.  False on timeout or after such a signal.
   bool Pause();
 
-  /// Pauses until `obtain` is true.  False when it is not true in time, or when a signal
-  /// arrived as above.
-  template <class Obtain>
-  bool PauseUntil(Obtain obtain) {
-    const SignalWatch signals;
-    while (Pause(signals)) {
-      if (obtain()) return true;
-    }
-    return false;
-  }
+  /// Records that a lock was obtained.
+  void Obtained();
 
-  /// A lock was obtained.
-  void Obtained() { gave_up_ = false; }
+  /// Whether a wait failed within the last second.  Statements that follow so closely
+  /// belong to the same operation, and fail with it even if the lock is free by now.
+  bool JustFailed() const { return failed_ && IsSameOperation(); }
 
-  /// Whether a wait ended without the lock within the last second.  What follows so
-  /// closely belongs to the operation that failed, and fails with it even if the lock is
-  /// free by now.
-  bool JustGaveUp() const;
-
-  /// Whether a signal ended the wait since Start.
+  /// Whether a signal ended a wait since Start.
   bool interrupted() const { return interrupted_; }
 
  private:
   using Clock = std::chrono::steady_clock;
 
-  bool Pause(const SignalWatch& signals);
-  bool GiveUp();
+  bool IsSameOperation() const;
+  bool Fail();
+  void Stop();
 
-  Clock::time_point begin_;
-  Clock::time_point gave_up_at_;
-  bool gave_up_ = false;
+  const Signals signals_;
+  Clock::duration left_ = Clock::duration::zero();
+  bool failed_ = false;
   bool interrupted_ = false;
+  Clock::time_point ended_;  // of the last wait that was long or failed
+  std::optional<Clock::time_point> waiting_since_;
+  std::optional<SignalWatch> watch_;
 };
 
 }  // namespace VEXO::platform

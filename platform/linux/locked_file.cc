@@ -1,5 +1,9 @@
 #include "locked_file.h"
 
+#include <sched.h>
+#include <string.h>
+
+#include <algorithm>
 #include <string>
 
 namespace VEXO::platform {
@@ -11,11 +15,20 @@ constexpr int kWriterLock = 0;
 constexpr int kCheckpointLock = 1;
 constexpr int kFirstReadMark = 3;
 
-// Bits of LockedFile::holders_.  With the last one SQLite writes without a write-ahead
-// log.
+// Bits of LockedFile::holders_: SQLite's lock for which the write lock is held.  kFile is
+// the lock on the database file, used without a write-ahead log.
 constexpr unsigned kWriter = 1U << 0;
 constexpr unsigned kCheckpoint = 1U << 1;
 constexpr unsigned kFile = 1U << 2;
+
+/// Whether this SQLite takes the writer's lock of a transaction before its snapshot.
+bool WritersLockFirst() {
+  static const bool first = sqlite3_compileoption_used("ENABLE_SETLK_TIMEOUT") != 0;
+  return first;
+}
+
+// The write lock is mostly held for some microseconds: worth so many tries without sleep.
+constexpr int kTriesWithoutSleep = 60;
 
 constexpr int kLongLogPages = 1000;  // as SQLite's own default for automatic checkpoints
 
@@ -26,9 +39,10 @@ int LockedFile::Install(sqlite3* connection) {
   const int code =
       sqlite3_file_control(connection, "main", SQLITE_FCNTL_FILE_POINTER, &file);
   if (code != SQLITE_OK) return code;
-  lock_.set_path(std::string(sqlite3_db_filename(connection, "main")) + "-lock");
+  lock_.set_database(sqlite3_db_filename(connection, "main"));
   inner_ = file->pMethods;
   static_cast<sqlite3_io_methods&>(methods_) = *inner_;
+  methods_.iVersion = std::min(inner_->iVersion, 3);  // what the structure holds here
   methods_.owner = this;
   methods_.xLock = OnLock;
   methods_.xUnlock = OnUnlock;
@@ -44,11 +58,8 @@ LockedFile& LockedFile::Of(sqlite3_file* file) {
 
 int LockedFile::OnLock(sqlite3_file* file, int level) {
   LockedFile& self = Of(file);
-  const auto lock = [&] { return self.inner_->xLock(file, level); };
-  if (level >= SQLITE_LOCK_RESERVED) return self.TakeBefore(kFile, lock);
-  const int code = lock();
-  if (code == SQLITE_OK) self.wait_.Obtained();
-  return code;
+  const auto inner = [&] { return self.inner_->xLock(file, level); };
+  return level < SQLITE_LOCK_RESERVED ? inner() : self.TakeBefore(kFile, inner);
 }
 
 int LockedFile::OnUnlock(sqlite3_file* file, int level) {
@@ -60,50 +71,51 @@ int LockedFile::OnUnlock(sqlite3_file* file, int level) {
 
 int LockedFile::OnShmLock(sqlite3_file* file, int offset, int n, int flags) {
   LockedFile& self = Of(file);
-  const auto lock = [&] { return self.inner_->xShmLock(file, offset, n, flags); };
-  const bool exclusive = (flags & SQLITE_SHM_EXCLUSIVE) != 0;
-  if ((flags & SQLITE_SHM_LOCK) != 0) {
-    // Whoever takes the writer's lock without a snapshot builds the index of the log, and
-    // then takes all the other locks at once.
-    if (exclusive && offset == kWriterLock && self.reading_) {
-      return self.TakeBefore(kWriter, lock);
-    }
-    if (exclusive && offset == kCheckpointLock && n == 1) {
-      return self.ShouldPostponeCheckpoint() ? SQLITE_BUSY
-                                             : self.TakeBefore(kCheckpoint, lock);
-    }
-    const int code = lock();
-    if (!exclusive && offset >= kFirstReadMark) self.reading_ = code == SQLITE_OK;
+  const auto inner = [&] { return self.inner_->xShmLock(file, offset, n, flags); };
+  const bool locks = (flags & SQLITE_SHM_LOCK) != 0;
+  if ((flags & SQLITE_SHM_SHARED) != 0) {
+    const int code = inner();
+    if (offset >= kFirstReadMark) self.reading_ = locks && code == SQLITE_OK;
     return code;
   }
-  const int code = lock();
-  if (exclusive && offset == kWriterLock) self.Drop(kWriter);
-  if (exclusive && offset == kCheckpointLock) self.Drop(kCheckpoint);
-  if (!exclusive && offset >= kFirstReadMark) self.reading_ = false;
-  return code;
+  // Whoever takes the writer's lock without a snapshot is rebuilding the index of the
+  // log, as readers do too, and then takes all the other locks at once.
+  const bool writer =
+      offset == kWriterLock && (self.reading_ || !locks || WritersLockFirst());
+  const bool checkpoint = offset == kCheckpointLock && n == 1;
+  const unsigned holder = writer ? kWriter : checkpoint ? kCheckpoint : 0;
+  if (!locks) {
+    const int code = inner();
+    self.Drop(holder);
+    return code;
+  }
+  if (holder == 0) return inner();
+  if (checkpoint && self.ShouldPostponeCheckpoint()) return SQLITE_BUSY;
+  return self.TakeBefore(holder, inner);
 }
 
 int LockedFile::OnBusy(void* file, int /*calls*/) {
   return static_cast<LockedFile*>(file)->Wait() ? 1 : 0;
 }
 
-/// Checkpoints that the end of a store leaves to others run here at the latest.
+// Runs the checkpoints that were postponed, once the log has become long.
 int LockedFile::OnCommit(void* file, sqlite3* connection, const char* database,
                          int pages) {
+  if (strcmp(database, "main") != 0) return SQLITE_OK;
   static_cast<LockedFile*>(file)->log_pages_ = pages;
   if (pages >= kLongLogPages) sqlite3_wal_checkpoint(connection, database);
   return SQLITE_OK;
 }
 
-/// A checkpoint waits for the disk.  While others wait to write, one of them can run it,
-/// and take along what they all wrote.
+// A checkpoint waits for the disk.  While others wait to write, it is cheaper to let one
+// of them run it for all their commits.
 bool LockedFile::ShouldPostponeCheckpoint() const {
   return !lock_.held() && log_pages_ < kLongLogPages && lock_.HasWaiters();
 }
 
-int LockedFile::Take() {
+int LockedFile::Take(unsigned holder) {
   if (lock_.held()) return SQLITE_OK;
-  if (wait_.JustGaveUp()) return SQLITE_BUSY;
+  if (wait_.JustFailed()) return SQLITE_BUSY;
   switch (lock_.Try()) {
     case WriteLock::Answer::kTaken:
       return SQLITE_OK;
@@ -112,17 +124,17 @@ int LockedFile::Take() {
     case WriteLock::Answer::kBusy:
       break;
   }
-  found_write_lock_busy_ = true;
+  found_write_lock_busy_ = holder == kWriter;
   return SQLITE_BUSY;
 }
 
 template <class Lock>
-int LockedFile::TakeBefore(unsigned holders, Lock lock) {
-  int code = Take();
+int LockedFile::TakeBefore(unsigned holder, Lock lock) {
+  int code = Take(holder);
   if (code != SQLITE_OK) return code;
   code = lock();
   if (code == SQLITE_OK) {
-    holders_ |= holders;
+    holders_ |= holder;
     wait_.Obtained();
   } else if (holders_ == 0) {
     lock_.Release();
@@ -130,22 +142,27 @@ int LockedFile::TakeBefore(unsigned holders, Lock lock) {
   return code;
 }
 
-void LockedFile::Drop(unsigned holders) {
-  if ((holders_ & holders) == 0) return;
-  holders_ &= ~holders;
+void LockedFile::Drop(unsigned holder) {
+  if ((holders_ & holder) == 0) return;
+  holders_ &= ~holder;
   if (holders_ == 0) lock_.Release();
 }
 
 bool LockedFile::Wait() {
   if (!found_write_lock_busy_) return wait_.Pause();
-  // It is taken here, and not by the statement when it is repeated: the statement looks
-  // at the database first, and finds it changed if another one writes in between.
+  // The lock is taken here, before the statement is repeated: the statement reads first,
+  // and would be busy again if another connection wrote between its read and its write.
   found_write_lock_busy_ = false;
-  lock_.SetWaiting(true);
-  const bool again =
-      wait_.PauseUntil([this] { return lock_.Try() != WriteLock::Answer::kBusy; });
-  lock_.SetWaiting(false);
-  return again;  // after a failure too, which the statement then reports
+  for (int i = 0; i < kTriesWithoutSleep; ++i) {
+    sched_yield();
+    if (lock_.TryAgain() != WriteLock::Answer::kBusy) return true;
+  }
+  const WriteLock::Waiting waiting(lock_);
+  while (wait_.Pause()) {
+    // A failure is reported by the statement when it is repeated.
+    if (lock_.Try() != WriteLock::Answer::kBusy) return true;
+  }
+  return false;
 }
 
 void LockedFile::EndStatement() {

@@ -2,20 +2,22 @@
 
 #include <sqlite3.h>
 
+#include <string>
+
 #include "lock_wait.h"
 #include "write_lock.h"
 
 namespace VEXO::platform {
 
-/// Makes one SQLite connection take the write lock of its database before each lock of
-/// SQLite's that allows it to write or to run a checkpoint, and keep it for as long.  So
-/// of all the connections that have such an object, one at a time writes or runs a
-/// checkpoint, whatever the occasion: a statement, a log that has become long, the
-/// closing of the last connection.  Readers never take the write lock, not even those
-/// that must build the index of the log first.
+/// Makes one SQLite connection hold the write lock of its database whenever it holds one
+/// of SQLite's locks for writing or for a checkpoint.  So only one of all connections
+/// that have such an object writes or runs a checkpoint at a time, whether in a
+/// statement, in an automatic checkpoint, or on closing the last connection.  Readers
+/// never take the write lock, not even those that must first rebuild the index of the
+/// log.
 ///
-/// It stands between SQLite and the methods of the open database file, because SQLite
-/// alone knows all these occasions.
+/// It replaces the lock methods of the open database file, because only SQLite knows
+/// every occasion on which it writes.
 class LockedFile {
  public:
   /// `wait` outlives this object.
@@ -23,16 +25,18 @@ class LockedFile {
   LockedFile(const LockedFile&) = delete;
   LockedFile& operator=(const LockedFile&) = delete;
 
-  /// Begins.  `connection` has just been opened on a file, and is closed before this
-  /// object ends.  The result is a code of SQLite.
+  /// Attaches this object to `connection`, which has just been opened on a file and must
+  /// be closed before this object ends.  Returns an SQLite result code.
   int Install(sqlite3* connection);
 
-  /// Whether the write lock of another connection is why a statement found the database
-  /// busy.
+  /// Whether the last statement was busy because another connection held the write lock
+  /// of a database with a write-ahead log.
   bool found_write_lock_busy() const { return found_write_lock_busy_; }
-  /// Waits after a statement found the database busy.  False when there is no time left.
+  /// Why the write lock could not be taken at all; empty when it could.
+  const std::string& failure() const { return lock_.failure(); }
+  /// Waits after a busy statement.  False on timeout or interruption.
   bool Wait();
-  /// To be called after each statement, when it is not to be repeated.
+  /// Call after each statement, once it will not be repeated.
   void EndStatement();
 
  private:
@@ -47,10 +51,10 @@ class LockedFile {
   static int OnBusy(void* file, int calls);
   static int OnCommit(void* file, sqlite3* connection, const char* database, int pages);
 
-  int Take();
+  int Take(unsigned holder);
   template <class Lock>
-  int TakeBefore(unsigned holders, Lock lock);
-  void Drop(unsigned holders);
+  int TakeBefore(unsigned holder, Lock lock);
+  void Drop(unsigned holder);
   bool ShouldPostponeCheckpoint() const;
 
   LockWait& wait_;

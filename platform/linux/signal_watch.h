@@ -4,8 +4,8 @@
 
 namespace VEXO::platform {
 
-/// Holds back this thread's signals while it lives, so that a signal between two looks is
-/// not missed; to be looked at often.
+/// Blocks this thread's signals while it exists, so that none is missed between two calls
+/// of Interrupted, which must be frequent.
 class SignalWatch {
  public:
   SignalWatch();
@@ -13,9 +13,9 @@ class SignalWatch {
   SignalWatch(const SignalWatch&) = delete;
   SignalWatch& operator=(const SignalWatch&) = delete;
 
-  /// Whether a signal has arrived that ends a blocking call: one whose handler was
-  /// installed without SA_RESTART (signal(7)).  Its handler runs when this object ends;
-  /// those of others run now.
+  /// Whether a signal that interrupts blocking calls is pending: one whose handler was
+  /// installed without SA_RESTART (signal(7)).  Its handler runs when this object is
+  /// destroyed.  Other pending signals are delivered during the call.
   bool Interrupted() const;
 
  private:

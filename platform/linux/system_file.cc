@@ -7,20 +7,16 @@
 #include <unistd.h>
 
 namespace VEXO::platform {
-namespace {
 
-constexpr mode_t kMode = 0660;
-
-}  // namespace
-
-bool CreateSystemFile(const std::string& path) {
+bool CreateFileWith(const FileAccess& access, const std::string& path) {
   std::string temporary = path + ".XXXXXX";
   const int fd = mkostemp(temporary.data(), O_CLOEXEC);
   if (fd == -1) return false;
-  const bool owned = fchown(fd, kSystemUid, kSystemGid) == 0 && fchmod(fd, kMode) == 0;
+  const bool owned =
+      fchown(fd, access.owner, access.group) == 0 && fchmod(fd, access.mode) == 0;
   int reason = errno;
   close(fd);  // before it is shared: closing drops the process's locks on the file
-  // A file that another process placed there meanwhile is as good.
+  // EEXIST: another process has just created it.
   const bool placed =
       owned && (link(temporary.c_str(), path.c_str()) == 0 || errno == EEXIST);
   if (owned) reason = errno;

@@ -6,13 +6,19 @@
 
 namespace VEXO::platform {
 
-/// The account to which the databases belong.
+/// The account that owns the databases.
 constexpr uid_t kSystemUid = 1;
 constexpr gid_t kSystemGid = 1;
 
-/// Creates `path` as an empty file with mode 0660 that belongs to the system account,
-/// unless it exists.  It never has its name with another owner or mode.  False, with the
-/// reason in errno, when it cannot be created or not given to the system account.
-bool CreateSystemFile(const std::string& path);
+struct FileAccess {
+  uid_t owner;
+  gid_t group;
+  mode_t mode;
+};
+
+/// Creates `path` as an empty file; an existing file is left as it is.  The file appears
+/// under its name only once owner and mode are set.  False, with the reason in errno,
+/// when it cannot be created or chowned.
+bool CreateFileWith(const FileAccess& access, const std::string& path);
 
 }  // namespace VEXO::platform

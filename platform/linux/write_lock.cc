@@ -3,6 +3,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <pthread.h>
+#include <string.h>
 #include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -14,13 +15,13 @@
 
 namespace VEXO::platform {
 
-/// Closes the files of this process's locks in every process that is forked: both would
-/// share the open file description, and the lock would last until the other process ends,
-/// even if the one that took it is killed.
+/// Closes the lock files of this process in every forked child.  Otherwise the child
+/// would share the open file description and keep the lock after its holder has ended.
 class ForkGuard {
  public:
   static ForkGuard& Instance() {
-    static auto& guard = *new ForkGuard;  // connections may close while the process ends
+    static auto& guard =
+        *new ForkGuard;  // never destroyed: connections may close at exit
     return guard;
   }
 
@@ -52,20 +53,14 @@ class ForkGuard {
 
 namespace {
 
+// How often the file is looked up again: somebody may have removed or renamed it.
+constexpr std::chrono::milliseconds kLookUpInterval(100);
+
 constexpr int kOpenFlags = O_RDWR | O_CLOEXEC | O_NOFOLLOW;
 
 // The bytes of the file that are locked: one by the writer, one by all who wait.
 constexpr off_t kWriterByte = 0;
 constexpr off_t kWaiterByte = 1;
-
-int OpenOrCreate(const std::string& path) {
-  const int fd = open(path.c_str(), kOpenFlags);
-  if (fd != -1 || errno != ENOENT) return fd;
-  if (geteuid() != 0 && geteuid() != kSystemUid) {  // a database of the caller's own
-    return open(path.c_str(), kOpenFlags | O_CREAT, S_IRUSR | S_IWUSR);
-  }
-  return CreateSystemFile(path) ? open(path.c_str(), kOpenFlags) : -1;
-}
 
 struct flock ByteLock(off_t byte, short type) {
   struct flock lock = {};
@@ -80,9 +75,17 @@ bool SetLock(int fd, off_t byte, short type) {
   return fcntl(fd, F_OFD_SETLK, &lock) == 0;
 }
 
-bool IsRemoved(int fd) {
+/// What a file beside `database` must have so that all who write to the database can use
+/// it.  Root's own databases are those that the system account recovers.
+FileAccess AccessFor(const std::string& database) {
   struct stat status;
-  return fstat(fd, &status) == 0 && status.st_nlink == 0;
+  if (geteuid() == kSystemUid || stat(database.c_str(), &status) == -1 ||
+      (geteuid() == 0 && status.st_uid == 0)) {
+    return {kSystemUid, kSystemGid, 0660};
+  }
+  const mode_t mode = status.st_mode & 0666;
+  if (geteuid() != 0) return {geteuid(), getegid(), mode};
+  return {status.st_uid, status.st_gid, mode};
 }
 
 }  // namespace
@@ -92,21 +95,43 @@ WriteLock::WriteLock() { ForkGuard::Instance().Add(this); }
 WriteLock::~WriteLock() { ForkGuard::Instance().Remove(this); }
 
 WriteLock::Answer WriteLock::Try() {
-  while (true) {
-    if (file_.get() == -1) file_.Reset(OpenOrCreate(path_));
-    if (file_.get() == -1) break;
-    if (!SetLock(file_.get(), kWriterByte, F_WRLCK)) {
-      if (errno == EAGAIN || errno == EACCES) return Answer::kBusy;
-      break;
-    }
-    if (!IsRemoved(file_.get())) {
-      held_ = true;
-      return Answer::kTaken;
-    }
-    file_.Reset(-1);  // the others lock the file that has the name now
+  failure_.clear();
+  const auto now = std::chrono::steady_clock::now();
+  if (file_.get() == -1 || now - looked_up_ > kLookUpInterval) {
+    if ((file_.get() == -1 || IsReplaced()) && !Open()) return Fail();
+    looked_up_ = now;
   }
-  syslog(LOG_ERR, "%s: cannot be locked: %m", path_.c_str());
+  return TryAgain();
+}
+
+WriteLock::Answer WriteLock::TryAgain() {
+  held_ = SetLock(file_.get(), kWriterByte, F_WRLCK);
+  if (held_) return Answer::kTaken;
+  return errno == EAGAIN || errno == EACCES ? Answer::kBusy : Fail();
+}
+
+WriteLock::Answer WriteLock::Fail() {
+  failure_ = Path() + ": cannot lock: " + strerror(errno);
+  syslog(LOG_ERR, "%s", failure_.c_str());
   return Answer::kFailed;
+}
+
+bool WriteLock::Open() {
+  const std::string path = Path();
+  int fd = open(path.c_str(), kOpenFlags);
+  if (fd == -1 && errno == ENOENT && CreateFileWith(AccessFor(database_), path)) {
+    fd = open(path.c_str(), kOpenFlags);
+  }
+  file_.Reset(fd);
+  return fd != -1;
+}
+
+bool WriteLock::IsReplaced() const {
+  struct stat opened;
+  struct stat named;
+  if (fstat(file_.get(), &opened) == -1) return false;
+  if (stat(Path().c_str(), &named) == -1) return errno == ENOENT;
+  return opened.st_dev != named.st_dev || opened.st_ino != named.st_ino;
 }
 
 void WriteLock::Release() {

@@ -1,16 +1,16 @@
 #pragma once
 
+#include <chrono>
 #include <string>
 
 #include "descriptor.h"
 
 namespace VEXO::platform {
 
-/// The right to write to a database, which one connection has at a time: a lock on a file
-/// that is always empty.  It belongs to the open file description (fcntl(2),
-/// F_OFD_SETLK), so two connections of one process exclude each other too, and the kernel
-/// releases it when the process ends, however it ends.  A process that is forked
-/// meanwhile does not have it.
+/// The write lock of a database: a lock on an empty file, which one connection holds at a
+/// time.  It belongs to the open file description (fcntl(2), F_OFD_SETLK), so two
+/// connections of one process exclude each other too, and the kernel releases it when the
+/// process ends or is killed.  A forked child does not inherit it.
 class WriteLock {
  public:
   WriteLock();
@@ -18,28 +18,48 @@ class WriteLock {
   WriteLock(const WriteLock&) = delete;
   WriteLock& operator=(const WriteLock&) = delete;
 
-  void set_path(const std::string& path) { path_ = path; }
+  /// `database` is the path of the database, whose owner and mode the lock file gets.
+  void set_database(const std::string& database) { database_ = database; }
 
   enum class Answer { kTaken, kBusy, kFailed };
-  /// Takes the lock unless another connection has it.  A missing file is created.  A
-  /// failure is logged.
+  /// Tries to take the lock without waiting.  Creates a missing file.  Logs a failure.
   Answer Try();
-  /// Whether this object has the lock.
+  /// The same just after Try was busy: the file is not looked up again.
+  Answer TryAgain();
   bool held() const { return held_; }
-  /// Releases the lock; allowed without it.
+  /// Releases the lock if it is held.
   void Release();
 
-  /// Says whether this connection waits for the lock, so that HasWaiters of the others
-  /// sees it.
-  void SetWaiting(bool waiting);
-  /// Whether another connection waits for the lock.
+  /// Why the last Try failed; empty when it did not.
+  const std::string& failure() const { return failure_; }
+
+  /// While it exists, this connection is marked as waiting for the lock.
+  class Waiting {
+   public:
+    explicit Waiting(WriteLock& lock) : lock_(lock) { lock_.SetWaiting(true); }
+    ~Waiting() { lock_.SetWaiting(false); }
+    Waiting(const Waiting&) = delete;
+    Waiting& operator=(const Waiting&) = delete;
+
+   private:
+    WriteLock& lock_;
+  };
+  /// Whether another connection is marked as waiting.
   bool HasWaiters() const;
 
  private:
   friend class ForkGuard;
 
-  std::string path_;
+  void SetWaiting(bool waiting);
+  bool Open();
+  Answer Fail();
+  bool IsReplaced() const;
+  std::string Path() const { return database_ + "-lock"; }
+
+  std::string database_;
+  std::string failure_;
   Descriptor file_;  // open from the first Try on
+  std::chrono::steady_clock::time_point looked_up_;
   bool held_ = false;
 };
 

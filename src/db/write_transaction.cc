@@ -7,9 +7,8 @@ namespace VEXO::sharing::db {
 
 WriteTransaction::WriteTransaction(BaseDB& db)
     : db_(db),
-      nested_(db.d_->InTransaction()),
-      good_(nested_ || db.Execute("BEGIN IMMEDIATE")),
-      open_(good_ && !nested_) {}
+      open_(!db.d_->InTransaction() && db.Execute("BEGIN IMMEDIATE")),
+      good_(open_ || db.d_->InTransaction()) {}
 
 WriteTransaction::~WriteTransaction() {
   if (open_) {
@@ -18,8 +17,8 @@ WriteTransaction::~WriteTransaction() {
 }
 
 bool WriteTransaction::Commit() {
-  if (nested_) {
-    return true;
+  if (!open_) {
+    return good_;
   }
   open_ = false;
   return db_.Commit();

@@ -387,8 +387,8 @@ bool VexoSharingIncreaseUseCount(const std::string& hash) {
   if (!db.IsGood()) {
     return false;
   }
-  // The whole row is written back: without the transaction, a change of the link and
-  // other uses that are stored in between would be lost.
+  // Update writes the whole row: without the transaction it would overwrite a concurrent
+  // change of the link, or lose another use.
   WriteTransaction counting(db);
   Entry entry;
   if (!counting || !entries.GetByHash(hash, entry)) {

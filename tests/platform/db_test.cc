@@ -333,7 +333,7 @@ TEST_F(DbLocks, LockHeldForLongerThanTenSeconds_IsAFailureAfterTenSeconds) {
   EXPECT_STREQ(VEXODBErrorGet(db.get()), "database is locked");
 }
 
-TEST_F(DbLocks, WaitThatRanOut_IsTheLastUntilTheLockWasSeenFree) {
+TEST_F(DbLocks, WaitTimesOut_LaterWritesFailAtOnceUntilLockIsObtained) {
   ASSERT_TRUE(Executes(db, "PRAGMA journal_mode=WAL; CREATE TABLE t(v)"));
   const Database holder = Connect(path);
   ASSERT_TRUE(Executes(holder, "BEGIN IMMEDIATE"));
@@ -344,9 +344,17 @@ TEST_F(DbLocks, WaitThatRanOut_IsTheLastUntilTheLockWasSeenFree) {
   EXPECT_TRUE(Executes(db, "SELECT * FROM t; PRAGMA wal_checkpoint"));
   EXPECT_LT(MillisecondsSince(begin), 500);
 
-  // What follows so soon belongs to the operation that failed.
-  ASSERT_TRUE(Executes(holder, "COMMIT"));
+  // A write within a second belongs to the operation that failed.
+  ASSERT_TRUE(Executes(holder, "COMMIT; BEGIN IMMEDIATE; COMMIT"));
   EXPECT_FALSE(Executes(db, "INSERT INTO t VALUES(1)"));
+  usleep(1100 * 1000);
+
+  // Later ones wait a little, and as before when a lock was obtained.
+  ASSERT_TRUE(Executes(holder, "BEGIN IMMEDIATE"));
+  begin = steady_clock::now();
+  EXPECT_FALSE(Executes(db, "INSERT INTO t VALUES(1)"));
+  EXPECT_LT(MillisecondsSince(begin), 2000);
+  ASSERT_TRUE(Executes(holder, "COMMIT"));
   usleep(1100 * 1000);
   EXPECT_TRUE(Executes(db, "INSERT INTO t VALUES(1)"));
 
@@ -357,6 +365,23 @@ TEST_F(DbLocks, WaitThatRanOut_IsTheLastUntilTheLockWasSeenFree) {
   });
   EXPECT_TRUE(Executes(db, "INSERT INTO t VALUES(1)"));
   later.join();
+}
+
+TEST_F(DbLocks, LongWaitsOfOneOperation_AddUpToTenSeconds) {
+  ASSERT_TRUE(Executes(db, "PRAGMA journal_mode=WAL; CREATE TABLE t(v)"));
+  const Database holder = Connect(path);
+  ASSERT_TRUE(Executes(holder, "BEGIN IMMEDIATE"));
+  std::thread later([&] {
+    usleep(6 * 1000 * 1000);
+    EXPECT_TRUE(Executes(holder, "COMMIT"));
+  });
+
+  const auto begin = steady_clock::now();
+  ASSERT_TRUE(Executes(db, "INSERT INTO t VALUES(1)"));
+  later.join();
+  ASSERT_TRUE(Executes(holder, "BEGIN IMMEDIATE"));
+  EXPECT_FALSE(Executes(db, "INSERT INTO t VALUES(2)"));
+  EXPECT_LT(MillisecondsSince(begin), 11500);
 }
 
 TEST_F(DbLocks, ReaderThatCannotBecomeAWriter_FailsAtOnceAndKeepsItsTransaction) {

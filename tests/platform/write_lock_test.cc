@@ -1,4 +1,4 @@
-// The lock that all writers of one database, and all checkpoints, take in turn.
+// The lock that serializes writers and checkpoints of a database.
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -16,11 +16,13 @@
 #include "child_process.h"
 #include "database_support.h"
 #include "descriptor.h"
+#include "file_lock.h"
 #include "log_capture.h"
 #include "support.h"
 #include "temp_dir.h"
 #include "vexo/db.h"
 
+using fakes::FileLock;
 using fakes::LogCapture;
 using fakes::TempDir;
 using testing::ElementsAre;
@@ -30,42 +32,9 @@ using VEXO::platform::Descriptor;
 namespace {
 
 constexpr uid_t kNobody = 65534;
+constexpr useconds_t kUntilLookedUp = 150 * 1000;  // the lock file, by its name
 
-/// The same lock, taken by a program that has no connection.
-class ForeignLock {
- public:
-  explicit ForeignLock(const std::string& path)
-      : file_(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0660)) {
-    struct flock writer = {};
-    writer.l_type = F_WRLCK;
-    writer.l_len = 1;
-    taken_ = fcntl(file_.get(), F_OFD_SETLK, &writer) == 0;
-  }
-
-  bool taken() const { return taken_; }
-  void Release() { file_.Reset(-1); }
-
- private:
-  Descriptor file_;
-  bool taken_;
-};
-
-class WriteLock : public testing::Test {
- protected:
-  WriteLock() { EXPECT_TRUE(Executes(db, "PRAGMA journal_mode=WAL; CREATE TABLE t(v)")); }
-
-  bool IsFree() const { return ForeignLock(lock_path).taken(); }
-  std::string Count() { return Values(Ask(db, "SELECT count(*) AS v FROM t")).at(0); }
-  /// Makes a wait of `connection` end early, so that none of its later ones waits.
-  void UseUpThePatience(const Database& connection) const;
-
-  TempDir dir;
-  const std::string path = dir.Write("test.db", "");
-  const std::string lock_path = path + "-lock";
-  Database db = Connect(path);
-};
-
-/// A signal that arrives after some time, with a handler that does nothing.
+/// Sends SIGALRM every so many milliseconds; its handler does nothing.
 class Alarm {
  public:
   Alarm(int milliseconds, int flags) {
@@ -73,8 +42,9 @@ class Alarm {
     action.sa_handler = [](int) {};
     action.sa_flags = flags;
     sigaction(SIGALRM, &action, &before_);
-    const itimerval once = {{0, 0}, {0, milliseconds * 1000}};
-    setitimer(ITIMER_REAL, &once, nullptr);
+    const timeval interval = {0, milliseconds * 1000};
+    const itimerval timer = {interval, interval};
+    setitimer(ITIMER_REAL, &timer, nullptr);
   }
   ~Alarm() {
     const itimerval never = {};
@@ -88,12 +58,27 @@ class Alarm {
   struct sigaction before_;
 };
 
-void WriteLock::UseUpThePatience(const Database& connection) const {
-  const Alarm alarm(20, 0);
-  EXPECT_FALSE(Executes(connection, "INSERT INTO t VALUES('never')"));
-}
+class WriteLockTest : public testing::Test {
+ protected:
+  WriteLockTest() {
+    EXPECT_TRUE(Executes(db, "PRAGMA journal_mode=WAL; CREATE TABLE t(v)"));
+  }
 
-/// A process with a connection of its own that has begun to write, until it is killed.
+  bool IsFree() const { return FileLock(lock_path).taken(); }
+  std::string Count() { return Values(Ask(db, "SELECT count(*) AS v FROM t")).at(0); }
+  /// Interrupts a wait of `connection`, so that its later writes fail at once.
+  static void ExhaustWait(const Database& connection) {
+    const Alarm alarm(20, 0);
+    EXPECT_FALSE(Executes(connection, "INSERT INTO t VALUES('never')"));
+  }
+
+  TempDir dir;
+  const std::string path = dir.Write("test.db", "");
+  const std::string lock_path = path + "-lock";
+  Database db = Connect(path);
+};
+
+/// A process that holds a write transaction open until it is killed.
 class Writer {
  public:
   explicit Writer(const std::string& path) {
@@ -128,7 +113,7 @@ class Writer {
 
 }  // namespace
 
-TEST_F(WriteLock, WriterAndCheckpoint_ExcludeEachOther) {
+TEST_F(WriteLockTest, WriterAndCheckpoint_ExcludeEachOther) {
   const Database writer = Connect(path);
   ASSERT_TRUE(Executes(writer, "INSERT INTO t VALUES(1); BEGIN IMMEDIATE"));
   const std::string checkpoint = "PRAGMA wal_checkpoint";
@@ -138,11 +123,11 @@ TEST_F(WriteLock, WriterAndCheckpoint_ExcludeEachOther) {
   EXPECT_EQ(FirstField(Ask(db, checkpoint), "busy"), "0");
 }
 
-TEST_F(WriteLock, EveryKindOfWrite_TakesIt) {
+TEST_F(WriteLockTest, EveryKindOfWrite_FailsWhileLockIsHeld) {
   ASSERT_TRUE(Executes(db, "CREATE INDEX i ON t(v); INSERT INTO t VALUES(1); ANALYZE"));
-  ForeignLock other(lock_path);
+  FileLock other(lock_path);
   ASSERT_TRUE(other.taken());
-  UseUpThePatience(db);
+  ExhaustWait(db);
 
   for (const char* sql :
        {"INSERT INTO t VALUES(2)", "UPDATE t SET v = 3", "DELETE FROM t",
@@ -159,7 +144,7 @@ TEST_F(WriteLock, EveryKindOfWrite_TakesIt) {
   EXPECT_EQ(Count(), "1");
 }
 
-TEST_F(WriteLock, OpeningAndReading_NeverTakeIt) {
+TEST_F(WriteLockTest, OpeningAndReading_NeverTakeLock) {
   ASSERT_TRUE(Executes(db, "INSERT INTO t VALUES(1)"));
   const Writer writer(path);
 
@@ -177,7 +162,45 @@ TEST_F(WriteLock, OpeningAndReading_NeverTakeIt) {
   EXPECT_LT(MillisecondsSince(begin), 5000);
 }
 
-TEST_F(WriteLock, ConnectionThatOnlyReads_DoesNotEvenCreateTheFile) {
+TEST_F(WriteLockTest, FirstReader_RebuildsTheIndexWhileAnotherHoldsLock) {
+  ASSERT_TRUE(Executes(db, "INSERT INTO t VALUES(1)"));
+  db.reset();
+  const FileLock other(lock_path);
+  ASSERT_TRUE(other.taken());
+
+  const auto begin = steady_clock::now();
+  const Database reader = Connect(path);
+  EXPECT_THAT(Values(Ask(reader, "PRAGMA journal_mode = WAL; SELECT v FROM t")),
+              ElementsAre("1"));
+  EXPECT_LT(MillisecondsSince(begin), 5000);
+}
+
+TEST_F(WriteLockTest, WaitThatTookTheLock_StatementFails_ReleasesLock) {
+  ASSERT_TRUE(Executes(db, "CREATE UNIQUE INDEX i ON t(v); INSERT INTO t VALUES(1)"));
+  FileLock other(lock_path);
+  ASSERT_TRUE(other.taken());
+  std::thread later([&] {
+    usleep(200 * 1000);
+    other.Release();
+  });
+
+  EXPECT_FALSE(Executes(db, "INSERT INTO t VALUES(1)"));
+  later.join();
+  EXPECT_THAT(VEXODBErrorGet(db.get()), HasSubstr("UNIQUE"));
+  EXPECT_TRUE(IsFree());
+}
+
+TEST_F(WriteLockTest, SharedCacheOfTheProgram_IsNotUsed) {
+  InChild([this] {
+    sqlite3_enable_shared_cache(1);
+    const Database one = Connect(path);
+    const Database two = Connect(path);
+    EXPECT_TRUE(Executes(one, "INSERT INTO t VALUES(1)"));
+    EXPECT_TRUE(Executes(two, "INSERT INTO t VALUES(2)"));
+  });
+}
+
+TEST_F(WriteLockTest, Reader_DoesNotCreateLockFile) {
   db.reset();  // so that the reader is the first, and must build the index of the log
   ASSERT_EQ(unlink(lock_path.c_str()), 0);
   const Database reader = Connect(path);
@@ -186,7 +209,7 @@ TEST_F(WriteLock, ConnectionThatOnlyReads_DoesNotEvenCreateTheFile) {
   EXPECT_EQ(access(lock_path.c_str(), F_OK), -1);
 }
 
-TEST_F(WriteLock, Transaction_KeepsItFromItsFirstWriteToItsEnd) {
+TEST_F(WriteLockTest, Transaction_HoldsLockFromFirstWriteToEnd) {
   for (const char* end : {"COMMIT", "ROLLBACK"}) {
     ASSERT_TRUE(Executes(db, "BEGIN; SELECT * FROM t"));
     EXPECT_TRUE(IsFree());
@@ -202,25 +225,25 @@ TEST_F(WriteLock, Transaction_KeepsItFromItsFirstWriteToItsEnd) {
   EXPECT_EQ(Count(), "1");
 }
 
-TEST_F(WriteLock, StatementThatFails_ReleasesIt) {
+TEST_F(WriteLockTest, FailedStatement_ReleasesLock) {
   ASSERT_TRUE(Executes(db, "CREATE UNIQUE INDEX i ON t(v); INSERT INTO t VALUES(1)"));
 
   EXPECT_FALSE(Executes(db, "INSERT INTO t VALUES(1)"));
   EXPECT_TRUE(IsFree());
 }
 
-TEST_F(WriteLock, TwoConnectionsOfOneProcess_ExcludeEachOther) {
+TEST_F(WriteLockTest, TwoConnectionsOfOneProcess_ExcludeEachOther) {
   const Database other = Connect(path);
   ASSERT_TRUE(Executes(db, "BEGIN IMMEDIATE"));
-  UseUpThePatience(other);
+  ExhaustWait(other);
 
   EXPECT_FALSE(Executes(other, "BEGIN IMMEDIATE"));
   ASSERT_TRUE(Executes(db, "COMMIT"));
 }
 
-TEST_F(WriteLock, TransactionThatHasRead_WaitsAndWritesWhenNothingChanged) {
+TEST_F(WriteLockTest, ReadTransaction_WaitsForLockAndWritesIfNothingChanged) {
   ASSERT_TRUE(Executes(db, "BEGIN; SELECT * FROM t"));
-  ForeignLock other(lock_path);
+  FileLock other(lock_path);
   ASSERT_TRUE(other.taken());
   std::thread later([&other] {
     usleep(300 * 1000);
@@ -232,11 +255,11 @@ TEST_F(WriteLock, TransactionThatHasRead_WaitsAndWritesWhenNothingChanged) {
   later.join();
 }
 
-TEST_F(WriteLock, LastConnectionThatCloses_RunsItsCheckpointOnlyWithIt) {
+TEST_F(WriteLockTest, LastClose_LockHeld_SkipsCheckpoint) {
   const std::string other_path = dir.Write("other.db", "");
   Database other = Connect(other_path);
   ASSERT_TRUE(Executes(other, "PRAGMA journal_mode=WAL; CREATE TABLE t(v)"));
-  const ForeignLock lock(other_path + "-lock");
+  const FileLock lock(other_path + "-lock");
   ASSERT_TRUE(lock.taken());
 
   const auto begin = steady_clock::now();
@@ -247,7 +270,7 @@ TEST_F(WriteLock, LastConnectionThatCloses_RunsItsCheckpointOnlyWithIt) {
   EXPECT_GT(status.st_size, 0);
 }
 
-TEST_F(WriteLock, LogThatBecameLong_IsCopiedByTheCommitItself) {
+TEST_F(WriteLockTest, LongLog_CommitRunsCheckpoint) {
   ASSERT_TRUE(Executes(db,
                        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n "
                        "WHERE i < 1500) INSERT INTO t SELECT zeroblob(4000) FROM n"));
@@ -256,22 +279,17 @@ TEST_F(WriteLock, LogThatBecameLong_IsCopiedByTheCommitItself) {
   EXPECT_GT(status.st_size, 1500 * 4000);
 }
 
-TEST_F(WriteLock, CheckpointIsLeftToAWriterThatWaits_UnlessNobodyWaits) {
+TEST_F(WriteLockTest, Checkpoint_WriterWaits_IsPostponed) {
   ASSERT_TRUE(Executes(db, "INSERT INTO t VALUES(1)"));
-  const Descriptor waiter(open(lock_path.c_str(), O_RDWR | O_CLOEXEC));
-  struct flock waits = {};
-  waits.l_type = F_RDLCK;
-  waits.l_start = 1;
-  waits.l_len = 1;
-  ASSERT_EQ(fcntl(waiter.get(), F_OFD_SETLK, &waits), 0);
+  FileLock waiter(lock_path, F_RDLCK, 1);
+  ASSERT_TRUE(waiter.taken());
   EXPECT_EQ(FirstField(Ask(db, "PRAGMA wal_checkpoint"), "busy"), "1");
 
-  waits.l_type = F_UNLCK;
-  ASSERT_EQ(fcntl(waiter.get(), F_OFD_SETLK, &waits), 0);
+  waiter.Release();
   EXPECT_EQ(FirstField(Ask(db, "PRAGMA wal_checkpoint"), "busy"), "0");
 }
 
-TEST_F(WriteLock, File_BelongsToTheSystemAccountWhenRootMakesIt) {
+TEST_F(WriteLockTest, LockFile_CreatedByRoot_BelongsToSystemAccount) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can give files away";
   struct stat status = {};
   ASSERT_EQ(stat(lock_path.c_str(), &status), 0);
@@ -281,44 +299,61 @@ TEST_F(WriteLock, File_BelongsToTheSystemAccountWhenRootMakesIt) {
   EXPECT_EQ(status.st_size, 0);
 }
 
-TEST_F(WriteLock, File_ThatIsRemoved_IsReplacedAndStillExcludes) {
+TEST_F(WriteLockTest, LockFileRemoved_IsCreatedAgainAndStillExcludes) {
   const Database other = Connect(path);
   ASSERT_TRUE(Executes(other, "INSERT INTO t VALUES(1)"));
   ASSERT_EQ(unlink(lock_path.c_str()), 0);
+  usleep(kUntilLookedUp);
 
   ASSERT_TRUE(Executes(db, "BEGIN IMMEDIATE"));  // both have the removed file open
-  UseUpThePatience(other);
+  ExhaustWait(other);
   EXPECT_FALSE(Executes(other, "INSERT INTO t VALUES(2)"));
   ASSERT_TRUE(Executes(db, "COMMIT"));
 }
 
-TEST_F(WriteLock, File_ThatCannotBeOpened_IsLoggedAndNothingIsWritten) {
+TEST_F(WriteLockTest, LockFileCannotBeOpened_LogsAndWritesNothing) {
   ASSERT_EQ(unlink(lock_path.c_str()), 0);
   ASSERT_EQ(symlink("elsewhere", lock_path.c_str()), 0);
   const LogCapture log;
   const Database other = Connect(path);
 
   EXPECT_FALSE(Executes(other, "INSERT INTO t VALUES(1)"));
-  EXPECT_STREQ(VEXODBErrorGet(other.get()), "disk I/O error");
-  EXPECT_THAT(log.lines(), ElementsAre(HasSubstr("test.db-lock: cannot be locked")));
+  EXPECT_THAT(VEXODBErrorGet(other.get()), HasSubstr("test.db-lock: cannot lock"));
+  EXPECT_THAT(log.lines(), ElementsAre(HasSubstr("test.db-lock: cannot lock")));
   EXPECT_EQ(access(dir.Path("elsewhere").c_str(), F_OK), -1);
   EXPECT_EQ(Count(), "0");
 }
 
-TEST_F(WriteLock, DatabaseOfAnotherAccount_HasALockFileOfThatAccount) {
+TEST_F(WriteLockTest, LockFileRenamed_IsCreatedAgainAndStillExcludes) {
+  const Database other = Connect(path);
+  ASSERT_TRUE(Executes(other, "INSERT INTO t VALUES(1)"));
+  ASSERT_EQ(rename(lock_path.c_str(), dir.Path("elsewhere").c_str()), 0);
+  usleep(kUntilLookedUp);
+
+  ASSERT_TRUE(Executes(db, "BEGIN IMMEDIATE"));
+  EXPECT_EQ(FirstField(Ask(other, "PRAGMA wal_checkpoint"), "busy"), "1");
+  ASSERT_TRUE(Executes(db, "COMMIT"));
+}
+
+TEST_F(WriteLockTest, LockFile_HasOwnerAndModeOfTheDatabase) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can become somebody else";
   ASSERT_EQ(chmod(dir.Path("").c_str(), 0777), 0);
-  InChild([this] {
+  const std::string own = dir.Write("own.db", "");
+  ASSERT_EQ(chmod(own.c_str(), 0640), 0);
+  ASSERT_EQ(chown(own.c_str(), kNobody, kNobody), 0);
+
+  EXPECT_TRUE(Executes(Connect(own), "PRAGMA journal_mode=WAL; CREATE TABLE t(v)"));
+  InChild([&own] {
     BecomeForGood(kNobody, {});
-    const std::string own = dir.Write("own.db", "");
-    EXPECT_TRUE(Executes(Connect(own), "PRAGMA journal_mode=WAL; CREATE TABLE t(v)"));
+    EXPECT_TRUE(Executes(Connect(own), "INSERT INTO t VALUES(1)"));
     struct stat status = {};
     EXPECT_EQ(stat((own + "-lock").c_str(), &status), 0);
     EXPECT_EQ(status.st_uid, kNobody);
+    EXPECT_EQ(status.st_mode & 07777, 0640U);
   });
 }
 
-TEST_F(WriteLock, KilledWriter_LeavesItFreeAndNothingBehind) {
+TEST_F(WriteLockTest, WriterKilled_LockIsReleasedAndTransactionRolledBack) {
   for (int i = 0; i < 20; ++i) {
     Writer writer(path);
     EXPECT_FALSE(IsFree());
@@ -331,7 +366,7 @@ TEST_F(WriteLock, KilledWriter_LeavesItFreeAndNothingBehind) {
               ElementsAre("ok"));
 }
 
-TEST_F(WriteLock, ForkedProcess_DoesNotKeepIt) {
+TEST_F(WriteLockTest, OwnerKilled_ForkedChildDoesNotKeepLock) {
   int forked[2];
   int end[2];
   ASSERT_EQ(pipe(forked), 0);
@@ -358,19 +393,19 @@ TEST_F(WriteLock, ForkedProcess_DoesNotKeepIt) {
   for (const int fd : {forked[0], forked[1], end[0], end[1]}) close(fd);
 }
 
-TEST_F(WriteLock, ForkedProcess_NeitherHasItNorReleasesIt) {
+TEST_F(WriteLockTest, ForkedChild_NeitherHoldsNorReleasesLock) {
   ASSERT_TRUE(Executes(db, "BEGIN IMMEDIATE"));
   InChild([this] {
     EXPECT_FALSE(IsFree());
     const Database own = Connect(path);
-    UseUpThePatience(own);
+    ExhaustWait(own);
     EXPECT_FALSE(Executes(own, "INSERT INTO t VALUES(1)"));
   });
   EXPECT_FALSE(IsFree());
   EXPECT_TRUE(Executes(db, "COMMIT"));
 }
 
-TEST_F(WriteLock, SignalWithoutRestart_EndsTheWait) {
+TEST_F(WriteLockTest, SignalWithoutRestart_EndsTheWait) {
   const Writer writer(path);
 
   const auto begin = steady_clock::now();
@@ -380,7 +415,7 @@ TEST_F(WriteLock, SignalWithoutRestart_EndsTheWait) {
   EXPECT_STREQ(VEXODBErrorGet(db.get()), "interrupted");
 }
 
-TEST_F(WriteLock, SignalWithRestart_DoesNotEndTheWait) {
+TEST_F(WriteLockTest, SignalWithRestart_DoesNotEndTheWait) {
   Writer writer(path);
   std::thread later([&writer] {
     usleep(400 * 1000);

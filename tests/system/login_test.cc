@@ -1,4 +1,3 @@
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -12,6 +11,7 @@
 
 #include "child_process.h"
 #include "entry_db.h"
+#include "file_lock.h"
 #include "sharing_db.h"
 #include "sharinglogin.h"
 #include "system_test.h"
@@ -31,6 +31,7 @@ using VEXO::sharing::record::Entry;
 namespace {
 
 const char kAddress[] = "192.0.2.1";
+constexpr off_t kWaiterByte = 1;  // of the lock file: locked by all who wait
 
 void Store(Entry link) {
   // In a child, so that the test's own process opens the database only as it means to.
@@ -357,15 +358,12 @@ TEST(RealLogin, CFunctions_AnswerLikeTheCppOnes) {
   EXPECT_EQ(SqlValue(kDatabase, "SELECT use_count FROM entry"), "2");
 }
 
-TEST(RealLogin, LockHeldTooLong_IsAGeneralFailureAfterOneWaitAndAdmitsNobody) {
+TEST(RealLogin, WaitForLockTimesOut_ReturnsMinus4AfterOneWaitAndStoresNothing) {
   Entry link = Link("link");
   link.set_expire_times(1);
   Store(link);
-  const int fd = open((std::string(kDatabase) + "-lock").c_str(), O_RDWR | O_CLOEXEC);
-  ASSERT_NE(fd, -1);
-  struct flock writer = {};
-  writer.l_type = F_WRLCK;
-  ASSERT_EQ(fcntl(fd, F_OFD_SETLK, &writer), 0);
+  fakes::FileLock lock(std::string(kDatabase) + "-lock");
+  ASSERT_TRUE(lock.taken());
 
   const auto begin = std::chrono::steady_clock::now();
   EXPECT_EQ(Login({}).code, "-4");
@@ -373,33 +371,31 @@ TEST(RealLogin, LockHeldTooLong_IsAGeneralFailureAfterOneWaitAndAdmitsNobody) {
   EXPECT_EQ(SqlValue(kDatabase, "SELECT use_count FROM entry"), "0");
   EXPECT_EQ(SqlValue(kDatabase, "SELECT count(*) FROM session"), "0");
 
-  close(fd);
+  lock.Release();
   EXPECT_EQ(Login({}).code, "1");
   EXPECT_EQ(Login({}).code, "-11");
 }
 
-TEST(RealLogin, LockFreedWhenTheWaitHasRunOut_StillAdmitsNobodyUncounted) {
+TEST(RealLogin, LockReleasedJustAfterInterruptedWait_ReturnsMinus4AndStoresNothing) {
   Entry link = Link("link");
   link.set_expire_times(1);
   Store(link);
-  const std::string lock = std::string(kDatabase) + "-lock";
-  const int fd = open(lock.c_str(), O_RDWR | O_CLOEXEC);
-  struct flock writer = {};
-  writer.l_type = F_WRLCK;
-  ASSERT_EQ(fcntl(fd, F_OFD_SETLK, &writer), 0);
+  fakes::FileLock lock(std::string(kDatabase) + "-lock");
+  ASSERT_TRUE(lock.taken());
 
-  const Answer answer = InChild(system_test::Root(), [fd] {
+  const Answer answer = InChild(system_test::Root(), [&lock] {
     SharingDB::Instance();
     struct sigaction action = {};
     action.sa_handler = [](int) {};
     sigaction(SIGALRM, &action, nullptr);
-    const pid_t freeing = fork();
-    if (freeing == 0) {  // ends the login's wait, and frees the lock the moment after
-      usleep(200 * 1000);
+    const pid_t releasing = fork();
+    if (releasing == 0) {  // interrupts the wait, then releases the lock
+      while (!fakes::IsLocked(std::string(kDatabase) + "-lock", kWaiterByte))
+        usleep(1000);
+      usleep(10 * 1000);
       kill(getppid(), SIGALRM);
-      struct flock none = {};
-      none.l_type = F_UNLCK;
-      _exit(fcntl(fd, F_OFD_SETLK, &none));
+      lock.Release();
+      _exit(0);
     }
     const _tag_sharing_login_params params = Params({});
     std::string session;
@@ -407,12 +403,11 @@ TEST(RealLogin, LockFreedWhenTheWaitHasRunOut_StillAdmitsNobodyUncounted) {
   });
 
   EXPECT_EQ(answer.text, "-4");
-  close(fd);
   EXPECT_EQ(SqlValue(kDatabase, "SELECT use_count FROM entry"), "0");
   EXPECT_EQ(SqlValue(kDatabase, "SELECT count(*) FROM session"), "0");
 }
 
-TEST(RealLogin, ManyAtOnce_CountEveryUse) {
+TEST(RealLogin, ConcurrentLogins_EveryUseIsCounted) {
   constexpr int kVisitors = 16;
   constexpr int kVisits = 25;
   Store(Link("link"));

@@ -1,5 +1,7 @@
 #include "restore_link.h"
 
+#include <algorithm>
+#include <climits>
 #include <map>
 #include <string>
 
@@ -30,9 +32,10 @@ bool RestoreLink(VEXO::sharing::db::BaseDB& database, const Entry& before,
       Settings(link) != Settings(after)) {
     return false;
   }
-  const int uses_since = link.get_use_count() - after.get_use_count();
+  const long uses =
+      long{before.get_use_count()} + link.get_use_count() - after.get_use_count();
   link = before;
-  link.set_use_count(before.get_use_count() + uses_since);
+  link.set_use_count(static_cast<int>(std::min<long>(uses, INT_MAX)));
   return links.Update(link) && change.Commit();
 }
 

@@ -5,9 +5,9 @@
 
 namespace tools {
 
-/// Undoes a change of a link: stores `before` in place of `after`, with the uses that were
-/// counted since.  False when the link is not as `after` any more, or the database
-/// failed; the link is then left as it is.
+/// Undoes a change of a link: replaces `after` by `before` and keeps the uses counted
+/// since.  False, with the link unchanged, when it no longer matches `after`, has been
+/// deleted, or the database fails.
 bool RestoreLink(VEXO::sharing::db::BaseDB& database,
                  const VEXO::sharing::record::Entry& before,
                  const VEXO::sharing::record::Entry& after);

@@ -13,8 +13,8 @@ bool SelectNumber(VEXO::sharing::db::BaseDB& database, const std::string& sql,
 /// Rows that the last INSERT, UPDATE or DELETE changed.
 bool CountChanges(VEXO::sharing::db::BaseDB& database, long& count);
 
-/// A transaction that may write from its first statement on, so that what is read in it
-/// is still true when it is written; rolled back at its end unless it was committed.
+/// A write transaction: it takes the write lock when it begins, so no other process can
+/// change what it has read.  Rolled back on destruction unless committed.
 class Transaction {
  public:
   explicit Transaction(VEXO::sharing::db::BaseDB& database);

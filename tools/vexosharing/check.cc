@@ -97,7 +97,7 @@ void CheckFiles(const std::string& path, Findings& findings) {
   if (path == SZF_SHARING_DB_PATH) {
     CheckMode(path.substr(0, path.rfind('/')), kFolderMode, wrong, advice);
   }
-  for (const char* const part : {"", "-wal", "-shm", "-lock"}) {
+  for (const char* const part : kDatabaseFiles) {
     CheckMode(path + part, kFileMode, wrong, advice);
   }
   AddUnlessEmpty(findings.problems,

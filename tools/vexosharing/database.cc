@@ -90,8 +90,8 @@ std::unique_ptr<SharingDB> OpenOrMakeDatabase(const std::string& path) {
 }
 
 Outcome DatabaseFailed(const BaseDB& db) {
-  if (Interrupted()) {
-    return End(kInterrupted, "interrupted while the database was locked");
+  if (Interrupted() && db.GetLastError() == "interrupted") {
+    return End(kInterrupted, "interrupted while waiting for the database lock");
   }
   return End(kNotUsable, "the database failed: " + WithRemedy(db.GetLastError()));
 }

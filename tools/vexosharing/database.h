@@ -11,6 +11,9 @@ namespace command {
 using VEXO::sharing::db::BaseDB;
 using VEXO::sharing::db::SharingDB;
 
+/// What is added to a database's path for the files that belong to it; "" is itself.
+inline constexpr const char* kDatabaseFiles[] = {"", "-wal", "-shm", "-lock"};
+
 /// Whether the caller is root or the system account; told when not.
 bool MayUseDatabase();
 

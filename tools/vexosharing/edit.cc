@@ -88,11 +88,11 @@ Outcome Edit(const Options& options) {
     return DatabaseFailed(*db);
   }
   Print(options, link, revoked, revoked_tokens, password);
-  // A password that was never shown must not stay behind.
+  // Nobody knows a password that was not printed, so it must not stay in effect.
   if (options.link.generate_password && !FlushOutput()) {
     Tell(tools::RestoreLink(*db, before, link)
-             ? "the change was undone, except for the revoked tokens"
-             : "the change could not be undone: set a new password");
+             ? "the change was undone, but tokens stay revoked"
+             : "cannot undo the change: set a new password");
   }
   return kDone;
 }

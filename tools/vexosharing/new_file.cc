@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <utility>
 
+#include "database.h"
 #include "file_descriptor.h"
 #include "outcome.h"
 
@@ -51,7 +52,7 @@ bool NewFile::Make(const std::string& database) {
 }
 
 bool NewFile::MayTakePlace(const std::string& database) const {
-  for (const char* const part : {"", "-wal", "-shm"}) {
+  for (const char* const part : kDatabaseFiles) {
     if (IsSameFile(path_, database + part)) {
       Tell(path_ + " is the database itself: name another file");
       return false;

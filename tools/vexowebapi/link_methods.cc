@@ -214,9 +214,9 @@ Answer SetFound(SharingDB& database, EntryDB& links, Entry& link,
   if (!password.text().empty()) {
     answer.OnLoss([&database, before, link] {
       return tools::RestoreLink(database, before, link)
-                 ? "the change was undone, except for the revoked tokens"
-                 : "the change of the link " + before.get_hash() +
-                       " could not be undone: set a new password";
+                 ? "the change was undone, but tokens stay revoked"
+                 : "cannot undo the change of link " + before.get_hash() +
+                       ": set a new password";
     });
   }
   return answer;

@@ -5,17 +5,22 @@
 /// @file
 /// SQL interface of the platform.  SQL travels as text; every value of a result is text.
 ///
-/// One connection at a time, of all processes, writes to a database or runs a checkpoint:
-/// it holds a lock on the file "<database>-lock" (fcntl(2), F_OFD_SETLK) from before its
-/// first write to the end of the statement or transaction.  The file is created when it
-/// is missing, for the system account (uid 1, gid 1, mode 0660) where root or that account
-/// writes.  Readers never take the lock.
+/// Across all processes, one connection at a time writes to a database or runs a
+/// checkpoint.  It holds a lock on the file "<database>-lock" (fcntl(2), F_OFD_SETLK)
+/// from before its first write to the end of the statement or transaction.  A missing
+/// lock file is created with the owner and mode of the database; that of root's own
+/// databases belongs to the system account (uid 1, gid 1).  Readers of a database with a
+/// write-ahead log never take the lock.  Databases that a statement attaches are not
+/// covered.
 ///
-/// A call waits for the locks of other connections for ten seconds at most, and then fails
-/// with "database is locked"; a signal whose handler was installed without SA_RESTART ends
-/// the wait with "interrupted".  After such a wait the connection does not wait again until
-/// it has obtained a lock: for one second its writes fail at once, and after that each
-/// looks at the lock once.  A checkpoint never waits: it reports busy, as SQLite does.
+/// A call waits up to ten seconds for the locks of other connections and then fails with
+/// "database is locked".  A signal whose handler was installed without SA_RESTART ends
+/// the wait; the call then fails with "interrupted".  The calls of one operation follow
+/// each other closely, and wait ten seconds as a whole: a call within a second of a wait
+/// that took a second or more has the rest of its time, and one within a second of a wait
+/// that failed fails at once.  Calls after that wait for a quarter of a second, until the
+/// connection has obtained a lock again.  A checkpoint never waits: it reports busy, as
+/// SQLite does.
 
 struct sqlite3;
 struct VEXODB;
@@ -63,7 +68,8 @@ void VEXODBFreeResult(struct DBResult_tag* result);
 /// Closes a connection; null is allowed.
 void VEXODBClose(struct VEXODB* db);
 
-/// The SQLite connection inside, owned by `db`; null for null.
+/// The SQLite connection inside, owned by `db`; null for null.  For questions about its
+/// state: statements go through VEXODBExecute.
 struct sqlite3* VEXODBSqliteHandle(struct VEXODB* db);
 
 #ifdef __cplusplus

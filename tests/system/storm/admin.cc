@@ -128,17 +128,17 @@ class Admin {
       answer.complaint = name + " ended with " + std::to_string(answer.code);
       answer.detail = system_test::ReadFile(kErrors);
     }
-    if (answer.good() && operation.text == "show") JudgeTitle(operation.link, answer);
+    if (answer.good() && operation.text == "show") CheckTitle(operation.link, answer);
     journal_.Record(answer);
     return answer.good();
   }
 
-  void JudgeTitle(const std::string& link, Answer& answer) const {
+  void CheckTitle(const std::string& link, Answer& answer) const {
     const auto wanted = titles_.find(link);
     if (wanted == titles_.end() || wanted->second == kUnknown) return;
     const std::string title = Output()["protect_title"].asString();
     if (title == wanted->second) return;
-    answer.complaint = "a title that vexosharing edit stored was overwritten";
+    answer.complaint = "title set by vexosharing edit was overwritten";
     answer.detail = link + " has \"" + title + "\" instead of \"" + wanted->second + "\"";
   }
 

@@ -7,8 +7,8 @@
 
 namespace storm {
 
-/// Runs one subcommand after the other of the vexosharing in the folder `commands`, and
-/// edits the titles of the links in turn, until the flag is set.
+/// Runs the subcommands of `commands`/vexosharing in turn, and edits the titles of
+/// `links`, until the flag is set.
 void Administer(const std::string& journal, const std::string& commands,
                 const std::vector<std::string>& links, const StopFlag& stop);
 

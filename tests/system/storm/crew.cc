@@ -1,11 +1,8 @@
 #include "crew.h"
 
-#include <sched.h>
 #include <signal.h>
 #include <sys/prctl.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,10 +10,10 @@
 #include <chrono>
 #include <cstdlib>
 #include <iterator>
-#include <thread>
 
 #include "admin.h"
 #include "child_process.h"
+#include "disturb.h"
 
 namespace storm {
 
@@ -29,40 +26,13 @@ namespace {
 // An operation of several statements may wait for a lock more than once.
 constexpr std::chrono::seconds kPatience(120);
 constexpr useconds_t kPause = 1000;
-constexpr int kHighestPriority = -20;
 
 std::string HowItEnded(int status) {
   return WIFSIGNALED(status) ? "signal " + std::to_string(WTERMSIG(status))
                              : "status " + std::to_string(WEXITSTATUS(status));
 }
 
-/// Takes the core with this number from the others again and again, for about the time of
-/// a short commit: so that they are interrupted anywhere, while those on the other cores
-/// get little done.
-[[noreturn]] void Disturb(int core) {
-  cpu_set_t cores;
-  CPU_ZERO(&cores);
-  CPU_SET(core, &cores);
-  sched_setaffinity(0, sizeof cores, &cores);
-  setpriority(PRIO_PROCESS, 0, kHighestPriority);
-  prctl(PR_SET_TIMERSLACK, 1);  // nanosecond
-  std::mt19937 random(static_cast<unsigned int>(getpid()));
-  std::uniform_int_distribution<long> work(30, 180);  // microseconds
-  std::uniform_int_distribution<long> rest(0, 60);
-  for (;;) {
-    const auto end = Clock::now() + std::chrono::microseconds(work(random));
-    while (Clock::now() < end) {
-    }
-    const timespec pause = {0, 1000 * rest(random)};
-    nanosleep(&pause, nullptr);
-  }
-}
-
 }  // namespace
-
-int Cores() {
-  return static_cast<int>(std::max(1U, std::thread::hardware_concurrency()));
-}
 
 Crew::Crew(int workers, const std::vector<std::string>& shared_links, Faults& faults)
     : workers_(workers),

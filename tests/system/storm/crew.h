@@ -17,44 +17,41 @@ namespace storm {
 
 extern const char* const kJournals;  // folder
 
-/// Cores of the machine.
-int Cores();
-
-/// The processes of one storm.  All of them end with this one.
+/// The processes of one stress test.  The kernel kills them if this process ends.
 class Crew {
  public:
   Crew(int workers, const std::vector<std::string>& shared_links, Faults& faults);
-  /// Ends whatever is still there, by force.
+  /// Kills all processes that are still running.
   ~Crew();
   Crew(const Crew&) = delete;
   Crew& operator=(const Crew&) = delete;
 
-  /// Runs `work` in a process of its own, which ends by exit(3).
+  /// Runs `work` in a new process, which then calls exit(3).
   pid_t Start(const std::function<void()>& work);
-  /// The same, and waits for it.  Whether it ended well.
+  /// Runs `work` in a new process and waits for it.  False unless it exits with 0.
   bool Run(const std::function<void()>& work);
 
-  /// Processes that only interrupt the others, spread over the cores.
+  /// Starts processes that only compete for the CPUs, spread over the cores.
   void StartBusy(int count);
   void StartAdmin(const std::string& commands);
   void StartWorkers();
 
-  /// Puts a new worker in the place of each that has ended.
+  /// Replaces every worker that has ended.
   void Replace();
-  /// Kills a worker, and puts a new one in its place.
+  /// Kills one worker and replaces it.
   void KillOne();
   int kills() const { return kills_; }
 
-  /// Lets every worker and the administrator come to their end.
+  /// Stops the workers and the administrator, and waits for them.
   void Finish();
   /// Paths of all journals, in an order in which they can be replayed.
   const std::vector<std::string>& journals() const { return journals_; }
-  /// The path of one more journal.
+  /// Adds a journal and returns its path.
   std::string AddJournal(const std::string& name);
 
  private:
   void StartWorker(int place);
-  /// Takes note of one process that has ended.  False when none has.
+  /// Reaps one process that has ended.  False if there is none.
   bool Reap();
 
   const int workers_;

@@ -25,7 +25,7 @@ struct TokenRow {
   int session = 0;
 };
 
-/// The tables as SQLite itself reads them, without the library.
+/// The tables, read with SQLite and without the library.
 struct Tables {
   std::vector<LinkRow> links;
   std::vector<SessionRow> sessions;
@@ -33,7 +33,8 @@ struct Tables {
   std::string integrity;  // "ok", or the first lines of the complaint
 };
 
-/// False when a table cannot be read.  That, and a damaged file, are added to the faults.
+/// Reads all tables.  False if one cannot be read.  Adds unreadable tables and failed
+/// integrity checks to `faults`.
 bool ReadTables(const std::string& path, Tables& tables, Faults& faults);
 
 }  // namespace storm

@@ -6,12 +6,12 @@
 
 namespace storm {
 
-/// Everything that was not as it should be, counted by kind.
+/// Faults found by the test, counted by kind.
 class Faults {
  public:
   void Add(const std::string& kind, const std::string& detail);
   bool none() const { return kinds_.empty(); }
-  /// How often each kind was found, and the first ones in full.
+  /// Prints the number of faults of each kind and the first ones in full.
   void Print() const;
 
  private:

@@ -16,6 +16,7 @@ namespace {
 
 const char* const kNames[] = {
     "open the database",
+    "end 20 idle stores",
     "create a link",
     "log in",
     "log in with a wrong password",

@@ -6,10 +6,10 @@
 
 namespace storm {
 
-/// What a process of the storm does.  The names that a report shows are in journal.cc, in
-/// the same order.
+/// Operations of the test.  journal.cc lists their names in the same order.
 enum class Action {
   kOpen,
+  kEndStores,
   kCreate,
   kLogIn,
   kWrongPassword,
@@ -30,7 +30,7 @@ constexpr int kActions = static_cast<int>(Action::kCommand) + 1;
 
 const char* NameOf(Action action);
 
-/// An operation that is about to be tried.
+/// One operation, written to the journal before it runs.
 struct Operation {
   Action action = Action::kOpen;
   long expected = 1;    // the answer to a database without faults
@@ -42,7 +42,7 @@ struct Operation {
   unsigned int owner = 0;
 };
 
-/// What came of it.
+/// The result of an operation.
 struct Answer {
   long code = 0;
   long microseconds = 0;
@@ -60,8 +60,8 @@ struct Step {
   std::optional<Answer> answer;  // nothing when the process ended before it
 };
 
-/// The operations of one process, in a file: a line before each and a line after it, each
-/// written at once, so that it outlives a process that is killed.
+/// The operations of one process, in a file: one line before and one after each
+/// operation. Lines are written unbuffered, so they survive if the process is killed.
 class Journal {
  public:
   /// The file must not be there yet; ends the program when it cannot be made.
@@ -79,7 +79,7 @@ class Journal {
   int fd_;
 };
 
-/// Hands every step of a journal to `each`, in order.  A file that is missing has none:
+/// Passes every step of a journal to `each`, in order.  A missing file counts as empty:
 /// its process was killed early.
 void ReadJournal(const std::string& path, const std::function<void(const Step&)>& each);
 

@@ -1,8 +1,9 @@
-// Sixteen processes at work on the database at once, in every way the library offers, and
-// the administrator's command beside them.  Each keeps a journal; afterwards the database
-// must hold exactly what the journals say, and no answer may have been wrong.
+// Stress test: sixteen processes use the database at once through every operation of the
+// library, and the vexosharing command runs beside them.  Each process keeps a journal.
+// Afterwards the database must match the journals, and no operation may have returned a
+// wrong result.
 //
-// Run it by scripts/private-namespace: it works on the fixed paths.
+// Run it with scripts/private-namespace: it uses the fixed paths.
 
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -21,6 +22,7 @@
 
 #include "crew.h"
 #include "database.h"
+#include "disturb.h"
 #include "faults.h"
 #include "journal.h"
 #include "model.h"
@@ -39,7 +41,7 @@ struct Options {
   int workers = 16;
   int seconds = 20;
   int kills = 0;
-  int busy = storm::Cores();  // more of them interrupt less often
+  int busy = storm::Cores();  // with more, each one preempts the workers less often
   bool no_admin = false;
   std::string disk;
   std::string commands = "build/bin";
@@ -96,7 +98,7 @@ class Statistics {
   std::string slowest_;
 };
 
-/// Puts the folder in the place of the database's own.
+/// Mounts `folder` over the database folder.
 bool UseDisk(const std::string& folder) {
   const char* const target = system_test::kDatabaseFolder;
   if (!std::filesystem::is_empty(folder)) {
@@ -112,7 +114,7 @@ bool UseDisk(const std::string& folder) {
 }
 
 bool Prepare(const Options& options) {
-  // Failed logins are counted, and nobody is blocked.
+  // Failed logins are counted, but never block an address.
   system_test::WriteFile("/usr/vexo/etc/platform.conf",
                          "block_failures = 1000000000\n"
                          "block_window_seconds = 1000000000\n"
@@ -141,8 +143,8 @@ void KillWorkers(Crew& crew, int kills) {
   }
 }
 
-/// How long the storm took, in seconds.
-double Rage(const Options& options, Crew& crew) {
+/// Runs the stress test.  Returns its duration in seconds.
+double RunLoad(const Options& options, Crew& crew) {
   const Clock::time_point begin = Clock::now();
   crew.StartBusy(options.busy);
   if (!options.no_admin) crew.StartAdmin(options.commands);
@@ -191,13 +193,13 @@ bool Storm(const Options& options) {
   }
   const std::vector<std::string> links = LinksOf(setup);
   if (links.size() != kSharedLinks) {
-    fprintf(stderr, "storm: the links that all share cannot be made\n");
+    fprintf(stderr, "storm: cannot create the shared links\n");
     return false;
   }
 
   Crew crew(options.workers, links, faults);
   crew.AddJournal("setup");
-  const double seconds = Rage(options, crew);
+  const double seconds = RunLoad(options, crew);
   const std::string last = crew.AddJournal("last");
   if (!crew.Run([&last] { storm::PurgeAtTheEnd(last); })) {
     faults.Add("the purge at the end failed", "");
@@ -215,16 +217,17 @@ bool Storm(const Options& options) {
 
 int main(int argc, char** argv) {
   Options options;
-  CLI::App app("Many processes at work on the database of sharing links at once.");
-  app.add_option("--workers", options.workers, "worker processes")
+  CLI::App app("Stress test: many processes use the sharing database at once.");
+  app.add_option("--workers", options.workers, "number of worker processes")
       ->check(CLI::PositiveNumber);
-  app.add_option("--seconds", options.seconds, "how long, unless --kills is given");
-  app.add_option("--kills", options.kills, "kill workers, and end after so many");
-  app.add_option("--busy", options.busy, "processes that only interrupt the others");
-  app.add_flag("--no-admin", options.no_admin, "without the administrator's command");
-  app.add_option("--disk", options.disk, "empty folder to have the database in")
+  app.add_option("--seconds", options.seconds, "duration, unless --kills is given");
+  app.add_option("--kills", options.kills, "kill this many workers, then end");
+  app.add_option("--busy", options.busy,
+                 "number of processes that only compete for the CPUs");
+  app.add_flag("--no-admin", options.no_admin, "do not run the vexosharing command");
+  app.add_option("--disk", options.disk, "empty folder for the database")
       ->check(CLI::ExistingDirectory);
-  app.add_option("--commands", options.commands, "folder of the vexosharing to run")
+  app.add_option("--commands", options.commands, "folder of the vexosharing command")
       ->check(CLI::ExistingDirectory)
       ->capture_default_str();
   CLI11_PARSE(app, argc, argv);

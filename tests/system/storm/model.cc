@@ -9,7 +9,7 @@ void Model::Remove(Presence& presence, bool done) {
 }
 
 bool Model::MayBePurged(const Link& link) {
-  return link.auto_gc && link.limit > 0 && link.most_uses >= link.limit;
+  return link.auto_gc && link.limit > 0 && link.max_uses >= link.limit;
 }
 
 void Model::Replay(const std::string& path) {
@@ -31,7 +31,7 @@ void Model::Apply(const Step& step, Own& own) {
         link.auto_gc = operation.auto_gc;
         own.links.insert(answer->link);
       } else {
-        ++untold_links_[operation.owner];
+        ++unconfirmed_links_[operation.owner];
       }
       break;
     case Action::kLogIn:
@@ -74,6 +74,7 @@ void Model::Apply(const Step& step, Own& own) {
       break;
     }
     case Action::kOpen:
+    case Action::kEndStores:
     case Action::kCheck:
     case Action::kCount:
     case Action::kPurgeExpired:  // Compare finds its links gone
@@ -84,13 +85,13 @@ void Model::Apply(const Step& step, Own& own) {
 
 void Model::LogIn(const Operation& operation, const Answer* answer, Own& own) {
   Link& link = links_[operation.link];
-  ++link.most_uses;
+  ++link.max_uses;
   if (answer != nullptr) {
-    ++link.fewest_uses;
+    ++link.min_uses;
     own.sessions.insert(answer->session);
     sessions_[answer->session].tokens[operation.link] = Presence::kYes;
   } else if (operation.session.empty()) {
-    ++untold_sessions_;
+    ++unconfirmed_sessions_;
   } else {
     Presence& token = sessions_[operation.session].tokens[operation.link];
     if (token == Presence::kNo) token = Presence::kMaybe;
@@ -100,8 +101,8 @@ void Model::LogIn(const Operation& operation, const Answer* answer, Own& own) {
 void Model::Purge(bool done, const Own& own) {
   for (const std::string& hash : own.links) {
     Link& link = links_[hash];
-    if (link.limit == 0 || link.most_uses < link.limit) continue;
-    const bool sure = done && link.fewest_uses >= link.limit;
+    if (link.limit == 0 || link.max_uses < link.limit) continue;
+    const bool sure = done && link.min_uses >= link.limit;
     Remove(link.presence, sure);
     RemoveTokens(hash, sure, own);
   }
@@ -128,7 +129,7 @@ class Model::Comparison {
  private:
   void OneLink(const Link& link, const LinkRow& row);
   void MissingTokens();
-  Presence Wanted(const std::string& session, const std::string& hash) const;
+  Presence ExpectedToken(const std::string& session, const std::string& hash) const;
 
   const Model& model_;
   const Tables& tables_;
@@ -150,39 +151,39 @@ void Model::Comparison::Links() {
     }
   }
   for (const auto& [owner, count] : unknown) {
-    const auto untold = model_.untold_links_.find(owner);
-    const long allowed = untold == model_.untold_links_.end() ? 0 : untold->second;
+    const auto untold = model_.unconfirmed_links_.find(owner);
+    const long allowed = untold == model_.unconfirmed_links_.end() ? 0 : untold->second;
     for (long i = allowed; i < count; ++i) {
-      faults_.Add("a link that nobody made", "of owner " + std::to_string(owner));
+      faults_.Add("unknown link", "of owner " + std::to_string(owner));
     }
   }
   for (const auto& [hash, link] : model_.links_) {
     if (link.presence == Presence::kYes && !MayBePurged(link) &&
         links_.count(hash) == 0) {
-      faults_.Add("a link that was made is gone", hash);
+      faults_.Add("created link is missing", hash);
     }
   }
 }
 
 void Model::Comparison::OneLink(const Link& link, const LinkRow& row) {
-  const bool purged = link.auto_gc && link.limit > 0 && link.fewest_uses >= link.limit;
+  const bool purged = link.auto_gc && link.limit > 0 && link.min_uses >= link.limit;
   if (link.presence == Presence::kNo || purged) {
-    faults_.Add("a link that was deleted or purged is there", row.hash);
+    faults_.Add("deleted or purged link still exists", row.hash);
     return;
   }
   if (row.id != link.id || row.owner != link.owner) {
-    faults_.Add("a link has another id or owner", row.hash);
+    faults_.Add("link has a wrong id or owner", row.hash);
   }
-  if (row.uses < link.fewest_uses || row.uses > link.most_uses) {
-    faults_.Add(link.owner == 0 ? "the uses of a link that workers share are wrong"
-                                : "the uses of a worker's own link are wrong",
+  if (row.uses < link.min_uses || row.uses > link.max_uses) {
+    faults_.Add(link.owner == 0 ? "wrong use count of a shared link"
+                                : "wrong use count of a worker's link",
                 row.hash + " has " + std::to_string(row.uses) + " instead of " +
-                    std::to_string(link.fewest_uses) + " to " +
-                    std::to_string(link.most_uses));
+                    std::to_string(link.min_uses) + " to " +
+                    std::to_string(link.max_uses));
   }
   if (link.titles.count(row.title) == 0) {
-    faults_.Add(link.owner == 0 ? "a title that vexosharing edit stored is gone"
-                                : "a title that a worker stored is gone",
+    faults_.Add(link.owner == 0 ? "title set by vexosharing edit is lost"
+                                : "title set by a worker is lost",
                 row.hash + " has \"" + row.title + "\" instead of \"" +
                     *link.titles.begin() + "\"");
   }
@@ -198,21 +199,21 @@ void Model::Comparison::Sessions() {
     if (session == model_.sessions_.end()) {
       ++unknown;
     } else if (session->second.presence == Presence::kNo) {
-      faults_.Add("a session that was deleted is there", "row " + std::to_string(row.id));
+      faults_.Add("deleted session still exists", "row " + std::to_string(row.id));
     }
   }
-  for (long i = model_.untold_sessions_; i < unknown; ++i) {
-    faults_.Add("a session that nobody made", "");
+  for (long i = model_.unconfirmed_sessions_; i < unknown; ++i) {
+    faults_.Add("unknown session", "");
   }
   for (const auto& [id, session] : model_.sessions_) {
     if (session.presence == Presence::kYes && found.count(id) == 0) {
-      faults_.Add("a session that was made is gone", id);
+      faults_.Add("created session is missing", id);
     }
   }
 }
 
-Model::Presence Model::Comparison::Wanted(const std::string& session,
-                                          const std::string& hash) const {
+Model::Presence Model::Comparison::ExpectedToken(const std::string& session,
+                                                 const std::string& hash) const {
   const auto known = model_.sessions_.find(session);
   if (known == model_.sessions_.end()) return Presence::kMaybe;  // counted as a session
   const auto token = known->second.tokens.find(hash);
@@ -228,23 +229,23 @@ void Model::Comparison::Tokens() {
     const auto session = sessions_.find(row.session);
     const auto hash = hashes.find(row.link);
     if (session == sessions_.end()) {
-      faults_.Add("a token of a session that is not there", where);
+      faults_.Add("token without session", where);
       continue;
     }
     if (hash == hashes.end()) {
-      faults_.Add("a token of a link that nobody made", where);
+      faults_.Add("token of an unknown link", where);
       continue;
     }
     if (links_.count(hash->second) == 0) {
       // A purge may delete a link after its last use was counted and before the token of
       // that use is stored.
       const bool purged = MayBePurged(model_.links_.at(hash->second));
-      if (!purged) faults_.Add("a token of a link that is not there", where);
-    } else if (Wanted(session->second, hash->second) == Presence::kNo) {
-      faults_.Add("a token that was deleted is there", where);
+      if (!purged) faults_.Add("token of a missing link", where);
+    } else if (ExpectedToken(session->second, hash->second) == Presence::kNo) {
+      faults_.Add("deleted token still exists", where);
     }
     if (!tokens_.insert({session->second, hash->second}).second) {
-      faults_.Add("two tokens of one session and link", where);
+      faults_.Add("duplicate token", where);
     }
   }
   MissingTokens();
@@ -255,7 +256,7 @@ void Model::Comparison::MissingTokens() {
     for (const auto& [hash, token] : session.tokens) {
       if (token == Presence::kYes && tokens_.count({id, hash}) == 0 &&
           !MayBePurged(model_.links_.at(hash))) {
-        faults_.Add("a token that was made is gone", "of link " + hash);
+        faults_.Add("created token is missing", "of link " + hash);
       }
     }
   }
@@ -274,14 +275,14 @@ void Model::CompareFailures(const std::map<std::string, long>& found,
     const auto entry = found.find(address);
     const long count = entry == found.end() ? 0 : entry->second;
     if (count < wanted.least || count > wanted.most) {
-      faults.Add("the failed logins of an address are wrong",
+      faults.Add("wrong count of failed logins",
                  address + " has " + std::to_string(count) + " instead of " +
                      std::to_string(wanted.least) + " to " + std::to_string(wanted.most));
     }
   }
   for (const auto& [address, count] : found) {
     if (failures_.count(address) == 0) {
-      faults.Add("an address that never failed is listed", address);
+      faults.Add("failed logins of an unknown address", address);
     }
   }
 }

@@ -11,17 +11,18 @@
 
 namespace storm {
 
-/// What the database must hold, from the journals of all processes.  An operation without
-/// an answer, or with a wrong one, may have happened or not, in parts too.
+/// The expected content of the database, computed from the journals of all processes.  An
+/// operation with no answer or a wrong one may have taken effect fully, partly or not at
+/// all.
 class Model {
  public:
   /// Adds the journal of one process.
   void Replay(const std::string& path);
 
-  /// Adds whatever differs.  To be called once everything has ended and what has expired
-  /// has been purged.
+  /// Adds a fault for every difference.  Call it after all processes have ended and
+  /// expired rows have been purged.
   void Compare(const Tables& tables, Faults& faults) const;
-  /// The same for the failed logins that are counted of each address.
+  /// The same for the counts of failed logins, by address.
   void CompareFailures(const std::map<std::string, long>& found, Faults& faults) const;
 
  private:
@@ -32,8 +33,8 @@ class Model {
     int limit = 0;
     bool auto_gc = true;
     Presence presence = Presence::kYes;
-    long fewest_uses = 0;
-    long most_uses = 0;
+    long min_uses = 0;
+    long max_uses = 0;
     std::set<std::string> titles = {""};  // one of them
   };
   struct Session {
@@ -57,15 +58,15 @@ class Model {
   void RemoveTokens(const std::string& link, bool done, const Own& own);
 
   static void Remove(Presence& presence, bool done);
-  /// Whether the purge of anybody may delete the link, sooner or later.
+  /// Whether another process's purge may have deleted the link.
   static bool MayBePurged(const Link& link);
 
   std::map<std::string, Link> links_;        // by hash
   std::map<std::string, Session> sessions_;  // by id
   std::map<std::string, Range> failures_;    // by address
-  // By owner, links that may have been made without anybody having been told.
-  std::map<unsigned int, long> untold_links_;
-  long untold_sessions_ = 0;
+  // By owner: create operations without an answer, whose links may exist.
+  std::map<unsigned int, long> unconfirmed_links_;
+  long unconfirmed_sessions_ = 0;
 };
 
 }  // namespace storm

@@ -1,21 +1,18 @@
-// What SQLite alone does under this load, without a line of the library: sixteen
-// processes that commit and checkpoint (https://www.sqlite.org/wal.html#walresetbug).
-// Shows what the provider's lock is for.  It is a demonstration and no test: it ends with
-// 0 whatever it finds.
+// The same kind of load on SQLite alone, without the library: sixteen processes that
+// commit and run checkpoints.  It demonstrates the bug that the provider's lock avoids
+// (https://www.sqlite.org/wal.html#walresetbug).  Not a test: it exits with 0 whatever it
+// finds.
 //
 //   plain_sqlite_storm [SECONDS] [BUSY] [FOLDER]
 //
-// The folder must be empty.  In memory, as by default, commits are the shortest and the
-// loss comes soonest; run it as root, since BUSY processes (one a core) interrupt the
-// others by their priority.
+// FOLDER must be empty.  By default it is in memory, where commits are shortest and the
+// bug appears soonest.  Run it as root, so that the BUSY processes (by default one per
+// core) have a higher priority than the others.
 
-#include <sched.h>
 #include <signal.h>
 #include <sqlite3.h>
 #include <sys/prctl.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -28,15 +25,16 @@
 #include <random>
 #include <set>
 #include <string>
-#include <thread>
 #include <vector>
+
+#include "disturb.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
 constexpr int kProcesses = 16;
-constexpr int kCheckpoints = 3;             // after each commit
+constexpr int kCheckpoints = 20;            // after each commit
 constexpr int kBusyTimeout = 10000;         // milliseconds
 constexpr long kIdsOfAProcess = 100000000;  // so that no two processes share one
 
@@ -86,30 +84,7 @@ void Work(const std::string& folder, int process, Clock::time_point end) {
   sqlite3_close(connection);
 }
 
-/// Takes a core from the others again and again, for about the time of a short commit: so
-/// that they are interrupted anywhere, while those on the other cores get little done.
-[[noreturn]] void Disturb(int core) {
-  cpu_set_t cores;
-  CPU_ZERO(&cores);
-  CPU_SET(core, &cores);
-  sched_setaffinity(0, sizeof cores, &cores);
-  setpriority(PRIO_PROCESS, 0, -20);  // by root alone; without it the loss is rare
-  prctl(PR_SET_TIMERSLACK, 1);
-  prctl(PR_SET_PDEATHSIG, SIGKILL);
-  std::mt19937 random(static_cast<unsigned int>(getpid()));
-  std::uniform_int_distribution<long> work(30, 180);  // microseconds
-  std::uniform_int_distribution<long> rest(0, 60);
-  for (;;) {
-    const auto until = Clock::now() + std::chrono::microseconds(work(random));
-    while (Clock::now() < until) {
-    }
-    const timespec pause = {0, 1000 * rest(random)};
-    nanosleep(&pause, nullptr);
-  }
-}
-
-/// Prints the first column of each row.
-int Print(void* /*context*/, int /*columns*/, char** values, char** /*names*/) {
+int PrintIntegrity(void* /*context*/, int /*columns*/, char** values, char** /*names*/) {
   printf("integrity_check: %s\n", values[0]);
   return 0;
 }
@@ -124,8 +99,7 @@ void Report(const std::string& folder) {
   std::set<std::string> found;
   const bool read = sqlite3_exec(connection, "SELECT id FROM item NOT INDEXED", AddId,
                                  &found, nullptr) == SQLITE_OK;
-  if (!read)
-    printf("the table cannot be read to its end: %s\n", sqlite3_errmsg(connection));
+  if (!read) printf("cannot read the whole table: %s\n", sqlite3_errmsg(connection));
   long committed = 0;
   long gone = 0;
   for (int process = 0; process < kProcesses; ++process) {
@@ -134,10 +108,10 @@ void Report(const std::string& folder) {
       if (found.count(id) == 0) ++gone;
     }
   }
-  printf("SQLite %s: %ld rows committed, %ld of them are not found\n",
-         sqlite3_libversion(), committed, gone);
-  if (sqlite3_exec(connection, "PRAGMA integrity_check(5)", Print, nullptr, nullptr) !=
-      SQLITE_OK) {
+  printf("SQLite %s: %ld rows committed, %ld missing\n", sqlite3_libversion(), committed,
+         gone);
+  if (sqlite3_exec(connection, "PRAGMA integrity_check(5)", PrintIntegrity, nullptr,
+                   nullptr) != SQLITE_OK) {
     printf("integrity_check: %s\n", sqlite3_errmsg(connection));
   }
   sqlite3_close(connection);
@@ -147,7 +121,7 @@ void Report(const std::string& folder) {
 
 int main(int argc, char** argv) {
   const int seconds = argc > 1 ? atoi(argv[1]) : 20;
-  const int cores = static_cast<int>(std::max(1U, std::thread::hardware_concurrency()));
+  const int cores = storm::Cores();
   const int busy = argc > 2 ? atoi(argv[2]) : cores;
   char made[] = "/dev/shm/plain-sqlite-XXXXXX";
   const char* const folder = argc > 3 ? argv[3] : mkdtemp(made);
@@ -164,7 +138,10 @@ int main(int argc, char** argv) {
   std::vector<pid_t> disturbers;
   for (int i = 0; i < busy; ++i) {
     disturbers.push_back(fork());
-    if (disturbers.back() == 0) Disturb(i % cores);
+    if (disturbers.back() == 0) {
+      prctl(PR_SET_PDEATHSIG, SIGKILL);
+      storm::Disturb(i % cores);
+    }
   }
   const Clock::time_point end = Clock::now() + std::chrono::seconds(seconds);
   std::vector<pid_t> workers;

@@ -9,7 +9,7 @@
 
 namespace storm {
 
-/// Tells every process that was forked after it was made to come to its end.
+/// A flag in shared memory that tells forked processes to stop.
 class StopFlag {
  public:
   StopFlag() {

@@ -39,16 +39,17 @@ constexpr int kFewestSteps = 100;
 constexpr int kMostSteps = 300;
 constexpr unsigned int kFirstOwner = 10000;
 constexpr unsigned int kSharedOwner = 0;
+constexpr int kIdleStores = 20;
 constexpr useconds_t kPauseAfterFailedOpening = 50000;
 
-// Answers of the library that the storm provokes.
+// Result codes of the library that the test provokes.
 constexpr long kSuccess = 1;
 constexpr long kNoLink = -3;
 constexpr long kNoToken = -7;
 constexpr long kWrongPassword = -9;
-constexpr long kUsedUp = -11;
+constexpr long kUseLimitReached = -11;
 
-// Answers of the storm itself.
+// Result codes of the test itself.
 constexpr long kOtherSession = -100;
 constexpr long kCountsDiffer = -101;
 
@@ -165,6 +166,7 @@ class Worker {
   };
 
   void Step();
+  void EndIdleStores();
   void Create();
   void LogInToOwnLink();
   void LogInToSharedLink();
@@ -178,8 +180,8 @@ class Worker {
   void PurgeOwned();
   void PurgeExpired();
   void Fail();
-  void BringWrongPassword();
-  void MoveOut();
+  void LogInWithWrongPassword();
+  void DeleteMostRows();
 
   int Draw(int below) {
     return std::uniform_int_distribution<int>(0, below - 1)(random_);
@@ -212,7 +214,7 @@ class Worker {
   std::mt19937 random_;
   std::vector<Link> links_;
   std::vector<Session> sessions_;
-  bool exact_ = true;  // whether it is known which links the project has
+  bool link_count_known_ = true;  // whether it is known which links the project has
 };
 
 void Worker::Run(const StopFlag& stop) {
@@ -223,7 +225,7 @@ void Worker::Run(const StopFlag& stop) {
   }
   const int steps = kFewestSteps + Draw(kMostSteps - kFewestSteps);
   for (int step = 0; step < steps && !stop.IsSet(); ++step) Step();
-  if (!stop.IsSet()) MoveOut();
+  if (!stop.IsSet()) DeleteMostRows();
 }
 
 void Worker::Step() {
@@ -243,12 +245,23 @@ void Worker::Step() {
               {2, &Worker::PurgeOwned},
               {1, &Worker::PurgeExpired},
               {1, &Worker::Fail},
-              {1, &Worker::BringWrongPassword}};
+              {1, &Worker::LogInWithWrongPassword}};
+  EndIdleStores();
   int drawn = Draw(100);
   for (const auto& part : kMix) {
     drawn -= part.share;
     if (drawn < 0) return (this->*part.work)();
   }
+}
+
+/// Stores that only end, as of a program that looks whether there is anything to do.  The
+/// end of a store is a checkpoint, and those that find nothing left to copy are the ones
+/// that may meet a log which is just restarted.
+void Worker::EndIdleStores() {
+  recorder_.Do(Plan(Action::kEndStores, "", ""), [] {
+    for (int i = 0; i < kIdleStores; ++i) EntryDB idle(SharingDB::Instance());
+    return 1;
+  });
 }
 
 void Worker::Create() {
@@ -267,7 +280,7 @@ void Worker::Create() {
   entry.set_auto_gc(link.auto_gc);
   const Answer answer = recorder_.Create(entry);
   if (!answer.good()) {
-    exact_ = false;
+    link_count_known_ = false;
     return;
   }
   link.hash = answer.link;
@@ -311,13 +324,13 @@ void Worker::LogInToOwnLink() {
     return;
   }
   if (link->used) {
-    LogIn(link->hash, password, kUsedUp);
+    LogIn(link->hash, password, kUseLimitReached);
     return;
   }
   const bool counted = LogIn(link->hash, password, kSuccess);
   link->used = true;
-  // Anyone's purge may delete it from now on.
-  if (!counted) exact_ = false;
+  // From now on a purge by any process may delete it.
+  if (!counted) link_count_known_ = false;
   if (!counted || link->auto_gc) ForgetLink(link - links_.data());
 }
 
@@ -371,7 +384,7 @@ void Worker::Update() {
 }
 
 void Worker::Count() {
-  if (!exact_) return Check();
+  if (!link_count_known_) return Check();
   Operation operation = Plan(Action::kCount, "", "");
   operation.expected = static_cast<long>(links_.size());
   recorder_.Do(operation, [&] {
@@ -398,7 +411,7 @@ void Worker::DeleteLink(std::size_t index) {
   const bool deleted = recorder_.Do(Plan(Action::kDelete, link.hash, ""), [&link] {
     return EntryDB(SharingDB::Instance()).Delete(link.id) ? 1 : 0;
   });
-  if (!deleted) exact_ = false;
+  if (!deleted) link_count_known_ = false;
   if (deleted && Draw(3) == 0) LogIn(link.hash, nullptr, kNoLink);
 }
 
@@ -440,7 +453,7 @@ void Worker::PurgeOwned() {
                ? 1
                : 0;
   });
-  if (!purged) exact_ = false;
+  if (!purged) link_count_known_ = false;
   for (std::size_t i = links_.size(); i-- > 0;) {
     if (links_[i].limited && links_[i].used) ForgetLink(i);
   }
@@ -457,7 +470,7 @@ void Worker::Fail() {
   });
 }
 
-void Worker::BringWrongPassword() {
+void Worker::LogInWithWrongPassword() {
   for (const Link& link : links_) {
     if (!link.password) continue;
     Operation operation = Plan(Action::kWrongPassword, link.hash, "");
@@ -474,8 +487,9 @@ void Worker::BringWrongPassword() {
   Fail();
 }
 
-/// Leaves a few rows behind, so that there is something to lose but not without limit.
-void Worker::MoveOut() {
+/// Keeps a few rows, so that later faults can damage something while the tables stay
+/// small.
+void Worker::DeleteMostRows() {
   while (links_.size() > kLeftBehind) DeleteLink(links_.size() - 1);
   while (sessions_.size() > kLeftBehind) DropSession(sessions_.size() - 1);
 }

@@ -140,7 +140,7 @@ class Backup(CommandTest):
     def test_never_replaces_the_files_beside_the_database(self):
         self.create()
         self.lock()  # keeps them there
-        for part in ("-wal", "-shm"):
+        for part in ("-wal", "-shm", "-lock"):
             beside = pathlib.Path(f"{DATABASE}{part}")
             before = beside.stat().st_ino
 

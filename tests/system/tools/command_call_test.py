@@ -494,7 +494,7 @@ class Interrupts(SlowTest):
         self.assertEqual(len(self.links()), 1)
         self.assertEqual(self.sql("SELECT COUNT(*) FROM token"), [(1,)])
 
-    def test_wait_for_the_write_lock_ends_at_once(self):
+    def test_interrupt_ends_wait_for_write_lock(self):
         link = self.create("--expire", "2020-01-01")
         before = self.sql("SELECT * FROM entry")
         self.hold_write_lock()
@@ -502,8 +502,7 @@ class Interrupts(SlowTest):
                      ["transfer", "--from", "alice", "--to", "bob"], ["purge"],
                      MAKES_DATABASE["create"]):
             process = self.start(*call, stdout=subprocess.PIPE)
-            command_support.wait_until(
-                lambda p=process: command_support.uses_database(p, f"{DATABASE}-lock"))
+            command_support.wait_until(command_support.is_write_lock_awaited)
             begin = time.monotonic()
             process.send_signal(signal.SIGINT)
 
@@ -583,7 +582,7 @@ class Interrupts(SlowTest):
         process = self.purge_in_the_middle()
 
         process.send_signal(signal.SIGINT)
-        time.sleep(1.2)  # sooner it could be the same one, sent twice
+        time.sleep(1.2)  # within a second it counts as the same interrupt
         self.assertIsNone(process.poll())
         process.send_signal(signal.SIGINT)
 

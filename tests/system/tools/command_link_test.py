@@ -647,7 +647,7 @@ class Edit(CommandTest):
                                  stdout=full)
 
                 self.assertEqual(done.returncode, REFUSED)
-                self.assertIn(b"the change was undone, except for the revoked tokens", done.stderr)
+                self.assertIn(b"the change was undone, but tokens stay revoked", done.stderr)
                 self.login(link, "--password-stdin", text="secret\n")
                 shown = self.json("show", link)
                 self.assertEqual((shown["protect_title"], shown["tokens_alive"]), ("", 1))

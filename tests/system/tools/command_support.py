@@ -49,13 +49,25 @@ def wait_until(condition):
         time.sleep(0.01)
 
 
-def uses_database(process, file=DATABASE):
-    """Whether the process has opened the database, or a file beside it."""
+def uses_database(process):
+    """Whether the process has opened the database."""
     try:
         links = list(pathlib.Path(f"/proc/{process.pid}/fd").iterdir())
-        return any(os.readlink(link) == str(file) for link in links)
+        return any(os.readlink(link) == str(DATABASE) for link in links)
     except FileNotFoundError:
         return False
+
+
+def lock_of_byte(byte):
+    """A struct flock that write-locks one byte of a file."""
+    return struct.pack("hhqqi4x", fcntl.F_WRLCK, os.SEEK_SET, byte, 1, 0)
+
+
+def is_write_lock_awaited():
+    """Whether a process waits for the write lock."""
+    with open(f"{DATABASE}-lock", "r+b", buffering=0) as file:
+        found = fcntl.fcntl(file, fcntl.F_OFD_GETLK, lock_of_byte(1))
+    return struct.unpack_from("h", found)[0] != fcntl.F_UNLCK
 
 
 def waits_for_input(process):
@@ -192,12 +204,10 @@ class CommandTest(unittest.TestCase):
         return connection
 
     def hold_write_lock(self):
-        """Keeps every program of ours from writing until the file answered is closed."""
+        """Holds the write lock until the test ends."""
         file = open(f"{DATABASE}-lock", "r+b", buffering=0)
         self.addCleanup(file.close)
-        writer = struct.pack("hhqqi4x", fcntl.F_WRLCK, os.SEEK_SET, 0, 1, 0)
-        fcntl.fcntl(file, fcntl.F_OFD_SETLK, writer)
-        return file
+        fcntl.fcntl(file, fcntl.F_OFD_SETLK, lock_of_byte(0))
 
     def fill(self, count, name="copy"):
         """Copies the first link until there are `count` more, called copy1 and so on."""

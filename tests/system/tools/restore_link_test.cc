@@ -37,7 +37,7 @@ class RestoreLink : public testing::Test {
 
 }  // namespace
 
-TEST_F(RestoreLink, LinkAsItWasChanged_IsAsBefore) {
+TEST_F(RestoreLink, NoOtherChange_RestoresLink) {
   EXPECT_TRUE(tools::RestoreLink(db, before, after));
   EXPECT_EQ(Title(), "");
   EXPECT_EQ(Stored("use_count"), "3");
@@ -53,8 +53,8 @@ TEST_F(RestoreLink, UsesCountedSince_AreKept) {
   EXPECT_EQ(Stored("use_count"), "5");
 }
 
-TEST_F(RestoreLink, CountThatTheChangeBeganAgain_GoesOnFromBefore) {
-  after.set_expire_times(10);  // from no limit to a limit: the count begins again
+TEST_F(RestoreLink, ChangeResetUseCount_AddsUsesSinceToOldCount) {
+  after.set_expire_times(10);  // setting a limit resets the count
   ASSERT_EQ(after.get_use_count(), 0);
   Entry used = after;
   used.set_use_count(2);
@@ -65,7 +65,7 @@ TEST_F(RestoreLink, CountThatTheChangeBeganAgain_GoesOnFromBefore) {
   EXPECT_EQ(Stored("expire_times"), "0");
 }
 
-TEST_F(RestoreLink, AnotherChangeSince_IsLeftAsItIs) {
+TEST_F(RestoreLink, ChangedAgain_ReturnsFalseAndKeepsLink) {
   Entry other = after;
   other.set_enabled(false);
   ASSERT_TRUE(EntryDB(db).Update(other));
@@ -75,7 +75,7 @@ TEST_F(RestoreLink, AnotherChangeSince_IsLeftAsItIs) {
   EXPECT_EQ(Stored("enabled"), "0");
 }
 
-TEST_F(RestoreLink, LinkDeletedSince_StaysDeleted) {
+TEST_F(RestoreLink, LinkDeleted_ReturnsFalse) {
   ASSERT_TRUE(EntryDB(db).Delete(after));
 
   EXPECT_FALSE(tools::RestoreLink(db, before, after));

@@ -245,7 +245,7 @@ class Call(WebApiTest):
             told = self.lose("set", f"hash={name}", "generate_password=true",
                              "protect_type=password", "protect_title=new", "expire_times=5")
 
-            self.assertIn("the change was undone, except for the revoked tokens", told)
+            self.assertIn("the change was undone, but tokens stay revoked", told)
             self.assertEqual(self.sql("SELECT * FROM entry"), before)
             self.assertEqual(self.tokens(), 0)
 
@@ -259,7 +259,7 @@ class Call(WebApiTest):
 
         told = self.lose("set", f"hash={name}", "generate_password=true",
                          "protect_title=new")
-        self.assertIn(f"the change of the link {name} could not be undone", told)
+        self.assertIn(f"cannot undo the change of link {name}", told)
         told = self.lose("create", "project_name=p", "owner_user=alice")
         made = self.sql("SELECT hash FROM entry WHERE hash != ?", name)[0][0]
         self.assertIn(f"the link {made} could not be taken back", told)

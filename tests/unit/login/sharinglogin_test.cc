@@ -1238,7 +1238,7 @@ TEST_F(UseCountTest, WritesTheWholeRowInTheTransactionThatReadIt) {
                   "COMMIT", "PRAGMA wal_checkpoint;"));
 }
 
-TEST_F(UseCountTest, NoTransaction_IsFalseAndNothingIsRead) {
+TEST_F(UseCountTest, BeginFails_ReturnsFalseAndReadsNothing) {
   platform_.FailStatement("BEGIN");
 
   EXPECT_FALSE(VEXO::VexoSharingIncreaseUseCount("hash"));
@@ -1247,7 +1247,7 @@ TEST_F(UseCountTest, NoTransaction_IsFalseAndNothingIsRead) {
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
-TEST_F(UseCountTest, CommitFails_IsFalseAndRolledBackOnce) {
+TEST_F(UseCountTest, CommitFails_ReturnsFalseAndRollsBackOnce) {
   platform_.FailStatement("COMMIT");
 
   EXPECT_FALSE(VEXO::VexoSharingIncreaseUseCount("hash"));
@@ -1255,7 +1255,7 @@ TEST_F(UseCountTest, CommitFails_IsFalseAndRolledBackOnce) {
   EXPECT_EQ("0", One("SELECT use_count FROM entry WHERE id=1"));
 }
 
-TEST_F(UseCountTest, InATransactionOfTheCaller_IsPartOfIt) {
+TEST_F(UseCountTest, CallerHasTransaction_CountsInsideIt) {
   SharingDB& db = SharingDB::Instance();
   ASSERT_TRUE(db.Begin());
 
