@@ -79,7 +79,7 @@ int LockedFile::OnShmLock(sqlite3_file* file, int offset, int n, int flags) {
     return code;
   }
   // Whoever takes the writer's lock without a snapshot is rebuilding the index of the
-  // log, as readers do too, and then takes all the other locks at once.
+  // log, as readers do too, and then takes the checkpoint lock together with the next.
   const bool writer =
       offset == kWriterLock && (self.reading_ || !locks || WritersLockFirst());
   const bool checkpoint = offset == kCheckpointLock && n == 1;

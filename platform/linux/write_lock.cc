@@ -20,8 +20,8 @@ namespace VEXO::platform {
 class ForkGuard {
  public:
   static ForkGuard& Instance() {
-    static auto& guard =
-        *new ForkGuard;  // never destroyed: connections may close at exit
+    // Never destroyed: connections may close at exit.
+    static auto& guard = *new ForkGuard;
     return guard;
   }
 
