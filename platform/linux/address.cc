@@ -2,8 +2,10 @@
 
 #include <arpa/inet.h>
 #include <string.h>
+#include <syslog.h>
 
 #include <algorithm>
+#include <atomic>
 
 #include "text.h"
 
@@ -13,6 +15,38 @@ namespace {
 constexpr unsigned char kMapped[12] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xff, 0xff};
 constexpr int kMappedBits = 96;
 constexpr int kAllBits = 128;
+constexpr long kLargestPort = 65535;
+
+/// Whether the text is empty or a colon and a port.
+bool IsPortOrNothing(const std::string& text) {
+  return text.empty() || (text.front() == ':' &&
+                          ParseNumber(text.substr(1), 0, kLargestPort).has_value());
+}
+
+/// The address in an item of X-Forwarded-For, without its port.
+std::optional<Address> ParseItem(const std::string& item) {
+  if (item.front() == '[') {
+    const size_t end = std::min(item.find(']'), item.size() - 1);
+    if (item[end] != ']' || !IsPortOrNothing(item.substr(end + 1))) return std::nullopt;
+    const std::string inside = item.substr(1, end - 1);
+    return inside.find(':') == std::string::npos ? std::nullopt : Address::Parse(inside);
+  }
+  const size_t colon = item.find(':');
+  const bool has_port =
+      colon != std::string::npos && item.find(':', colon + 1) == std::string::npos;
+  if (!has_port) return Address::Parse(item);
+  if (!IsPortOrNothing(item.substr(colon))) return std::nullopt;
+  return Address::Parse(item.substr(0, colon));
+}
+
+void LogUnusableList(const Address& proxy) {
+  static std::atomic_flag logged = ATOMIC_FLAG_INIT;
+  if (logged.test_and_set()) return;
+  syslog(LOG_WARNING,
+         "X-Forwarded-For of the trusted proxy %s holds no usable address: the proxy "
+         "itself counts as the client",
+         proxy.Text().c_str());
+}
 
 }  // namespace
 
@@ -79,12 +113,16 @@ Address ClientAddress(const Address& remote, const char* forwarded,
   const std::vector<std::string> hops = Split(forwarded == nullptr ? "" : forwarded, ",");
   Address client = remote;
   for (auto hop = hops.rbegin(); hop != hops.rend(); ++hop) {
+    if (hop->empty()) continue;
     const bool trusted = std::any_of(
         trusted_proxies.begin(), trusted_proxies.end(),
         [&client](const Network& network) { return network.Contains(client); });
     if (!trusted) break;
-    const std::optional<Address> reported = Address::Parse(*hop);
-    if (!reported) break;
+    const std::optional<Address> reported = ParseItem(*hop);
+    if (!reported) {
+      LogUnusableList(client);
+      break;
+    }
     client = *reported;
   }
   return client;

@@ -1,11 +1,15 @@
 #include "vexo/autoblock.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <limits.h>
 #include <sqlite3.h>
+#include <stdio.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <syslog.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <map>
@@ -16,6 +20,7 @@
 #include "address.h"
 #include "block_list.h"
 #include "configuration.h"
+#include "descriptor.h"
 #include "guarded.h"
 #include "lock_wait.h"
 #include "system_file.h"
@@ -153,6 +158,14 @@ class BlockList {
     return true;
   }
 
+  /// Whether the last failure was that SQLite found the file damaged, or not a database.
+  bool damaged() const { return damaged_; }
+
+  bool IsIntact() {
+    Statement check(connection_.get(), "PRAGMA integrity_check(1)");
+    return check.Step() == SQLITE_ROW && check.Text(0) == "ok";
+  }
+
   bool List(std::map<std::string, Entry>* entries) {
     bool filled;
     if (!HasTables(&filled)) return false;
@@ -201,6 +214,8 @@ class BlockList {
   }
 
   bool Failed() {
+    const int code = sqlite3_errcode(connection_.get());
+    damaged_ = code == SQLITE_CORRUPT || code == SQLITE_NOTADB;
     syslog(LOG_ERR, "%s: %s", kPath, sqlite3_errmsg(connection_.get()));
     errno = EIO;
     return false;
@@ -232,10 +247,60 @@ class BlockList {
   }
 
   // A signal to the program must neither block a visitor nor free a wrong guess.
-  LockWait wait_{
-      LockWait::Signals::kIgnored};  // stands before the connection, which points to it
-  std::unique_ptr<sqlite3, Close> connection_;
+  LockWait wait_{LockWait::Signals::kIgnored};
+  std::unique_ptr<sqlite3, Close> connection_;  // points to wait_
+  bool damaged_ = false;
 };
+
+/// Moves a damaged store aside, so that a new one can be created.  True also when another
+/// process has done so.
+bool MoveAside() {
+  const Descriptor file(open(kPath, O_RDONLY | O_CLOEXEC));
+  if (file.get() == -1) return errno == ENOENT;
+  // One process at a time; the others then find a new store under the name, or none.
+  if (flock(file.get(), LOCK_EX) == -1) return false;
+  if (BlockList list; list.Open() && list.IsIntact()) return true;
+  struct stat opened;
+  struct stat named;
+  if (fstat(file.get(), &opened) == -1) return false;
+  if (stat(kPath, &named) == -1) return errno == ENOENT;
+  if (opened.st_ino != named.st_ino) return true;
+
+  const std::string target = std::string(kPath) + ".damaged-" +
+                             std::to_string(time(nullptr)) + "-" +
+                             std::to_string(getpid());
+  const std::string journal = std::string(kPath) + "-journal";
+  // The journal first: SQLite would apply it to the new store.
+  if (rename(journal.c_str(), (target + "-journal").c_str()) == -1 && errno != ENOENT) {
+    return false;
+  }
+  if (rename(kPath, target.c_str()) == -1) return errno == ENOENT;
+  syslog(LOG_ERR, "%s: damaged, moved to %s; failed logins are counted from zero", kPath,
+         target.c_str());
+  return true;
+}
+
+/// Runs `work` on the store; when it turns out to be damaged, once more on a new one.  A
+/// missing store is created when `create` is set, and otherwise there is nothing to do.
+template <class Work>
+bool OnStore(bool create, Work work) {
+  for (int attempt = 1;; ++attempt) {
+    if (FindFile() == Presence::kMissing) {
+      if (!create) return true;
+      if (!CreateFileWith({kSystemUid, kSystemGid, 0660}, kPath)) {
+        syslog(LOG_ERR, "%s: cannot be created: %m", kPath);
+        return false;
+      }
+    }
+    bool damaged = false;
+    {
+      BlockList list;
+      if (list.Open() && work(list)) return true;
+      damaged = list.damaged();
+    }
+    if (!damaged || attempt > 1 || !MoveAside()) return false;
+  }
+}
 
 /// What failures of `address` are kept under; nothing when it is no address.
 std::optional<std::string> Key(const char* address) {
@@ -250,31 +315,26 @@ std::optional<std::string> Key(const char* address) {
 int Count(const char* address, const char* service) {
   const std::optional<std::string> key = Key(address);
   if (!key) return -1;
-  if (FindFile() == Presence::kMissing &&
-      !CreateFileWith({kSystemUid, kSystemGid, 0660}, kPath)) {
-    syslog(LOG_ERR, "%s: cannot be created: %m", kPath);
-    return -1;
-  }
-  BlockList list;
-  return list.Open() && list.Count(*key, service == nullptr ? "" : service) ? 0 : -1;
+  const std::string name = service == nullptr ? "" : service;
+  return OnStore(true, [&](BlockList& list) { return list.Count(*key, name); }) ? 0 : -1;
 }
 
 int Forget(const char* address, bool blocks) {
   const std::optional<std::string> key = Key(address);
   if (!key) return -1;
-  if (FindFile() == Presence::kMissing) return 0;
-  BlockList list;
-  return list.Open() && list.Forget(*key, blocks) ? 0 : -1;
+  return OnStore(false, [&](BlockList& list) { return list.Forget(*key, blocks); }) ? 0
+                                                                                    : -1;
 }
 
 }  // namespace
 
 bool IsBlocked(const char* address) {
   const std::optional<std::string> key = Key(address);
-  if (!key || FindFile() == Presence::kMissing) return false;
-  BlockList list;
-  bool blocked = true;
-  return !list.Open() || !list.Look(*key, &blocked) || blocked;
+  if (!key) return false;
+  bool blocked = false;
+  const bool looked =
+      OnStore(false, [&](BlockList& list) { return list.Look(*key, &blocked); });
+  return !looked || blocked;
 }
 
 }  // namespace VEXO::platform
@@ -294,9 +354,8 @@ int VEXOAutoBlockList(int (*each)(const VexoAutoBlockEntry* entry, void* context
                       void* context) {
   std::map<std::string, BlockList::Entry> entries;
   const bool listed = Guarded(false, [&entries] {
-    if (VEXO::platform::FindFile() == VEXO::platform::Presence::kMissing) return true;
-    BlockList list;
-    return list.Open() && list.List(&entries);
+    return VEXO::platform::OnStore(false,
+                                   [&](BlockList& list) { return list.List(&entries); });
   });
   if (!listed) return -1;
 

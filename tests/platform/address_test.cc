@@ -4,7 +4,15 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
+#include "log_capture.h"
+#include "support.h"
+
+using fakes::LogCapture;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
 using VEXO::platform::Address;
 using VEXO::platform::ClientAddress;
 using VEXO::platform::Network;
@@ -92,9 +100,45 @@ TEST(ClientAddress, OnlyTrustedProxies_AnswersTheFarthest) {
   EXPECT_EQ(Client("10.0.0.1", "10.0.0.3, 10.0.0.2"), "10.0.0.3");
 }
 
+// Before any other test logs such a list in this process.
+TEST(ClientAddress, UnusableListOfATrustedProxy_IsLoggedOnce) {
+  InChild([] {
+    const LogCapture log;
+    Client("203.0.113.5", "unknown");
+    EXPECT_THAT(log.lines(), IsEmpty());
+    Client("10.0.0.1", "unknown");
+    Client("10.0.0.1", "unknown");
+    EXPECT_THAT(log.lines(), ElementsAre(HasSubstr("trusted proxy 10.0.0.1")));
+  });
+}
+
 TEST(ClientAddress, NothingOrGarbageReported_AnswersTheProxyThatReportedIt) {
   EXPECT_EQ(Client("10.0.0.1", nullptr), "10.0.0.1");
   EXPECT_EQ(Client("10.0.0.1", ""), "10.0.0.1");
   EXPECT_EQ(Client("10.0.0.1", "1.1.1.1, unknown"), "10.0.0.1");
-  EXPECT_EQ(Client("10.0.0.1", "1.1.1.1, ,10.0.0.2"), "10.0.0.2");
+}
+
+TEST(ClientAddress, EmptyItems_DoNotCount) {
+  EXPECT_EQ(Client("10.0.0.1", "1.1.1.1, ,10.0.0.2"), "1.1.1.1");
+  EXPECT_EQ(Client("10.0.0.1", "1.1.1.1,"), "1.1.1.1");
+  EXPECT_EQ(Client("10.0.0.1", " ,\t1.1.1.1 , "), "1.1.1.1");
+  EXPECT_EQ(Client("10.0.0.1", ",,"), "10.0.0.1");
+  EXPECT_EQ(Client("203.0.113.5", ","), "203.0.113.5");
+}
+
+TEST(ClientAddress, ItemsWithPorts_AreTheirAddresses) {
+  EXPECT_EQ(Client("10.0.0.1", "192.0.2.1:1234"), "192.0.2.1");
+  EXPECT_EQ(Client("10.0.0.1", "[2001:db9::1]:99"), "2001:db9::1");
+  EXPECT_EQ(Client("10.0.0.1", "[2001:db9::1]"), "2001:db9::1");
+  EXPECT_EQ(Client("10.0.0.1", "2001:db9::1"), "2001:db9::1");
+  EXPECT_EQ(Client("10.0.0.1", "192.0.2.1:65535, 10.0.0.2:0"), "192.0.2.1");
+}
+
+TEST(ClientAddress, ItemsThatAreAlmostAddresses_AreNone) {
+  for (const char* item :
+       {"192.0.2.1:", "192.0.2.1:65536", "192.0.2.1:x", "192.0.2.1:1:2", ":80", "[", "]",
+        "[]", "[]:80", "[2001:db9::1", "[2001:db9::1]x",
+        "[2001:db9::1]:", "[192.0.2.1]:80", "192.0.2.1 :80", "unknown", "_hidden"}) {
+    EXPECT_EQ(Client("10.0.0.1", item), "10.0.0.1") << item;
+  }
 }

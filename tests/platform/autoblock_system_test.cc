@@ -23,6 +23,7 @@ using fakes::LogCapture;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::SizeIs;
 
 namespace {
 
@@ -81,6 +82,16 @@ long Rows(const char* table) {
   return rows;
 }
 
+/// Stores that were moved aside because they were damaged.
+std::vector<std::string> Damaged() {
+  std::vector<std::string> paths;
+  for (const auto& file : std::filesystem::directory_iterator(kFolder)) {
+    const std::string path = file.path();
+    if (path.find(".damaged-") != std::string::npos) paths.push_back(path);
+  }
+  return paths;
+}
+
 void ExpectOwner() {
   struct stat status {};
   ASSERT_EQ(stat(kPath, &status), 0);
@@ -102,7 +113,9 @@ class AutoBlock : public testing::Test {
   void TearDown() override { Clean(); }
 
   static void Clean() {
-    std::filesystem::remove_all(kPath);
+    for (const auto& file : std::filesystem::directory_iterator(kFolder)) {
+      std::filesystem::remove_all(file.path());
+    }
     std::filesystem::remove_all(kConfiguration);
   }
 };
@@ -341,15 +354,51 @@ TEST_F(AutoBlock, FailedCreation_IsLoggedAndLeavesNothingBehind) {
   EXPECT_TRUE(std::filesystem::is_empty(kFolder));
 }
 
-TEST_F(AutoBlock, DamagedFile_IsLoggedAndEverybodyIsBlocked) {
-  std::ofstream(kPath) << std::string(8192, 'x');
+TEST_F(AutoBlock, DamagedFile_IsMovedAsideLoggedAndBegunAgain) {
+  const std::string damage(8192, 'x');
+  std::ofstream(kPath) << damage;
   InChild([] {
     const LogCapture log;
-    EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 1);
-    EXPECT_EQ(AutoBlockFailLoginSet("192.0.2.1", "SHARING"), -1);
+    EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 0);
     EXPECT_THAT(log.lines(),
-                ElementsAre(HasSubstr("not a database"), HasSubstr("not a database")));
+                ElementsAre(HasSubstr("not a database"), HasSubstr("damaged, moved to")));
+    EXPECT_FALSE(std::filesystem::exists(kPath));
+    EXPECT_EQ(AutoBlockFailLoginSet("192.0.2.1", "SHARING"), 0);
+    EXPECT_THAT(log.lines(), SizeIs(2));
   });
+  const std::vector<std::string> kept = Damaged();
+  ASSERT_THAT(kept, SizeIs(1));
+  std::ifstream file(kept[0]);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), damage);
+}
+
+TEST_F(AutoBlock, DamagedPages_AreMovedAsideWithTheirJournalAndTheFailureIsCounted) {
+  InChild([] {
+    for (int i = 1; i <= 200; ++i) Fail(("192.0.2." + std::to_string(i)).c_str(), 1);
+    std::fstream file(kPath, std::ios::in | std::ios::out | std::ios::binary);
+    file.seekp(4096);
+    file << std::string(16384, '\xff');
+    file.close();
+
+    Fail("192.0.2.1", 1);
+    EXPECT_THAT(List(), SizeIs(1));
+    EXPECT_EQ(Failures("192.0.2.1"), 1);
+    EXPECT_FALSE(std::filesystem::exists(std::string(kPath) + "-journal"));
+  });
+  EXPECT_THAT(Damaged(), SizeIs(1));
+}
+
+TEST_F(AutoBlock, DamagedFile_SixteenProcessesAtOnce_LoseNoCountOfTheNewOne) {
+  std::ofstream(kPath) << std::string(8192, 'x');
+  std::vector<pid_t> children;
+  for (int i = 0; i < 16; ++i) {
+    children.push_back(
+        StartTest([i] { Fail(("192.0.2." + std::to_string(i)).c_str(), 1); }));
+  }
+  for (const pid_t child : children) EXPECT_TRUE(fakes::EndsWell(child));
+
+  InChild([] { EXPECT_THAT(List(), SizeIs(16)); });
+  EXPECT_THAT(Damaged(), SizeIs(1));
 }
 
 TEST_F(AutoBlock, FolderInPlaceOfTheFile_IsLoggedAndEverybodyIsBlocked) {

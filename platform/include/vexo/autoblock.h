@@ -3,6 +3,9 @@
 /// @file
 /// Blocking of addresses that fail to log in too often.  The counts are shared by all
 /// processes and survive a restart.  IPv6 addresses count by their /64.
+///
+/// A store that cannot be read or written counts every address as blocked.  One that
+/// SQLite finds damaged is moved aside, logged, and begun again.
 
 /// What is known of one address.  The strings live as long as the call that hands them
 /// out.
