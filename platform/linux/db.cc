@@ -115,6 +115,15 @@ int RunStatement(sqlite3* connection, const char* sql, const char** rest,
   return CollectRows(connection, statement.get(), result);
 }
 
+/// Whether the first statement of `sql` is a checkpoint of the kind that waits for nobody
+/// (https://www.sqlite.org/pragma.html#pragma_wal_checkpoint).
+bool IsPassiveCheckpoint(const char* sql) {
+  const char kCheckpoint[] = "PRAGMA wal_checkpoint";
+  if (sqlite3_strnicmp(sql, kCheckpoint, sizeof(kCheckpoint) - 1) != 0) return false;
+  const char next = sql[sizeof(kCheckpoint) - 1];
+  return next == ';' || next == '\0';
+}
+
 /// Runs every statement of `sql`.  `*inherited` becomes false once the transaction that
 /// was open before has ended: one found open later is this text's own.
 bool RunText(VEXODB& db, const char* sql, DBResult_tag& result, bool* inherited) {
@@ -127,7 +136,7 @@ bool RunText(VEXODB& db, const char* sql, DBResult_tag& result, bool* inherited)
     const bool outside = !InTransaction(connection);
     const char* rest = nullptr;
     int code;
-    db.file.EndStatement();  // of the one before
+    db.file.BeginStatement(IsPassiveCheckpoint(sql));
     do {
       code = RunStatement(connection, sql, &rest, result);
     } while ((code & 0xff) == SQLITE_BUSY &&

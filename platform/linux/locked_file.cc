@@ -1,6 +1,7 @@
 #include "locked_file.h"
 
 #include <sched.h>
+#include <stdint.h>
 #include <string.h>
 
 #include <algorithm>
@@ -14,6 +15,12 @@ namespace {
 constexpr int kWriterLock = 0;
 constexpr int kCheckpointLock = 1;
 constexpr int kFirstReadMark = 3;
+
+// The index itself: size of its first part, and where it holds the number of the last
+// frame in the log and of those copied, in words of four bytes (ibid., 2.1).
+constexpr int kIndexRegionSize = 32768;
+constexpr int kLastFrameWord = 16 / 4;
+constexpr int kCopiedFramesWord = 96 / 4;
 
 // Bits of LockedFile::holders_: SQLite's lock for which the write lock is held.  kFile is
 // the lock on the database file, used without a write-ahead log.
@@ -90,7 +97,10 @@ int LockedFile::OnShmLock(sqlite3_file* file, int offset, int n, int flags) {
     return code;
   }
   if (holder == 0) return inner();
-  if (checkpoint && self.ShouldPostponeCheckpoint()) return SQLITE_BUSY;
+  if (checkpoint && (self.ShouldPostponeCheckpoint() ||
+                     (self.is_passive_checkpoint_ && self.IsLogCopied(file)))) {
+    return SQLITE_BUSY;
+  }
   return self.TakeBefore(holder, inner);
 }
 
@@ -111,6 +121,19 @@ int LockedFile::OnCommit(void* file, sqlite3* connection, const char* database,
 // of them run it for all their commits.
 bool LockedFile::ShouldPostponeCheckpoint() const {
   return !lock_.held() && log_pages_ < kLongLogPages && lock_.HasWaiters();
+}
+
+// Whether every page of the log is in the database file already.  Most checkpoints find
+// this, since every store runs one: without a look at the index they would only keep
+// writers waiting.
+bool LockedFile::IsLogCopied(sqlite3_file* file) const {
+  void volatile* index = nullptr;
+  if (inner_->xShmMap(file, 0, kIndexRegionSize, 0, &index) != SQLITE_OK ||
+      index == nullptr) {
+    return false;
+  }
+  const auto* const words = static_cast<uint32_t volatile*>(index);
+  return words[kLastFrameWord] == words[kCopiedFramesWord];
 }
 
 int LockedFile::Take(unsigned holder) {
@@ -163,6 +186,11 @@ bool LockedFile::Wait() {
     if (lock_.Try() != WriteLock::Answer::kBusy) return true;
   }
   return false;
+}
+
+void LockedFile::BeginStatement(bool is_passive_checkpoint) {
+  EndStatement();
+  is_passive_checkpoint_ = is_passive_checkpoint;
 }
 
 void LockedFile::EndStatement() {

@@ -36,7 +36,10 @@ class LockedFile {
   const std::string& failure() const { return lock_.failure(); }
   /// Waits after a busy statement.  False on timeout or interruption.
   bool Wait();
-  /// Call after each statement, once it will not be repeated.
+  /// Call before each statement, unless it is repeated.  A passive checkpoint may then be
+  /// left out when there is nothing to copy.
+  void BeginStatement(bool is_passive_checkpoint);
+  /// Call after the last statement.
   void EndStatement();
 
  private:
@@ -56,13 +59,15 @@ class LockedFile {
   int TakeBefore(unsigned holder, Lock lock);
   void Drop(unsigned holder);
   bool ShouldPostponeCheckpoint() const;
+  bool IsLogCopied(sqlite3_file* file) const;
 
   LockWait& wait_;
   WriteLock lock_;
   unsigned holders_ = 0;  // SQLite's locks for which the write lock is held
   bool found_write_lock_busy_ = false;
   bool reading_ = false;  // whether SQLite has a snapshot to read from
-  int log_pages_ = 0;     // after the last commit of this connection
+  bool is_passive_checkpoint_ = false;
+  int log_pages_ = 0;  // after the last commit of this connection
   const sqlite3_io_methods* inner_ = nullptr;
   Methods methods_ = {};
 };

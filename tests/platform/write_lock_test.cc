@@ -123,6 +123,20 @@ TEST_F(WriteLockTest, WriterAndCheckpoint_ExcludeEachOther) {
   EXPECT_EQ(FirstField(Ask(db, checkpoint), "busy"), "0");
 }
 
+TEST_F(WriteLockTest, PassiveCheckpointWithNothingToCopy_TakesNoLock) {
+  ASSERT_TRUE(Executes(db, "INSERT INTO t VALUES(1)"));
+  EXPECT_EQ(FirstField(Ask(db, "PRAGMA wal_checkpoint;"), "busy"), "0");
+  ASSERT_EQ(unlink(lock_path.c_str()), 0);
+  usleep(kUntilLookedUp);
+
+  EXPECT_EQ(FirstField(Ask(db, "PRAGMA wal_checkpoint;"), "busy"), "1");
+  EXPECT_EQ(access(lock_path.c_str(), F_OK), -1);
+  EXPECT_EQ(FirstField(Ask(db, "PRAGMA wal_checkpoint(TRUNCATE)"), "busy"), "0");
+  EXPECT_EQ(access(lock_path.c_str(), F_OK), 0);
+  ASSERT_TRUE(Executes(db, "INSERT INTO t VALUES(2)"));
+  EXPECT_EQ(FirstField(Ask(db, "pragma WAL_CHECKPOINT"), "busy"), "0");
+}
+
 TEST_F(WriteLockTest, EveryKindOfWrite_FailsWhileLockIsHeld) {
   ASSERT_TRUE(Executes(db, "CREATE INDEX i ON t(v); INSERT INTO t VALUES(1); ANALYZE"));
   FileLock other(lock_path);

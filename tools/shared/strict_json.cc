@@ -1,6 +1,8 @@
 #include "strict_json.h"
 
+#include <ctype.h>
 #include <json/reader.h>
+#include <string.h>
 
 #include <algorithm>
 #include <charconv>
@@ -44,6 +46,56 @@ bool HasHalfCharacter(const std::string& text) {
   return false;
 }
 
+/// Whether the text is a number (RFC 8259, 6).
+bool IsNumber(const std::string& text) {
+  const char* at = text.c_str();
+  const auto skip_digits = [&at] {
+    const char* const begin = at;
+    while (*at >= '0' && *at <= '9') ++at;
+    return at != begin;
+  };
+  if (*at == '-') ++at;
+  if (*at == '0') {
+    ++at;
+  } else if (!skip_digits()) {
+    return false;
+  }
+  if (*at == '.' && (++at, !skip_digits())) return false;
+  if (*at == 'e' || *at == 'E') {
+    ++at;
+    if (*at == '+' || *at == '-') ++at;
+    if (!skip_digits()) return false;
+  }
+  return *at == '\0';
+}
+
+/// What is wrong with the numbers and strings of a text, in which the parser accepts more
+/// than the grammar allows; empty when nothing is.
+std::string TokenFault(const std::string& text) {
+  const char kNumberCharacters[] = "0123456789+-.eE";
+  if (text.find('\0') != std::string::npos) return "NUL character";
+  for (size_t i = 0; i < text.size();) {
+    if (text[i] == '"') {
+      for (++i; i < text.size() && text[i] != '"'; i += text[i] == '\\' ? 2 : 1) {
+        if (static_cast<unsigned char>(text[i]) < ' ') {
+          return "control character in a string";
+        }
+      }
+      ++i;
+    } else if (isalpha(static_cast<unsigned char>(text[i])) != 0) {
+      while (i < text.size() && isalpha(static_cast<unsigned char>(text[i])) != 0) ++i;
+    } else if (strchr(kNumberCharacters, text[i]) != nullptr) {
+      const size_t end =
+          std::min(text.find_first_not_of(kNumberCharacters, i), text.size());
+      if (!IsNumber(text.substr(i, end - i))) return "invalid number";
+      i = end;
+    } else {
+      ++i;
+    }
+  }
+  return "";
+}
+
 Json::CharReaderBuilder StrictReader() {
   Json::CharReaderBuilder builder;
   Json::CharReaderBuilder::strictMode(&builder.settings_);
@@ -67,6 +119,11 @@ bool ParseStrictJson(const std::string& text, Json::Value& out, std::string& rea
   }
   if (HasHalfCharacter(text)) {
     reason = "an escape is half a character";
+    return false;
+  }
+  const std::string fault = TokenFault(text);
+  if (!fault.empty()) {
+    reason = fault;
     return false;
   }
   static const Json::CharReaderBuilder builder = StrictReader();

@@ -20,7 +20,7 @@
 /// that took a second or more has the rest of its time, and one within a second of a wait
 /// that failed fails at once.  Calls after that wait for a quarter of a second, until the
 /// connection has obtained a lock again.  A checkpoint never waits: it reports busy, as
-/// SQLite does.
+/// SQLite does.  "PRAGMA wal_checkpoint" reports that too when there is nothing to copy.
 
 struct sqlite3;
 struct VEXODB;
