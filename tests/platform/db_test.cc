@@ -360,7 +360,7 @@ TEST_F(DbLocks, WaitTimesOut_LaterWritesFailAtOnceUntilLockIsObtained) {
 
   ASSERT_TRUE(Executes(holder, "BEGIN IMMEDIATE"));
   std::thread later([&] {
-    usleep(300 * 1000);
+    usleep(1000 * 1000);
     EXPECT_TRUE(Executes(holder, "COMMIT"));
   });
   EXPECT_TRUE(Executes(db, "INSERT INTO t VALUES(1)"));

@@ -389,12 +389,12 @@ TEST_F(WriteLockTest, OwnerKilled_ForkedChildDoesNotKeepLock) {
     const Database own = Connect(path);
     EXPECT_TRUE(Executes(own, "BEGIN IMMEDIATE"));
     if (fork() == 0) {  // has copies of every descriptor, and lives on
+      EXPECT_EQ(write(forked[1], "x", 1), 1);
       close(end[1]);
       char byte;
       EXPECT_EQ(read(end[0], &byte, 1), 0);
       _exit(0);
     }
-    EXPECT_EQ(write(forked[1], "x", 1), 1);
     pause();
   });
   char byte;
