@@ -190,13 +190,24 @@ class Block(CommandTest):
             said = self.refusal(NOT_USABLE, "block", *call, **AS_ALICE)
             self.assertIn("run this as root", said)
 
-    def test_damaged_counts_are_told(self):
+    def test_store_that_cannot_be_read_is_an_error(self):
         file = BLOCKS / "autoblock.db"
-        file.write_bytes(b"This is no database.\n" * 500)
-        os.chown(file, 1, 1)
+        file.mkdir()
+        self.addCleanup(file.rmdir)
 
         for call in (["list"], ["clear", "192.0.2.7"]):
             self.assertIn("cannot be read", self.refusal(NOT_USABLE, "block", *call))
+
+    def test_damaged_store_is_moved_aside(self):
+        file = BLOCKS / "autoblock.db"
+        damage = b"This is not a database.\n" * 500
+        file.write_bytes(damage)
+        os.chown(file, 1, 1)
+
+        self.assertEqual(self.json("block", "list"), {"addresses": []})
+        kept = list(BLOCKS.glob("autoblock.db.damaged-*"))
+        self.assertEqual([path.read_bytes() for path in kept], [damage])
+        self.assertFalse(file.exists())
 
     def test_lost_output_is_told(self):
         for call in (["list"], ["list", "--json"], ["clear", "192.0.2.7"]):
