@@ -344,7 +344,7 @@ void AddCheck(CLI::App& app, Work& work) {
   const auto options = std::make_shared<CommonOptions>();
   CLI::App& command =
       AddCommand(app, "check",
-                 "Looks the whole database over, and says what to do.\n"
+                 "Checks the whole database, and says what to do.\n"
                  "It ends with 0 when nothing is wrong, and with 1 when something is.\n"
                  "Links that never expire are mentioned only.",
                  "vexosharing check");
