@@ -29,6 +29,7 @@ namespace VEXO::platform {
 namespace {
 
 const char* const kPath = "/usr/vexo/etc/private/autoblock/autoblock.db";
+const int kMaxAttempts = 3;
 
 // Failures of one address in one second share a row, so an address has at most as many
 // rows as the window has seconds.  Rollback journal, not write-ahead log: then no further
@@ -42,12 +43,12 @@ const char* const kSchema =
     "address TEXT PRIMARY KEY NOT NULL, since INTEGER NOT NULL, until INTEGER NOT NULL, "
     "service TEXT NOT NULL) WITHOUT ROWID;";
 
-enum class Presence { kMissing, kPresent, kUnknown };
-
-Presence FindFile() {
+/// Which file has the store's name: its number, 0 for none; nothing when that is unknown.
+std::optional<ino_t> FindFile() {
   struct stat status;
-  if (stat(kPath, &status) == 0) return Presence::kPresent;
-  return errno == ENOENT || errno == ENOTDIR ? Presence::kMissing : Presence::kUnknown;
+  if (stat(kPath, &status) == 0) return status.st_ino;
+  if (errno == ENOENT || errno == ENOTDIR) return 0;
+  return std::nullopt;
 }
 
 class Statement {
@@ -280,17 +281,20 @@ bool MoveAside() {
   return true;
 }
 
-/// Runs `work` on the store; when it turns out to be damaged, once more on a new one.  A
-/// missing store is created when `create` is set, and otherwise there is nothing to do.
+/// Runs `work` on the store; once more on a new one when it turns out to be damaged, or
+/// when another process moved it aside meanwhile.  A missing store is created when
+/// `create` is set, and otherwise there is nothing to do.
 template <class Work>
 bool OnStore(bool create, Work work) {
   for (int attempt = 1;; ++attempt) {
-    if (FindFile() == Presence::kMissing) {
+    std::optional<ino_t> file = FindFile();
+    if (file == ino_t{0}) {
       if (!create) return true;
       if (!CreateFileWith({kSystemUid, kSystemGid, 0660}, kPath)) {
         syslog(LOG_ERR, "%s: cannot be created: %m", kPath);
         return false;
       }
+      file = FindFile();
     }
     bool damaged = false;
     {
@@ -298,7 +302,9 @@ bool OnStore(bool create, Work work) {
       if (list.Open() && work(list)) return true;
       damaged = list.damaged();
     }
-    if (!damaged || attempt > 1 || !MoveAside()) return false;
+    if (attempt == kMaxAttempts) return false;
+    const bool replaced = damaged ? MoveAside() : FindFile() != file;
+    if (!replaced) return false;
   }
 }
 
