@@ -4,7 +4,6 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
-#include <string>
 
 #include "trim.h"
 
@@ -14,48 +13,59 @@ namespace {
 
 const char kPath[] = "/usr/vexo/etc/sharing-url.conf";
 
-bool SetType(const std::string& value, Configuration& configuration,
-             std::string& reason) {
+bool ReadType(const std::string& value, Settings& settings, std::string& reason) {
   if (value == "configured") {
-    configuration.type = VEXO::sharing::SHARING_URL_TYPE_CONFIGURED;
-    return true;
+    settings.type = VEXO::sharing::SHARING_URL_TYPE_CONFIGURED;
+  } else if (value == "relayed") {
+    settings.type = VEXO::sharing::SHARING_URL_TYPE_RELAYED;
+  } else {
+    reason = "type must be configured or relayed";
+    return false;
   }
-  if (value == "relayed") {
-    configuration.type = VEXO::sharing::SHARING_URL_TYPE_RELAYED;
-    return true;
-  }
-  reason = "the type is configured or relayed";
+  return true;
+}
+
+bool ReadSetting(const std::string& name, const std::string& value, Settings& settings,
+                 std::string& reason) {
+  if (name == "base") return ReadBase(value, settings.base.emplace(), reason);
+  if (name == "prefix") return ReadPlainPath(value, settings.prefix.emplace(), reason);
+  if (name == "type") return ReadType(value, settings, reason);
+  reason = "unknown setting; the settings are base, prefix and type";
   return false;
 }
 
-bool SetBase(const std::string& value, Configuration& configuration,
-             std::string& reason) {
-  Address base;
-  if (!ReadBase(value, base, reason)) return false;
-  configuration.base = base;
+/// `key` is NAME or NAME.PROJECT; the name of a project may itself have dots.
+bool ApplySetting(const std::string& key, const std::string& value,
+                  Configuration& configuration, std::string& reason) {
+  const size_t dot = key.find('.');
+  const bool general = dot == std::string::npos;
+  const std::string project = general ? "" : key.substr(dot + 1);
+  if (!general && project.empty()) {
+    reason = "missing project name after the dot";
+    return false;
+  }
+  Settings& settings = general ? configuration.general : configuration.projects[project];
+  Settings changed = settings;
+  if (!ReadSetting(key.substr(0, dot), value, changed, reason)) return false;
+  settings = changed;
   return true;
 }
 
 bool ApplyLine(const std::string& line, Configuration& configuration,
                std::string& reason) {
   if (line.find('\0') != std::string::npos) {
-    reason = "it has a NUL byte, at which a part of it would end";
+    reason = "the line contains a NUL byte";
     return false;
   }
   const std::string setting = tools::Trim(line.substr(0, line.find('#')));
   if (setting.empty()) return true;
   const size_t equals = setting.find('=');
-  const std::string key = tools::Trim(setting.substr(0, equals));
-  const std::string value =
-      equals == std::string::npos ? "" : tools::Trim(setting.substr(equals + 1));
-  if (equals != std::string::npos && key == "base") {
-    return SetBase(value, configuration, reason);
+  if (equals == std::string::npos) {
+    reason = "missing =";
+    return false;
   }
-  if (equals != std::string::npos && key == "type") {
-    return SetType(value, configuration, reason);
-  }
-  reason = "a line is \"base = URL\" or \"type = configured|relayed\"";
-  return false;
+  return ApplySetting(tools::Trim(setting.substr(0, equals)),
+                      tools::Trim(setting.substr(equals + 1)), configuration, reason);
 }
 
 bool FailToRead() {
@@ -65,6 +75,16 @@ bool FailToRead() {
 
 }  // namespace
 
+Settings Configuration::SettingsFor(const std::string& project) const {
+  const auto found = projects.find(project);
+  if (found == projects.end()) return general;
+  Settings settings = found->second;
+  if (!settings.base) settings.base = general.base;
+  if (!settings.prefix) settings.prefix = general.prefix;
+  if (!settings.type) settings.type = general.type;
+  return settings;
+}
+
 bool LoadConfiguration(Configuration& out) {
   std::ifstream file(kPath);
   if (!file.is_open()) return errno == ENOENT || FailToRead();
@@ -73,8 +93,9 @@ bool LoadConfiguration(Configuration& out) {
   for (int number = 1; std::getline(file, line); ++number) {
     std::string reason;
     if (!ApplyLine(line, configuration, reason)) {
-      std::cerr << "vexosharingurl: " << kPath << ":" << number << ": skipped: " << reason
-                << "\n";
+      std::cerr << "vexosharingurl: " << kPath << ":" << number
+                << ": line ignored: " << reason << "\n";
+      ++configuration.wrong_lines;
     }
   }
   if (file.bad()) return FailToRead();

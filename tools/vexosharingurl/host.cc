@@ -13,7 +13,7 @@ namespace url_tool {
 
 namespace {
 
-// The longest registered name that every resolver takes.
+// The longest host name that every resolver accepts.
 constexpr size_t kLongestName = 255;
 
 bool ReadIPv6(const std::string& text, in6_addr& address) {
@@ -26,28 +26,28 @@ bool ReadIPv4(const std::string& text, in_addr& address) {
 
 bool ReadIPv6Host(const std::string& text, std::string& out, std::string& reason) {
   if (text.find('%') != std::string::npos) {
-    // A zone names an interface of one machine, and a URL is opened on another.
-    reason = "an IPv6 address in a URL has no zone id";
+    // A zone id names an interface of this machine only.
+    reason = "an IPv6 address in a URL must not have a zone id";
     return false;
   }
   in6_addr address = {};
   char buffer[INET6_ADDRSTRLEN];
   if (!ReadIPv6(text, address) ||
-      inet_ntop(AF_INET6, &address, buffer, sizeof buffer) == nullptr) {
-    reason = "this is neither a host nor an IPv6 address (a port is given apart)";
+      inet_ntop(AF_INET6, &address, buffer, sizeof(buffer)) == nullptr) {
+    reason = "invalid IPv6 address, or a port where none is allowed";
     return false;
   }
   out = std::string("[") + buffer + "]";
   return true;
 }
 
-/// The name without the dot that may stand at its end.
+/// The name without its trailing dot, if any.
 std::string WithoutLastDot(const std::string& name) {
   return name.back() == '.' ? name.substr(0, name.size() - 1) : name;
 }
 
-/// Whether the last label is a decimal or hexadecimal number: browsers take such a host
-/// for an address, never for a name.
+/// Whether the last label is a decimal or hexadecimal number.  Browsers parse such a host
+/// as an IPv4 address, never as a name.
 bool EndsInNumber(const std::string& name) {
   const std::string plain = WithoutLastDot(name);
   const std::string last = plain.substr(plain.rfind('.') + 1);
@@ -58,11 +58,11 @@ bool EndsInNumber(const std::string& name) {
 
 bool ReadName(const std::string& text, std::string& out, std::string& reason) {
   if (text.size() > kLongestName) {
-    reason = "a host name has at most 255 bytes";
+    reason = "the host name is longer than 255 bytes";
     return false;
   }
   if (!tools::IsUtf8(text)) {
-    reason = "the host name is not UTF-8";
+    reason = "the host name is not valid UTF-8";
     return false;
   }
   if (text.front() == '.' || text.find("..") != std::string::npos) {
@@ -72,14 +72,15 @@ bool ReadName(const std::string& text, std::string& out, std::string& reason) {
   std::string name;
   for (const char c : text) {
     if (static_cast<unsigned char>(c) < 0x80 && !IsUnreserved(c)) {
-      reason = "a host name has letters, digits and - . _ ~ only";
+      reason =
+          "the host name contains a character other than letters, digits and - . _ ~";
       return false;
     }
     name += static_cast<char>(tolower(static_cast<unsigned char>(c)));
   }
   in_addr address = {};
   if (EndsInNumber(name) && !ReadIPv4(name, address)) {
-    reason = "a host whose last label is a number is an IPv4 address such as 192.0.2.1";
+    reason = "a host whose last label is a number must be an IPv4 address";
     return false;
   }
   out = Escape(name);
@@ -95,7 +96,7 @@ bool IsLocalIPv4(const in_addr& address) {
 bool IsLocalIPv6(const in6_addr& address) {
   if (IN6_IS_ADDR_V4MAPPED(&address)) {
     in_addr mapped = {};
-    memcpy(&mapped, &address.s6_addr[12], sizeof mapped);
+    memcpy(&mapped, &address.s6_addr[12], sizeof(mapped));
     return IsLocalIPv4(mapped);
   }
   const bool unique_local = (address.s6_addr[0] & 0xfe) == 0xfc;
@@ -117,7 +118,7 @@ bool ReadHost(const std::string& text, std::string& out, std::string& reason) {
   }
   if (text.front() == '[') {
     if (text.back() != ']') {
-      reason = "a host that begins with [ ends with ] (a port is given apart)";
+      reason = "missing ] at the end of the host, or a port where none is allowed";
       return false;
     }
     return ReadIPv6Host(text.substr(1, text.size() - 2), out, reason);

@@ -97,10 +97,10 @@ bool ReadAuthority(const std::string& text, Address& address, std::string& reaso
   const size_t colon = text.find(':', bracket == std::string::npos ? 0 : bracket);
   if (!ReadHost(text.substr(0, colon), address.host, reason)) return false;
   if (colon == std::string::npos || colon + 1 == text.size()) {
-    return true;  // an empty port is the usual one
+    return true;  // an empty port is the default port
   }
-  if (!ReadPort(text.substr(colon + 1), address.port) || address.port == kUsualPort) {
-    reason = "the port is a number from 1 to 65535";
+  if (!ReadPort(text.substr(colon + 1), address.port) || address.port == kDefaultPort) {
+    reason = "the port must be a number from 1 to 65535";
     return false;
   }
   return true;
@@ -148,7 +148,7 @@ bool ReadPlainPath(const std::string& text, std::string& out, std::string& reaso
     return !IsDotSegment(segment);
   });
   if (!good) {
-    reason = "a path has no \".\" or \"..\" segment";
+    reason = "the path must not contain a \".\" or \"..\" segment";
     return false;
   }
   out = path;
@@ -159,7 +159,7 @@ bool ReadBase(const std::string& text, Address& out, std::string& reason) {
   Address address;
   size_t host_begin = 0;
   if (!ReadScheme(text, address.https, host_begin)) {
-    reason = "the base begins with http:// or https://";
+    reason = "the URL must begin with http:// or https://";
     return false;
   }
   const size_t host_end = std::min(text.find_first_of("/?", host_begin), text.size());
@@ -167,7 +167,7 @@ bool ReadBase(const std::string& text, Address& out, std::string& reason) {
     return false;
   }
   if (!ReadEscapedPath(text.substr(host_end), address.path)) {
-    reason = "the path of the base is no escaped path, or has a query";
+    reason = "the path has an unescaped character, a query, or a \".\" or \"..\" segment";
     return false;
   }
   out = address;
@@ -176,7 +176,7 @@ bool ReadBase(const std::string& text, Address& out, std::string& reason) {
 
 std::string MakeUrl(const Address& address, const std::string& hash) {
   std::string url = (address.https ? "https://" : "http://") + address.host;
-  if (address.port != kUsualPort &&
+  if (address.port != kDefaultPort &&
       address.port != (address.https ? kHttpsPort : kHttpPort)) {
     url += ":" + std::to_string(address.port);
   }

@@ -4,7 +4,9 @@
 #include <filesystem>
 #include <string>
 
+#include "entry_db.h"
 #include "log_capture.h"
+#include "sharing_db.h"
 #include "system_test.h"
 #include "utils.h"
 
@@ -18,7 +20,7 @@ namespace {
 
 const char kConfiguration[] = "/usr/vexo/etc/sharing-url.conf";
 
-/// GetSharingURL with the real tool in its place.
+/// GetSharingURL with the built tool at its fixed path.
 class UrlTool : public testing::Test {
  protected:
   void SetUp() override {
@@ -41,7 +43,7 @@ TEST_F(UrlTool, GivenHost_IsInTheUrl) {
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
-TEST_F(UrlTool, NoHost_TakesTheConfiguredBase) {
+TEST_F(UrlTool, NoHost_UsesTheConfiguredBase) {
   system_test::WriteFile(kConfiguration, "base = https://share.example.org:5001/nas\n");
 
   EXPECT_TRUE(GetSharingURL("aB3", 0, false, "", url_, type_));
@@ -50,7 +52,27 @@ TEST_F(UrlTool, NoHost_TakesTheConfiguredBase) {
   EXPECT_EQ(type_, SHARING_URL_TYPE_CONFIGURED);
 }
 
-TEST_F(UrlTool, RelayedBase_IsToldSo) {
+TEST_F(UrlTool, LinkOfAProject_HasTheBaseAndPrefixOfTheProject) {
+  system_test::WriteFile(kConfiguration,
+                         "base = https://share.example.org\n"
+                         "base.photos = https://photos.example.org\n"
+                         "prefix.photos = app\n");
+  db::SharingDB database;
+  db::EntryDB links(database);
+  record::Entry link = system_test::Link("aB3");
+  link.set_project_name("photos");
+  ASSERT_TRUE(links.Create(link));
+
+  EXPECT_TRUE(GetSharingURL("aB3", 0, false, "", url_, type_));
+  EXPECT_EQ(url_, "https://photos.example.org/app/sharing/aB3");
+  EXPECT_EQ(type_, SHARING_URL_TYPE_CONFIGURED);
+
+  EXPECT_TRUE(GetSharingURL("unknown", 0, false, "", url_, type_));
+  EXPECT_EQ(url_, "https://share.example.org/sharing/unknown");
+  EXPECT_THAT(log_.lines(), IsEmpty());
+}
+
+TEST_F(UrlTool, RelayedBase_HasTheTypeRelayed) {
   system_test::WriteFile(kConfiguration, "base = https://r.example\ntype = relayed\n");
 
   EXPECT_TRUE(GetSharingURL("aB3", 0, false, "", url_, type_));
@@ -58,14 +80,14 @@ TEST_F(UrlTool, RelayedBase_IsToldSo) {
   EXPECT_EQ(type_, SHARING_URL_TYPE_RELAYED);
 }
 
-TEST_F(UrlTool, NoHostAndNoBase_TakesTheMachinesName) {
+TEST_F(UrlTool, NoHostAndNoBase_UsesTheNameOfTheMachine) {
   EXPECT_TRUE(GetSharingURL("aB3", 0, false, "", url_, type_));
 
   EXPECT_THAT(url_, testing::MatchesRegex("http://[^/:]+/sharing/aB3"));
   EXPECT_EQ(type_, SHARING_URL_TYPE_LOCAL);
 }
 
-TEST_F(UrlTool, RefusedCall_FailsAndLeavesTheUrl) {
+TEST_F(UrlTool, InvalidArguments_FailAndLeaveTheUrl) {
   EXPECT_FALSE(GetSharingURL("aB3", 65536, true, "nas.example", "", url_, type_));
   EXPECT_FALSE(GetSharingURL("aB3", -1, true, "nas.example", "", url_, type_));
   EXPECT_FALSE(GetSharingURL("", 0, true, "nas.example", "", url_, type_));
@@ -75,7 +97,7 @@ TEST_F(UrlTool, RefusedCall_FailsAndLeavesTheUrl) {
   EXPECT_THAT(log_.lines(), Contains(HasSubstr("NULL == fgets(szUrl")));
 }
 
-TEST_F(UrlTool, LongestUrl_ComesBackWholeAndALongerOneIsRefused) {
+TEST_F(UrlTool, UrlOfTheMaximumLength_IsReturnedAndALongerOneFails) {
   const std::string longest(4094 - std::string("https://nas/sharing/").size(), 'h');
 
   EXPECT_TRUE(GetSharingURL(longest, 0, true, "nas", "", url_, type_));
