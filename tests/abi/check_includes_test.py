@@ -14,7 +14,7 @@ class CheckIncludesTest(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.tree = pathlib.Path(folder.name)
-        for name in ("include", "src", "platform", "examples"):
+        for name in ("base", "include", "src", "platform", "examples"):
             shutil.copytree(PROJECT / name, self.tree / name)
 
     def plant(self, path, text):
@@ -73,6 +73,18 @@ class CheckIncludesTest(unittest.TestCase):
 
         self.expect_fault("platform/linux/db.cc: includes include/keys.h, "
                           "but provider does not see utils")
+
+    def test_base_including_another_room_is_found(self):
+        self.plant("base/text.h", '#include "keys.h"')
+
+        self.expect_fault("base/text.h: includes include/keys.h, but base does not see utils")
+
+    def test_base_is_seen_by_its_full_name_only(self):
+        self.plant("src/utils/utils_text.cc", '#include "base/text.h"')
+        self.assertEqual(self.check().stderr, "")
+
+        self.plant("src/utils/utils_text.cc", '#include "unique_fd.h"')
+        self.expect_fault("includes unique_fd.h, which is not in the tree")
 
     def test_example_including_an_internal_header_is_found(self):
         self.plant("examples/share.cc", "#include <vexosharing/internal/log.h>")

@@ -1,0 +1,23 @@
+#include "base/text.h"
+
+namespace VEXO::base {
+
+std::string Trim(std::string_view text) {
+  constexpr std::string_view kBlanks = " \t\r\n";
+  const size_t first = text.find_first_not_of(kBlanks);
+  if (first == std::string_view::npos) return "";
+  return std::string(text.substr(first, text.find_last_not_of(kBlanks) - first + 1));
+}
+
+std::vector<std::string> Split(std::string_view text, std::string_view separators) {
+  std::vector<std::string> parts;
+  size_t begin = 0;
+  for (;;) {
+    const size_t end = text.find_first_of(separators, begin);
+    parts.push_back(Trim(text.substr(begin, end - begin)));
+    if (end == std::string_view::npos) return parts;
+    begin = end + 1;
+  }
+}
+
+}  // namespace VEXO::base

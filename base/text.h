@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace VEXO::base {
+
+/// The text without the blanks, tabs and line ends at both ends.
+std::string Trim(std::string_view text);
+
+/// The trimmed parts of `text` between any of the characters in `separators`.  Empty
+/// parts are kept, so an empty text has one part.
+std::vector<std::string> Split(std::string_view text, std::string_view separators);
+
+}  // namespace VEXO::base

@@ -1,0 +1,21 @@
+#include "base/text.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using testing::ElementsAre;
+using VEXO::base::Split;
+using VEXO::base::Trim;
+
+TEST(Trim, BlanksTabsAndLineEndsAtBothEnds_AreRemoved) {
+  EXPECT_EQ(Trim(" \t a b\r\n"), "a b");
+  EXPECT_EQ(Trim("a"), "a");
+  EXPECT_EQ(Trim(" \t\r\n"), "");
+  EXPECT_EQ(Trim(""), "");
+}
+
+TEST(Split, Parts_AreTrimmedAndEmptyOnesKept) {
+  EXPECT_THAT(Split("a , b;;c", ",;"), ElementsAre("a", "b", "", "c"));
+  EXPECT_THAT(Split(",", ","), ElementsAre("", ""));
+  EXPECT_THAT(Split("", ","), ElementsAre(""));
+}
