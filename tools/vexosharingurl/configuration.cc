@@ -1,11 +1,8 @@
 #include "configuration.h"
 
-#include <cerrno>
-#include <cstring>
-#include <fstream>
 #include <iostream>
 
-#include "trim.h"
+#include "base/key_value_file.h"
 
 namespace url_tool {
 
@@ -34,43 +31,20 @@ bool ReadSetting(const std::string& name, const std::string& value, Settings& se
   return false;
 }
 
-/// `key` is NAME or NAME.PROJECT; the name of a project may itself have dots.
-bool ApplySetting(const std::string& key, const std::string& value,
-                  Configuration& configuration, std::string& reason) {
+/// `key` is NAME or NAME.PROJECT; the name of a project may itself have dots.  Returns
+/// why the setting is wrong, or an empty text.
+std::string ApplySetting(const std::string& key, const std::string& value,
+                         Configuration& configuration) {
   const size_t dot = key.find('.');
   const bool general = dot == std::string::npos;
   const std::string project = general ? "" : key.substr(dot + 1);
-  if (!general && project.empty()) {
-    reason = "missing project name after the dot";
-    return false;
-  }
+  if (!general && project.empty()) return "missing project name after the dot";
   Settings& settings = general ? configuration.general : configuration.projects[project];
   Settings changed = settings;
-  if (!ReadSetting(key.substr(0, dot), value, changed, reason)) return false;
+  std::string reason;
+  if (!ReadSetting(key.substr(0, dot), value, changed, reason)) return reason;
   settings = changed;
-  return true;
-}
-
-bool ApplyLine(const std::string& line, Configuration& configuration,
-               std::string& reason) {
-  if (line.find('\0') != std::string::npos) {
-    reason = "the line contains a NUL byte";
-    return false;
-  }
-  const std::string setting = tools::Trim(line.substr(0, line.find('#')));
-  if (setting.empty()) return true;
-  const size_t equals = setting.find('=');
-  if (equals == std::string::npos) {
-    reason = "missing =";
-    return false;
-  }
-  return ApplySetting(tools::Trim(setting.substr(0, equals)),
-                      tools::Trim(setting.substr(equals + 1)), configuration, reason);
-}
-
-bool FailToRead() {
-  std::cerr << "vexosharingurl: " << kPath << ": " << strerror(errno) << "\n";
-  return false;
+  return "";
 }
 
 }  // namespace
@@ -86,19 +60,21 @@ Settings Configuration::SettingsFor(const std::string& project) const {
 }
 
 bool LoadConfiguration(Configuration& out) {
-  std::ifstream file(kPath);
-  if (!file.is_open()) return errno == ENOENT || FailToRead();
   Configuration configuration;
-  std::string line;
-  for (int number = 1; std::getline(file, line); ++number) {
-    std::string reason;
-    if (!ApplyLine(line, configuration, reason)) {
-      std::cerr << "vexosharingurl: " << kPath << ":" << number
-                << ": line ignored: " << reason << "\n";
-      ++configuration.wrong_lines;
-    }
+  const auto apply = [&configuration](const std::string& key, const std::string& value) {
+    return ApplySetting(key, value, configuration);
+  };
+  const auto report = [&configuration](int line, const std::string& reason) {
+    std::cerr << "vexosharingurl: " << kPath << ":" << line
+              << ": line ignored: " << reason << "\n";
+    ++configuration.wrong_lines;
+  };
+  std::string reason;
+  if (VEXO::base::ReadKeyValueFile(kPath, apply, report, &reason) ==
+      VEXO::base::FileRead::kFailed) {
+    std::cerr << "vexosharingurl: " << kPath << ": " << reason << "\n";
+    return false;
   }
-  if (file.bad()) return FailToRead();
   out = configuration;
   return true;
 }

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "base/percent.h"
 #include "url.h"
 #include "utf8.h"
 
@@ -71,7 +72,7 @@ bool ReadName(const std::string& text, std::string& out, std::string& reason) {
   }
   std::string name;
   for (const char c : text) {
-    if (static_cast<unsigned char>(c) < 0x80 && !IsUnreserved(c)) {
+    if (IsAscii(c) && !VEXO::base::IsUnreserved(c)) {
       reason =
           "the host name contains a character other than letters, digits and - . _ ~";
       return false;
@@ -83,7 +84,7 @@ bool ReadName(const std::string& text, std::string& out, std::string& reason) {
     reason = "a host whose last label is a number must be an IPv4 address";
     return false;
   }
-  out = Escape(name);
+  out = VEXO::base::PercentEncode(name);
   return true;
 }
 

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "base/number.h"
 #include "configuration.h"
 #include "host.h"
 #include "project.h"
@@ -71,9 +72,9 @@ bool ReadCall(char** arguments, Call& call) {
   if (call.hash.empty() || url_tool::IsDotSegment(call.hash)) {
     return Refuse("HASH must not be empty, \".\" or \"..\"");
   }
-  if (!url_tool::ReadPort(arguments[1], call.port)) {
-    return Refuse("PORT must be a number from 0 to 65535");
-  }
+  const auto port = VEXO::base::ParseNumber(arguments[1], 0, url_tool::kLargestPort);
+  if (!port) return Refuse("PORT must be a number from 0 to 65535");
+  call.port = *port;
   if (https != "0" && https != "1") return Refuse("HTTPS must be 0 or 1");
   call.https = https == "1";
   if (!host.empty() && !url_tool::ReadHost(host, call.host, reason)) {

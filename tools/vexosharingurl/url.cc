@@ -3,38 +3,30 @@
 #include <strings.h>
 
 #include <algorithm>
-#include <charconv>
+#include <optional>
 #include <string_view>
 
+#include "base/number.h"
+#include "base/percent.h"
 #include "host.h"
 
 namespace url_tool {
 
 namespace {
 
+using VEXO::base::ParseNumber;
+using VEXO::base::PercentDecodeAt;
+using VEXO::base::PercentEncode;
+
 constexpr int kHttpPort = 80;
 constexpr int kHttpsPort = 443;
-constexpr int kLargestPort = 65535;
 
 const char kLinkFolder[] = "/sharing/";
 
-const char kHexDigits[] = "0123456789ABCDEF";
-const char kDigits[] = "0123456789";
-const char kLettersAndDigits[] =
-    "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+// What a segment of a path may hold besides unreserved characters.
+constexpr std::string_view kPlainInPath = "!$&'()*+,;=:@";
 
-bool IsOneOf(char c, std::string_view set) {
-  return set.find(c) != std::string_view::npos;
-}
-
-int HexValue(char c) {
-  const char text[] = {c};
-  int value = -1;
-  std::from_chars(text, text + 1, value, 16);
-  return value;
-}
-
-/// Calls `use` for every segment of the path that is not empty, until it answers false.
+/// Calls `use` for each segment of the path that is not empty, until it returns false.
 template <class Use>
 bool ForEachSegment(const std::string& path, Use use) {
   for (size_t begin = 0; begin <= path.size();) {
@@ -45,26 +37,22 @@ bool ForEachSegment(const std::string& path, Use use) {
   return true;
 }
 
-/// Checks a segment that stands in a URL and brings it to one spelling: unreserved
-/// characters plain, escapes in upper case, bytes beyond ASCII escaped.
+/// Normalizes a segment of a URL: unreserved characters unescaped, escapes in upper case,
+/// bytes outside ASCII escaped.  False for any other character, and for a dot segment.
 bool ReadEscapedSegment(const std::string& segment, std::string& out) {
   std::string result;
   for (size_t i = 0; i < segment.size(); ++i) {
-    const char c = segment[i];
-    if (c == '%') {
-      const bool whole = i + 2 < segment.size();
-      const int high = whole ? HexValue(segment[i + 1]) : -1;
-      const int low = whole ? HexValue(segment[i + 2]) : -1;
-      if (high < 0 || low < 0) return false;
-      result += Escape(std::string(1, static_cast<char>(high * 16 + low)));
+    const std::string_view character(&segment[i], 1);
+    if (character == "%") {
+      const std::optional<char> byte = PercentDecodeAt(segment, i);
+      if (!byte) return false;
+      result += PercentEncode({&*byte, 1});
       i += 2;
-    } else if (IsUnreserved(c) || IsOneOf(c, "!$&'()*+,;=:@")) {
-      result += c;
-    } else if (static_cast<unsigned char>(c) >= 0x80) {
-      result += Escape(std::string(1, c));
-    } else {
-      return false;
+      continue;
     }
+    const std::string encoded = PercentEncode(character, kPlainInPath);
+    if (encoded != character && IsAscii(segment[i])) return false;
+    result += encoded;
   }
   out = result;
   return !IsDotSegment(result);
@@ -99,43 +87,18 @@ bool ReadAuthority(const std::string& text, Address& address, std::string& reaso
   if (colon == std::string::npos || colon + 1 == text.size()) {
     return true;  // an empty port is the default port
   }
-  if (!ReadPort(text.substr(colon + 1), address.port) || address.port == kDefaultPort) {
+  const std::optional<int> port = ParseNumber(text.substr(colon + 1), 1, kLargestPort);
+  if (!port) {
     reason = "the port must be a number from 1 to 65535";
     return false;
   }
+  address.port = *port;
   return true;
 }
 
 }  // namespace
 
-bool IsUnreserved(char c) { return IsOneOf(c, kLettersAndDigits) || IsOneOf(c, "-._~"); }
-
-std::string Escape(const std::string& text) {
-  std::string escaped;
-  for (const char c : text) {
-    if (IsUnreserved(c)) {
-      escaped += c;
-      continue;
-    }
-    const unsigned int byte = static_cast<unsigned char>(c);
-    escaped += '%';
-    escaped += kHexDigits[byte >> 4];
-    escaped += kHexDigits[byte & 15];
-  }
-  return escaped;
-}
-
-bool ReadPort(const std::string& text, int& out) {
-  int port = 0;
-  const char* const end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, port);
-  if (text.empty() || text.find_first_not_of(kDigits) != std::string::npos ||
-      error != std::errc() || stop != end || port > kLargestPort) {
-    return false;
-  }
-  out = port;
-  return true;
-}
+bool IsAscii(char c) { return static_cast<unsigned char>(c) < 0x80; }
 
 bool IsDotSegment(const std::string& segment) {
   return segment == "." || segment == "..";
@@ -144,7 +107,7 @@ bool IsDotSegment(const std::string& segment) {
 bool ReadPlainPath(const std::string& text, std::string& out, std::string& reason) {
   std::string path;
   const bool good = ForEachSegment(text, [&path](const std::string& segment) {
-    path += "/" + Escape(segment);
+    path += "/" + PercentEncode(segment);
     return !IsDotSegment(segment);
   });
   if (!good) {
@@ -180,7 +143,7 @@ std::string MakeUrl(const Address& address, const std::string& hash) {
       address.port != (address.https ? kHttpsPort : kHttpPort)) {
     url += ":" + std::to_string(address.port);
   }
-  return url + address.path + kLinkFolder + Escape(hash);
+  return url + address.path + kLinkFolder + PercentEncode(hash);
 }
 
 }  // namespace url_tool

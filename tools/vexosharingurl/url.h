@@ -5,6 +5,7 @@
 namespace url_tool {
 
 constexpr int kDefaultPort = 0;
+constexpr int kLargestPort = 65535;
 
 /// The part of a link's URL before "/sharing/HASH".
 struct Address {
@@ -14,13 +15,7 @@ struct Address {
   std::string path;         // escaped; empty, or "/" and segments, without "/" at its end
 };
 
-/// Whether the character is unreserved in RFC 3986 and so never needs an escape.
-bool IsUnreserved(char c);
-/// Percent-encodes every byte that is not unreserved.
-std::string Escape(const std::string& text);
-
-/// Parses a decimal port number, 0 to 65535.
-bool ReadPort(const std::string& text, int& out);
+bool IsAscii(char c);
 
 /// Escapes a path given as plain text, such as "apps/photo album"; empty segments are
 /// dropped.  False, with the reason, for a "." or ".." segment, which a browser removes.

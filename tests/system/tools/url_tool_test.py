@@ -529,7 +529,7 @@ class Check(UrlToolTest):
     def test_file_that_cannot_be_read_is_reported(self):
         CONFIGURATION.mkdir()
 
-        self.assertEqual(self.check(1), [f"vexosharingurl: {CONFIGURATION}: Is a directory"])
+        self.assertEqual(self.check(1), [f"vexosharingurl: {CONFIGURATION}: not a regular file"])
 
     def test_machine_name_not_valid_in_a_url_is_reported_without_a_base(self):
         def check():
