@@ -10,6 +10,7 @@
 #include "base/number.h"
 #include "configuration.h"
 #include "host.h"
+#include "keys.h"
 #include "project.h"
 #include "standard_streams.h"
 #include "url.h"
@@ -40,7 +41,7 @@ const char kUsage[] =
     "  HTTPS    1 for https, 0 for http\n"
     "  HOST     host name or address; if empty, the configured base or, without\n"
     "           one, the host name of this machine\n"
-    "  PREFIX   path before that of the link; if empty, the configured prefix\n"
+    "  PREFIX   path before /sharing/HASH; if empty, the configured prefix\n"
     "\n"
     "  --check  check /usr/vexo/etc/sharing-url.conf\n"
     "\n"
@@ -106,7 +107,8 @@ bool FindSettings(const std::string& hash, Settings& settings) {
   std::string reason;
   if (!url_tool::LoadConfiguration(configuration)) return false;
   if (!configuration.projects.empty() && !url_tool::FindProject(hash, project, reason)) {
-    return Refuse("the project of the link cannot be looked up: " + reason);
+    return Refuse("cannot look up the project of the link in " +
+                  std::string(VEXO::sharing::SZF_SHARING_DB_PATH) + ": " + reason);
   }
   settings = configuration.SettingsFor(project);
   return true;

@@ -18,8 +18,9 @@ using VEXO::sharing::SZK_PROJECT_NAME;
 bool FindProject(const std::string& hash, std::string& project, std::string& reason) {
   struct stat status = {};
   if (stat(SZF_SHARING_DB_PATH, &status) == -1) {
+    if (errno == ENOENT) return true;
     reason = strerror(errno);
-    return errno == ENOENT;
+    return false;
   }
   if (status.st_size == 0) return true;  // another process is creating the database
   // The base class: the database of links would migrate an older file, and a store
@@ -27,7 +28,7 @@ bool FindProject(const std::string& hash, std::string& project, std::string& rea
   db::BaseDB database(SZF_SHARING_DB_PATH, status.st_mode);
   db::Result result;
   if (!database.IsGood()) {
-    reason = "cannot be opened; the system log says why";
+    reason = "cannot open the database; see the system log";
     return false;
   }
   if (!database.Execute(std::string("SELECT ") + SZK_PROJECT_NAME +

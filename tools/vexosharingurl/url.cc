@@ -79,7 +79,7 @@ bool ReadScheme(const std::string& text, bool& https, size_t& length) {
   return https || strcasecmp(scheme.c_str(), "http") == 0;
 }
 
-/// Splits "HOST[:PORT]"; in a URL the colons of an IPv6 address stand in brackets.
+/// Parses "HOST[:PORT]", with an IPv6 address in brackets.
 bool ReadAuthority(const std::string& text, Address& address, std::string& reason) {
   const size_t bracket = text.rfind(']');
   const size_t colon = text.find(':', bracket == std::string::npos ? 0 : bracket);

@@ -300,7 +300,8 @@ class Base(UrlToolTest):
     def test_wrong_lines_are_reported_and_ignored(self):
         wrong = ["nonsense", "base", "host = a", "prefix = a/../b", "host.photos = a",
                  "base. = https://a.example", "base.photos = ftp://a.example",
-                 "type.photos = local", "prefix.photos = ..", "type = local", "type =", "base =", "= x",
+                 "type.photos = local", "prefix.photos = ..",
+                 "type = local", "type =", "base =", "= x",
                  "base = share.example.org", "base = ftp://a.example", "base = https://",
                  "base = https:///a", "base = https://u@a.example", "base = https://a:0",
                  "base = https://a:65536", "base = https://a:1x", "base = https://::1/",
@@ -451,6 +452,12 @@ class Project(ProjectTest):
 
         self.assertEqual(self.url("it's", "0", "0", "", ""), "https://p.example/sharing/it%27s")
 
+    def test_system_account_looks_up_the_project(self):
+        self.configure(self.GENERAL + self.PHOTOS)
+
+        done = call("a", "0", "0", "", "", user=1, group=1, extra_groups=[])
+        self.assertEqual(done.stdout, b"https://photos.example/sharing/a\n2\n")
+
     def test_unknown_link_has_the_general_base(self):
         self.configure(self.GENERAL + self.PHOTOS)
 
@@ -490,7 +497,8 @@ class Project(ProjectTest):
         self.configure(self.GENERAL + self.PHOTOS)
         done = call("a", "0", "0", "", "", **AS_ALICE)
         self.assertEqual((done.returncode, done.stdout), (1, b""))
-        self.assertIn(b"project of the link cannot be looked up: Permission denied", done.stderr)
+        self.assertIn(f"cannot look up the project of the link in {DATABASE}: Permission denied",
+                      done.stderr.decode())
 
         command_support.CommandTest.sql("DROP TABLE entry")
         self.assertIn("no such table", self.refusal("a", "0", "0", "", "", status=1))
@@ -498,7 +506,7 @@ class Project(ProjectTest):
         command_support.CommandTest.forget()
         DATABASE.mkdir()
         self.addCleanup(DATABASE.rmdir)
-        self.assertIn("cannot be opened", self.refusal("a", "0", "0", "", "", status=1))
+        self.assertIn("cannot open the database", self.refusal("a", "0", "0", "", "", status=1))
 
     def test_database_is_not_needed_without_settings_of_a_project(self):
         self.configure(self.GENERAL + "prefix = all\n")
