@@ -1,27 +1,28 @@
 #include "vexo/autoblock.h"
 
-#include <errno.h>
 #include <fcntl.h>
-#include <limits.h>
 #include <sqlite3.h>
-#include <stdio.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <syslog.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <ctime>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
 
 #include "address.h"
+#include "base/system_account.h"
+#include "base/unique_fd.h"
 #include "block_list.h"
+#include "catch_bad_alloc.h"
 #include "configuration.h"
-#include "descriptor.h"
-#include "guarded.h"
 #include "lock_wait.h"
 #include "system_file.h"
 
@@ -111,7 +112,7 @@ class BlockList {
     const Configuration& limits = SystemConfiguration();
     if (!BeginToWrite()) return false;
     const long now = time(nullptr);  // taken under the lock: it only grows
-    if (!Execute(kSchema) || !Tidy(now)) return false;
+    if (!Execute(kSchema) || !RemoveExpired(now)) return false;
 
     Statement count(connection_.get(),
                     "INSERT INTO failure(address, at, failures, service) "
@@ -145,7 +146,7 @@ class BlockList {
   }
 
   /// `*blocked` tells whether the address is blocked now.
-  bool Look(const std::string& address, bool* blocked) {
+  bool Find(const std::string& address, bool* blocked) {
     bool filled;
     if (!HasTables(&filled)) return false;
     *blocked = false;
@@ -234,7 +235,7 @@ class BlockList {
   /// Removes what has run out.  When the clock was set back, a block that begins in the
   /// future begins now, so that nobody is blocked longer than a block lasts, and failures
   /// of the future are forgotten.
-  bool Tidy(long now) {
+  bool RemoveExpired(long now) {
     Statement moved(connection_.get(),
                     "UPDATE block SET since = :now, until = :now + until - since "
                     "WHERE since > :now");
@@ -256,8 +257,8 @@ class BlockList {
 /// Moves a damaged store aside, so that a new one can be created.  True also when another
 /// process has done so.
 bool MoveAside() {
-  const Descriptor file(open(kPath, O_RDONLY | O_CLOEXEC));
-  if (file.get() == -1) return errno == ENOENT;
+  const base::UniqueFd file(open(kPath, O_RDONLY | O_CLOEXEC));
+  if (!file) return errno == ENOENT;
   // One process at a time; the others then find a new store under the name, or none.
   if (flock(file.get(), LOCK_EX) == -1) return false;
   if (BlockList list; list.Open() && list.IsIntact()) return true;
@@ -290,7 +291,7 @@ bool OnStore(bool create, Work work) {
     std::optional<ino_t> file = FindFile();
     if (file == ino_t{0}) {
       if (!create) return true;
-      if (!CreateFileWith({kSystemUid, kSystemGid, 0660}, kPath)) {
+      if (!CreateFileWith({base::kSystemUid, base::kSystemGid, 0660}, kPath)) {
         syslog(LOG_ERR, "%s: cannot be created: %m", kPath);
         return false;
       }
@@ -315,7 +316,7 @@ std::optional<std::string> Key(const char* address) {
     errno = EINVAL;
     return std::nullopt;
   }
-  return parsed->Accountable().Text();
+  return parsed->BlockingKey().Text();
 }
 
 int Count(const char* address, const char* service) {
@@ -339,42 +340,42 @@ bool IsBlocked(const char* address) {
   if (!key) return false;
   bool blocked = false;
   const bool looked =
-      OnStore(false, [&](BlockList& list) { return list.Look(*key, &blocked); });
+      OnStore(false, [&](BlockList& list) { return list.Find(*key, &blocked); });
   return !looked || blocked;
 }
 
 }  // namespace VEXO::platform
 
 using VEXO::platform::BlockList;
-using VEXO::platform::Guarded;
+using VEXO::platform::CatchBadAlloc;
 
 int AutoBlockFailLoginSet(const char* address, const char* service) {
-  return Guarded(-1, [=] { return VEXO::platform::Count(address, service); });
+  return CatchBadAlloc(-1, [=] { return VEXO::platform::Count(address, service); });
 }
 
 int VEXOAutoBlockFailLoginReset(const char* address) {
-  return Guarded(-1, [=] { return VEXO::platform::Forget(address, false); });
+  return CatchBadAlloc(-1, [=] { return VEXO::platform::Forget(address, false); });
 }
 
 int VEXOAutoBlockList(int (*each)(const VexoAutoBlockEntry* entry, void* context),
                       void* context) {
   std::map<std::string, BlockList::Entry> entries;
-  const bool listed = Guarded(false, [&entries] {
+  const bool listed = CatchBadAlloc(false, [&entries] {
     return VEXO::platform::OnStore(false,
                                    [&](BlockList& list) { return list.List(&entries); });
   });
   if (!listed) return -1;
 
-  // The database is closed by now, so `each` may clear the address it is told of.
+  // The database is closed by now, so `each` may clear its address.
   for (const auto& [address, entry] : entries) {
     const int failures = static_cast<int>(std::min<long>(entry.failures, INT_MAX));
-    const VexoAutoBlockEntry told{address.c_str(), failures, entry.service.c_str(),
-                                  entry.blocked_until};
-    if (each(&told, context) != 0) break;
+    const VexoAutoBlockEntry reported{address.c_str(), failures, entry.service.c_str(),
+                                      entry.blocked_until};
+    if (each(&reported, context) != 0) break;
   }
   return 0;
 }
 
 int VEXOAutoBlockClear(const char* address) {
-  return Guarded(-1, [=] { return VEXO::platform::Forget(address, true); });
+  return CatchBadAlloc(-1, [=] { return VEXO::platform::Forget(address, true); });
 }

@@ -1,28 +1,28 @@
 #include "vexo/cgi.h"
 
-#include <errno.h>
 #include <fcntl.h>
 #include <security/pam_appl.h>
-#include <stdlib.h>
-#include <string.h>
 #include <strings.h>
 #include <syslog.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
 
 #include "address.h"
+#include "base/number.h"
 #include "block_list.h"
+#include "catch_bad_alloc.h"
 #include "cgi_text.h"
 #include "configuration.h"
-#include "guarded.h"
-#include "text.h"
 
 using VEXO::platform::Address;
-using VEXO::platform::Guarded;
+using VEXO::platform::CatchBadAlloc;
 using VEXO::platform::TextMap;
 
 struct VexoCgiState {
@@ -48,7 +48,7 @@ const char* Environment(const char* name) {
 std::string ReadForm() {
   if (!VEXO::platform::IsFormType(Environment("CONTENT_TYPE"))) return "";
   const std::optional<long> length =
-      VEXO::platform::ParseNumber(Environment("CONTENT_LENGTH"), 1, kLargestBody);
+      VEXO::base::ParseNumber(Environment("CONTENT_LENGTH"), 1L, kLargestBody);
   if (!length) return "";
 
   std::string body(*length, '\0');
@@ -157,7 +157,7 @@ int VexoCgiInit(const char* /*name*/, VexoCgiContext* context) {
     errno = EINVAL;
     return kRefused;
   }
-  return Guarded(kRefused, [context] {
+  return CatchBadAlloc(kRefused, [context] {
     auto state = std::make_unique<VexoCgiState>();
     state->query = VEXO::platform::ParseForm(Environment("QUERY_STRING"));
     context->state = state.release();
@@ -167,7 +167,7 @@ int VexoCgiInit(const char* /*name*/, VexoCgiContext* context) {
 
 void VexoCgiLoadInCookies(VexoCgiContext* context) {
   if (context == nullptr || context->state == nullptr) return;
-  Guarded(kRefused, [context] {
+  CatchBadAlloc(kRefused, [context] {
     context->state->cookies = VEXO::platform::ParseCookies(Environment("HTTP_COOKIE"));
     return kOk;
   });
@@ -176,7 +176,7 @@ void VexoCgiLoadInCookies(VexoCgiContext* context) {
 const char* VexoCgiGetRequestParam(VexoCgiContext* context, const char* name,
                                    int /*reserved*/) {
   if (context == nullptr || context->state == nullptr || name == nullptr) return nullptr;
-  return Guarded<const char*>(nullptr, [context, name]() -> const char* {
+  return CatchBadAlloc<const char*>(nullptr, [context, name]() -> const char* {
     const TextMap& query = context->state->query;
     const auto in_query = query.find(name);
     if (in_query != query.end()) return in_query->second.c_str();
@@ -194,7 +194,7 @@ int VexoCgiSetCookies(VexoCgiContext* context, const char* name, const char* val
     errno = EINVAL;
     return kRefused;
   }
-  return Guarded(kRefused, [&] {
+  return CatchBadAlloc(kRefused, [&] {
     if (!VEXO::platform::IsCookieName(name) || !VEXO::platform::IsCookieValue(value) ||
         (path != nullptr && !VEXO::platform::IsCookieAttribute(path)) ||
         (domain != nullptr && !VEXO::platform::IsCookieAttribute(domain))) {
@@ -214,7 +214,7 @@ int VexoCgiLogin(VexoCgiContext* context, char* out, size_t size,
     errno = EINVAL;
     return kRefused;
   }
-  return Guarded(kRefused, [context, request] {
+  return CatchBadAlloc(kRefused, [context, request] {
     PamSession session(*request);
     session.Describe(context->state->cookies);
     if (session.Accepts()) return kOk;
@@ -230,7 +230,7 @@ int VexoCgiLogin(VexoCgiContext* context, char* out, size_t size,
 }
 
 int VexoCgiGetRemoteIP(char* buffer, size_t size) {
-  return Guarded(-1, [buffer, size] {
+  return CatchBadAlloc(-1, [buffer, size] {
     const std::optional<Address> remote = Address::Parse(Environment("REMOTE_ADDR"));
     if (!remote) {
       errno = EINVAL;
@@ -254,7 +254,8 @@ int VexoCgiGetRemoteIP(char* buffer, size_t size) {
 
 int VexoCgiIsDeniedIP(const char* address) {
   // Whoever cannot be looked up counts as blocked, also for want of memory.
-  return Guarded(1, [address] { return VEXO::platform::IsBlocked(address) ? 1 : 0; });
+  return CatchBadAlloc(1,
+                       [address] { return VEXO::platform::IsBlocked(address) ? 1 : 0; });
 }
 
 void VexoCgiFree(VexoCgiContext* context) {

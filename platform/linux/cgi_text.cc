@@ -1,34 +1,25 @@
 #include "cgi_text.h"
 
-#include <string.h>
 #include <strings.h>
 
 #include <algorithm>
+#include <cstring>
 
-#include "text.h"
+#include "base/percent.h"
+#include "base/text.h"
 
 namespace VEXO::platform {
 namespace {
 
-int HexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
-std::string Decode(const std::string& text) {
+std::string DecodeFormText(const std::string& text) {
   std::string decoded;
   for (size_t i = 0; i < text.size(); ++i) {
-    const int high = i + 2 < text.size() ? HexDigit(text[i + 1]) : -1;
-    const int low = high == -1 ? -1 : HexDigit(text[i + 2]);
-    if (text[i] == '+') {
-      decoded += ' ';
-    } else if (text[i] == '%' && low != -1) {
-      decoded += static_cast<char>(high * 16 + low);
+    const std::optional<char> escaped = base::PercentDecodeAt(text, i);
+    if (escaped) {
+      decoded += *escaped;
       i += 2;
     } else {
-      decoded += text[i];
+      decoded += text[i] == '+' ? ' ' : text[i];
     }
   }
   return decoded;
@@ -48,9 +39,9 @@ TextMap ParseForm(const std::string& text) {
     const std::string pair = text.substr(begin, end - begin);
     begin = end + 1;
     const size_t equals = std::min(pair.find('='), pair.size());
-    const std::string name = Decode(pair.substr(0, equals));
+    const std::string name = DecodeFormText(pair.substr(0, equals));
     const std::string value =
-        equals == pair.size() ? "" : Decode(pair.substr(equals + 1));
+        equals == pair.size() ? "" : DecodeFormText(pair.substr(equals + 1));
     if (name.empty() || HasNul(name) || HasNul(value)) continue;
     parameters.emplace(name, value);
   }
@@ -58,17 +49,17 @@ TextMap ParseForm(const std::string& text) {
 }
 
 bool IsFormType(const std::string& content_type) {
-  const std::string type = Trim(content_type.substr(0, content_type.find(';')));
+  const std::string type = base::Trim(content_type.substr(0, content_type.find(';')));
   return strcasecmp(type.c_str(), "application/x-www-form-urlencoded") == 0;
 }
 
 TextMap ParseCookies(const std::string& header) {
   TextMap cookies;
-  for (const std::string& pair : Split(header, ";")) {
+  for (const std::string& pair : base::Split(header, ";")) {
     const size_t equals = pair.find('=');
     if (equals == std::string::npos) continue;
-    const std::string name = Trim(pair.substr(0, equals));
-    const std::string value = Trim(pair.substr(equals + 1));
+    const std::string name = base::Trim(pair.substr(0, equals));
+    const std::string value = base::Trim(pair.substr(equals + 1));
     if (IsCookieName(name) && IsCookieValue(value)) cookies.emplace(name, value);
   }
   return cookies;

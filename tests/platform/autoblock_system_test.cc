@@ -297,7 +297,7 @@ TEST_F(AutoBlock, UnreadableConfiguration_IsLoggedAndTheDefaultsStay) {
     const LogCapture log;
     Fail("192.0.2.1", 1);
     EXPECT_EQ(Failures("192.0.2.1"), 1);
-    EXPECT_THAT(log.lines(), ElementsAre(HasSubstr("Is a directory")));
+    EXPECT_THAT(log.lines(), ElementsAre(HasSubstr("not a regular file")));
   });
 }
 
