@@ -16,10 +16,10 @@
 
 #include "address.h"
 #include "base/number.h"
-#include "block_list.h"
 #include "catch_bad_alloc.h"
 #include "cgi_text.h"
 #include "configuration.h"
+#include "login_block.h"
 
 using VEXO::platform::Address;
 using VEXO::platform::CatchBadAlloc;
@@ -253,9 +253,9 @@ int VexoCgiGetRemoteIP(char* buffer, size_t size) {
 }
 
 int VexoCgiIsDeniedIP(const char* address) {
-  // Whoever cannot be looked up counts as blocked, also for want of memory.
-  return CatchBadAlloc(1,
-                       [address] { return VEXO::platform::IsBlocked(address) ? 1 : 0; });
+  // An address that cannot be checked is refused, also when memory runs out.
+  return CatchBadAlloc(
+      1, [address] { return VEXO::platform::RefusesLogin(address) ? 1 : 0; });
 }
 
 void VexoCgiFree(VexoCgiContext* context) {
