@@ -15,8 +15,8 @@
 #include <string>
 
 #include "address.h"
-#include "base/number.h"
 #include "catch_bad_alloc.h"
+#include "cgi_request.h"
 #include "cgi_text.h"
 #include "configuration.h"
 #include "login_block.h"
@@ -26,6 +26,15 @@ using VEXO::platform::CatchBadAlloc;
 using VEXO::platform::TextMap;
 
 struct VexoCgiState {
+  VexoCgiState() = default;
+  VexoCgiState(const VexoCgiState&) = delete;
+  VexoCgiState& operator=(const VexoCgiState&) = delete;
+  ~VexoCgiState() {
+    VEXO::platform::WipeValues(&query);
+    VEXO::platform::WipeValues(&cookies);
+  }
+
+  std::shared_ptr<VEXO::platform::CgiRequest> request;
   TextMap query;
   TextMap cookies;
 };
@@ -33,7 +42,6 @@ struct VexoCgiState {
 namespace {
 
 constexpr const char* kPamService = "vexosharing";
-constexpr long kLargestBody = 64 * 1024;
 constexpr int kOk = 1;
 constexpr int kRefused = 0;
 
@@ -42,34 +50,7 @@ const char* Environment(const char* name) {
   return value == nullptr ? "" : value;
 }
 
-/// Reads the request's form from standard input, unless the body is something else, of
-/// unknown length or over the bound: then not a byte of it is touched.  A body that ends
-/// early is no form.
-std::string ReadForm() {
-  if (!VEXO::platform::IsFormType(Environment("CONTENT_TYPE"))) return "";
-  const std::optional<long> length =
-      VEXO::base::ParseNumber(Environment("CONTENT_LENGTH"), 1L, kLargestBody);
-  if (!length) return "";
-
-  std::string body(*length, '\0');
-  size_t filled = 0;
-  while (filled < body.size()) {
-    const ssize_t got = read(STDIN_FILENO, &body[filled], body.size() - filled);
-    if (got == -1 && errno == EINTR) continue;
-    if (got <= 0) return "";
-    filled += got;
-  }
-  return body;
-}
-
-/// The form's parameters.  The body can be read only once, so every context of the
-/// process shares them.
-const TextMap& Form() {
-  static const TextMap& form = *new TextMap(VEXO::platform::ParseForm(ReadForm()));
-  return form;
-}
-
-void WipeAnswers(pam_response* answers, int count) {
+void WipeResponses(pam_response* answers, int count) {
   for (int i = 0; i < count; ++i) {
     if (answers[i].resp == nullptr) continue;
     explicit_bzero(answers[i].resp, strlen(answers[i].resp));
@@ -92,7 +73,7 @@ int Converse(int count, const pam_message** messages, pam_response** out,
       answers[i].resp = strdup(static_cast<const char*>(password));
     }
     if (answers[i].resp == nullptr) {
-      WipeAnswers(answers, count);
+      WipeResponses(answers, count);
       return style == PAM_PROMPT_ECHO_OFF ? PAM_BUF_ERR : PAM_CONV_ERR;
     }
   }
@@ -119,7 +100,7 @@ class PamSession {
     if (handle_ != nullptr) pam_end(handle_, status_);
   }
 
-  /// Tells the modules where the visitor comes from and which cookies he sent.
+  /// Tells the modules where the visitor comes from and which cookies they sent.
   void Describe(const TextMap& cookies) {
     if (status_ != PAM_SUCCESS) return;
     char address[65];
@@ -159,6 +140,7 @@ int VexoCgiInit(const char* /*name*/, VexoCgiContext* context) {
   }
   return CatchBadAlloc(kRefused, [context] {
     auto state = std::make_unique<VexoCgiState>();
+    state->request = VEXO::platform::CgiRequest::Current();
     state->query = VEXO::platform::ParseForm(Environment("QUERY_STRING"));
     context->state = state.release();
     return kOk;
@@ -180,7 +162,7 @@ const char* VexoCgiGetRequestParam(VexoCgiContext* context, const char* name,
     const TextMap& query = context->state->query;
     const auto in_query = query.find(name);
     if (in_query != query.end()) return in_query->second.c_str();
-    const TextMap& form = Form();
+    const TextMap& form = context->state->request->Form();
     const auto in_form = form.find(name);
     return in_form == form.end() ? nullptr : in_form->second.c_str();
   });

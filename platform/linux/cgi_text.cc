@@ -4,15 +4,20 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
+#include <utility>
 
 #include "base/percent.h"
 #include "base/text.h"
+#include "base/wipe.h"
 
 namespace VEXO::platform {
 namespace {
 
-std::string DecodeFormText(const std::string& text) {
+/// Takes memory once, so that no part of a secret is left in memory given back.
+std::string DecodeFormText(std::string_view text) {
   std::string decoded;
+  decoded.reserve(text.size());
   for (size_t i = 0; i < text.size(); ++i) {
     const std::optional<char> escaped = base::PercentDecodeAt(text, i);
     if (escaped) {
@@ -31,21 +36,26 @@ bool IsVisible(char c) { return c > ' ' && c < '\x7f'; }
 
 }  // namespace
 
-TextMap ParseForm(const std::string& text) {
+TextMap ParseForm(std::string_view text) {
   TextMap parameters;
   size_t begin = 0;
   while (begin < text.size()) {
     const size_t end = std::min(text.find('&', begin), text.size());
-    const std::string pair = text.substr(begin, end - begin);
+    const std::string_view pair = text.substr(begin, end - begin);
     begin = end + 1;
     const size_t equals = std::min(pair.find('='), pair.size());
-    const std::string name = DecodeFormText(pair.substr(0, equals));
-    const std::string value =
-        equals == pair.size() ? "" : DecodeFormText(pair.substr(equals + 1));
-    if (name.empty() || HasNul(name) || HasNul(value)) continue;
-    parameters.emplace(name, value);
+    std::string name = DecodeFormText(pair.substr(0, equals));
+    std::string value = DecodeFormText(pair.substr(std::min(equals + 1, pair.size())));
+    if (!name.empty() && !HasNul(name) && !HasNul(value)) {
+      parameters.try_emplace(std::move(name), std::move(value));
+    }
+    base::Wipe(&value);
   }
   return parameters;
+}
+
+void WipeValues(TextMap* texts) {
+  for (auto& [name, value] : *texts) base::Wipe(&value);
 }
 
 bool IsFormType(const std::string& content_type) {
@@ -69,7 +79,7 @@ std::string CookieHeader(const TextMap& cookies) {
   std::string header;
   for (const auto& [name, value] : cookies) {
     if (!header.empty()) header += "; ";
-    header += name + "=" + value;
+    header.append(name).append("=").append(value);
   }
   return header;
 }
