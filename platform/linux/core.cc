@@ -16,11 +16,14 @@
 
 #include "base/unique_fd.h"
 #include "catch_bad_alloc.h"
+#include "private_move.h"
 
 using VEXO::base::UniqueFd;
 using VEXO::platform::CatchBadAlloc;
 
 namespace {
+
+const char* const kMove = "/bin/mv";
 
 struct Pipe {
   FILE* stream;
@@ -86,6 +89,9 @@ FILE* StartProgram(const char* program, const char* mode, const char* const argv
   if (program == nullptr || mode == nullptr || strcmp(mode, "r") != 0 ||
       argv == nullptr) {
     errno = EINVAL;
+    return nullptr;
+  }
+  if (strcmp(program, kMove) == 0 && !VEXO::platform::PreparePrivateMove(argv)) {
     return nullptr;
   }
   std::list<Pipe>& pipes = Pipes();
