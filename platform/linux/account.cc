@@ -1,18 +1,18 @@
 #include "vexo/account.h"
 
-#include <errno.h>
 #include <grp.h>
 #include <pwd.h>
-#include <stdlib.h>
-#include <string.h>
 
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
 #include <set>
 #include <string>
 #include <vector>
 
-#include "guarded.h"
+#include "catch_bad_alloc.h"
 
-using VEXO::platform::Guarded;
+using VEXO::platform::CatchBadAlloc;
 
 namespace {
 
@@ -84,7 +84,7 @@ bool FindGroup(gid_t gid, Entry<group>* entry) {
       entry);
 }
 
-int HandOutUser(const passwd& record, VEXOUSER** user) {
+int CopyUser(const passwd& record, VEXOUSER** user) {
   auto* const copy = static_cast<VEXOUSER*>(malloc(sizeof(VEXOUSER)));
   if (copy == nullptr) return -1;
   copy->uid = record.pw_uid;
@@ -112,22 +112,22 @@ std::vector<gid_t> GroupIds(const passwd& user) {
 }  // namespace
 
 int VEXOUserGet(const char* name, VEXOUSER** user) {
-  return Guarded(-1, [&] {
+  return CatchBadAlloc(-1, [&] {
     Entry<passwd> entry;
-    return FindUser(name, &entry) ? HandOutUser(entry.record, user) : -1;
+    return FindUser(name, &entry) ? CopyUser(entry.record, user) : -1;
   });
 }
 
 int VEXOUserGetByUID(uid_t uid, VEXOUSER** user) {
-  return Guarded(-1, [&] {
+  return CatchBadAlloc(-1, [&] {
     Entry<passwd> entry;
-    return FindUser(uid, &entry) ? HandOutUser(entry.record, user) : -1;
+    return FindUser(uid, &entry) ? CopyUser(entry.record, user) : -1;
   });
 }
 
 int VEXOUserLoginNameConvert(const char* name, char* buffer, size_t size,
                              int /*reserved*/) {
-  return Guarded(-1, [&] {
+  return CatchBadAlloc(-1, [&] {
     Entry<passwd> entry;
     if (!FindUser(name, &entry)) return -1;
     const size_t length = strlen(entry.record.pw_name);
@@ -147,7 +147,7 @@ void VEXOUserFree(VEXOUSER* user) {
 }
 
 int VEXOGroupGetGID(const char* name, gid_t* gid) {
-  return Guarded(-1, [&] {
+  return CatchBadAlloc(-1, [&] {
     Entry<group> entry;
     if (!FindGroup(name, &entry)) return -1;
     *gid = entry.record.gr_gid;
@@ -156,7 +156,7 @@ int VEXOGroupGetGID(const char* name, gid_t* gid) {
 }
 
 int VEXOGroupGetByGID(gid_t gid, VEXOGROUP** group_out) {
-  return Guarded(-1, [&] {
+  return CatchBadAlloc(-1, [&] {
     Entry<group> entry;
     if (!FindGroup(gid, &entry)) return -1;
     auto* const copy = static_cast<VEXOGROUP*>(malloc(sizeof(VEXOGROUP)));
@@ -179,7 +179,7 @@ void VEXOGroupFree(VEXOGROUP* group) {
 }
 
 VLIBHash* VLIBGroupInfoHashGet(const char* user, int /*reserved1*/, int /*reserved2*/) {
-  return Guarded<VLIBHash*>(nullptr, [user]() -> VLIBHash* {
+  return CatchBadAlloc<VLIBHash*>(nullptr, [user]() -> VLIBHash* {
     Entry<passwd> account;
     if (!FindUser(user, &account)) return nullptr;
     const std::vector<gid_t> gids = GroupIds(account.record);

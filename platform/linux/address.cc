@@ -1,13 +1,14 @@
 #include "address.h"
 
 #include <arpa/inet.h>
-#include <string.h>
 #include <syslog.h>
 
 #include <algorithm>
 #include <atomic>
+#include <cstring>
 
-#include "text.h"
+#include "base/number.h"
+#include "base/text.h"
 
 namespace VEXO::platform {
 namespace {
@@ -15,12 +16,12 @@ namespace {
 constexpr unsigned char kMapped[12] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xff, 0xff};
 constexpr int kMappedBits = 96;
 constexpr int kAllBits = 128;
-constexpr long kLargestPort = 65535;
+constexpr int kLargestPort = 65535;
 
 /// Whether the text is empty or a colon and a port.
 bool IsPortOrNothing(const std::string& text) {
   return text.empty() || (text.front() == ':' &&
-                          ParseNumber(text.substr(1), 0, kLargestPort).has_value());
+                          base::ParseNumber(text.substr(1), 0, kLargestPort).has_value());
 }
 
 /// The address in an item of X-Forwarded-For, without its port.
@@ -74,7 +75,7 @@ std::string Address::Text() const {
   return text;
 }
 
-Address Address::Accountable() const {
+Address Address::BlockingKey() const {
   Address first = *this;
   if (!IsIPv4()) std::fill(first.bytes_.begin() + 8, first.bytes_.end(), 0);
   return first;
@@ -97,10 +98,10 @@ std::optional<Network> Network::Parse(const std::string& text) {
 
   const bool dotted = text.find(':') == std::string::npos;  // its bits count from IPv4's
   const int offset = dotted ? kMappedBits : 0;
-  const std::optional<long> bits =
-      ParseNumber(text.substr(slash + 1), 0, kAllBits - offset);
+  const std::optional<int> bits =
+      base::ParseNumber(text.substr(slash + 1), 0, kAllBits - offset);
   if (!bits) return std::nullopt;
-  network.bits_ = static_cast<int>(*bits) + offset;
+  network.bits_ = *bits + offset;
   return network;
 }
 
@@ -108,9 +109,14 @@ bool Network::Contains(const Address& address) const {
   return base_.SharesPrefix(address, bits_);
 }
 
+bool Network::ContainsAllOfIPv4() const {
+  return bits_ <= kMappedBits && Contains(*Address::Parse("0.0.0.0"));
+}
+
 Address ClientAddress(const Address& remote, const char* forwarded,
                       const std::vector<Network>& trusted_proxies) {
-  const std::vector<std::string> hops = Split(forwarded == nullptr ? "" : forwarded, ",");
+  const std::vector<std::string> hops =
+      base::Split(forwarded == nullptr ? "" : forwarded, ",");
   Address client = remote;
   for (auto hop = hops.rbegin(); hop != hops.rend(); ++hop) {
     if (hop->empty()) continue;

@@ -7,18 +7,18 @@
 
 namespace VEXO::platform {
 
-/// An IP address.  IPv4 stands here as IPv4-mapped IPv6, so both forms are the same one.
+/// An IP address.  IPv4 is kept as IPv4-mapped IPv6, so both forms are the same address.
 class Address {
  public:
-  /// Nothing when the text is no address.
+  /// Returns nothing when the text is not an address.
   static std::optional<Address> Parse(const std::string& text);
 
-  /// Canonical text; IPv4 in its own form.
+  /// The canonical text; IPv4 in dotted form.
   std::string Text() const;
 
-  /// The address that failed logins count for: itself, or the first of an IPv6 /64, since
-  /// one visitor has a whole /64 to choose from.
-  Address Accountable() const;
+  /// The address under which failed logins are counted and blocked: itself for IPv4, the
+  /// first address of its /64 for IPv6, because one host can use a whole /64.
+  Address BlockingKey() const;
 
   /// Whether the first `bits` bits (0 to 128) are those of `other`.
   bool SharesPrefix(const Address& other, int bits) const;
@@ -32,10 +32,13 @@ class Address {
 /// An address or a CIDR network.
 class Network {
  public:
-  /// Nothing when the text is neither.
+  /// Returns nothing when the text is neither.
   static std::optional<Network> Parse(const std::string& text);
 
   bool Contains(const Address& address) const;
+
+  /// Whether it contains every IPv4 address: 0.0.0.0/0, ::/0 and whatever lies between.
+  bool ContainsAllOfIPv4() const;
 
  private:
   Address base_;

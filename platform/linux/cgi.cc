@@ -1,31 +1,40 @@
 #include "vexo/cgi.h"
 
-#include <errno.h>
 #include <fcntl.h>
 #include <security/pam_appl.h>
-#include <stdlib.h>
-#include <string.h>
 #include <strings.h>
 #include <syslog.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
 
 #include "address.h"
-#include "block_list.h"
+#include "catch_bad_alloc.h"
+#include "cgi_request.h"
 #include "cgi_text.h"
 #include "configuration.h"
-#include "guarded.h"
-#include "text.h"
+#include "login_block.h"
 
 using VEXO::platform::Address;
-using VEXO::platform::Guarded;
+using VEXO::platform::CatchBadAlloc;
 using VEXO::platform::TextMap;
 
 struct VexoCgiState {
+  VexoCgiState() = default;
+  VexoCgiState(const VexoCgiState&) = delete;
+  VexoCgiState& operator=(const VexoCgiState&) = delete;
+  ~VexoCgiState() {
+    VEXO::platform::WipeValues(&query);
+    VEXO::platform::WipeValues(&cookies);
+  }
+
+  std::shared_ptr<VEXO::platform::CgiRequest> request;
   TextMap query;
   TextMap cookies;
 };
@@ -33,7 +42,6 @@ struct VexoCgiState {
 namespace {
 
 constexpr const char* kPamService = "vexosharing";
-constexpr long kLargestBody = 64 * 1024;
 constexpr int kOk = 1;
 constexpr int kRefused = 0;
 
@@ -42,34 +50,7 @@ const char* Environment(const char* name) {
   return value == nullptr ? "" : value;
 }
 
-/// Reads the request's form from standard input, unless the body is something else, of
-/// unknown length or over the bound: then not a byte of it is touched.  A body that ends
-/// early is no form.
-std::string ReadForm() {
-  if (!VEXO::platform::IsFormType(Environment("CONTENT_TYPE"))) return "";
-  const std::optional<long> length =
-      VEXO::platform::ParseNumber(Environment("CONTENT_LENGTH"), 1, kLargestBody);
-  if (!length) return "";
-
-  std::string body(*length, '\0');
-  size_t filled = 0;
-  while (filled < body.size()) {
-    const ssize_t got = read(STDIN_FILENO, &body[filled], body.size() - filled);
-    if (got == -1 && errno == EINTR) continue;
-    if (got <= 0) return "";
-    filled += got;
-  }
-  return body;
-}
-
-/// The form's parameters.  The body can be read only once, so every context of the
-/// process shares them.
-const TextMap& Form() {
-  static const TextMap& form = *new TextMap(VEXO::platform::ParseForm(ReadForm()));
-  return form;
-}
-
-void WipeAnswers(pam_response* answers, int count) {
+void WipeResponses(pam_response* answers, int count) {
   for (int i = 0; i < count; ++i) {
     if (answers[i].resp == nullptr) continue;
     explicit_bzero(answers[i].resp, strlen(answers[i].resp));
@@ -92,7 +73,7 @@ int Converse(int count, const pam_message** messages, pam_response** out,
       answers[i].resp = strdup(static_cast<const char*>(password));
     }
     if (answers[i].resp == nullptr) {
-      WipeAnswers(answers, count);
+      WipeResponses(answers, count);
       return style == PAM_PROMPT_ECHO_OFF ? PAM_BUF_ERR : PAM_CONV_ERR;
     }
   }
@@ -119,7 +100,7 @@ class PamSession {
     if (handle_ != nullptr) pam_end(handle_, status_);
   }
 
-  /// Tells the modules where the visitor comes from and which cookies he sent.
+  /// Tells the modules where the visitor comes from and which cookies they sent.
   void Describe(const TextMap& cookies) {
     if (status_ != PAM_SUCCESS) return;
     char address[65];
@@ -157,8 +138,9 @@ int VexoCgiInit(const char* /*name*/, VexoCgiContext* context) {
     errno = EINVAL;
     return kRefused;
   }
-  return Guarded(kRefused, [context] {
+  return CatchBadAlloc(kRefused, [context] {
     auto state = std::make_unique<VexoCgiState>();
+    state->request = VEXO::platform::CgiRequest::Current();
     state->query = VEXO::platform::ParseForm(Environment("QUERY_STRING"));
     context->state = state.release();
     return kOk;
@@ -167,7 +149,7 @@ int VexoCgiInit(const char* /*name*/, VexoCgiContext* context) {
 
 void VexoCgiLoadInCookies(VexoCgiContext* context) {
   if (context == nullptr || context->state == nullptr) return;
-  Guarded(kRefused, [context] {
+  CatchBadAlloc(kRefused, [context] {
     context->state->cookies = VEXO::platform::ParseCookies(Environment("HTTP_COOKIE"));
     return kOk;
   });
@@ -176,11 +158,11 @@ void VexoCgiLoadInCookies(VexoCgiContext* context) {
 const char* VexoCgiGetRequestParam(VexoCgiContext* context, const char* name,
                                    int /*reserved*/) {
   if (context == nullptr || context->state == nullptr || name == nullptr) return nullptr;
-  return Guarded<const char*>(nullptr, [context, name]() -> const char* {
+  return CatchBadAlloc<const char*>(nullptr, [context, name]() -> const char* {
     const TextMap& query = context->state->query;
     const auto in_query = query.find(name);
     if (in_query != query.end()) return in_query->second.c_str();
-    const TextMap& form = Form();
+    const TextMap& form = context->state->request->Form();
     const auto in_form = form.find(name);
     return in_form == form.end() ? nullptr : in_form->second.c_str();
   });
@@ -194,7 +176,7 @@ int VexoCgiSetCookies(VexoCgiContext* context, const char* name, const char* val
     errno = EINVAL;
     return kRefused;
   }
-  return Guarded(kRefused, [&] {
+  return CatchBadAlloc(kRefused, [&] {
     if (!VEXO::platform::IsCookieName(name) || !VEXO::platform::IsCookieValue(value) ||
         (path != nullptr && !VEXO::platform::IsCookieAttribute(path)) ||
         (domain != nullptr && !VEXO::platform::IsCookieAttribute(domain))) {
@@ -214,7 +196,7 @@ int VexoCgiLogin(VexoCgiContext* context, char* out, size_t size,
     errno = EINVAL;
     return kRefused;
   }
-  return Guarded(kRefused, [context, request] {
+  return CatchBadAlloc(kRefused, [context, request] {
     PamSession session(*request);
     session.Describe(context->state->cookies);
     if (session.Accepts()) return kOk;
@@ -230,7 +212,7 @@ int VexoCgiLogin(VexoCgiContext* context, char* out, size_t size,
 }
 
 int VexoCgiGetRemoteIP(char* buffer, size_t size) {
-  return Guarded(-1, [buffer, size] {
+  return CatchBadAlloc(-1, [buffer, size] {
     const std::optional<Address> remote = Address::Parse(Environment("REMOTE_ADDR"));
     if (!remote) {
       errno = EINVAL;
@@ -253,8 +235,9 @@ int VexoCgiGetRemoteIP(char* buffer, size_t size) {
 }
 
 int VexoCgiIsDeniedIP(const char* address) {
-  // Whoever cannot be looked up counts as blocked, also for want of memory.
-  return Guarded(1, [address] { return VEXO::platform::IsBlocked(address) ? 1 : 0; });
+  // An address that cannot be checked is refused, also when memory runs out.
+  return CatchBadAlloc(
+      1, [address] { return VEXO::platform::RefusesLogin(address) ? 1 : 0; });
 }
 
 void VexoCgiFree(VexoCgiContext* context) {

@@ -1,34 +1,30 @@
 #include "cgi_text.h"
 
-#include <string.h>
 #include <strings.h>
 
 #include <algorithm>
+#include <cstring>
+#include <optional>
+#include <utility>
 
-#include "text.h"
+#include "base/percent.h"
+#include "base/text.h"
+#include "base/wipe.h"
 
 namespace VEXO::platform {
 namespace {
 
-int HexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
-std::string Decode(const std::string& text) {
+/// Takes memory once, so that no part of a secret is left in memory given back.
+std::string DecodeFormText(std::string_view text) {
   std::string decoded;
+  decoded.reserve(text.size());
   for (size_t i = 0; i < text.size(); ++i) {
-    const int high = i + 2 < text.size() ? HexDigit(text[i + 1]) : -1;
-    const int low = high == -1 ? -1 : HexDigit(text[i + 2]);
-    if (text[i] == '+') {
-      decoded += ' ';
-    } else if (text[i] == '%' && low != -1) {
-      decoded += static_cast<char>(high * 16 + low);
+    const std::optional<char> escaped = base::PercentDecodeAt(text, i);
+    if (escaped) {
+      decoded += *escaped;
       i += 2;
     } else {
-      decoded += text[i];
+      decoded += text[i] == '+' ? ' ' : text[i];
     }
   }
   return decoded;
@@ -40,35 +36,40 @@ bool IsVisible(char c) { return c > ' ' && c < '\x7f'; }
 
 }  // namespace
 
-TextMap ParseForm(const std::string& text) {
+TextMap ParseForm(std::string_view text) {
   TextMap parameters;
   size_t begin = 0;
   while (begin < text.size()) {
     const size_t end = std::min(text.find('&', begin), text.size());
-    const std::string pair = text.substr(begin, end - begin);
+    const std::string_view pair = text.substr(begin, end - begin);
     begin = end + 1;
     const size_t equals = std::min(pair.find('='), pair.size());
-    const std::string name = Decode(pair.substr(0, equals));
-    const std::string value =
-        equals == pair.size() ? "" : Decode(pair.substr(equals + 1));
-    if (name.empty() || HasNul(name) || HasNul(value)) continue;
-    parameters.emplace(name, value);
+    std::string name = DecodeFormText(pair.substr(0, equals));
+    std::string value = DecodeFormText(pair.substr(std::min(equals + 1, pair.size())));
+    if (!name.empty() && !HasNul(name) && !HasNul(value)) {
+      parameters.try_emplace(std::move(name), std::move(value));
+    }
+    base::Wipe(&value);
   }
   return parameters;
 }
 
+void WipeValues(TextMap* texts) {
+  for (auto& [name, value] : *texts) base::Wipe(&value);
+}
+
 bool IsFormType(const std::string& content_type) {
-  const std::string type = Trim(content_type.substr(0, content_type.find(';')));
+  const std::string type = base::Trim(content_type.substr(0, content_type.find(';')));
   return strcasecmp(type.c_str(), "application/x-www-form-urlencoded") == 0;
 }
 
 TextMap ParseCookies(const std::string& header) {
   TextMap cookies;
-  for (const std::string& pair : Split(header, ";")) {
+  for (const std::string& pair : base::Split(header, ";")) {
     const size_t equals = pair.find('=');
     if (equals == std::string::npos) continue;
-    const std::string name = Trim(pair.substr(0, equals));
-    const std::string value = Trim(pair.substr(equals + 1));
+    const std::string name = base::Trim(pair.substr(0, equals));
+    const std::string value = base::Trim(pair.substr(equals + 1));
     if (IsCookieName(name) && IsCookieValue(value)) cookies.emplace(name, value);
   }
   return cookies;
@@ -78,7 +79,7 @@ std::string CookieHeader(const TextMap& cookies) {
   std::string header;
   for (const auto& [name, value] : cookies) {
     if (!header.empty()) header += "; ";
-    header += name + "=" + value;
+    header.append(name).append("=").append(value);
   }
   return header;
 }

@@ -2,6 +2,7 @@
 
 #include <map>
 #include <string>
+#include <string_view>
 
 namespace VEXO::platform {
 
@@ -10,7 +11,10 @@ using TextMap = std::map<std::string, std::string>;
 /// Parameters of a query string or a form body, decoded; the first of a name counts.  A
 /// percent sign without two hexadecimal digits stands for itself.  A parameter with a NUL
 /// in it is left out: no C string could hold it whole.
-TextMap ParseForm(const std::string& text);
+TextMap ParseForm(std::string_view text);
+
+/// Overwrites the values.
+void WipeValues(TextMap* texts);
 
 /// Whether a content type, parameters aside, is application/x-www-form-urlencoded.
 bool IsFormType(const std::string& content_type);

@@ -1,14 +1,12 @@
 #include "configuration.h"
 
-#include <errno.h>
-#include <stdlib.h>
-#include <string.h>
 #include <syslog.h>
 
-#include <memory>
-#include <string>
+#include <optional>
 
-#include "text.h"
+#include "base/key_value_file.h"
+#include "base/number.h"
+#include "base/text.h"
 
 namespace VEXO::platform {
 namespace {
@@ -16,59 +14,33 @@ namespace {
 const char* const kPath = "/usr/vexo/etc/platform.conf";
 constexpr long kLargestNumber = 1000000000;
 
-struct CloseFile {
-  void operator()(FILE* file) const { fclose(file); }
-};
-
-/// One line of the file, with the memory that getline(3) takes.
-class Line {
- public:
-  Line() = default;
-  Line(const Line&) = delete;
-  Line& operator=(const Line&) = delete;
-  ~Line() { free(text_); }
-
-  bool Read(FILE* file) {
-    const ssize_t got = getline(&text_, &size_, file);
-    if (got == -1) return false;
-    length_ = got;
-    return true;
-  }
-  std::string Text() const { return std::string(text_, length_); }
-
- private:
-  char* text_ = nullptr;
-  size_t size_ = 0;
-  size_t length_ = 0;
-};
-
-bool SetNumber(const std::string& value, long* out) {
-  const std::optional<long> number = ParseNumber(value, 1, kLargestNumber);
-  if (number) *out = *number;
-  return number.has_value();
+/// Returns why the value is refused; an empty text when it is accepted.
+std::string SetNumber(const std::string& value, long* out) {
+  const std::optional<long> number = base::ParseNumber(value, 1L, kLargestNumber);
+  if (!number) return "not a number from 1 to 1000000000";
+  *out = *number;
+  return "";
 }
 
-bool SetNetworks(const std::string& value, std::vector<Network>* out) {
+/// The same for a list of networks.
+std::string SetNetworks(const std::string& value, std::vector<Network>* out) {
   std::vector<Network> networks;
-  for (const std::string& item : Split(value, ", \t")) {
+  for (const std::string& item : base::Split(value, ", \t")) {
     if (item.empty()) continue;  // ", " is two separators
     const std::optional<Network> network = Network::Parse(item);
-    if (!network) return false;
+    if (!network) return "not a list of addresses and networks";
+    if (network->ContainsAllOfIPv4()) {
+      return "a network that contains every address would let any visitor claim any "
+             "address";
+    }
     networks.push_back(*network);
   }
   out->swap(networks);
-  return true;
+  return "";
 }
 
-/// False when the line is neither empty nor a setting.
-bool ApplyLine(const std::string& line, Configuration* configuration) {
-  const std::string setting = Trim(line.substr(0, line.find('#')));
-  if (setting.empty()) return true;
-  const size_t equals = setting.find('=');
-  if (equals == std::string::npos) return false;
-  const std::string key = Trim(setting.substr(0, equals));
-  const std::string value = Trim(setting.substr(equals + 1));
-
+std::string ApplySetting(const std::string& key, const std::string& value,
+                         Configuration* configuration) {
   if (key == "block_failures") return SetNumber(value, &configuration->block_failures);
   if (key == "block_window_seconds") {
     return SetNumber(value, &configuration->block_window_seconds);
@@ -79,31 +51,32 @@ bool ApplyLine(const std::string& line, Configuration* configuration) {
   if (key == "trusted_proxies") {
     return SetNetworks(value, &configuration->trusted_proxies);
   }
-  return false;
-}
-
-Configuration LoadConfiguration() {
-  const std::unique_ptr<FILE, CloseFile> file(fopen(kPath, "re"));
-  if (file != nullptr) return ReadConfiguration(file.get());
-  if (errno != ENOENT && errno != ENOTDIR) syslog(LOG_ERR, "%s: %m", kPath);
-  return Configuration();
+  return "unknown setting";
 }
 
 }  // namespace
 
-Configuration ReadConfiguration(FILE* file) {
+Configuration ReadConfiguration(const std::string& path) {
   Configuration configuration;
-  Line line;
-  for (int number = 1; line.Read(file); ++number) {
-    if (ApplyLine(line.Text(), &configuration)) continue;
-    syslog(LOG_ERR, "%s:%d: wrong line, skipped", kPath, number);
+  std::string failure;
+  const base::FileRead read = base::ReadKeyValueFile(
+      path,
+      [&configuration](const std::string& key, const std::string& value) {
+        return ApplySetting(key, value, &configuration);
+      },
+      [&path](int line, const std::string& reason) {
+        syslog(LOG_ERR, "%s:%d: line skipped: %s", path.c_str(), line, reason.c_str());
+      },
+      &failure);
+  if (read == base::FileRead::kFailed) {
+    syslog(LOG_ERR, "%s: %s; the defaults apply", path.c_str(), failure.c_str());
   }
-  if (ferror(file) != 0) syslog(LOG_ERR, "%s: %m", kPath);
   return configuration;
 }
 
 const Configuration& SystemConfiguration() {
-  static const Configuration& configuration = *new Configuration(LoadConfiguration());
+  static const Configuration& configuration =
+      *new Configuration(ReadConfiguration(kPath));
   return configuration;
 }
 

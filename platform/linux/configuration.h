@@ -1,31 +1,30 @@
 #pragma once
 
-#include <stdio.h>
-
+#include <string>
 #include <vector>
 
 #include "address.h"
 
 namespace VEXO::platform {
 
-/// What the administrator may set in /usr/vexo/etc/platform.conf: lines `key = value`,
-/// and comments behind `#`.
+/// What the administrator can set in /usr/vexo/etc/platform.conf: lines `key = value`,
+/// and comments from `#` to the end of the line.
 struct Configuration {
-  /// So many failed logins inside the window block an address.
+  /// This number of failed logins inside the window blocks an address.
   long block_failures = 10;
   long block_window_seconds = 5 * 60;
   long block_duration_seconds = 60 * 60;
   /// Addresses and CIDR networks, separated by commas or blanks, whose X-Forwarded-For
-  /// counts.
+  /// header is trusted.
   std::vector<Network> trusted_proxies;
 };
 
-/// The configuration in `file`.  A wrong line is logged and skipped; of two right ones
-/// for the same key the last counts.
-Configuration ReadConfiguration(FILE* file);
+/// Reads the configuration file `path`.  A wrong line is logged and skipped; of several
+/// valid lines with one key the last applies.  A missing file means the defaults, and so
+/// does, with a line in the log, one that cannot be read or is not a regular file.
+Configuration ReadConfiguration(const std::string& path);
 
-/// The system's configuration, read at the first call: the defaults when there is no
-/// file, and, logged, when it cannot be read.
+/// The system's configuration, read at the first call.
 const Configuration& SystemConfiguration();
 
 }  // namespace VEXO::platform

@@ -1,26 +1,29 @@
 #include "vexo/core.h"
 
-#include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
-#include <stdarg.h>
-#include <string.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstdarg>
+#include <cstring>
 #include <list>
 #include <memory>
 #include <mutex>
 #include <vector>
 
-#include "descriptor.h"
-#include "guarded.h"
+#include "base/unique_fd.h"
+#include "catch_bad_alloc.h"
+#include "private_move.h"
 
-using VEXO::platform::Descriptor;
-using VEXO::platform::Guarded;
+using VEXO::base::UniqueFd;
+using VEXO::platform::CatchBadAlloc;
 
 namespace {
+
+const char* const kMove = "/bin/mv";
 
 struct Pipe {
   FILE* stream;
@@ -88,12 +91,15 @@ FILE* StartProgram(const char* program, const char* mode, const char* const argv
     errno = EINVAL;
     return nullptr;
   }
+  if (strcmp(program, kMove) == 0 && !VEXO::platform::PreparePrivateMove(argv)) {
+    return nullptr;
+  }
   std::list<Pipe>& pipes = Pipes();
   std::list<Pipe> opened(1);  // whatever takes memory stands before the start
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) == -1) return nullptr;
-  Descriptor read_end(ends[0]);
-  const Descriptor write_end(ends[1]);
+  UniqueFd read_end(ends[0]);
+  const UniqueFd write_end(ends[1]);
   std::unique_ptr<FILE, CloseStream> stream(fdopen(read_end.get(), "r"));
   if (stream == nullptr) return nullptr;
   read_end.Release();
@@ -150,7 +156,7 @@ int VEXOFSAclChmod(const char* path, int fd, mode_t mode) {
 FILE* VLIBCPopen(const char* program, const char* mode, ...) {
   va_list arguments;
   va_start(arguments, mode);
-  FILE* const stream = Guarded<FILE*>(nullptr, [&] {
+  FILE* const stream = CatchBadAlloc<FILE*>(nullptr, [&] {
     std::vector<const char*> argv{program};
     const char* argument;
     do {
@@ -164,11 +170,11 @@ FILE* VLIBCPopen(const char* program, const char* mode, ...) {
 }
 
 FILE* VLIBCPopenv(const char* program, const char* mode, const char* const argv[]) {
-  return Guarded<FILE*>(nullptr, [&] { return StartProgram(program, mode, argv); });
+  return CatchBadAlloc<FILE*>(nullptr, [&] { return StartProgram(program, mode, argv); });
 }
 
 int VLIBCPclose(FILE* stream) {
-  return Guarded(-1, [stream] {
+  return CatchBadAlloc(-1, [stream] {
     std::list<Pipe> closed;
     {
       std::list<Pipe>& pipes = Pipes();

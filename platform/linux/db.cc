@@ -1,21 +1,21 @@
 #include "vexo/db.h"
 
-#include <errno.h>
-#include <limits.h>
 #include <sqlite3.h>
-#include <string.h>
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "guarded.h"
+#include "catch_bad_alloc.h"
 #include "lock_wait.h"
 #include "locked_file.h"
 
-using VEXO::platform::Guarded;
+using VEXO::platform::CatchBadAlloc;
 using VEXO::platform::LockedFile;
 using VEXO::platform::LockWait;
 
@@ -167,7 +167,7 @@ VEXODB* VEXODBConnect(const char* /*host*/, const char* /*user*/,
     return nullptr;
   }
 
-  return Guarded<VEXODB*>(nullptr, [database]() -> VEXODB* {
+  return CatchBadAlloc<VEXODB*>(nullptr, [database]() -> VEXODB* {
     auto db = std::make_unique<VEXODB>();
     sqlite3* opened = nullptr;
     const int code = sqlite3_open_v2(

@@ -1,10 +1,10 @@
 #include "locked_file.h"
 
 #include <sched.h>
-#include <stdint.h>
-#include <string.h>
 
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
 #include <string>
 
 namespace VEXO::platform {

@@ -6,10 +6,6 @@
 
 namespace VEXO::platform {
 
-/// The account that owns the databases.
-constexpr uid_t kSystemUid = 1;
-constexpr gid_t kSystemGid = 1;
-
 struct FileAccess {
   uid_t owner;
   gid_t group;

@@ -1,16 +1,17 @@
 #include "write_lock.h"
 
-#include <errno.h>
 #include <fcntl.h>
 #include <pthread.h>
-#include <string.h>
 #include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstring>
 #include <mutex>
 #include <set>
 
+#include "base/system_account.h"
 #include "system_file.h"
 
 namespace VEXO::platform {
@@ -41,7 +42,7 @@ class ForkGuard {
   static void ContinueParent() { Instance().mutex_.unlock(); }
   static void ContinueChild() {
     for (WriteLock* const lock : Instance().locks_) {
-      lock->file_.Reset(-1);
+      lock->file_.Reset();
       lock->held_ = false;
     }
     Instance().mutex_.unlock();
@@ -79,9 +80,9 @@ bool SetLock(int fd, off_t byte, short type) {
 /// it.  Root's own databases are those that the system account recovers.
 FileAccess AccessFor(const std::string& database) {
   struct stat status;
-  if (geteuid() == kSystemUid || stat(database.c_str(), &status) == -1 ||
+  if (geteuid() == base::kSystemUid || stat(database.c_str(), &status) == -1 ||
       (geteuid() == 0 && status.st_uid == 0)) {
-    return {kSystemUid, kSystemGid, 0660};
+    return {base::kSystemUid, base::kSystemGid, 0660};
   }
   const mode_t mode = status.st_mode & 0666;
   if (geteuid() != 0) return {geteuid(), getegid(), mode};

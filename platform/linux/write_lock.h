@@ -3,7 +3,7 @@
 #include <chrono>
 #include <string>
 
-#include "descriptor.h"
+#include "base/unique_fd.h"
 
 namespace VEXO::platform {
 
@@ -58,7 +58,7 @@ class WriteLock {
 
   std::string database_;
   std::string failure_;
-  Descriptor file_;  // open from the first Try on
+  base::UniqueFd file_;  // open from the first Try on
   std::chrono::steady_clock::time_point looked_up_;
   bool held_ = false;
 };

@@ -24,8 +24,8 @@ std::string Canonical(const std::string& text) {
   return address ? address->Text() : "no address";
 }
 
-std::string Accountable(const std::string& text) {
-  return Address::Parse(text)->Accountable().Text();
+std::string BlockingKey(const std::string& text) {
+  return Address::Parse(text)->BlockingKey().Text();
 }
 
 bool Contains(const std::string& network, const std::string& address) {
@@ -57,10 +57,10 @@ TEST(Address, TextThatIsNoAddress_IsRefused) {
   EXPECT_EQ(Canonical(std::string("1.2.3.4\0x", 9)), "no address");
 }
 
-TEST(Address, Accountable_IsTheSlash64OfIPv6) {
-  EXPECT_EQ(Accountable("2001:db8:1:2:3:4:5:6"), "2001:db8:1:2::");
-  EXPECT_EQ(Accountable("192.168.1.20"), "192.168.1.20");
-  EXPECT_EQ(Accountable("::ffff:192.168.1.20"), "192.168.1.20");
+TEST(Address, BlockingKey_IsTheSlash64OfIPv6) {
+  EXPECT_EQ(BlockingKey("2001:db8:1:2:3:4:5:6"), "2001:db8:1:2::");
+  EXPECT_EQ(BlockingKey("192.168.1.20"), "192.168.1.20");
+  EXPECT_EQ(BlockingKey("::ffff:192.168.1.20"), "192.168.1.20");
 }
 
 TEST(Network, Contains_ComparesThePrefixOnly) {

@@ -1,9 +1,14 @@
 #include <errno.h>
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <sys/syscall.h>
 #include <sys/vfs.h>
+#include <syslog.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -20,6 +25,7 @@
 #include "vexo/cgi.h"
 
 using fakes::LogCapture;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -36,8 +42,11 @@ constexpr long kTmpfs = 0x01021994;
 
 constexpr time_t kStart = 1750000000;
 
-/// What time() answers.
+/// What time() returns.
 time_t clock_time = kStart;
+
+/// How often something waited for the disk.
+int syncs = 0;
 
 struct Known {
   int failures;
@@ -81,6 +90,67 @@ long Rows(const char* table) {
   sqlite3_close(connection);
   return rows;
 }
+
+void Sql(const std::string& sql) {
+  sqlite3* connection = nullptr;
+  EXPECT_EQ(sqlite3_open(kPath, &connection), SQLITE_OK);
+  EXPECT_EQ(sqlite3_exec(connection, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
+  sqlite3_close(connection);
+}
+
+/// The lines of the log that report logins, for auditors.
+std::vector<std::string> LoginLines(const LogCapture& log) {
+  std::vector<std::string> lines;
+  for (size_t i = 0; i < log.lines().size(); ++i) {
+    if ((log.priorities()[i] & LOG_FACMASK) == LOG_AUTHPRIV) {
+      lines.push_back(log.lines()[i]);
+    }
+  }
+  return lines;
+}
+
+/// All other lines.
+std::vector<std::string> ErrorLines(const LogCapture& log) {
+  std::vector<std::string> lines;
+  for (size_t i = 0; i < log.lines().size(); ++i) {
+    if ((log.priorities()[i] & LOG_FACMASK) != LOG_AUTHPRIV) {
+      lines.push_back(log.lines()[i]);
+    }
+  }
+  return lines;
+}
+
+/// A small file system in place of the store's folder.
+class SmallFileSystem {
+ public:
+  explicit SmallFileSystem(const std::string& options) {
+    EXPECT_EQ(mount("tmpfs", kFolder, "tmpfs", 0, options.c_str()), 0);
+    EXPECT_EQ(chown(kFolder, kSystem, kSystem), 0);
+  }
+  SmallFileSystem(const SmallFileSystem&) = delete;
+  SmallFileSystem& operator=(const SmallFileSystem&) = delete;
+  ~SmallFileSystem() { EXPECT_EQ(umount2(kFolder, MNT_DETACH), 0); }
+
+  void SetReadOnly(bool read_only) {
+    const unsigned long flags = MS_REMOUNT | (read_only ? MS_RDONLY : 0);
+    EXPECT_EQ(mount("tmpfs", kFolder, "tmpfs", flags, nullptr), 0);
+  }
+  /// Fills the file system up to `left` bytes.
+  void Fill(unsigned long left) {
+    Empty();
+    struct statvfs status {};
+    EXPECT_EQ(statvfs(kFolder, &status), 0);
+    const unsigned long free_bytes = status.f_bfree * status.f_frsize;
+    ASSERT_GT(free_bytes, left);
+    std::ofstream(Filler()) << std::string(free_bytes - left, 'x');
+    EXPECT_EQ(statvfs(kFolder, &status), 0);
+    EXPECT_EQ(status.f_bfree * status.f_frsize, left);
+  }
+  void Empty() { std::filesystem::remove(Filler()); }
+
+ private:
+  static std::string Filler() { return std::string(kFolder) + "/filler"; }
+};
 
 /// Stores that were moved aside because they were damaged.
 std::vector<std::string> Damaged() {
@@ -126,6 +196,16 @@ class AutoBlock : public testing::Test {
 extern "C" time_t time(time_t* out) noexcept {
   if (out != nullptr) *out = clock_time;
   return clock_time;
+}
+
+extern "C" int fsync(int fd) {
+  ++syncs;
+  return static_cast<int>(syscall(SYS_fsync, fd));
+}
+
+extern "C" int fdatasync(int fd) {
+  ++syncs;
+  return static_cast<int>(syscall(SYS_fdatasync, fd));
 }
 
 TEST_F(AutoBlock, NoFile_NobodyIsBlockedAndNothingIsCreated) {
@@ -287,7 +367,7 @@ TEST_F(AutoBlock, WrongConfiguration_IsLoggedAndTheDefaultsStay) {
     EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 0);
     Fail("192.0.2.1", 1);
     EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 1);
-    EXPECT_THAT(log.lines(), ElementsAre(HasSubstr("platform.conf:1:")));
+    EXPECT_THAT(ErrorLines(log), ElementsAre(HasSubstr("platform.conf:1:")));
   });
 }
 
@@ -297,7 +377,7 @@ TEST_F(AutoBlock, UnreadableConfiguration_IsLoggedAndTheDefaultsStay) {
     const LogCapture log;
     Fail("192.0.2.1", 1);
     EXPECT_EQ(Failures("192.0.2.1"), 1);
-    EXPECT_THAT(log.lines(), ElementsAre(HasSubstr("Is a directory")));
+    EXPECT_THAT(ErrorLines(log), ElementsAre(HasSubstr("not a regular file")));
   });
 }
 
@@ -338,7 +418,7 @@ TEST_F(AutoBlock, OtherAccounts_CannotCountAndSeeEverybodyBlockedAndItIsLogged) 
     EXPECT_EQ(AutoBlockFailLoginSet("192.0.2.1", "SHARING"), -1);
     EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.9"), 1);
     EXPECT_EQ(VEXOAutoBlockList(Remember, nullptr), -1);
-    EXPECT_EQ(log.lines().size(), 3U);
+    EXPECT_EQ(ErrorLines(log).size(), 3U);
   });
 }
 
@@ -348,7 +428,8 @@ TEST_F(AutoBlock, FailedCreation_IsLoggedAndLeavesNothingBehind) {
     BecomeForGood(kNobody, {});  // may write the folder, but not give the file away
     const LogCapture log;
     EXPECT_EQ(AutoBlockFailLoginSet("192.0.2.1", "SHARING"), -1);
-    EXPECT_THAT(log.lines(), ElementsAre(HasSubstr("cannot be created: Operation not")));
+    EXPECT_THAT(ErrorLines(log),
+                ElementsAre(HasSubstr("cannot be created: Operation not")));
   });
   ASSERT_EQ(chmod(kFolder, 0750), 0);
   EXPECT_TRUE(std::filesystem::is_empty(kFolder));
@@ -360,11 +441,11 @@ TEST_F(AutoBlock, DamagedFile_IsMovedAsideLoggedAndBegunAgain) {
   InChild([] {
     const LogCapture log;
     EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 0);
-    EXPECT_THAT(log.lines(),
+    EXPECT_THAT(ErrorLines(log),
                 ElementsAre(HasSubstr("not a database"), HasSubstr("damaged, moved to")));
     EXPECT_FALSE(std::filesystem::exists(kPath));
     EXPECT_EQ(AutoBlockFailLoginSet("192.0.2.1", "SHARING"), 0);
-    EXPECT_THAT(log.lines(), SizeIs(2));
+    EXPECT_THAT(ErrorLines(log), SizeIs(2));
   });
   const std::vector<std::string> kept = Damaged();
   ASSERT_THAT(kept, SizeIs(1));
@@ -406,7 +487,7 @@ TEST_F(AutoBlock, FolderInPlaceOfTheFile_IsLoggedAndEverybodyIsBlocked) {
   InChild([] {
     const LogCapture log;
     EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 1);
-    EXPECT_EQ(log.lines().size(), 1U);
+    EXPECT_EQ(ErrorLines(log).size(), 1U);
   });
 }
 
@@ -420,34 +501,244 @@ TEST_F(AutoBlock, EmptyFile_IsAnEmptyList) {
   });
 }
 
-TEST_F(AutoBlock, ClockSetBack_BlocksNobodyLongerThanABlockLasts) {
+TEST_F(AutoBlock, ClockSetBack_TheBlockBeginsAgainAndLastsNoLonger) {
   InChild([] {
     clock_time = kStart + 1000000;
     Fail("192.0.2.1", 10);
-    Fail("192.0.2.2", 9);
     clock_time = kStart;
-    EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 0);
-    Fail("192.0.2.2", 1);
-    EXPECT_EQ(Failures("192.0.2.2"), 1);
     EXPECT_EQ(List()["192.0.2.1"].blocked_until, kStart + 3600);
+    EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 1);
+    EXPECT_EQ(List()["192.0.2.1"].blocked_until, kStart + 3600);
+    clock_time = kStart + 3599;
+    EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 1);
+    clock_time = kStart + 3600;
+    EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 0);
+    EXPECT_THAT(List(), IsEmpty());
+  });
+}
+
+TEST_F(AutoBlock, ClockSetBackBeforeALaterCount_EveryBlockBeginsAgain) {
+  InChild([] {
+    clock_time = kStart + 1000000;
+    Fail("192.0.2.1", 10);
+    clock_time = kStart;
+    Fail("192.0.2.2", 1);
+    clock_time = kStart + 3599;
+    EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 1);
     clock_time = kStart + 3600;
     EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 0);
   });
 }
 
-TEST_F(AutoBlock, OldRows_AreRemovedByLaterCounts) {
+TEST_F(AutoBlock, ClockSetBack_FailuresStillCount) {
+  InChild([] {
+    clock_time = kStart + 1000;
+    Fail("192.0.2.1", 4);
+    clock_time = kStart + 1001;
+    Fail("192.0.2.1", 4);
+    clock_time = kStart;
+    EXPECT_EQ(Failures("192.0.2.1"), 8);
+    Fail("192.0.2.1", 1);
+    EXPECT_EQ(Failures("192.0.2.1"), 9);
+    EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 0);
+    Fail("192.0.2.1", 1);
+    EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 1);
+    EXPECT_EQ(Rows("failure"), 1);
+  });
+}
+
+TEST_F(AutoBlock, ExpiredRows_AreRemovedByLaterCountsAFewAtATime) {
   InChild([] {
     for (int i = 0; i < 50; ++i) {
       clock_time = kStart + i;
       Fail(("192.0.2." + std::to_string(i)).c_str(), 1);
     }
-    Fail("192.0.2.100", 10);
-    EXPECT_EQ(Rows("failure"), 51);
-    EXPECT_EQ(Rows("block"), 1);
+    for (int i = 100; i < 110; ++i) {
+      Fail(("192.0.2." + std::to_string(i)).c_str(), 10);
+    }
+    EXPECT_EQ(Rows("failure"), 60);
+    EXPECT_EQ(Rows("block"), 10);
     clock_time = kStart + 10000;
     Fail("192.0.2.1", 1);
+    EXPECT_EQ(Rows("failure"), 57);
+    EXPECT_EQ(Rows("block"), 6);
+    Fail("192.0.2.1", 20);
     EXPECT_EQ(Rows("failure"), 1);
-    EXPECT_EQ(Rows("block"), 0);
+    EXPECT_EQ(Rows("block"), 1);
+  });
+}
+
+TEST_F(AutoBlock, LoginThatIsNotRefused_WaitsForNoDiskAndLeavesNoTrace) {
+  InChild([] {
+    syncs = 0;
+    Fail("192.0.2.1", 1);
+    EXPECT_GT(syncs, 0);  // a count does wait
+
+    syncs = 0;
+    EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 0);
+    EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.2"), 0);
+    EXPECT_EQ(VEXOAutoBlockFailLoginReset("192.0.2.2"), 0);
+    EXPECT_EQ(syncs, 0);
+    EXPECT_EQ(Failures("192.0.2.1"), 1);
+    EXPECT_EQ(Failures("192.0.2.2"), 0);
+  });
+}
+
+TEST_F(AutoBlock, FullFileSystem_LoginsAreRefusedUntilThereIsRoom) {
+  SmallFileSystem small("size=1m");
+  InChild([&small] {
+    Fail("192.0.2.1", 1);
+    small.Fill(0);
+    {
+      const LogCapture log;
+      EXPECT_EQ(AutoBlockFailLoginSet("192.0.2.1", "SHARING"), -1);
+      EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 1);
+      EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.2"), 1);
+      EXPECT_THAT(ErrorLines(log), Contains(HasSubstr("the file system is full")));
+      EXPECT_THAT(LoginLines(log),
+                  ElementsAre("vexosharing: login failed: from=192.0.2.1 service=SHARING "
+                              "failures=unknown",
+                              "vexosharing: login refused: from=192.0.2.1 "
+                              "reason=failures-cannot-be-counted",
+                              "vexosharing: login refused: from=192.0.2.2 "
+                              "reason=failures-cannot-be-counted"));
+    }
+    small.Empty();
+    EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 0);
+    Fail("192.0.2.1", 8);
+    EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 0);
+    Fail("192.0.2.1", 1);
+    EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 1);
+  });
+}
+
+TEST_F(AutoBlock, HoweverLittleRoomThereIs_NoGuessIsFree) {
+  SmallFileSystem small("size=4m");
+  InChild([&small] {
+    for (int i = 0; i < 2000; ++i) {  // rows that the counts below may remove
+      clock_time = kStart + i / 200;
+      Fail(("10.0." + std::to_string(i / 200) + "." + std::to_string(i % 200)).c_str(),
+           1);
+    }
+    clock_time = kStart + 10000;
+    int admitted = 0;
+    int refused = 0;
+    for (unsigned long pages = 0; pages <= 60; ++pages) {
+      small.Fill(pages * 4096);
+      const std::string address = "2001:db8:0:" + std::to_string(pages) + "::";
+      if (VexoCgiIsDeniedIP(address.c_str()) == 1) {
+        ++refused;
+      } else {
+        ++admitted;
+        EXPECT_EQ(AutoBlockFailLoginSet(address.c_str(), "SHARING"), 0) << pages;
+      }
+    }
+    EXPECT_GT(admitted, 0);
+    EXPECT_GT(refused, 0);
+  });
+}
+
+TEST_F(AutoBlock, NoInodesLeft_LoginsAreRefused) {
+  SmallFileSystem small("nr_inodes=4");
+  InChild([] {
+    Fail("192.0.2.1", 1);
+    EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 0);
+    const std::string filler = std::string(kFolder) + "/filler";
+    for (int i = 0; i < 4; ++i) std::ofstream(filler + std::to_string(i)).flush();
+    EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 1);
+    std::filesystem::remove(filler + "0");
+    EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 0);
+  });
+}
+
+TEST_F(AutoBlock, FullFileSystemWithoutAStore_LoginsAreRefused) {
+  SmallFileSystem small("size=1m");
+  InChild([&small] {
+    EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 0);
+    small.Fill(0);
+    EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 1);
+  });
+}
+
+TEST_F(AutoBlock, ReadOnlyFileSystem_LoginsAreRefusedUntilItIsWritable) {
+  SmallFileSystem small("");
+  InChild([&small] {
+    small.SetReadOnly(true);
+    EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 1);  // without a store
+    small.SetReadOnly(false);
+    Fail("192.0.2.1", 1);
+    small.SetReadOnly(true);
+    EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 1);
+    EXPECT_EQ(AutoBlockFailLoginSet("192.0.2.1", "SHARING"), -1);
+    small.SetReadOnly(false);
+    EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 0);
+  });
+}
+
+TEST_F(AutoBlock, MissingFolder_LoginsAreRefusedUntilItIsBack) {
+  const std::string away = std::string(kFolder) + "-away";
+  std::filesystem::rename(kFolder, away);
+  InChild([] {
+    const LogCapture log;
+    EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 1);
+    EXPECT_EQ(AutoBlockFailLoginSet("192.0.2.1", "SHARING"), -1);
+    EXPECT_THAT(ErrorLines(log), ElementsAre(HasSubstr("No such file or directory"),
+                                             HasSubstr("cannot be created: No such")));
+  });
+  std::filesystem::rename(away, kFolder);
+  InChild([] { EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 0); });
+}
+
+TEST_F(AutoBlock, StoreOfAnotherShape_LoginsAreRefused) {
+  InChild([] {
+    Fail("192.0.2.1", 1);
+    Sql("DROP TABLE failure; CREATE TABLE failure(address, at, other)");
+    EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 1);
+  });
+}
+
+TEST_F(AutoBlock, EachFailureAndBlock_IsLoggedInTheAuthenticationLog) {
+  Configure("block_failures = 2\nblock_duration_seconds = 60\n");
+  InChild([] {
+    const LogCapture log;
+    Fail("::ffff:192.0.2.1", 2);
+    EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 1);
+    Fail("2001:DB8::7", 1);
+    EXPECT_THAT(
+        log.lines(),
+        ElementsAre(
+            "vexosharing: login failed: from=192.0.2.1 service=SHARING failures=1",
+            "vexosharing: login failed: from=192.0.2.1 service=SHARING failures=2",
+            "vexosharing: address blocked: from=192.0.2.1 service=SHARING failures=2 "
+            "seconds=60",
+            "vexosharing: login refused: from=192.0.2.1 reason=blocked",
+            "vexosharing: login failed: from=2001:db8::7 service=SHARING failures=1"));
+    EXPECT_THAT(log.priorities(),
+                ElementsAre(LOG_AUTHPRIV | LOG_NOTICE, LOG_AUTHPRIV | LOG_NOTICE,
+                            LOG_AUTHPRIV | LOG_WARNING, LOG_AUTHPRIV | LOG_WARNING,
+                            LOG_AUTHPRIV | LOG_NOTICE));
+  });
+}
+
+TEST_F(AutoBlock, ServiceWithOddCharacters_IsLoggedEscaped) {
+  InChild([] {
+    const LogCapture log;
+    EXPECT_EQ(AutoBlockFailLoginSet("192.0.2.1", "a b\nvexosharing: login failed: x=%s"),
+              0);
+    EXPECT_THAT(
+        log.lines(),
+        ElementsAre("vexosharing: login failed: from=192.0.2.1 "
+                    "service=a%20b%0Avexosharing%3A%20login%20failed%3A%20x%3D%25s "
+                    "failures=1"));
+  });
+}
+
+TEST_F(AutoBlock, TextThatIsNoAddress_IsNotLogged) {
+  InChild([] {
+    const LogCapture log;
+    EXPECT_EQ(AutoBlockFailLoginSet("1.2.3.4 x", "SHARING"), -1);
+    EXPECT_EQ(VexoCgiIsDeniedIP("1.2.3.4 x"), 0);
+    EXPECT_THAT(log.lines(), IsEmpty());
   });
 }
 
@@ -462,7 +753,7 @@ TEST_F(AutoBlock, ManyProcessesCountAtOnce_NoneIsLost) {
       const LogCapture log;
       Fail("192.0.2.1", kCounts - 1);
       EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 0);
-      EXPECT_THAT(log.lines(), IsEmpty());
+      EXPECT_THAT(ErrorLines(log), IsEmpty());
     }));
   }
   for (const pid_t child : children) EXPECT_TRUE(fakes::EndsWell(child));

@@ -59,6 +59,29 @@ void WithRequest(const char* type, const std::string& length, const std::string&
   });
 }
 
+/// A pipe that is standard input from now on.
+class Pipe {
+ public:
+  Pipe() {
+    int ends[2];
+    EXPECT_EQ(pipe(ends), 0);
+    EXPECT_EQ(dup2(ends[0], STDIN_FILENO), STDIN_FILENO);
+    close(ends[0]);
+    write_end_ = ends[1];
+  }
+  Pipe(const Pipe&) = delete;
+  Pipe& operator=(const Pipe&) = delete;
+  ~Pipe() { close(write_end_); }
+
+  void Send(const std::string& text) const {
+    EXPECT_EQ(write(write_end_, text.data(), text.size()),
+              static_cast<ssize_t>(text.size()));
+  }
+
+ private:
+  int write_end_ = -1;
+};
+
 std::string RestOfStandardInput() {
   std::string rest(2 * kBound, '\0');
   const ssize_t got = read(STDIN_FILENO, rest.data(), rest.size());
@@ -149,6 +172,103 @@ TEST(CgiParam, Form_IsReadOnceAndSharedByEveryContext) {
     EXPECT_EQ(second.Param("_sid"), "x");
     EXPECT_EQ(Context().Param("password"), "p&w");
     EXPECT_EQ(second.Param("missing"), "(none)");
+  });
+}
+
+TEST(CgiParam, FormFromAPipeWithALineEndBehindIt_IsSharedByEveryContext) {
+  WithRequest(kFormType, "3", "", [] {
+    const Pipe pipe;
+    pipe.Send("a=1\r\n");
+    EXPECT_EQ(Context().Param("a"), "1");
+    EXPECT_EQ(Context().Param("a"), "1");
+  });
+}
+
+TEST(CgiRequest, OtherStandardInputWithTheSameVariables_HasItsOwnForm) {
+  WithRequest(kFormType, "3", "", [] {
+    for (const char* value : {"1", "2", "3"}) {
+      const Pipe pipe;
+      pipe.Send(std::string("a=") + value);
+      EXPECT_EQ(Context().Param("a"), value);
+    }
+  });
+}
+
+TEST(CgiRequest, NextBodyOnTheSamePipeWithTheSameVariables_IsRead) {
+  WithRequest(kFormType, "3", "", [] {
+    const Pipe pipe;
+    pipe.Send("a=1");
+    EXPECT_EQ(Context().Param("a"), "1");
+    pipe.Send("a=2");
+    EXPECT_EQ(Context().Param("a"), "2");
+  });
+}
+
+TEST(CgiRequest, BodyBehindTheForm_IsNotReadWhileAContextIsInUse) {
+  WithRequest(kFormType, "3", "", [] {
+    const Pipe pipe;
+    pipe.Send("a=1a=2");
+    Context first;
+    EXPECT_EQ(first.Param("a"), "1");
+    EXPECT_EQ(Context().Param("a"), "1");
+    EXPECT_EQ(first.Param("a"), "1");
+  });
+}
+
+TEST(CgiRequest, RewoundStandardInput_IsReadAgain) {
+  WithRequest(kFormType, "3", "a=1", [] {
+    EXPECT_EQ(Context().Param("a"), "1");
+    ASSERT_EQ(lseek(STDIN_FILENO, 0, SEEK_SET), 0);
+    EXPECT_EQ(Context().Param("a"), "1");
+    EXPECT_EQ(RestOfStandardInput(), "");
+  });
+}
+
+TEST(CgiRequest, ChangedVariableOnTheSameInput_IsANewRequest) {
+  WithRequest(kFormType, "3", "a=1a=2a=3b=4", [] {
+    EXPECT_EQ(Context().Param("a"), "1");
+    const ScopedVariable port("REMOTE_PORT", "2000");
+    EXPECT_EQ(Context().Param("a"), "2");
+    const ScopedVariable cookie("HTTP_COOKIE", "id=x");
+    EXPECT_EQ(Context().Param("a"), "3");
+    const ScopedVariable other("SOMETHING_ELSE", "x");
+    EXPECT_EQ(Context().Param("b"), "(none)");
+    const ScopedVariable uri("REQUEST_URI", "/x");
+    EXPECT_EQ(Context().Param("a"), "(none)");
+    EXPECT_EQ(Context().Param("b"), "4");
+  });
+}
+
+TEST(CgiRequest, OrderOfTheVariables_DoesNotMatter) {
+  WithRequest(kFormType, "3", "a=1", [] {
+    const ScopedVariable address("REMOTE_ADDR", "192.0.2.1");
+    const ScopedVariable port("REMOTE_PORT", "2000");
+    EXPECT_EQ(Context().Param("a"), "1");
+    unsetenv("REMOTE_ADDR");
+    setenv("REMOTE_ADDR", "192.0.2.1", 1);
+    EXPECT_EQ(Context().Param("a"), "1");
+  });
+}
+
+TEST(CgiRequest, RequestWithoutABody_SeesNoFormOfTheLastOne) {
+  WithRequest(kFormType, "3", "a=1", [] {
+    EXPECT_EQ(Context().Param("a"), "1");
+    const ScopedVariable type("CONTENT_TYPE", nullptr);
+    const ScopedVariable length("CONTENT_LENGTH", nullptr);
+    EXPECT_EQ(Context().Param("a"), "(none)");
+  });
+}
+
+TEST(CgiRequest, ContextOfAnEarlierRequest_KeepsItsForm) {
+  WithRequest(kFormType, "3", "", [] {
+    const Pipe first_input;
+    first_input.Send("a=1");
+    Context first;
+    EXPECT_EQ(first.Param("a"), "1");
+    const Pipe second_input;
+    second_input.Send("a=2");
+    EXPECT_EQ(Context().Param("a"), "2");
+    EXPECT_EQ(first.Param("a"), "1");
   });
 }
 

@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <stdio.h>
+#include <sys/stat.h>
 
 #include <string>
 
@@ -16,16 +16,13 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using VEXO::platform::Address;
 using VEXO::platform::Configuration;
+using VEXO::platform::ReadConfiguration;
 
 namespace {
 
 Configuration Read(const std::string& text) {
   const TempDir dir;
-  FILE* const file = fopen(dir.Write("platform.conf", text).c_str(), "r");
-  EXPECT_NE(file, nullptr);
-  const Configuration configuration = VEXO::platform::ReadConfiguration(file);
-  fclose(file);
-  return configuration;
+  return ReadConfiguration(dir.Write("platform.conf", text));
 }
 
 }  // namespace
@@ -96,24 +93,43 @@ TEST(Configuration, KeyGivenTwice_TheLastCounts) {
   EXPECT_THAT(configuration.trusted_proxies, IsEmpty());
 }
 
-TEST(Configuration, LineWithNulOrOfAMegabyte_IsOneWrongLine) {
-  const LogCapture log;
-  const Configuration configuration =
-      Read(std::string("block_failures = 5\0 \n", 21) + std::string(1 << 20, 'x') +
-           "\nblock_duration_seconds = 7\n");
+TEST(Configuration, TrustedProxiesThatContainEveryAddress_AreRefused) {
+  for (const std::string network : {"0.0.0.0/0", "::/0", "10.1.2.3/0", "2001:db8::/0",
+                                    "::ffff:0.0.0.0/96", "::/80"}) {
+    const LogCapture log;
+    const Configuration configuration =
+        Read("trusted_proxies = 10.0.0.1\ntrusted_proxies = 10.0.0.2 " + network);
 
-  EXPECT_EQ(configuration.block_failures, 10);
-  EXPECT_EQ(configuration.block_duration_seconds, 7);
-  EXPECT_EQ(log.lines().size(), 2U);
+    ASSERT_EQ(configuration.trusted_proxies.size(), 1U) << network;
+    EXPECT_FALSE(configuration.trusted_proxies[0].Contains(*Address::Parse("10.0.0.2")));
+    EXPECT_THAT(log.lines(),
+                ElementsAre(HasSubstr("platform.conf:2: line skipped: a network that "
+                                      "contains every address")));
+  }
 }
 
-TEST(Configuration, FileThatCannotBeRead_IsLogged) {
+TEST(Configuration, LargeNetworks_AreAccepted) {
+  const LogCapture log;
+
+  EXPECT_EQ(Read("trusted_proxies = 10.0.0.0/1 2000::/3").trusted_proxies.size(), 2U);
+  EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(Configuration, MissingFile_MeansTheDefaults) {
   const LogCapture log;
   const TempDir dir;
-  FILE* const folder = fopen(dir.Path("").c_str(), "r");
-  ASSERT_NE(folder, nullptr);
 
-  EXPECT_EQ(VEXO::platform::ReadConfiguration(folder).block_failures, 10);
-  EXPECT_THAT(log.lines(), ElementsAre(HasSubstr("Is a directory")));
-  fclose(folder);
+  EXPECT_EQ(ReadConfiguration(dir.Path("platform.conf")).block_failures, 10);
+  EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(Configuration, Fifo_IsLoggedAndDoesNotBlock) {
+  const LogCapture log;
+  const TempDir dir;
+  const std::string path = dir.Path("platform.conf");
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+
+  EXPECT_EQ(ReadConfiguration(path).block_failures, 10);
+  EXPECT_THAT(log.lines(),
+              ElementsAre(HasSubstr("not a regular file; the defaults apply")));
 }

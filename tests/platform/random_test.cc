@@ -1,11 +1,14 @@
 #include "vexo/random.hpp"
 
+#include <errno.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <limits.h>
 #include <string.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <set>
 #include <string>
@@ -21,6 +24,9 @@ using VEXO::RANDOM::VEXORandomBase;
 
 namespace {
 
+/// Whether the kernel's generator fails.
+bool generator_fails = false;
+
 /// How far the counts are from being equal: for `n` classes about n - 1, give or take
 /// sqrt(2n).
 template <class Counts>
@@ -32,7 +38,120 @@ double ChiSquare(const Counts& counts, double draws) {
   return sum;
 }
 
+constexpr int kSerialDraws = 100000;
+constexpr int kSerialClasses = 8;
+constexpr int kLargestLag = 64;  // four times what is fetched from the kernel at once
+
+/// For draws below kSerialClasses: the largest of the distances between the pairs that
+/// stand `lag` draws apart and pairs that are equally likely, over all lags.  A good
+/// generator stays below kLargestDistance, whatever the lag.
+double SerialDistance(const std::vector<int>& draws) {
+  double largest = 0;
+  for (int lag = 1; lag <= kLargestLag; ++lag) {
+    std::array<long, kSerialClasses * kSerialClasses> pairs{};
+    for (size_t i = lag; i < draws.size(); ++i) {
+      ++pairs[draws[i - lag] * kSerialClasses + draws[i]];
+    }
+    largest =
+        std::max(largest, ChiSquare(pairs, static_cast<double>(draws.size() - lag)));
+  }
+  return largest;
+}
+constexpr double kLargestDistance = 63 + 9 * 11.2;  // 9 deviations above the expected 63
+
+std::vector<int> Draw(int count) {
+  VEXORandomBase generator;
+  std::vector<int> draws;
+  draws.reserve(count);
+  for (int i = 0; i < count; ++i)
+    draws.push_back(generator.random(0, kSerialClasses - 1));
+  return draws;
+}
+
+/// The same draws, each `times` times; `block` draws are repeated together.
+std::vector<int> Repeated(const std::vector<int>& draws, int times, size_t block) {
+  std::vector<int> repeated;
+  for (size_t begin = 0; begin + block <= draws.size(); begin += block) {
+    for (int i = 0; i < times; ++i) {
+      repeated.insert(repeated.end(), draws.begin() + static_cast<long>(begin),
+                      draws.begin() + static_cast<long>(begin + block));
+    }
+  }
+  return repeated;
+}
+
 }  // namespace
+
+/// The kernel's generator, until a test lets it fail.
+extern "C" ssize_t getrandom(void* buffer, size_t size, unsigned int flags) {
+  if (!generator_fails) return syscall(SYS_getrandom, buffer, size, flags);
+  errno = ENOSYS;
+  return -1;
+}
+
+TEST(SerialTest, GeneratorThatRepeatsItsNumbers_IsFound) {
+  const std::vector<int> draws = Draw(kSerialDraws / 2);
+
+  EXPECT_GT(SerialDistance(Repeated(draws, 2, 1)), kLargestDistance);
+  EXPECT_GT(SerialDistance(Repeated(draws, 2, 16)), kLargestDistance);
+  EXPECT_GT(SerialDistance(Repeated(draws, 2, 64)), kLargestDistance);
+}
+
+TEST(SerialTest, GeneratorWhoseEveryTenthNumberIsTheLastOne_IsFound) {
+  std::vector<int> draws = Draw(kSerialDraws);
+  for (size_t i = 10; i < draws.size(); i += 10) draws[i] = draws[i - 1];
+
+  EXPECT_GT(SerialDistance(draws), kLargestDistance);
+}
+
+TEST(RandomNumber, Pairs_AreEquallyLikelyAtEveryDistance) {
+  EXPECT_LT(SerialDistance(Draw(kSerialDraws)), kLargestDistance);
+}
+
+TEST(RandomString, Pairs_AreEquallyLikelyAtEveryDistance) {
+  std::string text;
+  ASSERT_TRUE(VEXORandom().getString("01234567", kSerialDraws, text));
+  std::vector<int> draws;
+  draws.reserve(text.size());
+  for (const char c : text) draws.push_back(c - '0');
+
+  EXPECT_LT(SerialDistance(draws), kLargestDistance);
+}
+
+TEST(RandomString, ManyTexts_AreAllDifferent) {
+  VEXORandom generator;
+  std::set<std::string> texts;
+  for (int i = 0; i < 20000; ++i) {
+    std::string text;
+    ASSERT_TRUE(generator.getString(POOL_URL_FRIENDLY, 9, text));
+    texts.insert(text);
+  }
+
+  EXPECT_EQ(texts.size(), 20000U);
+}
+
+TEST(RandomString, FailingGenerator_FailsAndEmptiesTheText) {
+  VEXORandom generator;
+  std::string text = "before";
+  generator_fails = true;
+  const bool drawn = generator.getString(POOL_URL_FRIENDLY, 32, text);
+  const int reason = errno;
+  generator_fails = false;
+
+  EXPECT_FALSE(drawn);
+  EXPECT_EQ(reason, ENOSYS);
+  EXPECT_EQ(text, "");
+}
+
+TEST(RandomNumber, FailingGenerator_IsLowWithTheReason) {
+  generator_fails = true;
+  const int number = VEXORandomBase().random(5, 4000000);
+  const int reason = errno;
+  generator_fails = false;
+
+  EXPECT_EQ(number, 5);
+  EXPECT_EQ(reason, ENOSYS);
+}
 
 TEST(RandomNumber, BothEnds_AreReachedAndNothingBeyond) {
   VEXORandomBase generator;

@@ -13,9 +13,9 @@
 #include <string>
 #include <thread>
 
+#include "base/unique_fd.h"
 #include "child_process.h"
 #include "database_support.h"
-#include "descriptor.h"
 #include "file_lock.h"
 #include "log_capture.h"
 #include "support.h"
@@ -27,7 +27,7 @@ using fakes::LogCapture;
 using fakes::TempDir;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using VEXO::platform::Descriptor;
+using VEXO::base::UniqueFd;
 
 namespace {
 
@@ -84,15 +84,15 @@ class Writer {
   explicit Writer(const std::string& path) {
     int ready[2];
     EXPECT_EQ(pipe(ready), 0);
-    const Descriptor read_end(ready[0]);
-    Descriptor write_end(ready[1]);
+    const UniqueFd read_end(ready[0]);
+    UniqueFd write_end(ready[1]);
     child_ = StartTest([&] {
       const Database own = Connect(path);
       EXPECT_TRUE(Executes(own, "BEGIN IMMEDIATE; INSERT INTO t VALUES('lost')"));
       EXPECT_EQ(write(write_end.get(), "x", 1), 1);
       pause();
     });
-    write_end.Reset(-1);
+    write_end.Reset();
     char byte;
     EXPECT_EQ(read(read_end.get(), &byte, 1), 1);
   }
