@@ -10,19 +10,19 @@
 #include <string>
 #include <vector>
 
+#include "db/write_transaction.h"
 #include "entry.h"
 #include "entry_db.h"
-#include "internal/log.h"
-#include "internal/null_text.h"
-#include "internal/user_record.h"
-#include "internal/wipe.h"
-#include "internal/write_transaction.h"
 #include "session.h"
 #include "session_db.h"
 #include "sharing_db.h"
 #include "token.h"
 #include "token_db.h"
 #include "utils.h"
+#include "utils/log.h"
+#include "utils/null_text.h"
+#include "utils/user_record.h"
+#include "utils/wipe.h"
 
 namespace {
 
@@ -193,7 +193,8 @@ int CheckProtection(const Entry& entry, const _tag_sharing_login_params& params,
   return result;
 }
 
-/// Stores the visitor's session, found again by its id or made anew.
+/// Finds the visitor's session by its id, or creates one, and moves its deadline.  A
+/// session that was found is not stored yet.
 bool RenewSession(SessionDB& sessions, const char* session_id, const std::string& address,
                   Session& session) {
   // An expired session is found too, by its row id, and revived.
@@ -216,6 +217,25 @@ bool RenewToken(TokenDB& tokens, const Session& session, const Entry& entry,
   token.set_entry_id(entry.get_id());
   token.set_timeout(NewDeadline());
   return tokens.Create(token);
+}
+
+/// Stores the session again, with the user whom a user-protected link admitted.
+bool UpdateSession(SessionDB& sessions, const Entry& entry, unsigned int uid,
+                   Session& session) {
+  if (entry.get_protect_type() == Entry::PROTECT_USER) session.set_uid(uid);
+  return sessions.Update(session);
+}
+
+/// Checks the deadline of a session's token for a link.  An expired token deletes its
+/// row.
+int CheckToken(TokenDB& tokens, const Token& token) {
+  if (token.IsLegal()) return kSuccess;
+  LogError("%s:%d token is not valid", kSource, __LINE__);
+  if (!tokens.Delete(token)) {
+    LogError("%s:%d delete token failed", kSource, __LINE__);
+    return kGeneralFailure;
+  }
+  return kExpired;
 }
 
 }  // namespace
@@ -257,18 +277,10 @@ int VexoSharingLogin(std::string& out, const _tag_sharing_login_params* params,
   TokenDB tokens(db);
   Session session;
   Token token;
-  const auto store = [&] {
-    if (!db.IsGood() || !GetRemoteIP(address) ||
-        !RenewSession(sessions, params->session_id, address, session) ||
-        !RenewToken(tokens, session, entry, token)) {
-      return false;
-    }
-    if (entry.get_protect_type() == Entry::PROTECT_USER) {
-      session.set_uid(uid);
-    }
-    return sessions.Update(session);
-  };
-  if (!store()) {
+  if (!db.IsGood() || !GetRemoteIP(address) ||
+      !RenewSession(sessions, params->session_id, address, session) ||
+      !RenewToken(tokens, session, entry, token) ||
+      !UpdateSession(sessions, entry, uid, session)) {
     tokens.Delete(token);
     return kGeneralFailure;
   }
@@ -321,14 +333,8 @@ int VexoSharingIsAuthorized(const _tag_sharing_login_params* params) {
     LogError("%s:%d session is not valid", kSource, __LINE__);
     return kExpired;
   }
-  if (!token.IsLegal()) {
-    LogError("%s:%d token is not valid", kSource, __LINE__);
-    if (!tokens.Delete(token)) {
-      LogError("%s:%d delete token failed", kSource, __LINE__);
-      return kGeneralFailure;
-    }
-    return kExpired;
-  }
+  const int token_state = CheckToken(tokens, token);
+  if (token_state != kSuccess) return token_state;
   if (entry.get_protect_type() == Entry::PROTECT_USER) {
     unsigned int uid = session.get_uid();
     if (CheckProtectUser(entry, *params, uid) != kSuccess) {
