@@ -10,6 +10,11 @@ namespace VEXO::sharing::db {
 
 class SharingDBPrivate;
 
+/// SQLite's application id of a sharing database: "VEXS" in ASCII.  The schema sets it
+/// when it creates the tables.  A file with tables and another id is a database of
+/// another application.
+constexpr int kApplicationId = 0x56455853;
+
 /// The database of links, sessions and tokens.  Opening it creates the file, with mode
 /// 0660, when it is missing, and brings its schema to the current version.
 class SHARING_EXPORT SharingDB : public BaseDB {
