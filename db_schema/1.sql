@@ -1,9 +1,11 @@
--- Version 1: the three tables.
+-- Version 1: the three tables, and the application id that marks the file.
 --
 -- One transaction, safe to run twice and by several processes at once.  AUTOINCREMENT: a
 -- row id is never used again, so that a token which outlives its link or its session can
 -- never open another one.
 BEGIN IMMEDIATE;
+
+PRAGMA application_id = 1447385171;  -- "VEXS"
 
 CREATE TABLE IF NOT EXISTS entry (
   id           INTEGER PRIMARY KEY AUTOINCREMENT,

@@ -1,5 +1,5 @@
--- Version 2: the indexes of the lookups and purges, and tokens that go with their link or
--- session.
+-- Version 2: the indexes of the lookups and purges, and triggers that delete the tokens of
+-- a deleted link or session.
 --
 -- One transaction, safe to run twice and by several processes at once.
 BEGIN IMMEDIATE;

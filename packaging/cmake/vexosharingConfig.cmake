@@ -1,5 +1,6 @@
 # find_package(vexosharing) gives the targets vexosharing::vexosharing, for callers of the
-# library, and vexosharing::vexoplatform, for callers of the platform interface itself.
+# library and of the platform interface, vexosharing::vexosharingc, for C programs that read
+# links, and vexosharing::vexoplatform, for callers of the platform interface alone.
 include(CMakeFindDependencyMacro)
 find_dependency(PkgConfig)
 pkg_check_modules(JSONCPP QUIET IMPORTED_TARGET jsoncpp)

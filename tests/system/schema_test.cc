@@ -39,6 +39,7 @@ using testing::IsEmpty;
 using VEXO::sharing::UID_ERR;
 using VEXO::sharing::db::BaseDB;
 using VEXO::sharing::db::EntryDB;
+using VEXO::sharing::db::kApplicationId;
 using VEXO::sharing::db::Result;
 using VEXO::sharing::db::Row;
 using VEXO::sharing::db::SessionDB;
@@ -63,6 +64,24 @@ std::string Tables() {
 }
 
 }  // namespace
+
+TEST(Schema, NewDatabase_HasTheApplicationIdAlsoAfterItsSchemaFilesRunAgain) {
+  { const SharingDB db; }
+  EXPECT_EQ(SqlValue(kDatabase, "PRAGMA application_id"), std::to_string(kApplicationId));
+
+  SqlValue(kDatabase, "PRAGMA user_version = 0");
+  { const SharingDB db; }
+  EXPECT_EQ(SqlValue(kDatabase, "PRAGMA application_id"), std::to_string(kApplicationId));
+  EXPECT_EQ(Version(), "2");
+}
+
+TEST(Schema, DatabaseOfVersion1WithoutApplicationId_IsUpgradedAndKeepsNone) {
+  { const SharingDB db; }
+  SqlValue(kDatabase, "PRAGMA application_id = 0; PRAGMA user_version = 1");
+
+  EXPECT_TRUE(SharingDB().IsGood());
+  EXPECT_EQ(SqlValue(kDatabase, "PRAGMA application_id"), "0");
+}
 
 TEST(Schema, MissingFile_EndsGoodAtVersion2) {
   LogCapture log;

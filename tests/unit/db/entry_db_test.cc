@@ -2,14 +2,11 @@
 
 #include <gmock/gmock.h>
 
-#include <type_traits>
-
 #include "base_db.h"
 #include "digit_grouping.h"
 #include "failure_sweep.h"
 #include "fake_platform.h"
 #include "legal_records.h"
-#include "log_capture.h"
 #include "one_second.h"
 #include "store_test.h"
 
@@ -28,8 +25,6 @@ using testing::MatchesRegex;
 using testing::SizeIs;
 using testing::StartsWith;
 
-static_assert(std::has_virtual_destructor_v<EntryDB>);
-
 const char kAlphaNumeric[] =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
 const char kData[] = "{\"app\":{},\"protect_type\":\"none\"}";
@@ -37,7 +32,7 @@ const char kExpired[] =
     " \\(\\(expire_at != 0 AND expire_at < [0-9]+\\) OR "
     "\\(expire_times != 0 AND use_count >= expire_times\\)\\)";
 
-class EntryDBTest : public testing::Test {
+class EntryDBTest : public StoreFixture<EntryDB> {
  protected:
   /// A row of the table; `data` as it would be stored.
   void Row(int id, const std::string& hash, unsigned int owner = 1000,
@@ -52,25 +47,7 @@ class EntryDBTest : public testing::Test {
                   kPath);
   }
 
-  /// What is left in the table.
-  Calls Hashes() {
-    Calls hashes;
-    for (const auto& row : platform_.Sql("SELECT hash FROM entry ORDER BY id", kPath)) {
-      hashes.push_back(row[0]);
-    }
-    return hashes;
-  }
-
-  Calls Statements() {
-    const Calls statements = platform_.statements();
-    platform_.ForgetCalls();
-    return statements;
-  }
-
-  fakes::Platform platform_;
-  fakes::LogCapture log_;
-  BaseDB db_{kPath, 0660};
-  EntryDB store_{db_};
+  Calls Hashes() { return Values("entry", "hash"); }
 };
 
 TEST_F(EntryDBTest, Create_KeepsTheHashItHolds) {
@@ -97,52 +74,9 @@ TEST_F(EntryDBTest, Create_RoughTexts_AreReadBackWhole) {
   EXPECT_TRUE(RoughText() == found.get_project_name());
 }
 
-TEST_F(EntryDBTest, Update_RewritesTheWholeRow) {
-  Entry entry = LegalEntry("first");
-  ASSERT_TRUE(store_.Create(entry));
-  entry.set_hash("second");
-  entry.set_use_count(7);
-  Entry found;
-
-  EXPECT_TRUE(store_.Update(entry));
-  EXPECT_TRUE(store_.GetById(entry.get_id(), found));
-  EXPECT_EQ("second", found.get_hash());
-  EXPECT_EQ(7, found.get_use_count());
-}
-
 TEST_F(EntryDBTest, Update_NotLegal_IsRefused) {
   EXPECT_FALSE(store_.Update(Entry()));
   EXPECT_THAT(log_.lines(), Contains(LogLine("object_db:47", "obj invalid\n")));
-}
-
-TEST_F(EntryDBTest, Delete_ByIdOrRecord_RemovesThatRow) {
-  Row(5, "a");
-  Row(6, "b");
-  Row(7, "c");
-  Entry entry;
-  entry.set_id(6);
-  platform_.ForgetCalls();
-
-  EXPECT_TRUE(store_.Delete(5));
-  EXPECT_TRUE(store_.Delete(entry));
-  EXPECT_THAT(Statements(), ElementsAre("DELETE FROM entry WHERE id=5",
-                                        "DELETE FROM entry WHERE id=6"));
-  EXPECT_THAT(Hashes(), ElementsAre("c"));
-}
-
-TEST_F(EntryDBTest, CountAndQuery_ObeyTheCondition) {
-  Row(5, "a");
-  Row(6, "b");
-  int count = -1;
-  std::vector<Entry> found;
-  store_.GetCondition().Where("hash", "b");
-
-  EXPECT_TRUE(store_.Count(count));
-  EXPECT_EQ(1, count);
-  EXPECT_TRUE(store_.Query(found));
-  ASSERT_THAT(found, SizeIs(1));
-  EXPECT_EQ(6, found[0].get_id());
-  EXPECT_TRUE(store_.GetCondition().IsEmpty());
 }
 
 TEST_F(EntryDBTest, CreateWithHash_DrawsNineCharactersFirst) {
@@ -294,40 +228,6 @@ TEST_F(EntryDBTest, GetByToken_FindsTheLinkOfTheToken) {
   EXPECT_EQ("b", entry.get_hash());
 }
 
-TEST_F(EntryDBTest, PurgeExpired_DrawMisses_NeverTouchesTheDatabase) {
-  Row(5, "used up", 1000, "project", 0, 5, 5);
-  platform_.Fail("VEXODBExecute");
-  platform_.ForgetCalls();
-
-  for (const float probability : {0.0F, -1.0F, 0.009F}) {
-    platform_.random_numbers = {0};
-    EXPECT_TRUE(store_.PurgeExpired(probability));
-  }
-  platform_.random_numbers = {50};
-  EXPECT_TRUE(store_.PurgeExpired(0.5F));
-  EXPECT_THAT(platform_.statements(), IsEmpty());
-  EXPECT_THAT(Hashes(), ElementsAre("used up"));
-}
-
-TEST_F(EntryDBTest, PurgeExpired_DrawHits_RunsTheDelete) {
-  platform_.ForgetCalls();
-
-  EXPECT_TRUE(store_.PurgeExpired(1.0F));
-  EXPECT_TRUE(store_.PurgeExpired(2.0F));
-  platform_.random_numbers = {49};
-  EXPECT_TRUE(store_.PurgeExpired(0.5F));
-  EXPECT_THAT(platform_.statements(), SizeIs(3));
-  EXPECT_THAT(platform_.statements(),
-              Each(MatchesRegex("DELETE FROM entry WHERE auto_gc = 1 AND " +
-                                std::string(kExpired))));
-}
-
-TEST_F(EntryDBTest, PurgeExpired_Fails_IsFalse) {
-  platform_.FailStatement("DELETE");
-
-  EXPECT_FALSE(store_.PurgeExpired(1.0F));
-}
-
 TEST_F(EntryDBTest, Purges_TakeTheExpiredAndTheUsedUp) {
   std::string general;
   std::string by_owner;
@@ -451,12 +351,6 @@ TEST_F(EntryDBTest, LocaleWithDigitGrouping_WritesPlainDecimals) {
                                        std::string(kExpired))));
 }
 
-TEST_F(EntryDBTest, End_ChecksTheLogIntoTheFile) {
-  { const EntryDB store(db_); }
-
-  EXPECT_EQ("PRAGMA wal_checkpoint;", db_.GetLastQuery());
-}
-
 /// Sweeps one operation of the store; the table holds the used-up link 5, "a".
 template <class Act>
 void SweepStore(Act act) {
@@ -470,13 +364,6 @@ void SweepStore(Act act) {
 
     act(failure, store);
   });
-}
-
-/// Whether the operation may succeed although a call failed: the ids could not be put
-/// back, or the failure was in the store's end.
-bool Unseen(const Failure& failure) {
-  return !failure.happened() || failure.IsOfLeaving() ||
-         failure.Concerns("PRAGMA wal_checkpoint;");
 }
 
 std::string Rows(Failure& failure) {
@@ -503,7 +390,7 @@ TEST(EntryDBSweep, GetByHash_AnyCallFails_LeavesTheRecord) {
     Entry entry = LegalEntry("before");
 
     const bool found = store.GetByHash("a", entry);
-    EXPECT_EQ(Unseen(failure), found);
+    EXPECT_EQ(IsUnseen(failure), found);
     EXPECT_EQ(found ? "a" : "before", entry.get_hash());
     EXPECT_EQ(found ? 5 : 0, entry.get_id());
   });
@@ -514,23 +401,15 @@ TEST(EntryDBSweep, GetByToken_AnyCallFails_LeavesTheRecord) {
     Entry entry = LegalEntry("before");
 
     const bool found = store.GetByToken(LegalToken(5, 1), entry);
-    EXPECT_EQ(Unseen(failure), found);
+    EXPECT_EQ(IsUnseen(failure), found);
     EXPECT_EQ(found ? "a" : "before", entry.get_hash());
-  });
-}
-
-TEST(EntryDBSweep, PurgeExpired_AnyCallFails_DeletesNothing) {
-  SweepStore([](Failure& failure, EntryDB& store) {
-    const bool purged = store.PurgeExpired(1.0F);
-    EXPECT_EQ(Unseen(failure), purged);
-    EXPECT_EQ(purged ? "0" : "1", Rows(failure));
   });
 }
 
 TEST(EntryDBSweep, DeleteByOwnerUid_AnyCallFails_DeletesNothing) {
   SweepStore([](Failure& failure, EntryDB& store) {
     const bool deleted = store.DeleteByOwnerUid(1000);
-    EXPECT_EQ(Unseen(failure), deleted);
+    EXPECT_EQ(IsUnseen(failure), deleted);
     EXPECT_EQ(deleted ? "0" : "1", Rows(failure));
   });
 }
@@ -540,7 +419,7 @@ TEST(EntryDBSweep, PurgeExpiredByOwnerProject_AnyCallFails_DeletesNothing) {
     const bool purged = store.PurgeExpiredByOwnerProject(1000, "p");
     // A project that could not be escaped is looked for as an empty name.
     const bool escaped = !failure.IsOf("VEXODBEscapeStringEX2");
-    EXPECT_EQ(Unseen(failure) || !escaped, purged);
+    EXPECT_EQ(IsUnseen(failure) || !escaped, purged);
     EXPECT_EQ(purged && escaped ? "0" : "1", Rows(failure));
   });
 }

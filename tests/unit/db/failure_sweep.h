@@ -99,6 +99,13 @@ class Failure {
   const Calls& usual_;
 };
 
+/// Whether the operation of a store may succeed although a call failed: the ids could not
+/// be put back, or the checkpoint at the store's end failed.
+inline bool IsUnseen(const Failure& failure) {
+  return !failure.happened() || failure.IsOfLeaving() ||
+         failure.Concerns("PRAGMA wal_checkpoint;");
+}
+
 /// Runs `attempt` without a failure, then again and again with the first, the second and
 /// every later platform call failing, until none fails.  Each time the caller's ids must
 /// be back, and nothing of the platform's may leak.

@@ -2,10 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include <type_traits>
-
 #include "base_db.h"
-#include "digit_grouping.h"
 #include "failure_sweep.h"
 #include "fake_platform.h"
 #include "legal_records.h"
@@ -24,15 +21,12 @@ using testing::Contains;
 using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::MatchesRegex;
 using testing::SizeIs;
-
-static_assert(std::has_virtual_destructor_v<SessionDB>);
 
 const char kDraw[] =
     "getString(ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_, 32)";
 
-class SessionDBTest : public testing::Test {
+class SessionDBTest : public StoreFixture<SessionDB> {
  protected:
   void Row(int id, const std::string& session_id, long timeout = 9999999999) {
     platform_.Sql("INSERT INTO session VALUES (" + std::to_string(id) + ",'" +
@@ -40,25 +34,7 @@ class SessionDBTest : public testing::Test {
                   kPath);
   }
 
-  Calls SessionIds() {
-    Calls ids;
-    for (const auto& row :
-         platform_.Sql("SELECT session_id FROM session ORDER BY id", kPath)) {
-      ids.push_back(row[0]);
-    }
-    return ids;
-  }
-
-  Calls Statements() {
-    const Calls statements = platform_.statements();
-    platform_.ForgetCalls();
-    return statements;
-  }
-
-  fakes::Platform platform_;
-  fakes::LogCapture log_;
-  BaseDB db_{kPath, 0660};
-  SessionDB store_{db_};
+  Calls SessionIds() { return Values("session", "session_id"); }
 };
 
 TEST_F(SessionDBTest, Create_KeepsTheIdItHolds) {
@@ -88,52 +64,6 @@ TEST_F(SessionDBTest, Create_NoUser_IsStoredUnsigned) {
   ASSERT_TRUE(store_.Create(session));
   EXPECT_EQ((fakes::Rows{{"4294967295"}}),
             platform_.Sql("SELECT uid FROM session", kPath));
-}
-
-TEST_F(SessionDBTest, Update_RewritesTheWholeRow) {
-  Row(5, "a");
-  Session session;
-  ASSERT_TRUE(store_.GetById(5, session));
-  session.set_ip("192.0.2.99");
-  platform_.ForgetCalls();
-
-  EXPECT_TRUE(store_.Update(session));
-  EXPECT_THAT(Statements(),
-              ElementsAre("UPDATE session SET ip='192.0.2.99',session_id='a',"
-                          "timeout='9999999999',uid='1000' WHERE id=5"));
-  EXPECT_EQ((fakes::Rows{{"192.0.2.99"}}),
-            platform_.Sql("SELECT ip FROM session", kPath));
-}
-
-TEST_F(SessionDBTest, Delete_ByIdOrRecord_ObeysTheRowIdAlone) {
-  Row(5, "a");
-  Row(6, "b");
-  Row(7, "c");
-  Session session;
-  session.set_id(6);
-  session.set_session_id("c");
-  platform_.ForgetCalls();
-
-  EXPECT_TRUE(store_.Delete(5));
-  EXPECT_TRUE(store_.Delete(session));
-  EXPECT_THAT(Statements(), ElementsAre("DELETE FROM session WHERE id=5",
-                                        "DELETE FROM session WHERE id=6"));
-  EXPECT_THAT(SessionIds(), ElementsAre("c"));
-}
-
-TEST_F(SessionDBTest, CountAndQuery_ObeyTheCondition) {
-  Row(5, "a");
-  Row(6, "b");
-  int count = -1;
-  std::vector<Session> found;
-  store_.GetCondition().Where("session_id", "b");
-
-  EXPECT_TRUE(store_.Count(count));
-  EXPECT_EQ(1, count);
-  EXPECT_TRUE(store_.Query(found));
-  ASSERT_THAT(found, SizeIs(1));
-  EXPECT_EQ(6, found[0].get_id());
-  EXPECT_TRUE(store_.GetCondition().IsEmpty());
 }
 
 TEST_F(SessionDBTest, CreateWithSessionId_Draws32Characters) {
@@ -269,46 +199,12 @@ TEST_F(SessionDBTest, DeadlineThisSecond_IsNotPurgedButRefusedWithTheRecordFille
               Contains(fakes::Refusal("session", 89, "time(NULL) >= timeout_")));
 }
 
-TEST_F(SessionDBTest, PurgeExpired_DrawMisses_NeverTouchesTheDatabase) {
-  Row(5, "a", 1);
-  platform_.Fail("VEXODBExecute");
-  platform_.ForgetCalls();
-
-  EXPECT_TRUE(store_.PurgeExpired(0.0F));
-  EXPECT_TRUE(store_.PurgeExpired(-1.0F));
-  platform_.random_numbers = {50};
-  EXPECT_TRUE(store_.PurgeExpired(0.5F));
-  EXPECT_THAT(platform_.statements(), IsEmpty());
-  EXPECT_THAT(SessionIds(), ElementsAre("a"));
-}
-
-TEST_F(SessionDBTest, PurgeExpired_DrawHits_RunsTheDelete) {
-  const fakes::DigitGrouping grouping;
-  platform_.ForgetCalls();
-
-  EXPECT_TRUE(store_.PurgeExpired(1.0F));
-  EXPECT_TRUE(store_.PurgeExpired(1.5F));
-  platform_.random_numbers = {49};
-  EXPECT_TRUE(store_.PurgeExpired(0.5F));
-  EXPECT_THAT(platform_.statements(), SizeIs(3));
-  EXPECT_THAT(platform_.statements(),
-              Each(MatchesRegex("DELETE FROM session WHERE timeout < '[0-9]+'")));
-  platform_.FailStatement("DELETE");
-  EXPECT_FALSE(store_.PurgeExpired(1.0F));
-}
-
 TEST_F(SessionDBTest, PurgeExpired_LongDeadlines_CompareAsNumbers) {
   Row(5, "nine digits", 999999999);
   Row(6, "eleven digits", 10000000000);
 
   EXPECT_TRUE(store_.PurgeExpired(1.0F));
   EXPECT_THAT(SessionIds(), ElementsAre("eleven digits"));
-}
-
-TEST_F(SessionDBTest, End_ChecksTheLogIntoTheFile) {
-  { const SessionDB store(db_); }
-
-  EXPECT_EQ("PRAGMA wal_checkpoint;", db_.GetLastQuery());
 }
 
 /// Sweeps one operation of the store; the table holds the expired session 5, "a", and
@@ -326,13 +222,6 @@ void SweepStore(Act act) {
 
     act(failure, store);
   });
-}
-
-/// Whether the operation may succeed although a call failed: the ids could not be put
-/// back, or the failure was in the store's end.
-bool Unseen(const Failure& failure) {
-  return !failure.happened() || failure.IsOfLeaving() ||
-         failure.Concerns("PRAGMA wal_checkpoint;");
 }
 
 std::string Rows(Failure& failure) {
@@ -355,7 +244,7 @@ TEST(SessionDBSweep, GetBySessionId_AnyCallFails_LeavesTheRecord) {
     Session session = LegalSession("before");
 
     const bool found = store.GetBySessionId("b", session);
-    EXPECT_EQ(Unseen(failure), found);
+    EXPECT_EQ(IsUnseen(failure), found);
     EXPECT_EQ(found ? "b" : "before", session.get_session_id());
     EXPECT_EQ(found ? 6 : 0, session.get_id());
   });
@@ -366,16 +255,8 @@ TEST(SessionDBSweep, DeleteBySessionId_AnyCallFails_DeletesNothing) {
     const bool deleted = store.DeleteBySessionId("b");
     // An id that could not be escaped is looked for as an empty one.
     const bool escaped = !failure.IsOf("VEXODBEscapeStringEX2");
-    EXPECT_EQ(Unseen(failure) || !escaped, deleted);
+    EXPECT_EQ(IsUnseen(failure) || !escaped, deleted);
     EXPECT_EQ(deleted && escaped ? "1" : "2", Rows(failure));
-  });
-}
-
-TEST(SessionDBSweep, PurgeExpired_AnyCallFails_DeletesNothing) {
-  SweepStore([](Failure& failure, SessionDB& store) {
-    const bool purged = store.PurgeExpired(1.0F);
-    EXPECT_EQ(Unseen(failure), purged);
-    EXPECT_EQ(purged ? "1" : "2", Rows(failure));
   });
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <gtest/gtest.h>
 #include <json/value.h>
 #include <unistd.h>
 
@@ -7,19 +8,21 @@
 #include <string>
 #include <vector>
 
+#include "base_db.h"
 #include "entry.h"
 #include "fake_platform.h"
+#include "log_capture.h"
 
 namespace VEXO::sharing::db {
 
 const char kPath[] = "/db/sharing.db";
 
-/// A caller who is neither root nor the system account, and may become both.
+/// A caller that is neither root nor the system account, and may become both.
 constexpr fakes::Ids kCaller = {0, 1000, 0, 2000};
 
 using Calls = std::vector<std::string>;
 
-/// How that caller becomes the system account, and himself again.
+/// How that caller becomes the system account, and itself again.
 inline const Calls kEnter = {"setresuid(-1, 0, -1)", "setresgid(-1, 1, -1)",
                              "setresuid(-1, 1, -1)"};
 inline const Calls kLeave = {"setresuid(-1, 0, -1)", "setresgid(-1, 2000, -1)",
@@ -55,5 +58,32 @@ inline std::string RoughText() {
   }
   return text;
 }
+
+/// A new database with a store on it.
+template <class Store>
+class StoreFixture : public testing::Test {
+ protected:
+  /// The values of a column, by row id.
+  Calls Values(const std::string& table, const std::string& column) {
+    Calls values;
+    for (const auto& row :
+         platform_.Sql("SELECT " + column + " FROM " + table + " ORDER BY id", kPath)) {
+      values.push_back(row[0]);
+    }
+    return values;
+  }
+
+  /// The statements since the last call.
+  Calls Statements() {
+    const Calls statements = platform_.statements();
+    platform_.ForgetCalls();
+    return statements;
+  }
+
+  fakes::Platform platform_;
+  fakes::LogCapture log_;
+  BaseDB db_{kPath, 0660};
+  Store store_{db_};
+};
 
 }  // namespace VEXO::sharing::db

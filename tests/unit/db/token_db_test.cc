@@ -3,14 +3,12 @@
 #include <gmock/gmock.h>
 
 #include <climits>
-#include <type_traits>
 
 #include "base_db.h"
 #include "digit_grouping.h"
 #include "failure_sweep.h"
 #include "fake_platform.h"
 #include "legal_records.h"
-#include "log_capture.h"
 #include "log_matchers.h"
 #include "one_second.h"
 #include "store_test.h"
@@ -23,13 +21,8 @@ using fakes::LegalToken;
 using record::Entry;
 using record::Session;
 using record::Token;
-using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::MatchesRegex;
-using testing::SizeIs;
-
-static_assert(std::has_virtual_destructor_v<TokenDB>);
 
 Session SessionOfRow(int id) {
   Session session;
@@ -43,7 +36,7 @@ Entry EntryOfRow(int id) {
   return entry;
 }
 
-class TokenDBTest : public testing::Test {
+class TokenDBTest : public StoreFixture<TokenDB> {
  protected:
   void Row(int id, int entry_id, int session_id, long timeout = 9999999999) {
     platform_.Sql("INSERT INTO token VALUES (" + std::to_string(id) + "," +
@@ -52,24 +45,7 @@ class TokenDBTest : public testing::Test {
                   kPath);
   }
 
-  Calls Ids() {
-    Calls ids;
-    for (const auto& row : platform_.Sql("SELECT id FROM token ORDER BY id", kPath)) {
-      ids.push_back(row[0]);
-    }
-    return ids;
-  }
-
-  Calls Statements() {
-    const Calls statements = platform_.statements();
-    platform_.ForgetCalls();
-    return statements;
-  }
-
-  fakes::Platform platform_;
-  fakes::LogCapture log_;
-  BaseDB db_{kPath, 0660};
-  TokenDB store_{db_};
+  Calls Ids() { return Values("token", "id"); }
 };
 
 TEST_F(TokenDBTest, Create_WritesEntryThenSession) {
@@ -88,48 +64,6 @@ TEST_F(TokenDBTest, Create_PairThatHasAToken_IsNotRefused) {
   EXPECT_TRUE(store_.Create(first));
   EXPECT_TRUE(store_.Create(second));
   EXPECT_EQ(2, second.get_id());
-}
-
-TEST_F(TokenDBTest, Update_RewritesTheWholeRow) {
-  Row(5, 12, 3);
-  Token token;
-  ASSERT_TRUE(store_.GetById(5, token));
-  token.set_timeout(8888888888);
-  platform_.ForgetCalls();
-
-  EXPECT_TRUE(store_.Update(token));
-  EXPECT_THAT(Statements(), ElementsAre("UPDATE token SET entry_id='12',session_id='3',"
-                                        "timeout='8888888888' WHERE id=5"));
-}
-
-TEST_F(TokenDBTest, Delete_ByIdOrRecord_ObeysTheRowIdAlone) {
-  Row(5, 12, 3);
-  Row(6, 12, 4);
-  Row(7, 12, 5);
-  Token token = LegalToken(12, 5);
-  token.set_id(6);
-  platform_.ForgetCalls();
-
-  EXPECT_TRUE(store_.Delete(5));
-  EXPECT_TRUE(store_.Delete(token));
-  EXPECT_THAT(Statements(), ElementsAre("DELETE FROM token WHERE id=5",
-                                        "DELETE FROM token WHERE id=6"));
-  EXPECT_THAT(Ids(), ElementsAre("7"));
-}
-
-TEST_F(TokenDBTest, CountAndQuery_ObeyTheCondition) {
-  Row(5, 12, 3);
-  Row(6, 13, 3);
-  int count = -1;
-  std::vector<Token> found;
-  store_.GetCondition().Where("entry_id", "13");
-
-  EXPECT_TRUE(store_.Count(count));
-  EXPECT_EQ(1, count);
-  EXPECT_TRUE(store_.Query(found));
-  ASSERT_THAT(found, SizeIs(1));
-  EXPECT_EQ(6, found[0].get_id());
-  EXPECT_TRUE(store_.GetCondition().IsEmpty());
 }
 
 TEST_F(TokenDBTest, GetBySessionEntry_FindsTheTokenOfThePair) {
@@ -215,33 +149,6 @@ TEST_F(TokenDBTest, PurgeExpired_DeadlineThisSecond_Survives) {
   EXPECT_FALSE(legal);
 }
 
-TEST_F(TokenDBTest, PurgeExpired_DrawMisses_NeverTouchesTheDatabase) {
-  Row(5, 12, 3, 1);
-  platform_.Fail("VEXODBExecute");
-  platform_.ForgetCalls();
-
-  EXPECT_TRUE(store_.PurgeExpired(0.0F));
-  EXPECT_TRUE(store_.PurgeExpired(-1.0F));
-  platform_.random_numbers = {50};
-  EXPECT_TRUE(store_.PurgeExpired(0.5F));
-  EXPECT_THAT(platform_.statements(), IsEmpty());
-  EXPECT_THAT(Ids(), ElementsAre("5"));
-}
-
-TEST_F(TokenDBTest, PurgeExpired_DrawHits_RunsTheDelete) {
-  const fakes::DigitGrouping grouping;
-  platform_.ForgetCalls();
-
-  EXPECT_TRUE(store_.PurgeExpired(1.0F));
-  platform_.random_numbers = {49};
-  EXPECT_TRUE(store_.PurgeExpired(0.5F));
-  EXPECT_THAT(platform_.statements(), SizeIs(2));
-  EXPECT_THAT(platform_.statements(),
-              Each(MatchesRegex("DELETE FROM token WHERE timeout < '[0-9]+'")));
-  platform_.FailStatement("DELETE");
-  EXPECT_FALSE(store_.PurgeExpired(1.0F));
-}
-
 TEST_F(TokenDBTest, LocaleWithDigitGrouping_WritesPlainDecimals) {
   const fakes::DigitGrouping grouping;
   Token token;
@@ -253,12 +160,6 @@ TEST_F(TokenDBTest, LocaleWithDigitGrouping_WritesPlainDecimals) {
               ElementsAre("SELECT * FROM token WHERE session_id = 1234567 AND entry_id = "
                           "-2147483648",
                           "DELETE FROM token WHERE entry_id = 2147483647"));
-}
-
-TEST_F(TokenDBTest, End_ChecksTheLogIntoTheFile) {
-  { const TokenDB store(db_); }
-
-  EXPECT_EQ("PRAGMA wal_checkpoint;", db_.GetLastQuery());
 }
 
 /// Sweeps one operation of the store; the table holds the expired token 5 and the live
@@ -276,13 +177,6 @@ void SweepStore(Act act) {
   });
 }
 
-/// Whether the operation may succeed although a call failed: the ids could not be put
-/// back, or the failure was in the store's end.
-bool Unseen(const Failure& failure) {
-  return !failure.happened() || failure.IsOfLeaving() ||
-         failure.Concerns("PRAGMA wal_checkpoint;");
-}
-
 std::string Rows(Failure& failure) {
   return failure.platform.Sql("SELECT count(*) FROM token", kPath)[0][0];
 }
@@ -292,7 +186,7 @@ TEST(TokenDBSweep, GetBySessionEntry_AnyCallFails_LeavesTheToken) {
     Token token = LegalToken(1, 2);
 
     const bool found = store.GetBySessionEntry(SessionOfRow(3), EntryOfRow(12), token);
-    EXPECT_EQ(Unseen(failure), found);
+    EXPECT_EQ(IsUnseen(failure), found);
     EXPECT_EQ(found ? 6 : 0, token.get_id());
     EXPECT_EQ(found ? 12 : 1, token.get_entry_id());
   });
@@ -301,15 +195,7 @@ TEST(TokenDBSweep, GetBySessionEntry_AnyCallFails_LeavesTheToken) {
 TEST(TokenDBSweep, PurgeByEntry_AnyCallFails_DeletesNothing) {
   SweepStore([](Failure& failure, TokenDB& store) {
     const bool purged = store.PurgeByEntry(EntryOfRow(12));
-    EXPECT_EQ(Unseen(failure), purged);
-    EXPECT_EQ(purged ? "1" : "2", Rows(failure));
-  });
-}
-
-TEST(TokenDBSweep, PurgeExpired_AnyCallFails_DeletesNothing) {
-  SweepStore([](Failure& failure, TokenDB& store) {
-    const bool purged = store.PurgeExpired(1.0F);
-    EXPECT_EQ(Unseen(failure), purged);
+    EXPECT_EQ(IsUnseen(failure), purged);
     EXPECT_EQ(purged ? "1" : "2", Rows(failure));
   });
 }
