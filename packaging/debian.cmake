@@ -8,9 +8,8 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
-set(CPACK_COMPONENTS_ALL vexosharing vexoplatform development tools)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
+set(CPACK_DEBIAN_PACKAGE_RELEASE 2)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
@@ -20,59 +19,90 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
 set(version ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})
-set(library "libvexosharing7 (>= ${PROJECT_VERSION})")
-set(platform "libvexoplatform1 (>= ${PROJECT_VERSION})")
+set(debian ${CMAKE_CURRENT_LIST_DIR}/debian)
+set(symbols ${CMAKE_CURRENT_BINARY_DIR}/symbols)
 
-set(CPACK_DEBIAN_VEXOSHARING_PACKAGE_NAME libvexosharing7)
-set(CPACK_DEBIAN_VEXOSHARING_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_VEXOSHARING_PACKAGE_DEPENDS ${platform})
-set(CPACK_DEBIAN_VEXOSHARING_PACKAGE_RECOMMENDS vexosharing-tools)
-set(CPACK_COMPONENT_VEXOSHARING_DESCRIPTION
-    "This is the library that finds a link, decides whether it may be used\n\
-now, logs a visitor in and checks his later requests, with the schema of its\n\
-database.")
+# vexo_package(COMPONENT NAME SECTION section DEPENDS dependency... DESCRIPTION text
+#              [CONTROL file...]): makes a component a package.  CONTROL names maintainer
+# scripts and what else dpkg reads.
+macro(vexo_package component name)
+  cmake_parse_arguments(ARG "" "SECTION;DESCRIPTION" "DEPENDS;CONTROL" ${ARGN})
+  string(TOUPPER ${component} id)
+  list(APPEND CPACK_COMPONENTS_ALL ${component})
+  set(CPACK_DEBIAN_${id}_PACKAGE_NAME ${name})
+  set(CPACK_DEBIAN_${id}_PACKAGE_SECTION ${ARG_SECTION})
+  list(JOIN ARG_DEPENDS ", " CPACK_DEBIAN_${id}_PACKAGE_DEPENDS)
+  set(CPACK_DEBIAN_${id}_PACKAGE_CONTROL_EXTRA ${ARG_CONTROL})
+  set(CPACK_COMPONENT_${id}_DESCRIPTION ${ARG_DESCRIPTION})
+  install(FILES ${debian}/copyright DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name}
+          COMPONENT ${component})
+endmacro()
 
-set(CPACK_DEBIAN_VEXOPLATFORM_PACKAGE_NAME libvexoplatform1)
-set(CPACK_DEBIAN_VEXOPLATFORM_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_VEXOPLATFORM_PACKAGE_DEPENDS libpam-runtime)
-set(CPACK_COMPONENT_VEXOPLATFORM_DESCRIPTION
+# vexo_library_package(COMPONENT SONAME DEPENDS dependency... DESCRIPTION text): the package of
+# a shared library, named after it.  Its symbols are listed in debian/NAME.symbols; the list
+# that is packed is made just before the packing.
+macro(vexo_library_package component soname)
+  string(REPLACE .so. "" package ${soname})
+  vexo_package(${component} ${package} SECTION libs ${ARGN}
+               CONTROL ${debian}/library/triggers ${symbols}/${package}/symbols)
+  list(APPEND CPACK_VEXO_SONAMES ${soname})
+  list(APPEND development_depends "${package} (= ${version})")
+endmacro()
+
+vexo_package(common vexosharing-common
+  SECTION admin
+  DEPENDS libpam-runtime
+  CONTROL ${debian}/vexosharing-common/conffiles ${debian}/vexosharing-common/config
+          ${debian}/vexosharing-common/postinst ${debian}/vexosharing-common/postrm
+          ${debian}/vexosharing-common/templates
+  DESCRIPTION
+    "This package has the schema of the database, the folders of the data and the\n\
+PAM configuration.  Removing or purging it keeps the sharing links, unless\n\
+debconf is told to delete them.")
+set(CPACK_DEBIAN_COMMON_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_COMMON_PACKAGE_RECOMMENDS debconf)
+# Before release 2 the libraries had these files.
+set(CPACK_DEBIAN_COMMON_PACKAGE_REPLACES
+    "libvexosharing7 (<< 7.0.0-2), libvexoplatform1 (<< 7.0.0-2)")
+set(CPACK_DEBIAN_COMMON_PACKAGE_BREAKS ${CPACK_DEBIAN_COMMON_PACKAGE_REPLACES})
+
+vexo_library_package(vexoplatform libvexoplatform.so.1
+  DEPENDS "vexosharing-common (>= ${version})"
+  DESCRIPTION
     "This is the platform interface for plain Linux: database access, accounts,\n\
 the blocking of addresses and CGI requests, as the sharing library calls them.")
 
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libvexosharing-dev)
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
-    "libvexosharing7 (= ${version}), libvexoplatform1 (= ${version})"
-    libjsoncpp-dev pkg-config)
-list(JOIN CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS ", "
-     CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS)
-set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
+vexo_library_package(vexosharing libvexosharing.so.7
+  DEPENDS "vexosharing-common (>= ${version})" "libvexoplatform1 (>= ${version})"
+  DESCRIPTION
+    "This is the library that finds a link, decides whether it may be used\n\
+now, logs a visitor in and checks their later requests.")
+set(CPACK_DEBIAN_VEXOSHARING_PACKAGE_RECOMMENDS vexosharing-tools)
+
+vexo_package(development libvexosharing-dev
+  SECTION libdevel
+  DEPENDS ${development_depends} libjsoncpp-dev pkg-config
+  DESCRIPTION
     "These are the headers, and what pkg-config and CMake need to find the\n\
 libraries.")
 
-set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME vexosharing-tools)
-set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION admin)
-set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${library}, ${platform}")
-set(CPACK_COMPONENT_TOOLS_DESCRIPTION
+vexo_package(tools vexosharing-tools
+  SECTION admin
+  DEPENDS "libvexosharing7 (>= ${version})" "libvexoplatform1 (>= ${version})"
+  CONTROL ${debian}/vexosharing-tools/postinst ${debian}/vexosharing-tools/prerm
+          ${debian}/vexosharing-tools/postrm
+  DESCRIPTION
     "These are the administrator's command vexosharing, the two tools that the\n\
-sharing library runs, and a timer that purges what is past.")
+sharing library runs, and a timer that deletes expired links.")
 
-# What dpkg is told and runs; the lists of symbols are made just before the packing.
-set(debian ${CMAKE_CURRENT_LIST_DIR}/debian)
-set(symbols ${CMAKE_CURRENT_BINARY_DIR}/symbols)
+# The command is in the administrator's PATH.
+file(CREATE_LINK ../vexo/bin/vexosharing ${CMAKE_CURRENT_BINARY_DIR}/vexosharing SYMBOLIC)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vexosharing DESTINATION ${CMAKE_INSTALL_SBINDIR}
+        COMPONENT tools)
+
 set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/debian_prepare.cmake)
 set(CPACK_VEXO_DEBIAN ${debian})
 set(CPACK_VEXO_SYMBOLS ${symbols})
 set(CPACK_VEXO_LIBRARIES ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
-set(CPACK_DEBIAN_VEXOSHARING_PACKAGE_CONTROL_EXTRA
-    ${debian}/libvexosharing7/postinst ${debian}/libvexosharing7/postrm
-    ${debian}/libvexosharing7/triggers ${symbols}/libvexosharing7/symbols)
-set(CPACK_DEBIAN_VEXOPLATFORM_PACKAGE_CONTROL_EXTRA
-    ${debian}/libvexoplatform1/conffiles ${debian}/libvexoplatform1/postinst
-    ${debian}/libvexoplatform1/postrm ${debian}/libvexoplatform1/triggers
-    ${symbols}/libvexoplatform1/symbols)
-set(CPACK_DEBIAN_TOOLS_PACKAGE_CONTROL_EXTRA
-    ${debian}/vexosharing-tools/postinst ${debian}/vexosharing-tools/prerm
-    ${debian}/vexosharing-tools/postrm)
 
 include(CPack)

@@ -2,12 +2,12 @@
 
 # dpkg's list of the symbols that a library offers, each with the version that brought it.  A
 # library that offers other symbols than its list fails here.
-foreach(library IN ITEMS libvexosharing.so.7 libvexoplatform.so.1)
+foreach(library IN LISTS CPACK_VEXO_SONAMES)
   string(REPLACE .so. "" package ${library})
   file(MAKE_DIRECTORY ${CPACK_VEXO_SYMBOLS}/${package})
   execute_process(
     COMMAND dpkg-gensymbols -c4 -p${package} -v${CPACK_PACKAGE_VERSION}
-            -I${CPACK_VEXO_DEBIAN}/${package}/symbols
+            -I${CPACK_VEXO_DEBIAN}/${package}.symbols
             -e${CPACK_VEXO_LIBRARIES}/${library} -O${CPACK_VEXO_SYMBOLS}/${package}/symbols
     COMMAND_ERROR_IS_FATAL ANY)
 endforeach()
