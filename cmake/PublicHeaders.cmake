@@ -1,5 +1,5 @@
 # The headers that callers get, by name: what is installed is what the tests compile alone.
 set(VEXO_SHARING_HEADERS
-    base_db condition entry entry_db keys object object_db result session session_db sharing_db
-    sharinglogin token token_db utils value_text)
+    base_db condition entry entry_db keys object object_db result result_code session session_db
+    sharing_db sharinglogin token token_db utils value_text)
 set(VEXO_PLATFORM_HEADERS account autoblock cgi core db)  # C and C++; random.hpp is C++ alone

@@ -1,10 +1,10 @@
-// Makes a sharing link and prints its hash.
+// Creates a sharing link and prints its hash.
 //
 //   share PROJECT OWNER PROTECTION [USES [SECONDS]]
 //
-// PROTECTION is none, password (the first line of standard input, never an argument) or
-// users=NAME,NAME...  USES is the most logins and SECONDS the life of the link; 0 or
-// nothing means without limit.
+// PROTECTION is none, password (read from the first line of standard input) or
+// users=NAME,NAME...  USES is the use limit, and SECONDS the time after which the link
+// expires; 0 means no limit, which is the default.
 
 #include <vexosharing/entry_db.h>
 #include <vexosharing/sharing_db.h>

@@ -1,12 +1,13 @@
-/* Takes a visitor through a sharing link, as a CGI program does: the visitor's address
- * stands in REMOTE_ADDR.
+/* Logs in a visitor to a sharing link, as a CGI program does.  The visitor's address is
+ * the environment variable REMOTE_ADDR.
  *
- *   visit login HASH [--user NAME]    prints the session id in the second line
+ *   visit login HASH [--user NAME]    prints the session id on the second line
  *   visit check HASH
  *   visit logout HASH
  *
  * The password is the first line of standard input, and the session id of an earlier
- * login stands in SHARING_SID: arguments are seen by every user of the machine. */
+ * login is the environment variable SHARING_SID: every user of the machine can see the
+ * arguments of a process. */
 
 #define _DEFAULT_SOURCE /* explicit_bzero */
 #include <stdio.h>
@@ -14,58 +15,12 @@
 #include <string.h>
 #include <vexosharing/sharinglogin.h>
 
-static const char* LoginMeaning(int code) {
-  switch (code) {
-    case 1:
-      return "admitted";
-    case -2:
-      return "user or password refused";
-    case -3:
-      return "no such link, or not usable now";
-    case -4:
-      return "general failure";
-    case -8:
-      return "address blocked";
-    case -9:
-      return "wrong password";
-    case -10:
-      return "user not admitted to this link";
-    case -11:
-      return "uses exhausted";
-    default:
-      return "unknown";
-  }
-}
-
-static const char* CheckMeaning(int code) {
-  switch (code) {
-    case 1:
-      return "authorised";
-    case -1:
-      return "expired";
-    case -2:
-      return "user no longer admitted";
-    case -4:
-      return "general failure";
-    case -5:
-      return "no such session";
-    case -6:
-      return "link no longer usable";
-    case -7:
-      return "not logged in to this link";
-    case -8:
-      return "not the address of the login";
-    default:
-      return "unknown";
-  }
-}
-
 static int Login(struct _tag_sharing_login_params* params, const char* user) {
   char secret[256];
-  char session[64] = ""; /* zeroed: the library writes no terminator of its own */
+  char session[64] = ""; /* zeros: the library does not terminate the session id */
   int code;
 
-  if (fgets(secret, sizeof secret, stdin) != NULL) {
+  if (fgets(secret, sizeof(secret), stdin) != NULL) {
     secret[strcspn(secret, "\n")] = '\0';
     params->password = secret;
   }
@@ -73,17 +28,17 @@ static int Login(struct _tag_sharing_login_params* params, const char* user) {
     params->username = user;
     params->user_password = params->password;
   }
-  code = VexoSharingLogin(session, sizeof session, params, 0);
-  explicit_bzero(secret, sizeof secret);
+  code = VexoSharingLogin(session, sizeof(session), params, 0);
+  explicit_bzero(secret, sizeof(secret));
 
-  printf("%d %s\n", code, LoginMeaning(code));
-  if (code == 1) printf("%s\n", session);
+  printf("%d %s\n", code, VexoSharingLoginMeaning(code));
+  if (code == SHARING_LOGIN_SUCCESS) printf("%s\n", session);
   return code;
 }
 
 static int Check(const struct _tag_sharing_login_params* params) {
   const int code = VexoSharingIsAuthorized(params);
-  printf("%d %s\n", code, CheckMeaning(code));
+  printf("%d %s\n", code, VexoSharingCheckMeaning(code));
   return code;
 }
 
@@ -99,11 +54,13 @@ int main(int argc, char** argv) {
 
   params.hash = argc > 2 ? argv[2] : NULL;
   params.session_id = getenv("SHARING_SID");
-  if (strcmp(task, "login") == 0 && argc == 3) return Login(&params, NULL) != 1;
+  if (strcmp(task, "login") == 0 && argc == 3)
+    return Login(&params, NULL) != SHARING_LOGIN_SUCCESS;
   if (strcmp(task, "login") == 0 && argc == 5 && strcmp(argv[3], "--user") == 0) {
-    return Login(&params, argv[4]) != 1;
+    return Login(&params, argv[4]) != SHARING_LOGIN_SUCCESS;
   }
-  if (strcmp(task, "check") == 0 && argc == 3) return Check(&params) != 1;
+  if (strcmp(task, "check") == 0 && argc == 3)
+    return Check(&params) != SHARING_CHECK_SUCCESS;
   if (strcmp(task, "logout") == 0 && argc == 3 && params.session_id != NULL) {
     return Logout(&params) != 1;
   }

@@ -10,37 +10,56 @@ namespace VEXO::sharing::db {
 class BaseDB;
 class ConditionPrivate;
 
-/// Filter, order and paging of a query.  It gathers until Clear; a store's Query clears
-/// it, a store's Count does not.  Terms stand without parentheses: AND binds before OR.
-/// For the thread that uses the database.
+/// Filter, order and paging of a query.
+///
+/// Terms are added until Clear.  A store's Query clears its condition, a store's Count
+/// does not.  Terms are written without parentheses, so AND binds before OR.  A condition
+/// must not be used by two threads at once.
 class SHARING_EXPORT Condition {
  public:
-  /// An empty condition; `db`, which escapes its texts, must outlive it.
+  /// Creates an empty condition.
+  ///
+  /// @param db  the database whose Escape is used; must outlive the condition
   explicit Condition(BaseDB& db);
   ~Condition();
   Condition(const Condition&) = delete;
   Condition& operator=(const Condition&) = delete;
 
-  /// Adds a raw SQL condition, joined with AND.  It is written as it is and must come
-  /// from the program itself; an empty one is ignored.
+  /// Adds a SQL condition, joined with AND.
+  ///
+  /// @param clause  SQL text; not escaped, so it must not come from outside the program.
+  ///                An empty text is ignored.
   void Where(const std::string& clause);
-  /// Adds column = value, joined with AND; ignored when `column` is empty.
+  /// Adds the condition that a column has a value, joined with AND.
+  ///
+  /// @param column  name of the column; escaped.  An empty name is ignored.
+  /// @param value   the value; escaped
   void Where(const std::string& column, const std::string& value);
   /// As Where(clause), joined with OR.
   void OrWhere(const std::string& clause);
   /// As Where(column, value), joined with OR.
   void OrWhere(const std::string& column, const std::string& value);
+  /// Adds a column to sort by, after those already added.
   void OrderBy(const std::string& column, bool ascending);
-  /// Rows to skip, then the most rows to return: 0 or less writes neither.  SQLite
-  /// refuses an offset without a limit.
+  /// Sets the range of rows.
+  ///
+  /// @param offset  number of rows to skip; none when 0 or less
+  /// @param limit   maximum number of rows; no limit when 0 or less.  SQLite rejects an
+  ///                offset without a limit.
   void Limit(int offset, int limit);
-  /// Page `page`, counted from 1, of `size` rows.
+  /// Sets the range of rows to one page.
+  ///
+  /// @param page  number of the page, counted from 1
+  /// @param size  rows of a page
   void Page(int page, int size);
 
+  /// Whether nothing has been set.
   bool IsEmpty() const;
+  /// Removes all terms, the order and the range.
   void Clear();
 
-  /// What follows the table name in a SELECT: it begins with a blank, or is empty.
+  /// The SQL text that follows the table name in a SELECT.  It begins with a blank, or is
+  /// empty.
   std::string GetSQL() const;
 
  private:

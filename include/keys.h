@@ -1,14 +1,18 @@
 #pragma once
 
-/// Marks what the shared library offers to its callers; everything else stays inside.
+/// @file
+/// Constants: sizes, the path of the database, and the names of columns, JSON members and
+/// request parameters.
+
+/// Marks the symbols that the shared library exports.
 #define SHARING_EXPORT __attribute__((visibility("default")))
 
 #ifdef __cplusplus
 extern "C" {
 #endif
 
-/// CGI name of the request header that marks a sharing request.  For callers: the library
-/// does not read it.
+/// CGI name of the request header that marks a sharing request.  It is for callers; the
+/// library does not read it.
 SHARING_EXPORT extern const char* const SZ_X_SHARING_HEADER;
 
 #ifdef __cplusplus
@@ -16,23 +20,22 @@ SHARING_EXPORT extern const char* const SZ_X_SHARING_HEADER;
 
 namespace VEXO::sharing {
 
-/// An owner or user that is not set.
+/// The user id of an owner or user that is not set.
 constexpr unsigned int UID_ERR = 4294967295U;
 
 /// Length in characters of a new link's random hash.
 SHARING_EXPORT extern const int SHARING_HASH_LENGTH;
-/// Length in characters of the salt drawn for a protect password.
+/// Length in characters of the salt of a protect password.
 SHARING_EXPORT extern const int SHARING_PASS_HASH_LENGTH;
 /// Length in characters of a new session id.
 SHARING_EXPORT extern const int SHARING_SESSION_LENGTH;
-/// A failed insert under a random value is tried again while the attempt number is at
-/// most this.
+/// How often a failed insert under a random hash or session id is tried again.
 SHARING_EXPORT extern const int SHARING_MAX_RETRY_TIMES;
 
-/// The database file.
+/// Path of the database file.
 SHARING_EXPORT extern const char* const SZF_SHARING_DB_PATH;
 
-// Column names, JSON keys and request parameters.  One text serves all three uses.
+// Names of columns, JSON members and request parameters.
 SHARING_EXPORT extern const char* const SZK_ID_;
 SHARING_EXPORT extern const char* const SZK_HASH;
 SHARING_EXPORT extern const char* const SZK_SHARING_ID;

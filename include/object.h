@@ -17,23 +17,25 @@ class Row;
 
 namespace VEXO::sharing::record {
 
-/// What a store must know of a record to write it to one table and read it back.  The
-/// order of the virtual operations is part of the binary interface.
+/// What a store needs to know of a record to write it to a table and to read it back. The
+/// order of the virtual functions is part of the binary interface.
 class SHARING_EXPORT Object {
  public:
   virtual ~Object();
   /// Values of the stored columns as SQL text, in table order, without the id.
   virtual std::vector<std::string> GetFieldList() const = 0;
-  /// The same by column name.
+  /// The same values by column name.
   virtual std::map<std::string, std::string> GetFieldMap() const = 0;
-  /// Whether the record may be stored; the reason why not is logged.
+  /// Whether the record may be stored.  When it may not, the reason is logged.
   virtual bool IsLegal() const = 0;
   /// Writes the record's public view into `out`.
   virtual void ToJSON(Json::Value& out) const = 0;
-  /// Fills the record from a row, the id included, and answers whether it is legal.
+  /// Fills the record, its id included, from a row.
+  ///
+  /// @return whether the record is legal
   virtual bool FromRow(const db::Row& row) = 0;
 
-  /// False while a setter has failed to make a value that can be stored.
+  /// False after a setter failed to make a value that can be stored.
   bool blValid_ = true;
   /// Row id; 0 until the record has been stored or read.
   int id = 0;

@@ -9,27 +9,39 @@ struct DBResult_tag;
 
 namespace VEXO::sharing::db {
 
-/// Text of one column, with conversions.  Convert a field once: a second numeric
-/// conversion of the same object may answer the default.  Results, rows and fields are
-/// for the thread that uses their database.
+/// The text of one column, with conversions.
+///
+/// Convert a field once: a second numeric conversion of the same object may return the
+/// default.  Results, rows and fields must not be used by two threads at once.
 class SHARING_EXPORT Field {
  public:
+  /// @param text  the column's text
   explicit Field(const std::string& text);
   virtual ~Field();
 
-  /// The longest numeric prefix, blanks before it skipped; `def` when there is none or it
-  /// does not fit.  A negative number wraps in AsUInt.
+  /// The number at the beginning of the text, after any blanks.  Text after the number is
+  /// ignored.
+  ///
+  /// @param def  result when the text does not begin with a number, or the number does
+  /// not
+  ///             fit
   int AsInt(int def);
+  /// As AsInt, unsigned.  A negative number wraps around.
   unsigned int AsUInt(unsigned int def);
-  /// Seconds since the epoch.
+  /// As AsInt, in seconds since the epoch.
   long AsTime(long def);
+  /// As AsInt, with a fraction.
   float AsFloat(float def);
-  /// True for the text "1" alone; `def` is never used.
+  /// True only for the text "1".
+  ///
+  /// @param def  not used
   bool AsBool(bool def);
-  /// The text itself, owned by the field; `def` is never used.
+  /// The text itself; the field owns it.
+  ///
+  /// @param def  not used
   const std::string& AsString(const std::string& def);
 
-  /// Puts the text into the conversion stream again; the stream's error state stays.
+  /// Puts the text into the conversion stream again.  The stream keeps its error state.
   void Clear();
 
  private:
@@ -40,16 +52,24 @@ class SHARING_EXPORT Field {
 /// One row of a result.  It must not outlive the Result that filled it.
 class SHARING_EXPORT Row {
  public:
+  /// Creates a row that is not good.
   Row();
+  /// @param handle  a result of the platform; not owned
+  /// @param row     number of the row
   Row(DBResult_tag* handle, unsigned int row);
   virtual ~Row();
 
+  /// Whether the row belongs to a result.
   bool IsGood() const;
+  /// Sets the result, which the row does not own.
   void SetResult(DBResult_tag* handle);
+  /// Sets the number of the row.
   void SetRow(unsigned int row);
 
-  /// The named column; an empty field when the row is not good.  Throws std::logic_error
-  /// when the result has no such column.
+  /// Reads a column.
+  ///
+  /// @return the column; an empty field when the row is not good
+  /// @throws std::logic_error  when the result has no such column
   Field GetField(const std::string& column) const;
 
  private:
@@ -57,21 +77,27 @@ class SHARING_EXPORT Row {
   unsigned int row_ = 0;
 };
 
-/// What a query returned: owns the platform's result and walks its rows once.
+/// What a query returned: the rows, which can be read once, in order.
 class SHARING_EXPORT Result {
  public:
+  /// Creates a result that is not good.
   Result();
-  /// Takes ownership of `handle`.
+  /// @param handle  a result of the platform; owned from now on
   explicit Result(DBResult_tag* handle);
+  /// Releases the rows.
   virtual ~Result();
   Result(const Result&) = delete;
   Result& operator=(const Result&) = delete;
 
+  /// Whether there is a result, with or without rows.
   bool IsGood() const;
-  /// Takes ownership of `handle`; the one held before is not released, so a result is
-  /// given a handle once.
+  /// Takes ownership of a result of the platform.  One that the object already has is not
+  /// released, so call this once.
   void SetResult(DBResult_tag* handle);
-  /// Points `row` at the next row; false, with `row` as it was, when there is none.
+  /// Reads the next row.
+  ///
+  /// @param[out] row  the row; unchanged when there is none
+  /// @return false when there is no further row
   bool NextRow(Row& row);
 
  private:

@@ -12,46 +12,56 @@ namespace VEXO::sharing::record {
 
 class SessionPrivate;
 
-/// One visitor's login: a random id that the visitor carries, the user and the address
-/// behind it, and a deadline.  A value type: copies share nothing, and a record moved
-/// from can be used again.  Not for use by two threads at once.
+/// One visitor's session: a random id that the visitor carries, the user and the address
+/// of the login, and a deadline.
+///
+/// A value type.  An object must not be used by two threads at once.
 class SHARING_EXPORT Session {
  public:
+  /// Creates an empty session, which is not legal.
   Session();
   virtual ~Session();
+  /// Copies the record; nothing is shared.
   Session(const Session& other);
-  Session(Session&& other);  // allocates, so it is not noexcept
+  /// Takes the record's values over; `other` can be used again.  Allocates.
+  Session(Session&& other);
   Session& operator=(const Session& other);
   Session& operator=(Session&& other);
 
-  /// The record as the stores take it; owned by this handle.
+  /// The record as a store takes it; this object owns it.
   Object* GetObject();
+  /// As above, read-only.
   const Object* GetCObject() const;
 
   /// Values of the stored columns in table order, without the id.
   std::vector<std::string> GetFieldList() const;
+  /// The same values by column name.
   std::map<std::string, std::string> GetFieldMap() const;
 
-  /// Whether the record may be stored: id and address set, deadline ahead.  Logs the
-  /// reason why not.
+  /// Whether the session may be stored: id and address are set, and the deadline is in
+  /// the future.  When it may not, the reason is logged.
   bool IsLegal() const;
-  /// Sets the record's members in `out` and leaves the others; the row id is not written.
-  /// What is no object is replaced by one.
+  /// Sets the record's members, all but the row id, in `out`, and keeps its other
+  /// members. A value that is not an object is replaced.
   void ToJSON(Json::Value& out) const;
-  /// Fills the record from a row of the table "session"; false for an expired one.
+  /// Fills the session from a row of the table "session".
+  ///
+  /// @return whether the session is legal; false for an expired session
   bool FromRow(const db::Row& row);
 
+  /// Row id; 0 until the session has been stored or read.
   int get_id() const;
   void set_id(int id);
-  /// The visitor's secret, as opposed to the row id.
+  /// The random id that the visitor carries, a secret.  It is not the row id.
   std::string get_session_id() const;
   void set_session_id(const std::string& session_id);
-  /// The user who logged in; UID_ERR for a visitor without an account.
+  /// User id of the login; UID_ERR for a visitor without an account.
   unsigned int get_uid() const;
   void set_uid(unsigned int uid);
+  /// Address of the login, as text.
   std::string get_ip() const;
   void set_ip(const std::string& ip);
-  /// Seconds since the epoch.  Live while now < timeout; 0 is long past.
+  /// Deadline in seconds since the epoch.  The session is legal while now < timeout.
   long get_timeout() const;
   void set_timeout(long timeout);
 

@@ -13,44 +13,65 @@ namespace VEXO::sharing::db {
 
 class SessionDBPrivate;
 
-/// The store of visitors' sessions.  Made on the stack for as long as it is needed, for
-/// the thread that uses the database; operations answer true on success, and the SQL
-/// error stands in BaseDB::GetLastError.
+/// The store of visitors' sessions.
+///
+/// A store is created for as long as it is needed, and must not be used by two threads at
+/// once.  Operations return true on success; BaseDB::GetLastError has the reason of a
+/// failed statement.
 class SHARING_EXPORT SessionDB {
  public:
-  /// `db`, usually SharingDB::Instance(), must outlive the store.
+  /// @param db  the database, usually SharingDB::Instance(); must outlive the store
   explicit SessionDB(BaseDB& db);
-  /// Checkpoints the write-ahead log.
+  /// Runs a checkpoint of the write-ahead log.
   virtual ~SessionDB();
 
-  /// Inserts the session under the id it holds and gives it its row id.
+  /// Inserts a legal session under its session id and sets its row id.  False, logged,
+  /// when it is not legal or the session id is already in use.
   bool Create(record::Session& session);
-  /// Inserts the session under a fresh random id.  A failed insert is tried again with a
-  /// new one; the last id tried stays.
+  /// Inserts a legal session under a new random session id and sets its row id.  A failed
+  /// insert is tried again with another id.  After the last attempt the session keeps the
+  /// last id.
   bool CreateWithSessionId(record::Session& session);
-  /// Writes the whole row.
+  /// Writes all columns of a legal session.  False, logged, when it is not legal.
   bool Update(const record::Session& session);
-  /// Deletes a session by row id; its tokens go with it.
+  /// Deletes the session with this row id, and its tokens.  True also when there is none.
   bool Delete(int id);
+  /// As above.
   bool Delete(const record::Session& session);
-  /// Deletes by the visitor's id; true also when there is none.
+  /// Deletes the session with this session id, and its tokens.  True also when there is
+  /// none.
   bool DeleteBySessionId(const std::string& session_id);
 
+  /// Reads a session by row id.
+  ///
+  /// @param id            row id
+  /// @param[out] session  the session; unchanged when there is none
+  /// @return false when there is none, or when it is not legal
   bool GetById(int id, record::Session& session) const;
-  /// Finds the session by the visitor's id.  False when there is none, with `session` as
-  /// it was, or when it has expired, with `session` filled.
+  /// Reads a session by session id.
+  ///
+  /// @param session_id    the random id that the visitor carries
+  /// @param[out] session  the session; unchanged when there is none
+  /// @return false when there is none, or when it has expired.  With a new Session, the
+  /// row
+  ///         id is not 0 for an expired session.
   bool GetBySessionId(const std::string& session_id, record::Session& session) const;
 
-  /// Counts the sessions that match the condition, which stays.
+  /// Counts the sessions that match the condition.  The condition is kept.
   bool Count(int& count) const;
-  /// The filter of the next Query or Count, owned by the store.
+  /// The condition of the next Query or Count; the store owns it.
   Condition& GetCondition() const;
-  /// Replaces `out` by the live sessions that match the condition, and clears the
-  /// condition.
+  /// Reads the sessions that match the condition, and clears the condition, also on
+  /// failure.
+  ///
+  /// @param[out] out  the sessions that have not expired; unchanged on failure
   bool Query(std::vector<record::Session>& out) const;
 
-  /// In `probability` of the calls, deletes the sessions whose deadline has passed.  True
-  /// when nothing was to be done.
+  /// Deletes the sessions that have expired, and their tokens.
+  ///
+  /// @param probability  how often a call does so: 1 always, 0 never, 0.05 once in twenty
+  ///                     calls; whole hundredths count
+  /// @return true also when the call did nothing
   bool PurgeExpired(float probability);
 
  private:

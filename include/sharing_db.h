@@ -10,21 +10,23 @@ namespace VEXO::sharing::db {
 
 class SharingDBPrivate;
 
-/// The database of links, sessions and tokens, brought to the current schema version when
-/// it is opened.  It is created with mode 0660 when missing.
+/// The database of links, sessions and tokens.  Opening it creates the file, with mode
+/// 0660, when it is missing, and brings its schema to the current version.
 class SHARING_EXPORT SharingDB : public BaseDB {
  public:
-  /// The process's one handle on SZF_SHARING_DB_PATH, opened by the first call (from any
-  /// thread) and closed when the process ends.  A failed opening is not tried again.
+  /// The process's handle on SZF_SHARING_DB_PATH.  The first call, from any thread, opens
+  /// it; it is closed when the process ends.  A failed opening is not tried again.
   static SharingDB& Instance();
 
+  /// Opens SZF_SHARING_DB_PATH.  Use Instance unless a second handle is wanted.
   SharingDB();
-  /// The same on another file.
+  /// Opens another file.  Failures are logged, and IsGood is then false.
   explicit SharingDB(const std::string& path);
+  /// Closes the database.
   ~SharingDB() override;
 
-  /// Whether the file is open and its schema current, or newer.  When it is not, every
-  /// statement fails.
+  /// Whether the database is open and its schema is current or newer.  When it is not,
+  /// every statement fails.
   bool IsGood() const;
 
  private:

@@ -12,44 +12,52 @@ namespace VEXO::sharing::record {
 
 class TokenPrivate;
 
-/// The grant of one session to one link, with a deadline of its own.  A value type:
-/// copies share nothing, and a record moved from can be used again.  Not for use by two
-/// threads at once.
+/// The right of one session to use one link, with its own deadline.
+///
+/// A value type.  An object must not be used by two threads at once.
 class SHARING_EXPORT Token {
  public:
+  /// Creates an empty token, which is not legal.
   Token();
   virtual ~Token();
+  /// Copies the record; nothing is shared.
   Token(const Token& other);
-  Token(Token&& other);  // allocates, so it is not noexcept
+  /// Takes the record's values over; `other` can be used again.  Allocates.
+  Token(Token&& other);
   Token& operator=(const Token& other);
   Token& operator=(Token&& other);
 
-  /// The record as the stores take it; owned by this handle.
+  /// The record as a store takes it; this object owns it.
   Object* GetObject();
+  /// As above, read-only.
   const Object* GetCObject() const;
 
   /// Values of the stored columns in table order, without the id.
   std::vector<std::string> GetFieldList() const;
+  /// The same values by column name.
   std::map<std::string, std::string> GetFieldMap() const;
 
-  /// Whether the record may be stored: link and session set, deadline ahead.  Logs the
-  /// reason why not.
+  /// Whether the token may be stored: link and session are set, and the deadline is in
+  /// the future.  When it may not, the reason is logged.
   bool IsLegal() const;
-  /// Sets the record's members in `out` and leaves the others; the row id is not written.
-  /// What is no object is replaced by one.
+  /// Sets the record's members, all but the row id, in `out`, and keeps its other
+  /// members. A value that is not an object is replaced.
   void ToJSON(Json::Value& out) const;
-  /// Fills the record from a row of the table "token"; false for an expired one.
+  /// Fills the token from a row of the table "token".
+  ///
+  /// @return whether the token is legal; false for an expired token
   bool FromRow(const db::Row& row);
 
+  /// Row id; 0 until the token has been stored or read.
   int get_id() const;
   void set_id(int id);
   /// Row id of the link.
   int get_entry_id() const;
   void set_entry_id(int entry_id);
-  /// Row id of the session, not the text that the visitor carries.
+  /// Row id of the session.  It is not the random id that the visitor carries.
   int get_session_id() const;
   void set_session_id(int session_id);
-  /// Seconds since the epoch.  Live while now < timeout; 0 is long past.
+  /// Deadline in seconds since the epoch.  The token is legal while now < timeout.
   long get_timeout() const;
   void set_timeout(long timeout);
 

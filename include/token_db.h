@@ -14,40 +14,60 @@ namespace VEXO::sharing::db {
 
 class TokenDBPrivate;
 
-/// The store of tokens.  Made on the stack for as long as it is needed, for the
-/// thread that uses the database; operations answer
-/// true on success, and the SQL error stands in BaseDB::GetLastError.
+/// The store of tokens.
+///
+/// A store is created for as long as it is needed, and must not be used by two threads at
+/// once.  Operations return true on success; BaseDB::GetLastError has the reason of a
+/// failed statement.
 class SHARING_EXPORT TokenDB {
  public:
-  /// `db`, usually SharingDB::Instance(), must outlive the store.
+  /// @param db  the database, usually SharingDB::Instance(); must outlive the store
   explicit TokenDB(BaseDB& db);
-  /// Checkpoints the write-ahead log.
+  /// Runs a checkpoint of the write-ahead log.
   virtual ~TokenDB();
 
+  /// Inserts a legal token and sets its row id.  False, logged, when it is not legal.
   bool Create(record::Token& token);
-  /// Writes the whole row.
+  /// Writes all columns of a legal token.  False, logged, when it is not legal.
   bool Update(const record::Token& token);
+  /// Deletes the token with this row id.  True also when there is none.
   bool Delete(int id);
+  /// As above.
   bool Delete(const record::Token& token);
 
+  /// Reads a token by row id.
+  ///
+  /// @param id          row id
+  /// @param[out] token  the token; unchanged when there is none
+  /// @return false when there is none, or when it is not legal
   bool GetById(int id, record::Token& token) const;
-  /// Finds the session's token for the link.  False when there is none, with `token` as
-  /// it was, or when it has expired, with `token` filled.
+  /// Reads the token of a session for a link.
+  ///
+  /// @param session     the session, by its row id
+  /// @param entry       the link, by its row id
+  /// @param[out] token  the token; unchanged when there is none
+  /// @return false when there is none, or when it has expired.  With a new Token, the row
+  ///         id is not 0 for an expired token.
   bool GetBySessionEntry(const record::Session& session, const record::Entry& entry,
                          record::Token& token) const;
 
-  /// Counts the tokens that match the condition, which stays.
+  /// Counts the tokens that match the condition.  The condition is kept.
   bool Count(int& count) const;
-  /// The filter of the next Query or Count, owned by the store.
+  /// The condition of the next Query or Count; the store owns it.
   Condition& GetCondition() const;
-  /// Replaces `out` by the live tokens that match the condition, and clears the
-  /// condition.
+  /// Reads the tokens that match the condition, and clears the condition, also on
+  /// failure.
+  ///
+  /// @param[out] out  the tokens that have not expired; unchanged on failure
   bool Query(std::vector<record::Token>& out) const;
 
-  /// In `probability` of the calls, deletes the tokens whose deadline has passed.  True
-  /// when nothing was to be done.
+  /// Deletes the tokens that have expired.
+  ///
+  /// @param probability  how often a call does so: 1 always, 0 never, 0.05 once in twenty
+  ///                     calls; whole hundredths count
+  /// @return true also when the call did nothing
   bool PurgeExpired(float probability);
-  /// Deletes every token of the link, whatever session holds it.
+  /// Deletes all tokens of a link, so that all its visitors must log in again.
   bool PurgeByEntry(const record::Entry& entry);
 
  private:

@@ -6,9 +6,10 @@
 
 namespace VEXO::sharing {
 
-/// The value as SQL text, not quoted and not escaped: a text unchanged, a truth value as
-/// "1" or "0", a number in plain decimal whatever the program's locale.  Made for
-/// std::string, bool, const bool, const int and const long.
+/// The value as SQL text, neither quoted nor escaped: a string unchanged, a bool as "1"
+/// or "0", a number in decimal in any locale.
+///
+/// @tparam T  std::string, bool, const bool, const int or const long
 template <class T>
 std::string ToString(T& value);
 

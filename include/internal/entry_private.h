@@ -25,12 +25,21 @@ class EntryPrivate : public Object {
                           Entry::PasswordEncryptAlgo algo);
   bool IsPasswordValid(const std::string& password) const;
   std::vector<unsigned int> ProtectUids() const;
+  void SetProtectUids(const std::vector<unsigned int>& uids);
   std::vector<std::string> ProtectUsers() const;
   void SetProtectUsers(const std::vector<std::string>& names);
   std::vector<unsigned int> ProtectGids() const;
+  void SetProtectGids(const std::vector<unsigned int>& gids);
   std::vector<std::string> ProtectGroups() const;
   void SetProtectGroups(const std::vector<std::string>& names);
   std::string OwnerUser() const;
+  bool SetOwnerUser(const std::string& name);
+  std::string StartAtText(const char* format) const;
+  std::string ExpireAtText(const char* format) const;
+  void SetStartAtText(const std::string& text, const char* format);
+  void SetExpireAtText(const std::string& text, const char* format);
+  void SetExpireTimes(int expire_times);
+  void IncreaseUseCount();
 
   std::string hash_;
   std::string project_name_;

@@ -11,10 +11,10 @@
 #include <cstring>
 #include <utility>
 
+#include "db/run_as.h"
 #include "internal/base_db_private.h"
-#include "internal/log.h"
-#include "internal/plain_stream.h"
-#include "internal/run_as.h"
+#include "utils/log.h"
+#include "utils/plain_stream.h"
 
 namespace VEXO::sharing::db {
 

@@ -5,7 +5,7 @@
 
 #include "base_db.h"
 #include "internal/condition_private.h"
-#include "internal/plain_stream.h"
+#include "utils/plain_stream.h"
 
 namespace VEXO::sharing::db {
 

@@ -4,7 +4,7 @@
 
 #include <locale>
 
-#include "internal/null_text.h"
+#include "utils/null_text.h"
 
 namespace VEXO::sharing::db {
 

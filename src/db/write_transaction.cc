@@ -1,4 +1,4 @@
-#include "internal/write_transaction.h"
+#include "db/write_transaction.h"
 
 #include "base_db.h"
 #include "internal/base_db_private.h"

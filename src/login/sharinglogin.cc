@@ -10,19 +10,19 @@
 #include <string>
 #include <vector>
 
+#include "db/write_transaction.h"
 #include "entry.h"
 #include "entry_db.h"
-#include "internal/log.h"
-#include "internal/null_text.h"
-#include "internal/user_record.h"
-#include "internal/wipe.h"
-#include "internal/write_transaction.h"
 #include "session.h"
 #include "session_db.h"
 #include "sharing_db.h"
 #include "token.h"
 #include "token_db.h"
 #include "utils.h"
+#include "utils/log.h"
+#include "utils/null_text.h"
+#include "utils/user_record.h"
+#include "utils/wipe.h"
 
 namespace {
 
@@ -57,27 +57,13 @@ constexpr size_t kLoginOutputSize = 123;
 constexpr int kLoginReserved1 = 15;
 constexpr int kLoginReserved2 = 1;
 
-// Results.  Those of the login and of the check share their numbers, not all their
-// meanings.
-constexpr int kSuccess = 1;
-constexpr int kGeneralFailure = -4;
+// Results that the login and the check have in common.
+constexpr int kSuccess = SHARING_LOGIN_SUCCESS;
+constexpr int kGeneralFailure = SHARING_LOGIN_GENERAL_FAILURE;
+static_assert(kSuccess == SHARING_CHECK_SUCCESS &&
+              kGeneralFailure == SHARING_CHECK_GENERAL_FAILURE);
 
-constexpr int kLoginRefused = -2;
-constexpr int kNoUsableEntry = -3;
-constexpr int kAddressBlocked = -8;
-constexpr int kWrongPassword = -9;
-constexpr int kUserNotAdmitted = -10;
-constexpr int kUsesExhausted = -11;
-
-constexpr int kExpired = -1;
-constexpr int kUserRefused = -2;
-constexpr int kNoSession = -5;
-constexpr int kEntryNotValid = -6;
-constexpr int kNoToken = -7;
-constexpr int kOtherAddress = -8;
-
-// Further results of the user protection check: kSuccess, kLoginRefused, kGeneralFailure
-// and this one.
+// A result of the user protection check, beside those two and SHARING_LOGIN_REFUSED.
 constexpr int kUserNotListed = -6;
 
 /// Releases a CGI context in every case, also after a failed initialisation.
@@ -145,7 +131,7 @@ int CheckProtectUser(const Entry& entry, const _tag_sharing_login_params& params
   VEXOUSER* found = nullptr;
   if (params.username != nullptr) {
     if (!LogIn(context.get(), params)) {
-      return kLoginRefused;
+      return SHARING_LOGIN_REFUSED;
     }
     if (!UserGet(params.username, found)) {
       return kGeneralFailure;
@@ -171,29 +157,30 @@ int CheckProtection(const Entry& entry, const _tag_sharing_login_params& params,
   int result = kSuccess;
   if (entry.get_protect_type() == Entry::PROTECT_PASSWORD) {
     if (params.password == nullptr) {
-      result = kNoUsableEntry;
+      result = SHARING_LOGIN_NO_USABLE_LINK;
     } else {
       std::string password = params.password;
       const WipeAtEnd wipe(password.data(), password.size());
-      result = entry.IsPasswordValid(password) ? kSuccess : kWrongPassword;
+      result = entry.IsPasswordValid(password) ? kSuccess : SHARING_LOGIN_WRONG_PASSWORD;
     }
   } else if (entry.get_protect_type() == Entry::PROTECT_USER) {
     result = CheckProtectUser(entry, params, uid);
     if (result == kUserNotListed) {
-      result = kUserNotAdmitted;
-    } else if (result != kSuccess && result != kLoginRefused) {
-      result = kNoUsableEntry;
+      result = SHARING_LOGIN_USER_NOT_ADMITTED;
+    } else if (result != kSuccess && result != SHARING_LOGIN_REFUSED) {
+      result = SHARING_LOGIN_NO_USABLE_LINK;
     }
   }
-  const bool counts =
-      result != kSuccess && !(result == kUserNotAdmitted && suppress_autoblock);
+  const bool counts = result != kSuccess &&
+                      !(result == SHARING_LOGIN_USER_NOT_ADMITTED && suppress_autoblock);
   if (counts) {
     AutoBlockFailLoginSet(address.c_str(), kBlockService);
   }
   return result;
 }
 
-/// Stores the visitor's session, found again by its id or made anew.
+/// Finds the visitor's session by its id, or creates one, and moves its deadline.  A
+/// session that was found is not stored yet.
 bool RenewSession(SessionDB& sessions, const char* session_id, const std::string& address,
                   Session& session) {
   // An expired session is found too, by its row id, and revived.
@@ -218,6 +205,25 @@ bool RenewToken(TokenDB& tokens, const Session& session, const Entry& entry,
   return tokens.Create(token);
 }
 
+/// Stores the session again, with the user whom a user-protected link admitted.
+bool UpdateSession(SessionDB& sessions, const Entry& entry, unsigned int uid,
+                   Session& session) {
+  if (entry.get_protect_type() == Entry::PROTECT_USER) session.set_uid(uid);
+  return sessions.Update(session);
+}
+
+/// Checks the deadline of a session's token for a link.  An expired token deletes its
+/// row.
+int CheckToken(TokenDB& tokens, const Token& token) {
+  if (token.IsLegal()) return kSuccess;
+  LogError("%s:%d token is not valid", kSource, __LINE__);
+  if (!tokens.Delete(token)) {
+    LogError("%s:%d delete token failed", kSource, __LINE__);
+    return kGeneralFailure;
+  }
+  return SHARING_CHECK_EXPIRED;
+}
+
 }  // namespace
 
 namespace VEXO {
@@ -236,13 +242,13 @@ int VexoSharingLogin(std::string& out, const _tag_sharing_login_params* params,
   }
   if (VexoCgiIsDeniedIP(address.c_str()) == 1) {
     LogError("%s:%d VexoAutoBlockIsDeniedIP %s", kSource, __LINE__, address.c_str());
-    return kAddressBlocked;
+    return SHARING_LOGIN_ADDRESS_BLOCKED;
   }
   if (!entries.GetByHash(params->hash, entry) || !entry.IsValid()) {
-    return kNoUsableEntry;
+    return SHARING_LOGIN_NO_USABLE_LINK;
   }
   if (entry.get_expire_times() > 0 && entry.get_use_count() >= entry.get_expire_times()) {
-    return kUsesExhausted;
+    return SHARING_LOGIN_USES_EXHAUSTED;
   }
   unsigned int uid = UID_ERR;
   const int admitted = CheckProtection(entry, *params, address, suppress_autoblock, uid);
@@ -257,18 +263,10 @@ int VexoSharingLogin(std::string& out, const _tag_sharing_login_params* params,
   TokenDB tokens(db);
   Session session;
   Token token;
-  const auto store = [&] {
-    if (!db.IsGood() || !GetRemoteIP(address) ||
-        !RenewSession(sessions, params->session_id, address, session) ||
-        !RenewToken(tokens, session, entry, token)) {
-      return false;
-    }
-    if (entry.get_protect_type() == Entry::PROTECT_USER) {
-      session.set_uid(uid);
-    }
-    return sessions.Update(session);
-  };
-  if (!store()) {
+  if (!db.IsGood() || !GetRemoteIP(address) ||
+      !RenewSession(sessions, params->session_id, address, session) ||
+      !RenewToken(tokens, session, entry, token) ||
+      !UpdateSession(sessions, entry, uid, session)) {
     tokens.Delete(token);
     return kGeneralFailure;
   }
@@ -305,41 +303,35 @@ int VexoSharingIsAuthorized(const _tag_sharing_login_params* params) {
   }
   // A record that exists but is no longer legal is found too: by its row id.
   if (!sessions.GetBySessionId(params->session_id, session) && session.get_id() == 0) {
-    return kNoSession;
+    return SHARING_CHECK_NO_SESSION;
   }
   if (!entries.GetByHash(params->hash, entry) && entry.get_id() == 0) {
-    return kNoToken;
+    return SHARING_CHECK_NO_TOKEN;
   }
   if (!tokens.GetBySessionEntry(session, entry, token) && token.get_id() == 0) {
-    return kNoToken;
+    return SHARING_CHECK_NO_TOKEN;
   }
   if (!entry.IsValid()) {
     LogError("%s:%d entry is not valid", kSource, __LINE__);
-    return kEntryNotValid;
+    return SHARING_CHECK_LINK_NOT_VALID;
   }
   if (!session.IsLegal()) {
     LogError("%s:%d session is not valid", kSource, __LINE__);
-    return kExpired;
+    return SHARING_CHECK_EXPIRED;
   }
-  if (!token.IsLegal()) {
-    LogError("%s:%d token is not valid", kSource, __LINE__);
-    if (!tokens.Delete(token)) {
-      LogError("%s:%d delete token failed", kSource, __LINE__);
-      return kGeneralFailure;
-    }
-    return kExpired;
-  }
+  const int token_state = CheckToken(tokens, token);
+  if (token_state != kSuccess) return token_state;
   if (entry.get_protect_type() == Entry::PROTECT_USER) {
     unsigned int uid = session.get_uid();
     if (CheckProtectUser(entry, *params, uid) != kSuccess) {
       LogError("%s:%d user login error", kSource, __LINE__);
-      return kUserRefused;
+      return SHARING_CHECK_USER_REFUSED;
     }
   }
   if (entry.get_enable_match_ip() && session.get_ip() != address) {
     LogError("%s:%d ip not match, %s, %s", kSource, __LINE__, session.get_ip().c_str(),
              address.c_str());
-    return kOtherAddress;
+    return SHARING_CHECK_OTHER_ADDRESS;
   }
   session.set_timeout(NewDeadline());
   if (!sessions.Update(session)) {

@@ -8,12 +8,12 @@
 #include <vexo/random.hpp>
 
 #include "internal/entry_private.h"
-#include "internal/json_text.h"
-#include "internal/log.h"
-#include "internal/plain_stream.h"
-#include "internal/record_fields.h"
-#include "internal/wipe.h"
+#include "record/record_fields.h"
 #include "utils.h"
+#include "utils/json_text.h"
+#include "utils/log.h"
+#include "utils/plain_stream.h"
+#include "utils/wipe.h"
 
 namespace VEXO::sharing::record {
 
@@ -368,6 +368,11 @@ std::vector<std::string> EntryPrivate::ProtectUsers() const {
   return AllNames(protect_uids_, protect_extra_users_, UIDToUser);
 }
 
+void EntryPrivate::SetProtectUids(const std::vector<unsigned int>& uids) {
+  protect_uids_ = uids;
+  protect_extra_users_.clear();
+}
+
 void EntryPrivate::SetProtectUsers(const std::vector<std::string>& names) {
   SplitNames(names, UserToUID, protect_uids_, protect_extra_users_);
 }
@@ -380,14 +385,55 @@ std::vector<std::string> EntryPrivate::ProtectGroups() const {
   return AllNames(protect_gids_, protect_extra_groups_, GIDToGroup);
 }
 
+void EntryPrivate::SetProtectGids(const std::vector<unsigned int>& gids) {
+  protect_gids_ = gids;
+  protect_extra_groups_.clear();
+}
+
 void EntryPrivate::SetProtectGroups(const std::vector<std::string>& names) {
   SplitNames(names, GroupToGID, protect_gids_, protect_extra_groups_);
 }
 
 std::string EntryPrivate::OwnerUser() const {
   std::string name;
-  UIDToUser(owner_uid_, name);  // an owner who is gone has no name
+  UIDToUser(owner_uid_, name);  // the name of a deleted account is empty
   return name;
+}
+
+bool EntryPrivate::SetOwnerUser(const std::string& name) {
+  unsigned int uid = UID_ERR;
+  const bool found = UserToUID(name, uid);
+  owner_uid_ = uid;
+  return found;
+}
+
+std::string EntryPrivate::StartAtText(const char* format) const {
+  return TimeText(start_at_, format);
+}
+
+std::string EntryPrivate::ExpireAtText(const char* format) const {
+  return TimeText(expire_at_, format);
+}
+
+void EntryPrivate::SetStartAtText(const std::string& text, const char* format) {
+  start_at_ = TimeFromText(text, format);
+}
+
+void EntryPrivate::SetExpireAtText(const std::string& text, const char* format) {
+  expire_at_ = TimeFromText(text, format);
+}
+
+void EntryPrivate::SetExpireTimes(int expire_times) {
+  if (expire_times_ == 0 && expire_times != 0) {
+    use_count_ = 0;
+  }
+  expire_times_ = expire_times;
+}
+
+void EntryPrivate::IncreaseUseCount() {
+  if (use_count_ < std::numeric_limits<int>::max()) {
+    ++use_count_;
+  }
 }
 
 Entry::Entry() : d_(std::make_unique<EntryPrivate>()) {}
@@ -434,10 +480,7 @@ unsigned int Entry::get_owner_uid() const { return d_->owner_uid_; }
 void Entry::set_owner_uid(unsigned int uid) { d_->owner_uid_ = uid; }
 std::string Entry::get_owner_user() const { return d_->OwnerUser(); }
 int Entry::set_owner_user(const std::string& name) {
-  unsigned int uid = UID_ERR;
-  const bool found = UserToUID(name, uid);
-  d_->owner_uid_ = uid;
-  return found ? 1 : 0;
+  return d_->SetOwnerUser(name) ? 1 : 0;
 }
 
 long Entry::get_start_at() const { return d_->start_at_; }
@@ -445,32 +488,25 @@ void Entry::set_start_at(long start_at) { d_->start_at_ = start_at; }
 long Entry::get_expire_at() const { return d_->expire_at_; }
 void Entry::set_expire_at(long expire_at) { d_->expire_at_ = expire_at; }
 std::string Entry::get_start_at_str(const char* format) const {
-  return TimeText(d_->start_at_, format);
+  return d_->StartAtText(format);
 }
 std::string Entry::get_expire_at_str(const char* format) const {
-  return TimeText(d_->expire_at_, format);
+  return d_->ExpireAtText(format);
 }
 void Entry::set_start_at_str(const std::string& text, const char* format) {
-  d_->start_at_ = TimeFromText(text, format);
+  d_->SetStartAtText(text, format);
 }
 void Entry::set_expire_at_str(const std::string& text, const char* format) {
-  d_->expire_at_ = TimeFromText(text, format);
+  d_->SetExpireAtText(text, format);
 }
 
 int Entry::get_expire_times() const { return d_->expire_times_; }
 void Entry::set_expire_times(const int& expire_times) {
-  if (d_->expire_times_ == 0 && expire_times != 0) {
-    d_->use_count_ = 0;
-  }
-  d_->expire_times_ = expire_times;
+  d_->SetExpireTimes(expire_times);
 }
 int Entry::get_use_count() const { return d_->use_count_; }
 void Entry::set_use_count(const int& use_count) { d_->use_count_ = use_count; }
-void Entry::inc_use_count() {
-  if (d_->use_count_ < std::numeric_limits<int>::max()) {
-    ++d_->use_count_;
-  }
-}
+void Entry::inc_use_count() { d_->IncreaseUseCount(); }
 
 bool Entry::get_auto_gc() const { return d_->auto_gc_; }
 void Entry::set_auto_gc(const bool& auto_gc) { d_->auto_gc_ = auto_gc; }
@@ -505,8 +541,7 @@ bool Entry::IsPasswordValid(const std::string& password) const {
 
 std::vector<unsigned int> Entry::get_protect_uids() const { return d_->ProtectUids(); }
 void Entry::set_protect_uids(const std::vector<unsigned int>& uids) {
-  d_->protect_uids_ = uids;
-  d_->protect_extra_users_.clear();
+  d_->SetProtectUids(uids);
 }
 std::vector<std::string> Entry::get_protect_users() const { return d_->ProtectUsers(); }
 void Entry::set_protect_users(const std::vector<std::string>& names) {
@@ -514,8 +549,7 @@ void Entry::set_protect_users(const std::vector<std::string>& names) {
 }
 std::vector<unsigned int> Entry::get_protect_gids() const { return d_->ProtectGids(); }
 void Entry::set_protect_gids(const std::vector<unsigned int>& gids) {
-  d_->protect_gids_ = gids;
-  d_->protect_extra_groups_.clear();
+  d_->SetProtectGids(gids);
 }
 std::vector<std::string> Entry::get_protect_groups() const { return d_->ProtectGroups(); }
 void Entry::set_protect_groups(const std::vector<std::string>& names) {

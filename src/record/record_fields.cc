@@ -1,4 +1,4 @@
-#include "internal/record_fields.h"
+#include "record/record_fields.h"
 
 #include <stdexcept>
 

@@ -5,10 +5,10 @@
 #include <ctime>
 #include <utility>
 
-#include "internal/log.h"
-#include "internal/plain_stream.h"
-#include "internal/record_fields.h"
 #include "internal/session_private.h"
+#include "record/record_fields.h"
+#include "utils/log.h"
+#include "utils/plain_stream.h"
 
 namespace VEXO::sharing::record {
 

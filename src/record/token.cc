@@ -5,9 +5,9 @@
 #include <ctime>
 #include <utility>
 
-#include "internal/log.h"
-#include "internal/record_fields.h"
 #include "internal/token_private.h"
+#include "record/record_fields.h"
+#include "utils/log.h"
 
 namespace VEXO::sharing::record {
 

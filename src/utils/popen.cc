@@ -2,7 +2,7 @@
 
 #include <vexo/core.h>
 
-#include "internal/log.h"
+#include "utils/log.h"
 
 namespace VEXO::sharing {
 

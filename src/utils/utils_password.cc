@@ -5,8 +5,8 @@
 #include <memory>
 #include <new>
 
-#include "internal/wipe.h"
 #include "utils.h"
+#include "utils/wipe.h"
 
 namespace VEXO::sharing {
 

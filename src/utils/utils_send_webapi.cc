@@ -2,10 +2,10 @@
 
 #include <vector>
 
-#include "internal/json_text.h"
-#include "internal/log.h"
 #include "internal/popen.h"
 #include "utils.h"
+#include "utils/json_text.h"
+#include "utils/log.h"
 
 namespace VEXO::sharing {
 

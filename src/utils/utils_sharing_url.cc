@@ -1,8 +1,8 @@
 #include <cstdlib>
 
-#include "internal/log.h"
 #include "internal/popen.h"
 #include "utils.h"
+#include "utils/log.h"
 
 namespace VEXO::sharing {
 

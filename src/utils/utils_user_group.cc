@@ -2,9 +2,9 @@
 
 #include <memory>
 
-#include "internal/log.h"
-#include "internal/user_record.h"
 #include "utils.h"
+#include "utils/log.h"
+#include "utils/user_record.h"
 
 namespace VEXO::sharing {
 

@@ -1,6 +1,6 @@
 #include "value_text.h"
 
-#include "internal/plain_stream.h"
+#include "utils/plain_stream.h"
 
 namespace VEXO::sharing {
 

@@ -1,4 +1,4 @@
-#include "internal/run_as.h"
+#include "db/run_as.h"
 
 #include <gmock/gmock.h>
 #include <syslog.h>

@@ -1,4 +1,4 @@
-#include "internal/store_sql.h"
+#include "db/stores/store_sql.h"
 
 #include <gmock/gmock.h>
 

@@ -1,4 +1,4 @@
-#include "internal/json_text.h"
+#include "utils/json_text.h"
 
 #include <gmock/gmock.h>
 #include <json/value.h>

@@ -1,4 +1,4 @@
-#include "internal/log.h"
+#include "utils/log.h"
 
 #include <gmock/gmock.h>
 

@@ -1,4 +1,4 @@
-#include "internal/null_text.h"
+#include "utils/null_text.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "internal/plain_stream.h"
+#include "utils/plain_stream.h"
 
 #include <gtest/gtest.h>
 

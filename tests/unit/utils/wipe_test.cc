@@ -1,4 +1,4 @@
-#include "internal/wipe.h"
+#include "utils/wipe.h"
 
 #include <gtest/gtest.h>
 

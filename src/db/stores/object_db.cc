@@ -1,13 +1,13 @@
 #include "object_db.h"
 
+#include "db/stores/store_sql.h"
 #include "entry.h"
-#include "internal/log.h"
-#include "internal/plain_stream.h"
-#include "internal/store_sql.h"
 #include "object.h"
 #include "result.h"
 #include "session.h"
 #include "token.h"
+#include "utils/log.h"
+#include "utils/plain_stream.h"
 
 namespace VEXO::sharing::db {
 

@@ -1,12 +1,12 @@
-#include "internal/store_sql.h"
+#include "db/stores/store_sql.h"
 
 #include <ctime>
 
 #include "base_db.h"
-#include "internal/plain_stream.h"
 #include "object.h"
 #include "result.h"
 #include "utils.h"
+#include "utils/plain_stream.h"
 
 namespace VEXO::sharing::db {
 

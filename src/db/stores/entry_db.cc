@@ -3,10 +3,10 @@
 #include <ctime>
 #include <vexo/random.hpp>
 
+#include "db/stores/store_sql.h"
 #include "internal/entry_db_private.h"
-#include "internal/plain_stream.h"
-#include "internal/store_sql.h"
 #include "utils.h"
+#include "utils/plain_stream.h"
 
 namespace VEXO::sharing::db {
 

@@ -1,8 +1,8 @@
 #include "token_db.h"
 
-#include "internal/plain_stream.h"
-#include "internal/store_sql.h"
+#include "db/stores/store_sql.h"
 #include "internal/token_db_private.h"
+#include "utils/plain_stream.h"
 
 namespace VEXO::sharing::db {
 

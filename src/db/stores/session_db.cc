@@ -2,9 +2,9 @@
 
 #include <vexo/random.hpp>
 
-#include "internal/plain_stream.h"
+#include "db/stores/store_sql.h"
 #include "internal/session_db_private.h"
-#include "internal/store_sql.h"
+#include "utils/plain_stream.h"
 
 namespace VEXO::sharing::db {
 
