@@ -4,7 +4,8 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "developers_code.inc"
+#include <developers_code.inc>
+
 #include "system_test.h"
 
 using system_test::InChild;
