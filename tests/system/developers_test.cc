@@ -1,10 +1,9 @@
-// The code of docs/developers.md, as its readers would use it.
+// The code of docs/developers.md, as its readers would use it.  The build includes it
+// before this file, so that it must compile alone.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-
-#include <developers_code.inc>
 
 #include "system_test.h"
 
