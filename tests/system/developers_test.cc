@@ -11,6 +11,7 @@ using system_test::InChild;
 using system_test::kDatabase;
 using system_test::Link;
 using system_test::SqlValue;
+using testing::Contains;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
@@ -105,11 +106,15 @@ TEST(DevelopersPage, RightPassword_OpensTheLinkForLaterRequests) {
   StorePasswordLink();
 
   EXPECT_EQ(Get(), "form");
-  EXPECT_EQ(Post("guess").page, "form");
+  const Visit guess = Post("guess");
+  EXPECT_EQ(guess.page, "form");
+  EXPECT_THAT(guess.log, Contains(HasSubstr("photos: login: -9 wrong password")));
   const Visit login = Post(kPassword);
   EXPECT_EQ(login.page, "content");
   EXPECT_EQ(Get(login.session), "content");
-  EXPECT_EQ(Get("no such session"), "form");
+  const Visit unknown = Ask({false, kHash, nullptr}, "no such session");
+  EXPECT_EQ(unknown.page, "form");
+  EXPECT_THAT(unknown.log, Contains(HasSubstr("photos: check: -5 no such session")));
 }
 
 TEST(DevelopersPage, FormWithoutPassword_IsNoFailedLogin) {
@@ -174,7 +179,7 @@ TEST(DevelopersPage, FailedLookup_IsNotAnsweredAsAbsent) {
   const Visit visit = Post(kPassword);
 
   EXPECT_EQ(visit.page, "try later");
-  EXPECT_THAT(visit.log, testing::Contains(HasSubstr("no such table: entry")));
+  EXPECT_THAT(visit.log, Contains(HasSubstr("no such table: entry")));
 }
 
 TEST(DevelopersPage, FailedLookupInsideTheLogin_IsNotAnsweredAsAbsent) {
