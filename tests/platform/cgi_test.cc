@@ -25,7 +25,7 @@ using VEXO::platform::ParseForm;
 namespace {
 
 const char* const kFormType = "application/x-www-form-urlencoded";
-constexpr size_t kBound = 64 * 1024;
+constexpr size_t kBound = size_t{64} * 1024;
 
 class Context {
  public:

@@ -297,6 +297,7 @@ TEST(Popen, SeveralPipes_AreOpenAtOnceAndClosedInAnyOrder) {
 
 TEST(Popen, ManyThreads_EachGetTheirOwnProgram) {
   std::vector<std::thread> threads;
+  threads.reserve(8);
   std::vector<int> wrong(8, 0);
   for (int t = 0; t < 8; ++t) {
     threads.emplace_back([t, &wrong] {

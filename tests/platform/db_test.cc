@@ -403,6 +403,7 @@ TEST_F(DbLocks, SixteenProcessesSwitchANewFileToWriteAheadLoggingAtOnce_AllSucce
     int gate[2];
     ASSERT_EQ(pipe(gate), 0);
     std::vector<pid_t> children;
+    children.reserve(kProcesses);
     for (int i = 0; i < kProcesses; ++i) {
       children.push_back(StartTest([&] {
         close(gate[1]);

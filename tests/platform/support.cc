@@ -37,6 +37,15 @@ void InChild(const std::function<void()>& body) {
   EXPECT_TRUE(fakes::EndsWell(StartTest(body))) << "the child failed";
 }
 
+void InChildren(int count, const std::function<void(int number)>& body) {
+  std::vector<pid_t> children;
+  children.reserve(count);
+  for (int i = 0; i < count; ++i) children.push_back(StartTest([&body, i] { body(i); }));
+  for (const pid_t child : children) {
+    EXPECT_TRUE(fakes::EndsWell(child)) << "a child failed";
+  }
+}
+
 void BecomeForGood(uid_t id, const std::vector<gid_t>& groups) {
   ASSERT_EQ(setgroups(groups.size(), groups.data()), 0);
   ASSERT_EQ(setresgid(id, id, id), 0);
