@@ -302,7 +302,7 @@ TEST_F(AutoBlock, IPv6_CountsByItsSlash64) {
   });
 }
 
-TEST_F(AutoBlock, TextThatIsNoAddress_IsNeitherCountedNorBlocked) {
+TEST_F(AutoBlock, TextThatIsNotAnAddress_IsNeitherCountedNorBlocked) {
   InChild([] {
     for (const char* text : {"", "garbage", "1.2.3.4'; DROP TABLE failure; --"}) {
       EXPECT_EQ(AutoBlockFailLoginSet(text, "SHARING"), -1);
@@ -316,7 +316,7 @@ TEST_F(AutoBlock, TextThatIsNoAddress_IsNeitherCountedNorBlocked) {
   });
 }
 
-TEST_F(AutoBlock, Service_IsKeptWhateverItsText) {
+TEST_F(AutoBlock, Service_IsStoredUnchanged) {
   InChild([] {
     EXPECT_EQ(AutoBlockFailLoginSet("192.0.2.1", "it's; \"odd\""), 0);
     EXPECT_EQ(List()["192.0.2.1"].service, "it's; \"odd\"");
@@ -727,7 +727,7 @@ TEST_F(AutoBlock, ServiceWithOddCharacters_IsLoggedEscaped) {
   });
 }
 
-TEST_F(AutoBlock, TextThatIsNoAddress_IsNotLogged) {
+TEST_F(AutoBlock, TextThatIsNotAnAddress_IsNotLogged) {
   InChild([] {
     const LogCapture log;
     EXPECT_EQ(AutoBlockFailLoginSet("1.2.3.4 x", "SHARING"), -1);

@@ -314,7 +314,7 @@ TEST(Popen, ManyThreads_EachGetTheirOwnProgram) {
   EXPECT_FALSE(HasChild());
 }
 
-TEST(Popen, BlockedSignalsAndIgnoredSigpipe_AreNotHandedOn) {
+TEST(Popen, BlockedSignalsAndIgnoredSigpipe_AreNotInherited) {
   sigset_t blocked;
   sigset_t before;
   sigfillset(&blocked);
@@ -364,7 +364,7 @@ TEST(Pclose, InterruptedWait_GoesOn) {
   EXPECT_EQ(WEXITSTATUS(status), 5);
 }
 
-TEST(Pclose, StreamOfSomebodyElse_IsRefusedAndStaysOpen) {
+TEST(Pclose, StreamThatIsNotAPipe_IsRefusedAndStaysOpen) {
   FILE* const file = fopen("/dev/null", "r");
   ASSERT_NE(file, nullptr);
 
