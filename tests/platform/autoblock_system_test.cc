@@ -1,4 +1,3 @@
-#include <errno.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -9,9 +8,10 @@
 #include <sys/syscall.h>
 #include <sys/vfs.h>
 #include <syslog.h>
-#include <time.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <map>

@@ -1,11 +1,11 @@
 #include "vexo/cgi.h"
 
-#include <errno.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <string.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstring>
 #include <string>
 
 #include "cgi_text.h"

@@ -1,15 +1,15 @@
 #include "vexo/random.hpp"
 
-#include <errno.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <limits.h>
-#include <string.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <climits>
+#include <cstring>
 #include <set>
 #include <string>
 #include <thread>

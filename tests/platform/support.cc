@@ -2,8 +2,9 @@
 
 #include <grp.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <unistd.h>
+
+#include <cstdlib>
 
 #include "child_process.h"
 
