@@ -79,6 +79,12 @@ vexo_library_package(vexosharing libvexosharing.so.7
 now, logs a visitor in and checks their later requests.")
 set(CPACK_DEBIAN_VEXOSHARING_PACKAGE_RECOMMENDS vexosharing-tools)
 
+vexo_library_package(vexosharingc libvexosharingc.so.1
+  DEPENDS "libvexosharing7 (>= ${version})"
+  DESCRIPTION
+    "This is a small library for C programs that read a sharing link: its title,\n\
+project, protection, data and state.")
+
 vexo_package(development libvexosharing-dev
   SECTION libdevel
   DEPENDS ${development_depends} libjsoncpp-dev pkg-config

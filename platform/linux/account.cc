@@ -17,9 +17,9 @@ using VEXO::platform::CatchBadAlloc;
 namespace {
 
 constexpr size_t kFirstSize = 1024;
-constexpr size_t kLargestSize = 64 * 1024 * 1024;  // a group can have very many members
+constexpr size_t kLargestSize = size_t{1} << 26;  // a group can have very many members
 
-/// One record of the name service, with the memory that its texts stand in.
+/// One record of the name service, with the memory that holds its texts.
 template <class Record>
 struct Entry {
   Record record;
@@ -102,7 +102,8 @@ std::vector<gid_t> GroupIds(const passwd& user) {
   std::vector<gid_t> gids(32);
   int count = static_cast<int>(gids.size());
   while (getgrouplist(user.pw_name, user.pw_gid, gids.data(), &count) == -1) {
-    if (count <= static_cast<int>(gids.size())) return {};  // not a matter of room
+    if (count <= static_cast<int>(gids.size()))
+      return {};  // the list is not too small: it failed
     gids.resize(count);
   }
   gids.resize(count);
@@ -188,8 +189,7 @@ VLIBHash* VLIBGroupInfoHashGet(const char* user, int /*reserved1*/, int /*reserv
     std::set<std::string> names;
     for (const gid_t gid : gids) {
       Entry<group> entry;
-      if (FindGroup(gid, &entry))
-        names.insert(entry.record.gr_name);  // some have no name
+      if (FindGroup(gid, &entry)) names.insert(entry.record.gr_name);  // not all have one
     }
 
     auto* const table = static_cast<VLIBHash*>(malloc(sizeof(VLIBHash)));
@@ -203,8 +203,7 @@ VLIBHash* VLIBGroupInfoHashGet(const char* user, int /*reserved1*/, int /*reserv
     size_t slot = 0;
     for (const std::string& name : names) {
       table->keys[slot] = strdup(name.c_str());
-      if (table->keys[slot] ==
-          nullptr) {  // an incomplete set must not pass for the whole
+      if (table->keys[slot] == nullptr) {  // an incomplete set would be wrong
         VLIBHashFree(table);
         return nullptr;
       }

@@ -48,9 +48,9 @@ class Network {
 /// The client of a request that came in from `remote`.  Each proxy appends to `forwarded`
 /// (X-Forwarded-For, may be null) the address it was called from, some with a port:
 /// "192.0.2.1:1234", "[2001:db8::1]:1234".  The list is read from its right end for as
-/// long as the address at hand is a trusted proxy's.  Empty items do not count (RFC 9110,
-/// 5.6.1.2).  Where the list ends, or an item is not an address, that proxy itself is the
-/// client; a list of a trusted proxy without a usable address is logged once.
+/// long as the last address is that of a trusted proxy.  Empty items do not count (RFC
+/// 9110, 5.6.1.2).  Where the list ends, or an item is not an address, that proxy itself
+/// is the client; the first list of a trusted proxy without a usable address is logged.
 Address ClientAddress(const Address& remote, const char* forwarded,
                       const std::vector<Network>& trusted_proxies);
 

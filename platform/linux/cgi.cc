@@ -23,6 +23,7 @@
 
 using VEXO::platform::Address;
 using VEXO::platform::CatchBadAlloc;
+using VEXO::platform::CgiVariable;
 using VEXO::platform::TextMap;
 
 struct VexoCgiState {
@@ -45,39 +46,34 @@ constexpr const char* kPamService = "vexosharing";
 constexpr int kOk = 1;
 constexpr int kRefused = 0;
 
-const char* Environment(const char* name) {
-  const char* const value = getenv(name);
-  return value == nullptr ? "" : value;
-}
-
-void WipeResponses(pam_response* answers, int count) {
+void WipeResponses(pam_response* responses, int count) {
   for (int i = 0; i < count; ++i) {
-    if (answers[i].resp == nullptr) continue;
-    explicit_bzero(answers[i].resp, strlen(answers[i].resp));
-    free(answers[i].resp);
+    if (responses[i].resp == nullptr) continue;
+    explicit_bzero(responses[i].resp, strlen(responses[i].resp));
+    free(responses[i].resp);
   }
-  free(answers);
+  free(responses);
 }
 
-/// PAM's questions: the password is the answer to the ones asked without echo.  PAM wipes
-/// and releases the answers.
+/// The conversation function of PAM (pam_conv(3)): it answers prompts without echo with
+/// the password.  PAM wipes and releases the responses.
 int Converse(int count, const pam_message** messages, pam_response** out,
              void* password) {
   if (count <= 0 || count > PAM_MAX_NUM_MSG) return PAM_CONV_ERR;
-  auto* const answers = static_cast<pam_response*>(calloc(count, sizeof(pam_response)));
-  if (answers == nullptr) return PAM_BUF_ERR;
+  auto* const responses = static_cast<pam_response*>(calloc(count, sizeof(pam_response)));
+  if (responses == nullptr) return PAM_BUF_ERR;
   for (int i = 0; i < count; ++i) {
     const int style = messages[i]->msg_style;
     if (style == PAM_TEXT_INFO || style == PAM_ERROR_MSG) continue;
     if (style == PAM_PROMPT_ECHO_OFF) {
-      answers[i].resp = strdup(static_cast<const char*>(password));
+      responses[i].resp = strdup(static_cast<const char*>(password));
     }
-    if (answers[i].resp == nullptr) {
-      WipeResponses(answers, count);
+    if (responses[i].resp == nullptr) {
+      WipeResponses(responses, count);
       return style == PAM_PROMPT_ECHO_OFF ? PAM_BUF_ERR : PAM_CONV_ERR;
     }
   }
-  *out = answers;
+  *out = responses;
   return PAM_SUCCESS;
 }
 
@@ -100,7 +96,7 @@ class PamSession {
     if (handle_ != nullptr) pam_end(handle_, status_);
   }
 
-  /// Tells the modules where the visitor comes from and which cookies they sent.
+  /// Passes the address and the cookies of the visitor to the modules.
   void Describe(const TextMap& cookies) {
     if (status_ != PAM_SUCCESS) return;
     char address[65];
@@ -141,7 +137,7 @@ int VexoCgiInit(const char* /*name*/, VexoCgiContext* context) {
   return CatchBadAlloc(kRefused, [context] {
     auto state = std::make_unique<VexoCgiState>();
     state->request = VEXO::platform::CgiRequest::Current();
-    state->query = VEXO::platform::ParseForm(Environment("QUERY_STRING"));
+    state->query = VEXO::platform::ParseForm(CgiVariable("QUERY_STRING"));
     context->state = state.release();
     return kOk;
   });
@@ -150,7 +146,7 @@ int VexoCgiInit(const char* /*name*/, VexoCgiContext* context) {
 void VexoCgiLoadInCookies(VexoCgiContext* context) {
   if (context == nullptr || context->state == nullptr) return;
   CatchBadAlloc(kRefused, [context] {
-    context->state->cookies = VEXO::platform::ParseCookies(Environment("HTTP_COOKIE"));
+    context->state->cookies = VEXO::platform::ParseCookies(CgiVariable("HTTP_COOKIE"));
     return kOk;
   });
 }
@@ -213,7 +209,7 @@ int VexoCgiLogin(VexoCgiContext* context, char* out, size_t size,
 
 int VexoCgiGetRemoteIP(char* buffer, size_t size) {
   return CatchBadAlloc(-1, [buffer, size] {
-    const std::optional<Address> remote = Address::Parse(Environment("REMOTE_ADDR"));
+    const std::optional<Address> remote = Address::Parse(CgiVariable("REMOTE_ADDR"));
     if (!remote) {
       errno = EINVAL;
       return -1;

@@ -65,11 +65,6 @@ CgiRequest::Identity CurrentIdentity() {
   return identity;
 }
 
-const char* Environment(const char* name) {
-  const char* const value = getenv(name);
-  return value == nullptr ? "" : value;
-}
-
 /// Fills `body` from standard input.
 bool ReadBody(std::string* body) {
   size_t filled = 0;
@@ -84,6 +79,11 @@ bool ReadBody(std::string* body) {
 
 }  // namespace
 
+const char* CgiVariable(const char* name) {
+  const char* const value = getenv(name);
+  return value == nullptr ? "" : value;
+}
+
 std::shared_ptr<CgiRequest> CgiRequest::Current() {
   // Never destroyed: a context may be used while the process ends.
   static auto& current = *new std::shared_ptr<CgiRequest>;
@@ -94,22 +94,16 @@ std::shared_ptr<CgiRequest> CgiRequest::Current() {
       (unused && current->HasNextBody())) {
     current = std::make_shared<CgiRequest>(std::move(identity));
   }
-  base::Wipe(&identity.variables);  // the variables hold cookies
   return current;
-}
-
-CgiRequest::~CgiRequest() {
-  base::Wipe(&identity_.variables);
-  WipeValues(&form_);
 }
 
 const TextMap& CgiRequest::Form() {
   const std::lock_guard<std::mutex> lock(request_mutex);
   if (form_was_asked_) return form_;
   form_was_asked_ = true;
-  if (!IsFormType(Environment("CONTENT_TYPE"))) return form_;
+  if (!IsFormType(CgiVariable("CONTENT_TYPE"))) return form_;
   const std::optional<long> length =
-      base::ParseNumber(Environment("CONTENT_LENGTH"), 1L, kLargestBody);
+      base::ParseNumber(CgiVariable("CONTENT_LENGTH"), 1L, kLargestBody);
   if (!length) return form_;
 
   std::string body(*length, '\0');

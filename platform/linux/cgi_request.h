@@ -6,9 +6,13 @@
 #include <string>
 #include <utility>
 
+#include "base/wipe.h"
 #include "cgi_text.h"
 
 namespace VEXO::platform {
+
+/// The value of a variable of the request; empty when there is none.
+const char* CgiVariable(const char* name);
 
 /// The request that the process serves: its variables and its form.  Contexts of one
 /// request share one object, so that the form is read once.
@@ -24,6 +28,10 @@ class CgiRequest {
 
   /// For Current.
   struct Identity {
+    Identity() = default;
+    Identity(Identity&&) = default;
+    ~Identity() { base::Wipe(&variables); }  // cookies are among them
+
     std::string variables;
     dev_t input_device = 0;
     ino_t input_file = 0;
@@ -32,8 +40,7 @@ class CgiRequest {
   explicit CgiRequest(Identity&& identity) : identity_(std::move(identity)) {}
   CgiRequest(const CgiRequest&) = delete;
   CgiRequest& operator=(const CgiRequest&) = delete;
-  /// Overwrites what it holds: a form may contain a password.
-  ~CgiRequest();
+  ~CgiRequest() { WipeValues(&form_); }  // a form may contain a password
 
   /// The parameters of the form, read from standard input at the first call.  None when
   /// the body is not a form, of unknown length or over the bound: then not a byte of it

@@ -12,8 +12,8 @@ namespace VEXO::platform {
 struct Configuration {
   /// This number of failed logins inside the window blocks an address.
   long block_failures = 10;
-  long block_window_seconds = 5 * 60;
-  long block_duration_seconds = 60 * 60;
+  long block_window_seconds = 5L * 60;
+  long block_duration_seconds = 60L * 60;
   /// Addresses and CIDR networks, separated by commas or blanks, whose X-Forwarded-For
   /// header is trusted.
   std::vector<Network> trusted_proxies;

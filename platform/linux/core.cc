@@ -46,7 +46,7 @@ struct CloseStream {
 class SpawnPlan {
  public:
   SpawnPlan() {
-    // Neither can fail here: no memory is taken.
+    // Neither can fail here: they take no memory.
     posix_spawn_file_actions_init(&actions_);
     posix_spawnattr_init(&attributes_);
   }
@@ -95,7 +95,7 @@ FILE* StartProgram(const char* program, const char* mode, const char* const argv
     return nullptr;
   }
   std::list<Pipe>& pipes = Pipes();
-  std::list<Pipe> opened(1);  // whatever takes memory stands before the start
+  std::list<Pipe> opened(1);  // memory is taken before the program starts
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) == -1) return nullptr;
   UniqueFd read_end(ends[0]);

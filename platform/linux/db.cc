@@ -55,7 +55,7 @@ bool InTransaction(sqlite3* connection) {
   return sqlite3_get_autocommit(connection) == 0;
 }
 
-/// One call of VEXODBExecute: whatever its end, no wait and no unused lock outlives it.
+/// One call of VEXODBExecute: no wait and no unused lock outlives it, however it ends.
 class Call {
  public:
   explicit Call(VEXODB& db) : db_(db) { db_.wait.Start(); }
@@ -206,7 +206,7 @@ int VEXODBExecute(VEXODB* db, const char* sql, DBResult_tag** result) {
     rows = std::make_unique<DBResult_tag>();
     good = RunText(*db, sql, *rows, &inherited);
   } catch (const std::exception&) {
-    db->error = "out of memory";  // short enough to need none
+    db->error = "out of memory";  // short enough to take no memory
   }
   if (!good) {
     if (!inherited && InTransaction(connection)) {

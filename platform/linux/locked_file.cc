@@ -140,11 +140,11 @@ int LockedFile::Take(unsigned holder) {
   if (lock_.held()) return SQLITE_OK;
   if (wait_.JustFailed()) return SQLITE_BUSY;
   switch (lock_.Try()) {
-    case WriteLock::Answer::kTaken:
+    case WriteLock::Result::kTaken:
       return SQLITE_OK;
-    case WriteLock::Answer::kFailed:
+    case WriteLock::Result::kFailed:
       return SQLITE_IOERR_LOCK;
-    case WriteLock::Answer::kBusy:
+    case WriteLock::Result::kBusy:
       break;
   }
   found_write_lock_busy_ = holder == kWriter;
@@ -178,12 +178,12 @@ bool LockedFile::Wait() {
   found_write_lock_busy_ = false;
   for (int i = 0; i < kTriesWithoutSleep; ++i) {
     sched_yield();
-    if (lock_.TryAgain() != WriteLock::Answer::kBusy) return true;
+    if (lock_.TryAgain() != WriteLock::Result::kBusy) return true;
   }
   const WriteLock::Waiting waiting(lock_);
   while (wait_.Pause()) {
     // A failure is reported by the statement when it is repeated.
-    if (lock_.Try() != WriteLock::Answer::kBusy) return true;
+    if (lock_.Try() != WriteLock::Result::kBusy) return true;
   }
   return false;
 }

@@ -95,7 +95,7 @@ WriteLock::WriteLock() { ForkGuard::Instance().Add(this); }
 
 WriteLock::~WriteLock() { ForkGuard::Instance().Remove(this); }
 
-WriteLock::Answer WriteLock::Try() {
+WriteLock::Result WriteLock::Try() {
   failure_.clear();
   const auto now = std::chrono::steady_clock::now();
   if (file_.get() == -1 || now - looked_up_ > kLookUpInterval) {
@@ -105,16 +105,16 @@ WriteLock::Answer WriteLock::Try() {
   return TryAgain();
 }
 
-WriteLock::Answer WriteLock::TryAgain() {
+WriteLock::Result WriteLock::TryAgain() {
   held_ = SetLock(file_.get(), kWriterByte, F_WRLCK);
-  if (held_) return Answer::kTaken;
-  return errno == EAGAIN || errno == EACCES ? Answer::kBusy : Fail();
+  if (held_) return Result::kTaken;
+  return errno == EAGAIN || errno == EACCES ? Result::kBusy : Fail();
 }
 
-WriteLock::Answer WriteLock::Fail() {
+WriteLock::Result WriteLock::Fail() {
   failure_ = Path() + ": cannot lock: " + strerror(errno);
   syslog(LOG_ERR, "%s", failure_.c_str());
-  return Answer::kFailed;
+  return Result::kFailed;
 }
 
 bool WriteLock::Open() {

@@ -21,11 +21,11 @@ class WriteLock {
   /// `database` is the path of the database, whose owner and mode the lock file gets.
   void set_database(const std::string& database) { database_ = database; }
 
-  enum class Answer { kTaken, kBusy, kFailed };
+  enum class Result { kTaken, kBusy, kFailed };
   /// Tries to take the lock without waiting.  Creates a missing file.  Logs a failure.
-  Answer Try();
+  Result Try();
   /// The same just after Try was busy: the file is not looked up again.
-  Answer TryAgain();
+  Result TryAgain();
   bool held() const { return held_; }
   /// Releases the lock if it is held.
   void Release();
@@ -52,7 +52,7 @@ class WriteLock {
 
   void SetWaiting(bool waiting);
   bool Open();
-  Answer Fail();
+  Result Fail();
   bool IsReplaced() const;
   std::string Path() const { return database_ + "-lock"; }
 

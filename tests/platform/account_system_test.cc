@@ -32,7 +32,7 @@ class Accounts : public testing::Test {
   void SetUp() override {
     struct statfs status {};
     ASSERT_EQ(statfs(kGroups, &status), 0);
-    ASSERT_EQ(status.f_type, kTmpfs) << "this test belongs into the private namespace";
+    ASSERT_EQ(status.f_type, kTmpfs) << "this test must run in the private namespace";
     std::ifstream file(kGroups);
     before_.assign(std::istreambuf_iterator<char>(file), {});
   }

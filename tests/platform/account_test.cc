@@ -1,12 +1,12 @@
 #include "vexo/account.h"
 
-#include <errno.h>
 #include <gmock/gmock.h>
 #include <grp.h>
 #include <gtest/gtest.h>
 #include <pwd.h>
-#include <string.h>
 
+#include <cerrno>
+#include <cstring>
 #include <set>
 #include <string>
 

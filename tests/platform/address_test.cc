@@ -48,7 +48,7 @@ TEST(Address, Text_IsCanonical) {
   EXPECT_EQ(Canonical("::FFFF:c0a8:114"), "192.168.1.20");
 }
 
-TEST(Address, TextThatIsNoAddress_IsRefused) {
+TEST(Address, TextThatIsNotAnAddress_IsRefused) {
   for (const char* text :
        {"", " ", "localhost", "1.2.3", "1.2.3.4.5", "256.1.1.1", "1.2.3.4 ", "1.2.3.4:80",
         "[::1]", ":::", "fe80::1%eth0", "1.2.3.4/8", "01.2.3.4x"}) {
@@ -77,7 +77,7 @@ TEST(Network, Contains_ComparesThePrefixOnly) {
   EXPECT_FALSE(Contains("1.2.3.4", "1.2.3.5"));
 }
 
-TEST(Network, TextThatIsNone_IsRefused) {
+TEST(Network, TextThatIsNotANetwork_IsRefused) {
   for (const char* text :
        {"", "x", "/8", "10.0.0.0/", "10.0.0.0/33", "10.0.0.0/-1", "10.0.0.0/8x",
         "10.0.0.0/ 8", "::/129", "10.0.0/8", "10.0.0.0/99999999999999999999"}) {
@@ -85,7 +85,7 @@ TEST(Network, TextThatIsNone_IsRefused) {
   }
 }
 
-TEST(ClientAddress, RemoteThatIsNoTrustedProxy_IsTheClientWhateverItClaims) {
+TEST(ClientAddress, RemoteThatIsNotATrustedProxy_IsTheClientWhateverItClaims) {
   EXPECT_EQ(Client("203.0.113.5", "1.1.1.1"), "203.0.113.5");
 }
 
@@ -96,7 +96,7 @@ TEST(ClientAddress, TrustedProxy_NamesTheClientOnTheRight) {
   EXPECT_EQ(Client("2001:db8::1", "::ffff:1.1.1.1"), "1.1.1.1");
 }
 
-TEST(ClientAddress, OnlyTrustedProxies_AnswersTheFarthest) {
+TEST(ClientAddress, OnlyTrustedProxies_IsTheFarthest) {
   EXPECT_EQ(Client("10.0.0.1", "10.0.0.3, 10.0.0.2"), "10.0.0.3");
 }
 
@@ -112,7 +112,7 @@ TEST(ClientAddress, UnusableListOfATrustedProxy_IsLoggedOnce) {
   });
 }
 
-TEST(ClientAddress, NothingOrGarbageReported_AnswersTheProxyThatReportedIt) {
+TEST(ClientAddress, NothingOrGarbageReported_IsTheProxyThatReportedIt) {
   EXPECT_EQ(Client("10.0.0.1", nullptr), "10.0.0.1");
   EXPECT_EQ(Client("10.0.0.1", ""), "10.0.0.1");
   EXPECT_EQ(Client("10.0.0.1", "1.1.1.1, unknown"), "10.0.0.1");
@@ -134,7 +134,7 @@ TEST(ClientAddress, ItemsWithPorts_AreTheirAddresses) {
   EXPECT_EQ(Client("10.0.0.1", "192.0.2.1:65535, 10.0.0.2:0"), "192.0.2.1");
 }
 
-TEST(ClientAddress, ItemsThatAreAlmostAddresses_AreNone) {
+TEST(ClientAddress, ItemsThatAreAlmostAddresses_AreNotAddresses) {
   for (const char* item :
        {"192.0.2.1:", "192.0.2.1:65536", "192.0.2.1:x", "192.0.2.1:1:2", ":80", "[", "]",
         "[]", "[]:80", "[2001:db9::1", "[2001:db9::1]x",

@@ -1,4 +1,3 @@
-#include <errno.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -9,16 +8,16 @@
 #include <sys/syscall.h>
 #include <sys/vfs.h>
 #include <syslog.h>
-#include <time.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <string>
 #include <vector>
 
-#include "child_process.h"
 #include "log_capture.h"
 #include "support.h"
 #include "vexo/autoblock.h"
@@ -177,7 +176,7 @@ class AutoBlock : public testing::Test {
   void SetUp() override {
     struct statfs status {};
     ASSERT_EQ(statfs("/usr/vexo", &status), 0);
-    ASSERT_EQ(status.f_type, kTmpfs) << "this test belongs into the private namespace";
+    ASSERT_EQ(status.f_type, kTmpfs) << "this test must run in the private namespace";
     Clean();
   }
   void TearDown() override { Clean(); }
@@ -303,7 +302,7 @@ TEST_F(AutoBlock, IPv6_CountsByItsSlash64) {
   });
 }
 
-TEST_F(AutoBlock, TextThatIsNoAddress_IsNeitherCountedNorBlocked) {
+TEST_F(AutoBlock, TextThatIsNotAnAddress_IsNeitherCountedNorBlocked) {
   InChild([] {
     for (const char* text : {"", "garbage", "1.2.3.4'; DROP TABLE failure; --"}) {
       EXPECT_EQ(AutoBlockFailLoginSet(text, "SHARING"), -1);
@@ -317,7 +316,7 @@ TEST_F(AutoBlock, TextThatIsNoAddress_IsNeitherCountedNorBlocked) {
   });
 }
 
-TEST_F(AutoBlock, Service_IsKeptWhateverItsText) {
+TEST_F(AutoBlock, Service_IsStoredUnchanged) {
   InChild([] {
     EXPECT_EQ(AutoBlockFailLoginSet("192.0.2.1", "it's; \"odd\""), 0);
     EXPECT_EQ(List()["192.0.2.1"].service, "it's; \"odd\"");
@@ -326,7 +325,7 @@ TEST_F(AutoBlock, Service_IsKeptWhateverItsText) {
   });
 }
 
-TEST_F(AutoBlock, List_StopsWhenToldAndAllowsChangesMeanwhile) {
+TEST_F(AutoBlock, List_StopsOnRequestAndAllowsChangesMeanwhile) {
   InChild([] {
     for (const char* address : {"192.0.2.1", "192.0.2.2", "192.0.2.3"}) Fail(address, 1);
     int calls = 0;
@@ -381,7 +380,7 @@ TEST_F(AutoBlock, UnreadableConfiguration_IsLoggedAndTheDefaultsStay) {
   });
 }
 
-TEST_F(AutoBlock, FileMadeByRoot_BelongsToTheSystemAccount) {
+TEST_F(AutoBlock, FileCreatedByRoot_BelongsToTheSystemAccount) {
   InChild([] {
     umask(0777);
     Fail("192.0.2.1", 1);
@@ -395,7 +394,7 @@ TEST_F(AutoBlock, FileMadeByRoot_BelongsToTheSystemAccount) {
   });
 }
 
-TEST_F(AutoBlock, FileMadeByTheSystemAccount_ServesRootToo) {
+TEST_F(AutoBlock, FileCreatedByTheSystemAccount_ServesRootToo) {
   InChild([] {
     BecomeForGood(kSystem, {});
     Fail("192.0.2.1", 1);
@@ -435,7 +434,7 @@ TEST_F(AutoBlock, FailedCreation_IsLoggedAndLeavesNothingBehind) {
   EXPECT_TRUE(std::filesystem::is_empty(kFolder));
 }
 
-TEST_F(AutoBlock, DamagedFile_IsMovedAsideLoggedAndBegunAgain) {
+TEST_F(AutoBlock, DamagedFile_IsMovedAsideLoggedAndReplaced) {
   const std::string damage(8192, 'x');
   std::ofstream(kPath) << damage;
   InChild([] {
@@ -471,12 +470,7 @@ TEST_F(AutoBlock, DamagedPages_AreMovedAsideWithTheirJournalAndTheFailureIsCount
 
 TEST_F(AutoBlock, DamagedFile_SixteenProcessesAtOnce_LoseNoCountOfTheNewOne) {
   std::ofstream(kPath) << std::string(8192, 'x');
-  std::vector<pid_t> children;
-  for (int i = 0; i < 16; ++i) {
-    children.push_back(
-        StartTest([i] { Fail(("192.0.2." + std::to_string(i)).c_str(), 1); }));
-  }
-  for (const pid_t child : children) EXPECT_TRUE(fakes::EndsWell(child));
+  InChildren(16, [](int i) { Fail(("192.0.2." + std::to_string(i)).c_str(), 1); });
 
   InChild([] { EXPECT_THAT(List(), SizeIs(16)); });
   EXPECT_THAT(Damaged(), SizeIs(1));
@@ -733,7 +727,7 @@ TEST_F(AutoBlock, ServiceWithOddCharacters_IsLoggedEscaped) {
   });
 }
 
-TEST_F(AutoBlock, TextThatIsNoAddress_IsNotLogged) {
+TEST_F(AutoBlock, TextThatIsNotAnAddress_IsNotLogged) {
   InChild([] {
     const LogCapture log;
     EXPECT_EQ(AutoBlockFailLoginSet("1.2.3.4 x", "SHARING"), -1);
@@ -746,17 +740,13 @@ TEST_F(AutoBlock, ManyProcessesCountAtOnce_NoneIsLost) {
   constexpr int kProcesses = 16;
   constexpr int kCounts = 40;
   Configure("block_failures = 640\n");
-  std::vector<pid_t> children;
-  for (int i = 0; i < kProcesses; ++i) {
-    children.push_back(StartTest([i] {
-      if (i % 2 == 0) BecomeForGood(kSystem, {});
-      const LogCapture log;
-      Fail("192.0.2.1", kCounts - 1);
-      EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 0);
-      EXPECT_THAT(ErrorLines(log), IsEmpty());
-    }));
-  }
-  for (const pid_t child : children) EXPECT_TRUE(fakes::EndsWell(child));
+  InChildren(kProcesses, [](int i) {
+    if (i % 2 == 0) BecomeForGood(kSystem, {});
+    const LogCapture log;
+    Fail("192.0.2.1", kCounts - 1);
+    EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 0);
+    EXPECT_THAT(ErrorLines(log), IsEmpty());
+  });
 
   InChild([] {
     EXPECT_EQ(Failures("192.0.2.1"), kProcesses * (kCounts - 1));
@@ -768,17 +758,13 @@ TEST_F(AutoBlock, ManyProcessesCountAtOnce_NoneIsLost) {
   });
 }
 
-TEST_F(AutoBlock, ManyProcessesMakeTheFileAtOnce_NoCountIsLost) {
+TEST_F(AutoBlock, ManyProcessesCreateTheFileAtOnce_NoCountIsLost) {
   for (int round = 0; round < 20; ++round) {
     Clean();
-    std::vector<pid_t> children;
-    for (int i = 0; i < 8; ++i) {
-      children.push_back(StartTest([i] {
-        if (i % 2 == 0) BecomeForGood(kSystem, {});
-        Fail("192.0.2.1", 1);
-      }));
-    }
-    for (const pid_t child : children) EXPECT_TRUE(fakes::EndsWell(child));
+    InChildren(8, [](int i) {
+      if (i % 2 == 0) BecomeForGood(kSystem, {});
+      Fail("192.0.2.1", 1);
+    });
     InChild([] {
       EXPECT_EQ(Failures("192.0.2.1"), 8);
       ExpectOwner();

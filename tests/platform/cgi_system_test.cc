@@ -71,7 +71,7 @@ class CgiLogin : public testing::Test {
  protected:
   void SetUp() override {
     ASSERT_TRUE(IsPrivate("/usr/vexo") && IsPrivate(kPamService))
-        << "this test belongs into the private namespace";
+        << "this test must run in the private namespace";
   }
 };
 
@@ -130,7 +130,7 @@ TEST_F(CgiLogin, EffectiveRootOrRealRoot_IsEnough) {
   });
 }
 
-TEST_F(CgiLogin, SystemAccountWithGroupShadow_Asks) {
+TEST_F(CgiLogin, SystemAccountWithGroupShadow_ChecksPasswords) {
   const gid_t shadow = getgrnam("shadow")->gr_gid;
   InChild([shadow] {
     BecomeForGood(kSystem, {shadow});
@@ -149,7 +149,7 @@ TEST_F(CgiLogin, BareSystemAccount_IsRefusedAndTheLogSaysWhy) {
   });
 }
 
-TEST_F(CgiLogin, Modules_LearnTheAddressAndTheCookies) {
+TEST_F(CgiLogin, Modules_ReceiveTheAddressAndTheCookies) {
   const TempDir dir;
   const std::string tool = dir.Write(
       "tool", "#!/bin/sh\necho \"$PAM_RHOST|$HTTP_COOKIE\" > " + dir.Path("seen") + "\n");

@@ -1,11 +1,11 @@
 #include "vexo/cgi.h"
 
-#include <errno.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <string.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstring>
 #include <string>
 
 #include "cgi_text.h"
@@ -25,7 +25,7 @@ using VEXO::platform::ParseForm;
 namespace {
 
 const char* const kFormType = "application/x-www-form-urlencoded";
-constexpr size_t kBound = 64 * 1024;
+constexpr size_t kBound = size_t{64} * 1024;
 
 class Context {
  public:
@@ -324,11 +324,11 @@ TEST(CgiParam, GarbageLength_MeansNoForm) {
   }
 }
 
-TEST(CgiParam, FormThatEndsEarly_IsNone) {
+TEST(CgiParam, FormThatEndsEarly_IsNotUsed) {
   WithRequest(kFormType, "10", "a=2", [] { EXPECT_EQ(Context().Param("a"), "(none)"); });
 }
 
-TEST(CgiCookies, Header_IsTakenApart) {
+TEST(CgiCookies, Header_IsSplit) {
   EXPECT_THAT(ParseCookies("id=abc; other=\t1=2 ;id=second"),
               ElementsAre(Pair("id", "abc"), Pair("other", "1=2")));
 }
@@ -421,7 +421,7 @@ TEST(CgiRemoteIP, BufferThatIsTooSmall_IsMinus1AndUntouched) {
   EXPECT_STREQ(buffer, "192.0.2.7");
 }
 
-TEST(CgiDenied, TextThatIsNoAddress_IsNotBlocked) {
+TEST(CgiDenied, TextThatIsNotAnAddress_IsNotBlocked) {
   EXPECT_EQ(VexoCgiIsDeniedIP("garbage"), 0);
   EXPECT_EQ(VexoCgiIsDeniedIP(""), 0);
   EXPECT_EQ(VexoCgiIsDeniedIP(nullptr), 0);

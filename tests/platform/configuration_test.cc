@@ -84,7 +84,7 @@ TEST(Configuration, WrongLines_AreLoggedWithTheirNumberAndSkipped) {
                   HasSubstr(":9:"), HasSubstr(":10:"), HasSubstr(":11:")));
 }
 
-TEST(Configuration, KeyGivenTwice_TheLastCounts) {
+TEST(Configuration, KeyGivenTwice_TheLastApplies) {
   const Configuration configuration = Read(
       "block_failures = 5\nblock_failures = 6\n"
       "trusted_proxies = 10.0.0.1\ntrusted_proxies =\n");

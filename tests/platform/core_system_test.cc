@@ -81,7 +81,7 @@ class PrivateMove : public testing::Test {
 
 }  // namespace
 
-TEST(PopenAsRoot, EffectiveIds_AreTheChilds) {
+TEST(PopenAsRoot, EffectiveIds_AreInherited) {
   InChild([] {
     ASSERT_EQ(setresgid(-1, kSystem, -1), 0);
     ASSERT_EQ(setresuid(-1, kSystem, -1), 0);

@@ -1,15 +1,15 @@
 #include "vexo/core.h"
 
-#include <errno.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <stdlib.h>
-#include <string.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
 #include <string>
 #include <thread>
 #include <vector>
@@ -297,6 +297,7 @@ TEST(Popen, SeveralPipes_AreOpenAtOnceAndClosedInAnyOrder) {
 
 TEST(Popen, ManyThreads_EachGetTheirOwnProgram) {
   std::vector<std::thread> threads;
+  threads.reserve(8);
   std::vector<int> wrong(8, 0);
   for (int t = 0; t < 8; ++t) {
     threads.emplace_back([t, &wrong] {
@@ -313,7 +314,7 @@ TEST(Popen, ManyThreads_EachGetTheirOwnProgram) {
   EXPECT_FALSE(HasChild());
 }
 
-TEST(Popen, BlockedSignalsAndIgnoredSigpipe_AreNotHandedOn) {
+TEST(Popen, BlockedSignalsAndIgnoredSigpipe_AreNotInherited) {
   sigset_t blocked;
   sigset_t before;
   sigfillset(&blocked);
@@ -363,7 +364,7 @@ TEST(Pclose, InterruptedWait_GoesOn) {
   EXPECT_EQ(WEXITSTATUS(status), 5);
 }
 
-TEST(Pclose, StreamOfSomebodyElse_IsRefusedAndStaysOpen) {
+TEST(Pclose, StreamThatIsNotAPipe_IsRefusedAndStaysOpen) {
   FILE* const file = fopen("/dev/null", "r");
   ASSERT_NE(file, nullptr);
 

@@ -65,7 +65,7 @@ TEST_F(DbConnect, Folder_IsNull) {
   EXPECT_EQ(errno, EISDIR);
 }
 
-TEST_F(DbConnect, Fifo_IsNullAndNobodyWaits) {
+TEST_F(DbConnect, Fifo_IsNullAndDoesNotBlock) {
   ASSERT_EQ(mkfifo(dir.Path("fifo").c_str(), 0600), 0);
 
   EXPECT_EQ(Connect(dir.Path("fifo")), nullptr);
@@ -83,7 +83,7 @@ TEST_F(DbConnect, FileThatCanOnlyBeRead_IsNull) {
   });
 }
 
-TEST_F(DbConnect, FileThatIsNoDatabase_FailsAtTheFirstStatement) {
+TEST_F(DbConnect, FileThatIsNotADatabase_FailsAtTheFirstStatement) {
   const Database other = Connect(dir.Write("text", std::string(4096, 'x')));
   ASSERT_NE(other, nullptr);
   DBResult_tag* rows = reinterpret_cast<DBResult_tag*>(&dir);
@@ -93,7 +93,7 @@ TEST_F(DbConnect, FileThatIsNoDatabase_FailsAtTheFirstStatement) {
   EXPECT_THAT(VEXODBErrorGet(other.get()), HasSubstr("not a database"));
 }
 
-TEST_F(DbExecute, SeveralStatements_AnswersTheRowsOfTheLastThatHasColumns) {
+TEST_F(DbExecute, SeveralStatements_GiveTheRowsOfTheLastThatHasColumns) {
   const Rows rows =
       Ask(db,
           "CREATE TABLE t(v); INSERT INTO t VALUES('a'), ('b'); "
@@ -122,7 +122,7 @@ TEST_F(DbExecute, NoStatementHasColumns_IsAnEmptyResultAndNotNull) {
   }
 }
 
-TEST_F(DbExecute, ThirdStatementFails_StopsThereAndAnswersNoRows) {
+TEST_F(DbExecute, ThirdStatementFails_StopsThereWithoutRows) {
   ASSERT_TRUE(Executes(db, "CREATE TABLE t(v)"));
   DBResult_tag* rows = reinterpret_cast<DBResult_tag*>(&dir);
 
@@ -403,6 +403,7 @@ TEST_F(DbLocks, SixteenProcessesSwitchANewFileToWriteAheadLoggingAtOnce_AllSucce
     int gate[2];
     ASSERT_EQ(pipe(gate), 0);
     std::vector<pid_t> children;
+    children.reserve(kProcesses);
     for (int i = 0; i < kProcesses; ++i) {
       children.push_back(StartTest([&] {
         close(gate[1]);

@@ -14,8 +14,10 @@
 
 namespace {
 
-constexpr char kDisguise = 0x55;
 constexpr size_t kChunk = size_t{1} << 20;
+
+/// Disguises a character, or takes its disguise off.
+char Flip(char c) { return static_cast<char>(c ^ 0x55); }
 
 using Range = std::pair<std::uint64_t, std::uint64_t>;
 
@@ -40,21 +42,21 @@ std::vector<Range> WritableRanges() {
 }  // namespace
 
 Secret::Secret(std::string_view text) : disguised_(text.begin(), text.end()) {
-  for (char& c : disguised_) c ^= kDisguise;
+  for (char& c : disguised_) c = Flip(c);
 }
 
 Secret Secret::FromHex(const std::string& digits) {
   Secret secret;
   for (size_t i = 0; i + 1 < digits.size(); i += 2) {
     const int byte = std::stoi(digits.substr(i, 2), nullptr, 16);
-    secret.disguised_.push_back(static_cast<char>(byte ^ kDisguise));
+    secret.disguised_.push_back(Flip(static_cast<char>(byte)));
   }
   return secret;
 }
 
 const char* Secret::Reveal() {
   plain_.assign(disguised_.size() + 1, '\0');
-  for (size_t i = 0; i < disguised_.size(); ++i) plain_[i] = disguised_[i] ^ kDisguise;
+  for (size_t i = 0; i < disguised_.size(); ++i) plain_[i] = Flip(disguised_[i]);
   return plain_.data();
 }
 
@@ -62,7 +64,7 @@ void Secret::Hide() { explicit_bzero(plain_.data(), plain_.size()); }
 
 bool Secret::IsAt(const char* bytes) const {
   for (size_t i = disguised_.size() / 2; i < disguised_.size(); ++i) {
-    if ((*bytes++ ^ kDisguise) != disguised_[i]) return false;
+    if (Flip(*bytes++) != disguised_[i]) return false;
   }
   return true;
 }

@@ -1,15 +1,15 @@
 #include "vexo/random.hpp"
 
-#include <errno.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <limits.h>
-#include <string.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <climits>
+#include <cstring>
 #include <set>
 #include <string>
 #include <thread>
@@ -33,8 +33,10 @@ template <class Counts>
 double ChiSquare(const Counts& counts, double draws) {
   const double expected = draws / counts.size();
   double sum = 0;
-  for (const long count : counts)
-    sum += (count - expected) * (count - expected) / expected;
+  for (const long count : counts) {
+    const double distance = static_cast<double>(count) - expected;
+    sum += distance * distance / expected;
+  }
   return sum;
 }
 
@@ -48,7 +50,7 @@ constexpr int kLargestLag = 64;  // four times what is fetched from the kernel a
 double SerialDistance(const std::vector<int>& draws) {
   double largest = 0;
   for (int lag = 1; lag <= kLargestLag; ++lag) {
-    std::array<long, kSerialClasses * kSerialClasses> pairs{};
+    std::array<long, size_t{kSerialClasses} * kSerialClasses> pairs{};
     for (size_t i = lag; i < draws.size(); ++i) {
       ++pairs[draws[i - lag] * kSerialClasses + draws[i]];
     }
@@ -273,6 +275,7 @@ TEST(RandomString, SeveralThreads_ShareOneGenerator) {
   VEXORandom generator;
   std::array<std::vector<std::string>, 4> drawn;
   std::vector<std::thread> threads;
+  threads.reserve(drawn.size());
   for (auto& texts : drawn) {
     threads.emplace_back([&generator, &texts] {
       for (int i = 0; i < 500; ++i) {

@@ -2,8 +2,9 @@
 
 #include <grp.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <unistd.h>
+
+#include <cstdlib>
 
 #include "child_process.h"
 
@@ -35,6 +36,15 @@ pid_t StartTest(const std::function<void()>& body) {
 
 void InChild(const std::function<void()>& body) {
   EXPECT_TRUE(fakes::EndsWell(StartTest(body))) << "the child failed";
+}
+
+void InChildren(int count, const std::function<void(int number)>& body) {
+  std::vector<pid_t> children;
+  children.reserve(count);
+  for (int i = 0; i < count; ++i) children.push_back(StartTest([&body, i] { body(i); }));
+  for (const pid_t child : children) {
+    EXPECT_TRUE(fakes::EndsWell(child)) << "a child failed";
+  }
 }
 
 void BecomeForGood(uid_t id, const std::vector<gid_t>& groups) {

@@ -25,6 +25,10 @@ pid_t StartTest(const std::function<void()>& body);
 /// Starts one, waits for it, and expects that it ends well.
 void InChild(const std::function<void()>& body);
 
+/// Starts `count` of them, numbered from 0, which run at the same time, waits for them,
+/// and expects that each ends well.
+void InChildren(int count, const std::function<void(int number)>& body);
+
 /// Gives up root for good: all three ids become `id`, and the supplementary groups those
 /// given.  To be called in a child.
 void BecomeForGood(uid_t id, const std::vector<gid_t>& groups);

@@ -42,7 +42,7 @@ class Alarm {
     action.sa_handler = [](int) {};
     action.sa_flags = flags;
     sigaction(SIGALRM, &action, &before_);
-    const timeval interval = {0, milliseconds * 1000};
+    const timeval interval = {0, milliseconds * 1000L};
     const itimerval timer = {interval, interval};
     setitimer(ITIMER_REAL, &timer, nullptr);
   }

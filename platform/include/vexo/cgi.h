@@ -4,6 +4,11 @@
 
 /// @file
 /// The request that a CGI program serves (RFC 3875), as the platform sees it.
+///
+/// A process may serve one request after the other.  A new request begins when a request
+/// variable in the environment has changed (those of RFC 3875, REQUEST_* and UNIQUE_ID),
+/// or standard input (another file, or an earlier position in it).  A host that changes
+/// neither between two requests must put a new file in place of standard input.
 
 struct VexoCgiState;
 
@@ -34,7 +39,8 @@ void VexoCgiLoadInCookies(struct VexoCgiContext* context);
 
 /// Decoded value of a query or form parameter, owned by the context; null when there is
 /// none.  The query string is looked at first; the body only when it is
-/// application/x-www-form-urlencoded and within its bound.
+/// application/x-www-form-urlencoded and at most 64 KiB.  It is read once per request,
+/// for all contexts.
 const char* VexoCgiGetRequestParam(struct VexoCgiContext* context, const char* name,
                                    int reserved);
 
@@ -49,10 +55,11 @@ int VexoCgiLogin(struct VexoCgiContext* context, char* out, size_t size,
                  const struct VexoCgiLoginRequest* request);
 
 /// Writes the client's address in canonical form (IPv4-mapped IPv6 as IPv4).  -1 when
-/// there is none, it is no address, or it does not fit.
+/// there is none, it is not an address, or it does not fit.
 int VexoCgiGetRemoteIP(char* buffer, size_t size);
 
-/// 1 when the address is blocked now.
+/// 1 when logins from the address are refused now: it is blocked, or failed logins cannot
+/// be counted (vexo/autoblock.h).  Logs a refusal.
 int VexoCgiIsDeniedIP(const char* address);
 
 /// Releases what the context holds; a context that is all zeros is allowed.

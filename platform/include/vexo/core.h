@@ -29,6 +29,10 @@ int VEXOFSAclChmod(const char* path, int fd, mode_t mode);
 /// "r" reads its standard output.  Null on failure, also when the program cannot be
 /// executed.  The child runs with the ids in force and inherits no descriptor but 0, 1
 /// and 2.
+///
+/// A move by /bin/mv (arguments: a file of root's, and a folder with "/" at its end) is
+/// made private first: the file's mode becomes 0600, and what has its name in the folder
+/// is renamed and not overwritten.
 FILE* VLIBCPopen(const char* program, const char* mode, ...);
 
 /// The same with a whole argument vector, whose first element is the program's name.
