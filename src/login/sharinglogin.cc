@@ -124,8 +124,7 @@ bool IsListed(const Entry& entry, unsigned int uid, const std::set<unsigned int>
 ///
 /// @param params       with a user name, this user is logged in and checked
 /// @param[in,out] uid  without a user name, the user to check; otherwise receives the id
-/// of
-///                     the user who was logged in
+///                     of the user who was logged in
 /// @return kSuccess, kGeneralFailure, kUserNotListed or SHARING_LOGIN_REFUSED
 int CheckProtectUser(const Entry& entry, const _tag_sharing_login_params& params,
                      unsigned int& uid) {
