@@ -9,7 +9,6 @@
  * login is the environment variable SHARING_SID: every user of the machine can see the
  * arguments of a process. */
 
-#define _DEFAULT_SOURCE /* explicit_bzero */
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>

@@ -68,8 +68,7 @@ class SHARING_EXPORT Entry {
   /// the process has the classic C++ locale.
   ///
   /// @return false, with the row id set, when the data column is unreadable or the link
-  /// is
-  ///         not legal
+  ///         is not legal
   bool FromRow(const db::Row& row);
 
   /// Row id; 0 until the link has been stored or read.

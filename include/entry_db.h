@@ -52,10 +52,10 @@ class SHARING_EXPORT EntryDB {
   /// @param hash        hash of the link
   /// @param[out] entry  the link; unchanged when there is none
   /// @return false when there is none, when it is not legal, or when the statement
-  /// failed.
-  ///         With a new Entry, the row id is not 0 when there is a link that is not
-  ///         legal. To distinguish an absent link from a failure, call Count with the
-  ///         condition that SZK_HASH is the hash: it succeeds with 0 for an absent link.
+  ///         failed.  With a new Entry, the row id is not 0 when there is a link that is
+  ///         not legal.  To distinguish an absent link from a failure, call Count with
+  ///         the condition that SZK_HASH is the hash: it succeeds with 0 for an absent
+  ///         link.
   bool GetByHash(const std::string& hash, record::Entry& entry) const;
   /// Reads the link of a token, as GetById does.
   bool GetByToken(const record::Token& token, record::Entry& entry) const;
@@ -67,7 +67,7 @@ class SHARING_EXPORT EntryDB {
   /// Reads the links that match the condition, and clears the condition, also on failure.
   ///
   /// @param[out] out  the legal links; unchanged on failure.  Unreadable rows are left
-  /// out.
+  ///                  out.
   bool Query(std::vector<record::Entry>& out) const;
 
   /// Deletes the links that have expired or reached their use limit, if they allow it

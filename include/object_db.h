@@ -48,8 +48,7 @@ class SHARING_EXPORT ObjectDB {
   ///
   /// @tparam T        Entry, Session or Token of namespace VEXO::sharing::record
   /// @param[out] out  the legal records; unchanged on failure.  Rows that are unreadable
-  /// or
-  ///                  not legal are left out.
+  ///                  or not legal are left out.
   template <class T>
   bool Query(std::vector<T>& out) const;
 

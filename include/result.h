@@ -23,8 +23,7 @@ class SHARING_EXPORT Field {
   /// ignored.
   ///
   /// @param def  result when the text does not begin with a number, or the number does
-  /// not
-  ///             fit
+  ///             not fit
   int AsInt(int def);
   /// As AsInt, unsigned.  A negative number wraps around.
   unsigned int AsUInt(unsigned int def);

@@ -53,8 +53,7 @@ class SHARING_EXPORT SessionDB {
   /// @param session_id    the random id that the visitor carries
   /// @param[out] session  the session; unchanged when there is none
   /// @return false when there is none, or when it has expired.  With a new Session, the
-  /// row
-  ///         id is not 0 for an expired session.
+  ///         row id is not 0 for an expired session.
   bool GetBySessionId(const std::string& session_id, record::Session& session) const;
 
   /// Counts the sessions that match the condition.  The condition is kept.

@@ -38,8 +38,7 @@ SHARING_EXPORT bool MD5HashPassword(const std::string& password, std::string& ou
 /// Draws a random number.
 ///
 /// @param probability  how often the result is true, in whole hundredths: 0.05 for one
-/// call
-///                     in twenty; 1 or more for always; less than 0.01 for never
+///                     call in twenty; 1 or more for always; less than 0.01 for never
 SHARING_EXPORT bool IsProbabilityHit(float probability);
 
 /// Splits a text at each occurrence of a delimiter.
@@ -47,8 +46,7 @@ SHARING_EXPORT bool IsProbabilityHit(float probability);
 /// @param[out] out   the pieces that are not empty
 /// @param text       the text; may be an element of `out`
 /// @param delimiter  one or more characters, which separate as a whole.  An empty
-/// delimiter
-///                   separates nothing.
+///                   delimiter separates nothing.
 /// @return false for a null delimiter
 SHARING_EXPORT bool StringExplode(std::vector<std::string>& out, const std::string& text,
                                   const char* delimiter);
@@ -64,8 +62,7 @@ SHARING_EXPORT std::string GetRealUsername(const char* name);
 /// @param name       the name, in any form that GetRealUsername accepts
 /// @param[out] user  the user; the caller releases it with VEXOUserFree
 /// @return false, logged, when there is no such user.  A lookup that failed in another
-/// way
-///         returns true, and `user` may then be null.
+///         way returns true, and `user` may then be null.
 SHARING_EXPORT bool UserGet(const char* name, VEXOUSER*& user);
 
 /// Reads the groups of a user.
@@ -119,8 +116,7 @@ enum _tag_SHARING_URL_TYPE : int {
 /// @param[out] url   the URL; at most 4095 bytes are read
 /// @param[out] type  kind of the URL
 /// @return false, logged, when the tool cannot be run or prints fewer than two lines.
-/// When
-///         only the second line is missing, `url` is set.
+///         When only the second line is missing, `url` is set.
 SHARING_EXPORT bool GetSharingURL(const std::string& first, int number, bool flag,
                                   const std::string& fourth, const std::string& fifth,
                                   std::string& url, _tag_SHARING_URL_TYPE& type);

@@ -10,7 +10,7 @@ struct VEXODB;
 
 namespace VEXO::sharing::db {
 
-/// The work of BaseDB.
+/// The implementation of BaseDB.
 class BaseDBPrivate {
  public:
   BaseDBPrivate(std::string path, unsigned int mode);
@@ -35,13 +35,14 @@ class BaseDBPrivate {
               int id);
   bool Delete(const std::string& table, int id);
 
-  /// Every later statement fails with the "db is not good." line.
+  /// Makes every later statement fail; each logs "db is not good.".
   void SetNotGood();
 
  private:
-  /// Makes the file when it is missing.
+  /// Creates the file when it is missing.
   bool CreateFile(unsigned int mode) const;
-  /// False, logged, only when the scope is not in force.
+  /// False, logged, when the process cannot run as the system account.  When the file
+  /// cannot be opened, the result is true and `connection_` is null.
   bool Connect();
   /// Sets the connection's pragmas.
   bool Init();

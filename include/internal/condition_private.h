@@ -7,7 +7,7 @@ namespace VEXO::sharing::db {
 
 class BaseDB;
 
-/// The work of Condition.
+/// The implementation of Condition.
 class ConditionPrivate {
  public:
   explicit ConditionPrivate(BaseDB& db);
@@ -22,12 +22,12 @@ class ConditionPrivate {
   std::string GetSQL() const;
 
  private:
-  /// A column-equals-value term, or a raw one when `column` is empty.
+  /// A condition that a column has a value, or SQL text when `column` is empty.
   struct _tag_where__ {
     std::string column;
     std::string value;
     std::string clause;
-    bool with_and;  // false: joined to the term before with OR
+    bool with_and;  // false: joined to the previous term with OR
   };
   struct _tag_order__ {
     std::string column;

@@ -7,13 +7,13 @@
 
 namespace VEXO::sharing::db {
 
-/// The work of EntryDB.
+/// The implementation of EntryDB.
 class EntryDBPrivate : public ObjectDB {
  public:
   explicit EntryDBPrivate(BaseDB& db);
 
   using ObjectDB::Delete;
-  bool Delete(int id) override;  // as the base does: every store has a slot of its own
+  bool Delete(int id) override;  // the same; part of the binary interface
 
   bool CreateWithHash(record::Entry& entry);
   bool GetByHash(const std::string& hash, record::Entry& entry) const;

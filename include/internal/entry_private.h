@@ -66,9 +66,9 @@ class EntryPrivate : public Object {
   Json::Value private_data_{Json::objectValue};
 
  private:
-  /// The object of the data column.
+  /// The JSON object of the data column.
   Json::Value DataObject() const;
-  /// Takes the members of the data column; throws Json::Exception for one of the wrong
+  /// Reads the members of the data column.  Throws Json::Exception when one has the wrong
   /// type.
   void FromData(const Json::Value& data);
 };

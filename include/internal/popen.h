@@ -4,11 +4,11 @@
 
 namespace VEXO::sharing {
 
-/// Owns a pipe that reads the output of a program, and closes it at its end.
+/// A pipe from the output of a program, which the destructor closes.
 class Popen {
  public:
-  /// Starts the program at `path` with a whole argument vector, ended by a null pointer.
-  /// A failure is logged and leaves `file` null.
+  /// Starts the program at `path` with an argument vector that ends with a null pointer.
+  /// When that fails, the failure is logged and `file` is null.
   Popen(const char* path, const char* const argv[]);
   ~Popen();
   Popen(const Popen&) = delete;

@@ -7,13 +7,13 @@
 
 namespace VEXO::sharing::db {
 
-/// The work of SessionDB.
+/// The implementation of SessionDB.
 class SessionDBPrivate : public ObjectDB {
  public:
   explicit SessionDBPrivate(BaseDB& db);
 
   using ObjectDB::Delete;
-  bool Delete(int id) override;  // as the base does: every store has a slot of its own
+  bool Delete(int id) override;  // the same; part of the binary interface
   bool PurgeExpired(float probability);
 
   bool CreateWithSessionId(record::Session& session);

@@ -7,7 +7,7 @@ class SharingDB;
 /// Brings the schema of a sharing database up to date.
 class SharingDBPrivate {
  public:
-  /// Migrates `owner`, which holds this object.
+  /// Upgrades the schema of `owner`, which owns this object.
   explicit SharingDBPrivate(SharingDB* owner);
 
   bool migrated() const { return migrated_; }

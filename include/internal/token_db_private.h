@@ -7,13 +7,13 @@
 
 namespace VEXO::sharing::db {
 
-/// The work of TokenDB.
+/// The implementation of TokenDB.
 class TokenDBPrivate : public ObjectDB {
  public:
   explicit TokenDBPrivate(BaseDB& db);
 
   using ObjectDB::Delete;
-  bool Delete(int id) override;  // as the base does: every store has a slot of its own
+  bool Delete(int id) override;  // the same; part of the binary interface
   bool PurgeExpired(float probability);
 
   bool GetBySessionEntry(const record::Session& session, const record::Entry& entry,

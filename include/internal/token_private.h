@@ -20,7 +20,7 @@ class TokenPrivate : public Object {
   int entry_id_ = 0;
   int session_id_ = 0;
   long timeout_ = 0;
-  std::string unused_;  // part of the record's layout; nothing reads or writes it
+  std::string unused_;  // part of the binary layout; not used
 };
 
 }  // namespace VEXO::sharing::record

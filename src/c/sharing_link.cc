@@ -35,7 +35,8 @@ int Read(const char* hash, Entry& entry) {
   const EntryDB links(db);
   if (links.GetByHash(hash, entry)) return SHARING_LINK_FOUND;
   if (entry.get_id() != 0) return SHARING_LINK_UNREADABLE;
-  // The lookup does not tell an absent link from a failed statement; counting does.
+  // The lookup fails for an absent link and for a failed statement; Count only for the
+  // latter.
   links.GetCondition().Where(SZK_HASH, hash);
   int count = 0;
   return links.Count(count) && count == 0 ? SHARING_LINK_ABSENT : SHARING_LINK_FAILED;
@@ -86,7 +87,7 @@ int VexoSharingLinkGetState(const VexoSharingLink* link) {
   if (entry.get_expire_at() > 0 && entry.get_expire_at() < now) {
     return SHARING_LINK_EXPIRED;
   }
-  // The rule of the login, which is stricter by one use than Entry::IsValid.
+  // The rule of the login.  Entry::IsValid allows one use more.
   const bool limited = entry.get_expire_times() > 0;
   return limited && entry.get_use_count() >= entry.get_expire_times()
              ? SHARING_LINK_USE_LIMIT_REACHED

@@ -52,16 +52,14 @@ BaseDBPrivate::~BaseDBPrivate() {
 }
 
 bool BaseDBPrivate::CreateFile(unsigned int mode) const {
-  if (VLIBCFileExist(path_.c_str()) != 0) {
-    return true;
-  }
+  if (VLIBCFileExist(path_.c_str()) != 0) return true;
   const RunAs system(kSystemUid, kSystemGid, kSource, 220);
   if (!system) {
     LogError("%s:%d (%u) failed to run as system\n\n", kSource, 228, Pid());
     return false;
   }
   if (VLIBCFileExist(path_.c_str()) != 0) {
-    return true;  // it stands in a folder that the caller's own account cannot look into
+    return true;  // in a directory that the caller's account cannot read
   }
   if (VLIBCFileTouch(path_.c_str()) == -1) {
     LogError("%s:%d (%u) create database failed on %s\n\n", kSource, 222, Pid(),
@@ -99,13 +97,9 @@ void BaseDBPrivate::SetNotGood() { good_ = false; }
 
 bool BaseDBPrivate::IsRoot() const {
   struct stat status = {};
-  if (VLIBCFileStat(path_.c_str(), 1, &status) == -1) {
-    return false;
-  }
+  if (VLIBCFileStat(path_.c_str(), 1, &status) == -1) return false;
   const passwd* const user = getpwuid(status.st_uid);
-  if (user == nullptr || strcmp(user->pw_name, kRootName) != 0) {
-    return false;
-  }
+  if (user == nullptr || strcmp(user->pw_name, kRootName) != 0) return false;
   const group* const owner_group = getgrgid(status.st_gid);
   return owner_group != nullptr && strcmp(owner_group->gr_name, kRootName) == 0;
 }
@@ -122,7 +116,7 @@ bool BaseDBPrivate::MoveRootDB() const {
     LogError("%s:%d VLIBCPopen failed, path=%s", kSource, 285, path_.c_str());
     return false;
   }
-  return VLIBCPclose(mover) != 0;  // the inverted sense is wanted: callers rely on it
+  return VLIBCPclose(mover) != 0;  // inverted on purpose: callers rely on it
 }
 
 bool BaseDBPrivate::Execute(const std::string& sql, Result* result) {
@@ -148,19 +142,17 @@ bool BaseDBPrivate::Run(const std::string& sql, DBResult_tag** handle) {
     return false;
   }
   if (VEXODBExecute(connection_, sql.c_str(), handle) == -1) {
-    last_error_ = VEXODBErrorGet(connection_);  // the caller reads it; not logged here
+    last_error_ = VEXODBErrorGet(connection_);  // for the caller; not logged here
     return false;
   }
   return true;
-}  // `system` ends here: the caller's ids are back before the result is used
+}  // `system` restores the caller's ids before the result is used
 
 std::string BaseDBPrivate::GetLastError() const { return last_error_; }
 std::string BaseDBPrivate::GetLastQuery() const { return last_query_; }
 
 bool BaseDBPrivate::GetLastInsertId(int& id) const {
-  if (!IsGood()) {
-    return false;
-  }
+  if (!IsGood()) return false;
   id = static_cast<int>(sqlite3_last_insert_rowid(VEXODBSqliteHandle(connection_)));
   return true;
 }
@@ -173,15 +165,13 @@ bool BaseDBPrivate::InTransaction() const {
 bool BaseDBPrivate::Begin() { return Execute("BEGIN TRANSACTION", nullptr); }
 
 bool BaseDBPrivate::Commit() {
-  if (Execute("COMMIT", nullptr)) {
-    return true;
-  }
+  if (Execute("COMMIT", nullptr)) return true;
   Execute("ROLLBACK", nullptr);
   return false;
 }
 
 std::string BaseDBPrivate::Escape(const std::string& text) const {
-  // One byte more than the platform is told of, so that the text always ends in a 0.
+  // One byte more than the size passed, so that the text always ends with NUL.
   std::vector<char> buffer(2 * text.size() + 1);
   if (VEXODBEscapeStringEX2(0, buffer.data(), 2 * text.size(), text.c_str(),
                             text.size()) == -1) {

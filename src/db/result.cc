@@ -20,7 +20,7 @@ T Extract(std::istream& stream, T def) {
 }  // namespace
 
 Field::Field(const std::string& text) : text_(text), stream_(text) {
-  stream_.imbue(std::locale::classic());  // whatever locale the program has set
+  stream_.imbue(std::locale::classic());  // in any locale of the program
 }
 
 Field::~Field() = default;
@@ -47,13 +47,13 @@ float Field::AsFloat(float def) {
   return Extract(stream_, def);
 }
 
-// The narrow reading is wanted: "true" and "01" are false, and so is no text at all.
+// On purpose "true", "01" and the empty text are false.
 bool Field::AsBool(bool /*def*/) {
   Clear();
   return stream_.str() == "1";
 }
 
-// An empty column stays an empty text: the default is wanted to have no effect.
+// On purpose the default has no effect: an empty column is an empty text.
 const std::string& Field::AsString(const std::string& /*def*/) { return text_; }
 
 Row::Row() = default;
@@ -65,9 +65,7 @@ void Row::SetResult(DBResult_tag* handle) { handle_ = handle; }
 void Row::SetRow(unsigned int row) { row_ = row; }
 
 Field Row::GetField(const std::string& column) const {
-  if (!IsGood()) {
-    return Field("");
-  }
+  if (!IsGood()) return Field("");
   return Field(TextOrThrow(VEXODBFetchField(handle_, row_, column.c_str())));
 }
 
@@ -84,9 +82,7 @@ bool Result::IsGood() const { return handle_ != nullptr; }
 void Result::SetResult(DBResult_tag* handle) { handle_ = handle; }
 
 bool Result::NextRow(Row& row) {
-  if (VEXODBFetchRow(handle_, &cursor_) == -1) {
-    return false;
-  }
+  if (VEXODBFetchRow(handle_, &cursor_) == -1) return false;
   row.SetResult(handle_);
   row.SetRow(cursor_);
   return true;

@@ -11,15 +11,15 @@ namespace {
 
 const char kName[] = "IF_RUN_AS";
 
-// To setresuid(2) and setresgid(2), an id that stays as it is.
+// The value with which setresuid(2) and setresgid(2) keep an id.
 constexpr uid_t kKeepUid = static_cast<uid_t>(-1);
 constexpr gid_t kKeepGid = static_cast<gid_t>(-1);
 
 bool SetUid(uid_t uid) { return setresuid(kKeepUid, uid, kKeepUid) != -1; }
 bool SetGid(gid_t gid) { return setresgid(kKeepGid, gid, kKeepGid) != -1; }
 
-// The way from the effective ids `from` to the ids `to` leads by root, which alone may
-// take any id.  Each step is true when it is done or not needed.
+// Only root may take any id, so the switch from the effective ids `from` to the ids `to`
+// takes user id 0 first.  A step returns true when it succeeded or was not needed.
 
 bool TakeRoot(uid_t from, uid_t to) {
   return from == kRootUid || from == to || SetUid(kRootUid);
@@ -43,12 +43,13 @@ RunAs::RunAs(uid_t uid, gid_t gid, const char* source, int line)
 }
 
 RunAs::~RunAs() {
-  const int saved_errno = errno;  // the reason of what failed inside the scope
+  const int saved_errno = errno;  // for a failure inside the scope
   const uid_t uid = geteuid();
   const gid_t gid = getegid();
   bool back = TakeRoot(uid, caller_uid_);
   if (back) {
-    // Root must not be kept for a group id that cannot be set.
+    // The user id is restored even if the group id cannot be: the process must not stay
+    // root.
     const bool group = GoToGid(gid, caller_gid_);
     back = GoToUid(uid, caller_uid_) && group;
   }

@@ -4,18 +4,19 @@
 
 namespace VEXO::sharing::db {
 
-// The account that owns the database, and the one that a recovery needs.
+// The system account, which owns the database, and root, for the recovery.
 constexpr uid_t kSystemUid = 1;
 constexpr gid_t kSystemGid = 1;
 constexpr uid_t kRootUid = 0;
 constexpr gid_t kRootGid = 0;
 
-/// A block that runs under other effective user and group ids, and puts the caller's back
-/// at its end.  Real and saved ids stay.  The switch is process-wide.  Failures are
-/// logged; whoever opens a scope must test that it is in force.
+/// A scope with other effective user and group ids.  The destructor restores the ids of
+/// the caller.  Real and saved ids are not changed.  The switch applies to the whole
+/// process. Failures are logged.  The caller must check that the scope is in force.
 class RunAs {
  public:
-  /// `source` and `line` name the opener in the log; `source` outlives the scope.
+  /// @param source  name of the caller's source file for the log; must outlive the scope
+  /// @param line    line number for the log
   RunAs(uid_t uid, gid_t gid, const char* source, int line);
   ~RunAs();
   RunAs(const RunAs&) = delete;

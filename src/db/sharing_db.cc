@@ -35,12 +35,10 @@ bool SharingDBPrivate::Migration() {
     LogError("%s:%d (%u) user_version is not correct\n\n", kSource, 52, Pid());
     return false;
   }
-  if (!row.IsGood()) {
-    return false;
-  }
+  if (!row.IsGood()) return false;
   const int version = row.GetField("user_version").AsInt(0);
   if (version >= kSchemaVersion) {
-    return true;  // a newer file is accepted as it is
+    return true;  // a newer schema is used as it is
   }
   for (int target = version + 1; target <= kSchemaVersion; ++target) {
     if (!MigrateTo(target)) {

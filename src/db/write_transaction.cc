@@ -17,9 +17,7 @@ WriteTransaction::~WriteTransaction() {
 }
 
 bool WriteTransaction::Commit() {
-  if (!open_) {
-    return good_;
-  }
+  if (!open_) return good_;
   open_ = false;
   return db_.Commit();
 }

@@ -4,10 +4,10 @@ namespace VEXO::sharing::db {
 
 class BaseDB;
 
-/// A write transaction: it takes the write lock when it begins, so no other process can
-/// change what it has read.  Rolled back on destruction unless committed.  Inside a
-/// transaction of the caller it does nothing; the caller commits or rolls back.  Destroy
-/// it before any store used in it: the checkpoint at a store's end fails inside a
+/// A write transaction.  It takes the write lock when it begins, so no other process can
+/// change what it has read.  The destructor rolls back a transaction that was not
+/// committed.  Inside a transaction of the caller it does nothing.  Destroy it before the
+/// stores that are used in it, since the checkpoint of a store fails inside a
 /// transaction.
 class WriteTransaction {
  public:
@@ -16,14 +16,14 @@ class WriteTransaction {
   WriteTransaction(const WriteTransaction&) = delete;
   WriteTransaction& operator=(const WriteTransaction&) = delete;
 
-  /// Whether a transaction is open: this one or the caller's.
+  /// Whether a transaction is open, either this one or one of the caller.
   explicit operator bool() const { return good_; }
-  /// False when the commit failed; the transaction is then rolled back.
+  /// Commits.  When that fails, the transaction is rolled back.
   bool Commit();
 
  private:
   BaseDB& db_;
-  bool open_;  // false inside a transaction of the caller
+  bool open_;  // false in a transaction of the caller
   const bool good_;
 };
 

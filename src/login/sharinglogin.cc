@@ -63,10 +63,11 @@ constexpr int kGeneralFailure = SHARING_LOGIN_GENERAL_FAILURE;
 static_assert(kSuccess == SHARING_CHECK_SUCCESS &&
               kGeneralFailure == SHARING_CHECK_GENERAL_FAILURE);
 
-// A result of the user protection check, beside those two and SHARING_LOGIN_REFUSED.
+// A result of the user protection check, in addition to these two and
+// SHARING_LOGIN_REFUSED.
 constexpr int kUserNotListed = -6;
 
-/// Releases a CGI context in every case, also after a failed initialisation.
+/// A CGI context, which the destructor releases, also after a failed initialization.
 class CgiContext {
  public:
   CgiContext() = default;
@@ -85,14 +86,13 @@ long NewDeadline() { return time(nullptr) + kLifetime; }
 /// The client's address.
 bool GetRemoteIP(std::string& address) {
   char buffer[kAddressSize] = {};
-  if (VexoCgiGetRemoteIP(buffer, sizeof buffer) == -1) {
-    return false;
-  }
+  if (VexoCgiGetRemoteIP(buffer, sizeof(buffer)) == -1) return false;
   address = buffer;
   return true;
 }
 
-/// Hands a session id of the appliance that the page passed on to the login that follows.
+/// Passes a session id of the appliance, which the page sent, on to the login that
+/// follows.
 bool TakeCookies(VexoCgiContext* context) {
   VexoCgiLoadInCookies(context);
   const char* const sid = VexoCgiGetRequestParam(context, kSidParameter, 0);
@@ -107,7 +107,7 @@ bool LogIn(VexoCgiContext* context, const _tag_sharing_login_params& params) {
                                        kLoginApplication, kLoginReserved1,
                                        kLoginReserved2};
   char output[kLoginOutputSize] = {};
-  return VexoCgiLogin(context, output, sizeof output, &request) == 1;
+  return VexoCgiLogin(context, output, sizeof(output), &request) == 1;
 }
 
 bool IsListed(const Entry& entry, unsigned int uid, const std::set<unsigned int>& gids) {
@@ -120,8 +120,12 @@ bool IsListed(const Entry& entry, unsigned int uid, const std::set<unsigned int>
                      [&gids](unsigned int gid) { return gids.count(gid) != 0; });
 }
 
-/// Whether a user-protected link admits the user: the one of `params`, who is logged in
-/// and whose id is written to `uid`, or else the one whose id stands in `uid`.
+/// Whether a user-protected link admits a user.
+///
+/// @param params       with a user name, this user is logged in and checked
+/// @param[in,out] uid  without a user name, the user to check; otherwise receives the id
+///                     of the user who was logged in
+/// @return kSuccess, kGeneralFailure, kUserNotListed or SHARING_LOGIN_REFUSED
 int CheckProtectUser(const Entry& entry, const _tag_sharing_login_params& params,
                      unsigned int& uid) {
   CgiContext context;
@@ -130,27 +134,24 @@ int CheckProtectUser(const Entry& entry, const _tag_sharing_login_params& params
   }
   VEXOUSER* found = nullptr;
   if (params.username != nullptr) {
-    if (!LogIn(context.get(), params)) {
-      return SHARING_LOGIN_REFUSED;
-    }
-    if (!UserGet(params.username, found)) {
-      return kGeneralFailure;
-    }
+    if (!LogIn(context.get(), params)) return SHARING_LOGIN_REFUSED;
+    if (!UserGet(params.username, found)) return kGeneralFailure;
   } else if (VEXOUserGetByUID(uid, &found) != 0) {
     return kGeneralFailure;
   }
   const UserRecord user(found);
   std::set<unsigned int> gids;
-  if (!UserGroupsGet(user.get(), gids)) {
-    return kGeneralFailure;
-  }
+  if (!UserGroupsGet(user.get(), gids)) return kGeneralFailure;
   if (params.username != nullptr) {
     uid = user->uid;
   }
   return IsListed(entry, user->uid, gids) ? kSuccess : kUserNotListed;
 }
 
-/// The login's answer to the link's protection; counts a failed login where there is one.
+/// Checks the protection of a link for a login, and counts a failed login.
+///
+/// @param[out] uid  id of the user whom a user-protected link admits
+/// @return one of VexoSharingLoginResult
 int CheckProtection(const Entry& entry, const _tag_sharing_login_params& params,
                     const std::string& address, bool suppress_autoblock,
                     unsigned int& uid) {
@@ -183,7 +184,7 @@ int CheckProtection(const Entry& entry, const _tag_sharing_login_params& params,
 /// session that was found is not stored yet.
 bool RenewSession(SessionDB& sessions, const char* session_id, const std::string& address,
                   Session& session) {
-  // An expired session is found too, by its row id, and revived.
+  // An expired session has a row id too, and is used again.
   const bool known =
       session_id != nullptr &&
       (sessions.GetBySessionId(session_id, session) || session.get_id() != 0);
@@ -192,7 +193,8 @@ bool RenewSession(SessionDB& sessions, const char* session_id, const std::string
   return known || sessions.CreateWithSessionId(session);
 }
 
-/// Stores the session's token for the link.  One that has expired counts as none.
+/// Moves the deadline of the session's token for the link, or creates a token if there is
+/// none that has not expired.
 bool RenewToken(TokenDB& tokens, const Session& session, const Entry& entry,
                 Token& token) {
   if (tokens.GetBySessionEntry(session, entry, token)) {
@@ -237,9 +239,7 @@ int VexoSharingLogin(std::string& out, const _tag_sharing_login_params* params,
     return kGeneralFailure;
   }
   std::string address;
-  if (!GetRemoteIP(address)) {
-    return kGeneralFailure;
-  }
+  if (!GetRemoteIP(address)) return kGeneralFailure;
   if (VexoCgiIsDeniedIP(address.c_str()) == 1) {
     LogError("%s:%d VexoAutoBlockIsDeniedIP %s", kSource, __LINE__, address.c_str());
     return SHARING_LOGIN_ADDRESS_BLOCKED;
@@ -252,9 +252,7 @@ int VexoSharingLogin(std::string& out, const _tag_sharing_login_params* params,
   }
   unsigned int uid = UID_ERR;
   const int admitted = CheckProtection(entry, *params, address, suppress_autoblock, uid);
-  if (admitted != kSuccess) {
-    return admitted;
-  }
+  if (admitted != kSuccess) return admitted;
   if (!VexoSharingIncreaseUseCount(params->hash)) {
     LogError("%s:%d update entry use count fail", kSource, __LINE__);
   }
@@ -287,11 +285,9 @@ int VexoSharingIsAuthorized(const _tag_sharing_login_params* params) {
   Entry entry;
   if (!db.IsGood()) {
     LogError("%s:%d db is not good", kSource, __LINE__);
-    if (!db.IsRoot()) {
-      return kGeneralFailure;
-    }
+    if (!db.IsRoot()) return kGeneralFailure;
     LogError("%s:%d db ownner is root", kSource, __LINE__);
-    db.MoveRootDB();  // the next process that opens the database makes a fresh one
+    db.MoveRootDB();  // the next process that opens the database creates a new one
   }
   if (params == nullptr || params->session_id == nullptr || params->hash == nullptr) {
     return kGeneralFailure;
@@ -301,7 +297,7 @@ int VexoSharingIsAuthorized(const _tag_sharing_login_params* params) {
     LogError("%s:%d invalid ip", kSource, __LINE__);
     return kGeneralFailure;
   }
-  // A record that exists but is no longer legal is found too: by its row id.
+  // A record that exists but is no longer legal has a row id.
   if (!sessions.GetBySessionId(params->session_id, session) && session.get_id() == 0) {
     return SHARING_CHECK_NO_SESSION;
   }
@@ -351,10 +347,8 @@ bool VexoSharingLogout(const std::string& hash, const std::string& session_id) {
   EntryDB entries(db);
   SessionDB sessions(db);
   TokenDB tokens(db);
-  if (!db.IsGood()) {
-    return false;
-  }
-  // A record that has expired is found too, by its row id: the token must go.
+  if (!db.IsGood()) return false;
+  // A record that has expired has a row id: its token is deleted too.
   Session session;
   if (!sessions.GetBySessionId(session_id, session) && session.get_id() == 0) {
     LogError("%s:%d get session failed", kSource, __LINE__);
@@ -376,16 +370,12 @@ bool VexoSharingLogout(const std::string& hash, const std::string& session_id) {
 bool VexoSharingIncreaseUseCount(const std::string& hash) {
   SharingDB& db = SharingDB::Instance();
   EntryDB entries(db);
-  if (!db.IsGood()) {
-    return false;
-  }
-  // Update writes the whole row: without the transaction it would overwrite a concurrent
-  // change of the link, or lose another use.
+  if (!db.IsGood()) return false;
+  // Update writes the whole row.  Without the transaction it could overwrite a concurrent
+  // change of the link or lose another use.
   WriteTransaction counting(db);
   Entry entry;
-  if (!counting || !entries.GetByHash(hash, entry)) {
-    return false;
-  }
+  if (!counting || !entries.GetByHash(hash, entry)) return false;
   entry.inc_use_count();
   return entries.Update(entry) && counting.Commit();
 }
@@ -394,9 +384,7 @@ bool VexoSharingIncreaseUseCount(const std::string& hash) {
 
 int VexoSharingLogin(char* buf, size_t size, const _tag_sharing_login_params* params,
                      int flag) {
-  if (buf == nullptr || size == 0) {
-    return kGeneralFailure;
-  }
+  if (buf == nullptr || size == 0) return kGeneralFailure;
   std::string session_id;
   const int result = VEXO::VexoSharingLogin(session_id, params, flag == 1);
   session_id.copy(buf, size);

@@ -35,13 +35,11 @@ const char* ProtectTypeText(Entry::ProtectType type) {
   }
 }
 
-// The three readers are not the writers' inverse, and are wanted so: what they do not
-// know is read as the strictest protection, as the most eager redirect, and as MD5.
+// On purpose these functions accept any text: an unknown text is read as the strictest
+// protection, as the redirect that always applies, and as MD5.
 
 Entry::ProtectType ProtectTypeFromText(const std::string& text) {
-  if (text == SZK_PROTECT_PROTECT_NONE) {
-    return Entry::PROTECT_NONE;
-  }
+  if (text == SZK_PROTECT_PROTECT_NONE) return Entry::PROTECT_NONE;
   return text == SZK_PROTECT_PROTECT_PASSWORD ? Entry::PROTECT_PASSWORD
                                               : Entry::PROTECT_USER;
 }
@@ -58,9 +56,7 @@ const char* RedirectTypeText(Entry::RedirectType type) {
 }
 
 Entry::RedirectType RedirectTypeFromText(const std::string& text) {
-  if (text == SZK_REDIRECT_REDIRECT_NONE) {
-    return Entry::REDIRECT_NONE;
-  }
+  if (text == SZK_REDIRECT_REDIRECT_NONE) return Entry::REDIRECT_NONE;
   return text == SZK_REDIRECT_REDIRECT_URLPARAM ? Entry::REDIRECT_URLPARAM
                                                 : Entry::REDIRECT_ALWAYS;
 }
@@ -84,7 +80,8 @@ Json::Value JsonArray(const std::vector<T>& values) {
   return array;
 }
 
-/// A list, or null for an empty one; throws like the conversions when it is neither.
+/// Returns an array, or null for an empty one; throws, like the conversions, for any
+/// other value.
 const Json::Value& ListOrNull(const Json::Value& value) {
   if (!value.isArray() && !value.isNull()) {
     Json::throwLogicError("not a list");
@@ -111,7 +108,8 @@ std::vector<std::string> NamesFromJson(const Json::Value& array) {
 using NameToId = bool (*)(const std::string& name, unsigned int& id);
 using IdToName = bool (*)(const unsigned int& id, std::string& name);
 
-/// Sorts names into the ids of those that resolve and the rest, which stay names.
+/// Divides names into the ids of those that are found and the names of those that are
+/// not.
 void SplitNames(const std::vector<std::string>& names, NameToId to_id,
                 std::vector<unsigned int>& ids, std::vector<std::string>& extra_names) {
   std::vector<unsigned int> resolved;
@@ -128,7 +126,7 @@ void SplitNames(const std::vector<std::string>& names, NameToId to_id,
   extra_names = std::move(unresolved);
 }
 
-/// The ids, and those of the names that resolve by now.
+/// The ids, and those of the names that are found now.
 std::vector<unsigned int> AllIds(const std::vector<unsigned int>& ids,
                                  const std::vector<std::string>& extra_names,
                                  NameToId to_id) {
@@ -142,7 +140,7 @@ std::vector<unsigned int> AllIds(const std::vector<unsigned int>& ids,
   return all;
 }
 
-/// The names of the ids that resolve, and the names that never did.
+/// The names of the ids that are found, and the names without ids.
 std::vector<std::string> AllNames(const std::vector<unsigned int>& ids,
                                   const std::vector<std::string>& extra_names,
                                   IdToName to_name) {
@@ -164,7 +162,7 @@ std::string TimeText(long seconds, const char* format) {
   if (seconds == 0 || format == nullptr || localtime_r(&moment, &local) == nullptr) {
     return "";
   }
-  return {text, strftime(text, sizeof text, format, &local)};
+  return {text, strftime(text, sizeof(text), format, &local)};
 }
 
 long TimeFromText(const std::string& text, const char* format) {
@@ -235,7 +233,7 @@ bool EntryPrivate::FromRow(const db::Row& row) {
   use_count_ = ReadField(row, SZK_USE_COUNT).AsInt(0);
   auto_gc_ = ReadField(row, SZK_AUTO_GC).AsInt(0) != 0;
 
-  app_ = Json::Value();  // a record whose data does not read must never be legal
+  app_ = Json::Value();  // a record with unreadable data is never legal
   Json::Value data;
   if (!ParseJson(ReadField(row, SZK_DATA).AsString(""), data) || !data.isObject()) {
     return false;
@@ -319,7 +317,8 @@ bool EntryPrivate::IsValid() const {
   SHARING_REFUSE_IF(356, !enabled_, "! enabled_");
   SHARING_REFUSE_IF(357, start_at_ > 0 && start_at_ > now,
                     "0 < start_at_ && start_at_ > timeNow");
-  // Both limits are strict, unlike the purge's: the last second and the last use count.
+  // Both limits are inclusive, unlike those of the purge: in the last second and after
+  // the last use the link is still valid.
   SHARING_REFUSE_IF(358, expire_at_ > 0 && expire_at_ < now,
                     "0 < expire_at_ && timeNow > expire_at_");
   SHARING_REFUSE_IF(359, expire_times_ > 0 && use_count_ > expire_times_,
@@ -348,9 +347,7 @@ void EntryPrivate::SetProtectPassword(const std::string& password, bool need_has
 }
 
 bool EntryPrivate::IsPasswordValid(const std::string& password) const {
-  if (protect_type_ != Entry::PROTECT_PASSWORD) {
-    return true;
-  }
+  if (protect_type_ != Entry::PROTECT_PASSWORD) return true;
   std::string hash;
   const bool hashed =
       protect_password_algo_ == Entry::ENCRYPT_ALGO_DEFAULT
@@ -396,7 +393,7 @@ void EntryPrivate::SetProtectGroups(const std::vector<std::string>& names) {
 
 std::string EntryPrivate::OwnerUser() const {
   std::string name;
-  UIDToUser(owner_uid_, name);  // the name of a deleted account is empty
+  UIDToUser(owner_uid_, name);  // empty for a deleted account
   return name;
 }
 

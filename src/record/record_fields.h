@@ -8,11 +8,11 @@
 
 namespace VEXO::sharing::record {
 
-/// The named column of a row; an empty field, and so the reader's default, when the
-/// result has no such column.
+/// Reads a column of a row.  A missing column is an empty field, which converts to the
+/// default.
 db::Field ReadField(const db::Row& row, const char* column);
 
-/// Pairs column names and value texts by position.
+/// The values by column name.
 std::map<std::string, std::string> PairFields(const std::vector<std::string>& columns,
                                               const std::vector<std::string>& values);
 

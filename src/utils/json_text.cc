@@ -11,9 +11,8 @@ namespace VEXO::sharing {
 
 namespace {
 
-/// The parser reads real numbers by the program's global C++ locale, where "1.5" need not
-/// be one.  A program that has set another is given the plain one for as long as this
-/// lives.
+/// Sets the classic C++ locale for the lifetime of the object, since the parser reads
+/// real numbers in the global locale of the program.
 class PlainLocale {
  public:
   PlainLocale() {
@@ -24,7 +23,8 @@ class PlainLocale {
   ~PlainLocale() {
     if (caller_ != std::locale::classic()) {
       std::locale::global(caller_);
-      setlocale(LC_ALL, caller_c_.c_str());  // an unnamed C++ locale does not restore it
+      setlocale(LC_ALL,
+                caller_c_.c_str());  // a C++ locale without a name does not restore it
     }
   }
   PlainLocale(const PlainLocale&) = delete;
@@ -42,13 +42,11 @@ bool ParseJson(const std::string& text, Json::Value& out) {
     Json::Value value;
     Json::Reader reader;
     const PlainLocale plain;
-    if (!reader.parse(text, value, false)) {
-      return false;
-    }
+    if (!reader.parse(text, value, false)) return false;
     out = std::move(value);
     return true;
   } catch (const Json::Exception&) {
-    return false;  // nested too deep
+    return false;  // nested too deeply
   }
 }
 

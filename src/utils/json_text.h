@@ -6,11 +6,13 @@
 
 namespace VEXO::sharing {
 
-/// Reads a JSON text.  False, with `out` as it was, when it does not parse or is nested
-/// deeper than the parser allows.
+/// Parses a JSON text.
+///
+/// @param[out] out  the value; unchanged on failure
+/// @return false when the text is not JSON or is nested deeper than the parser allows
 bool ParseJson(const std::string& text, Json::Value& out);
 
-/// The value as one line of JSON, with UTF-8 kept as it is.
+/// The value as one line of JSON in UTF-8; no character beyond ASCII is escaped.
 std::string JsonText(const Json::Value& value);
 
 }  // namespace VEXO::sharing

@@ -13,8 +13,8 @@ inline unsigned int Pid() { return static_cast<unsigned int>(getpid()); }
 /// `errno` of the failing call reaches "%m".
 #define LogError(...) syslog(LOG_ERR, __VA_ARGS__)
 
-/// Logs and answers false when `condition` holds.  Line and text are what operators
-/// search for, so they are given and not made from the code.
+/// Logs and returns false when `condition` is true.  Operators search for line and text,
+/// so both are given and do not depend on the code.
 #define SHARING_REFUSE_IF(line, condition, text)                                  \
   do {                                                                            \
     if (condition) {                                                              \

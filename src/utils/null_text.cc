@@ -4,7 +4,7 @@
 
 namespace VEXO::sharing {
 
-// The standard library raises the same error by itself, but need not.
+// The standard library throws the same error, but does not guarantee it.
 std::string TextOrThrow(const char* text) {
   if (text == nullptr) {
     throw std::logic_error("basic_string::_M_construct null not valid");

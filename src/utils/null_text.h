@@ -4,7 +4,7 @@
 
 namespace VEXO::sharing {
 
-/// The text at `text`; throws std::logic_error for null.
+/// A copy of `text`.  Throws std::logic_error for null.
 std::string TextOrThrow(const char* text);
 
 }  // namespace VEXO::sharing

@@ -4,7 +4,8 @@
 
 namespace VEXO::sharing {
 
-/// A stream that writes numbers in plain decimal, whatever locale the program has set.
+/// A stream that writes numbers in decimal without grouping, in any locale of the
+/// program.
 class PlainStream : public std::ostringstream {
  public:
   PlainStream();

@@ -14,7 +14,7 @@ namespace {
 
 constexpr size_t kSha1Length = 20;
 
-/// Writes each byte as two lower-case hex digits, and a terminating 0.
+/// Writes each byte as two lower-case hexadecimal digits, and a terminating NUL.
 void WriteHex(const unsigned char* bytes, size_t length, char* text) {
   for (size_t i = 0; i < length; ++i) {
     snprintf(text + 2 * i, 3, "%02x", bytes[i]);
@@ -26,7 +26,7 @@ void WriteHex(const unsigned char* bytes, size_t length, char* text) {
 bool Sha1WithSaltHashPassword(const std::string& password, const std::string& salt,
                               std::string& out) {
   std::string message;
-  // One buffer, so that one wipe is enough.
+  // Reserved, so that no copy of the password stays behind when the text grows.
   message.reserve(password.size() + salt.size());
   message.append(password).append(salt);
   const WipeAtEnd wipe_message(message.data(), message.size());
@@ -35,12 +35,10 @@ bool Sha1WithSaltHashPassword(const std::string& password, const std::string& sa
   gcry_control(GCRYCTL_INITIALIZATION_FINISHED, 0);
   const size_t length = gcry_md_get_algo_dlen(GCRY_MD_SHA1);
   const std::unique_ptr<char[]> text(new (std::nothrow) char[2 * length + 1]);
-  if (!text) {
-    return false;
-  }
+  if (!text) return false;
 
   unsigned char digest[kSha1Length];
-  const WipeAtEnd wipe_digest(digest, sizeof digest);
+  const WipeAtEnd wipe_digest(digest, sizeof(digest));
   const WipeAtEnd wipe_text(text.get(), 2 * length + 1);
   gcry_md_hash_buffer(GCRY_MD_SHA1, digest, message.data(), message.size());
   WriteHex(digest, length, text.get());
@@ -49,21 +47,19 @@ bool Sha1WithSaltHashPassword(const std::string& password, const std::string& sa
 }
 
 bool MD5HashPassword(const std::string& password, std::string& out) {
-  if (password.empty()) {
-    return false;
-  }
+  if (password.empty()) return false;
   MD5_CTX context;
   unsigned char digest[MD5_DIGEST_LENGTH];
   char text[2 * MD5_DIGEST_LENGTH + 1];
-  const WipeAtEnd wipe_context(&context, sizeof context);
-  const WipeAtEnd wipe_digest(digest, sizeof digest);
-  const WipeAtEnd wipe_text(text, sizeof text);
+  const WipeAtEnd wipe_context(&context, sizeof(context));
+  const WipeAtEnd wipe_digest(digest, sizeof(digest));
+  const WipeAtEnd wipe_text(text, sizeof(text));
   if (MD5_Init(&context) < 1 ||
       MD5_Update(&context, password.data(), password.size()) < 1 ||
       MD5_Final(digest, &context) < 1) {
     return false;
   }
-  WriteHex(digest, sizeof digest, text);
+  WriteHex(digest, sizeof(digest), text);
   out = text;
   return true;
 }

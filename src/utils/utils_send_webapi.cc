@@ -17,21 +17,15 @@ const char kTool[] = "/usr/vexo/bin/vexowebapi";
 
 constexpr size_t kChunkSize = 4096;
 
-/// Appends "name=value" for every member of `params`; false when one has no text form
-/// that an argument can carry.
+/// Appends "name=value" for every member of `params`.  False when a member has no text
+/// form, or one with a NUL.
 bool AppendParams(const Json::Value& params, std::vector<std::string>& arguments) {
-  if (!params.isObject() && !params.isNull()) {
-    return false;
-  }
+  if (!params.isObject() && !params.isNull()) return false;
   for (const std::string& name : params.getMemberNames()) {
     const Json::Value& value = params[name];
-    if (!value.isConvertibleTo(Json::stringValue)) {
-      return false;
-    }
+    if (!value.isConvertibleTo(Json::stringValue)) return false;
     arguments.push_back(name + "=" + value.asString());
-    if (arguments.back().find('\0') != std::string::npos) {
-      return false;
-    }
+    if (arguments.back().find('\0') != std::string::npos) return false;
   }
   return true;
 }
@@ -48,6 +42,7 @@ bool SendWebapi(Json::Value& out, const std::string& api, int version,
     return false;
   }
   std::vector<const char*> argv;
+  argv.reserve(arguments.size() + 1);
   for (const std::string& argument : arguments) {
     argv.push_back(argument.c_str());
   }
@@ -60,7 +55,7 @@ bool SendWebapi(Json::Value& out, const std::string& api, int version,
   }
   std::string output;
   char chunk[kChunkSize];
-  while (const size_t count = fread(chunk, 1, sizeof chunk, tool.file)) {
+  while (const size_t count = fread(chunk, 1, sizeof(chunk), tool.file)) {
     output.append(chunk, count);
   }
   if (!ParseJson(output, out)) {

@@ -12,8 +12,8 @@ const char kSource[] = "utils_sharing_url";
 
 const char kTool[] = "/usr/vexo/bin/vexosharingurl";
 
-constexpr int BUF_SIZE_ = 4096;
-constexpr int TYPE_BUF_SIZE_ = 4;
+constexpr int kUrlSize = 4096;
+constexpr int kTypeSize = 4;
 
 }  // namespace
 
@@ -35,17 +35,17 @@ bool GetSharingURL(const std::string& first, int number, bool flag,
     return false;
   }
 
-  char url_line[BUF_SIZE_] = {};
-  SHARING_REFUSE_IF(__LINE__, fgets(url_line, sizeof url_line, tool.file) == nullptr,
+  char url_line[kUrlSize] = {};
+  SHARING_REFUSE_IF(__LINE__, fgets(url_line, sizeof(url_line), tool.file) == nullptr,
                     "NULL == fgets(szUrl, BUF_SIZE_, file.file)");
   std::string line = url_line;
   if (!line.empty()) {
-    line.pop_back();  // the line end, or whatever stands there
+    line.pop_back();  // the line end, or another character
   }
   url = line;  // set even when the second line is missing
 
-  char type_line[TYPE_BUF_SIZE_] = {};
-  SHARING_REFUSE_IF(__LINE__, fgets(type_line, sizeof type_line, tool.file) == nullptr,
+  char type_line[kTypeSize] = {};
+  SHARING_REFUSE_IF(__LINE__, fgets(type_line, sizeof(type_line), tool.file) == nullptr,
                     "NULL == fgets(szType, TYPE_BUF_SIZE_, file.file)");
   type = static_cast<_tag_SHARING_URL_TYPE>(atoi(type_line));
   return true;

@@ -11,19 +11,17 @@ bool IsProbabilityHit(float probability) {
   const int drawn = generator.random(0, 99);
   const float percent = probability * 100.0F;
   if (!(percent >= 1.0F)) {
-    return false;  // also for what is no number
+    return false;  // also when it is not a number
   }
-  // Beyond 100 every draw hits, and the conversion below would not be defined.
+  // From 100 on every draw hits.  The conversion of a larger number may be undefined.
   return percent >= 100.0F || drawn < static_cast<int>(percent);
 }
 
 bool StringExplode(std::vector<std::string>& out, const std::string& text,
                    const char* delimiter) {
-  if (delimiter == nullptr) {
-    return false;
-  }
+  if (delimiter == nullptr) return false;
   const size_t width = strlen(delimiter);
-  std::vector<std::string> pieces;  // `text` may be one of the texts in `out`
+  std::vector<std::string> pieces;  // `text` may be an element of `out`
   size_t begin = 0;
   while (begin < text.size()) {
     const size_t found = width == 0 ? std::string::npos : text.find(delimiter, begin);
@@ -32,9 +30,7 @@ bool StringExplode(std::vector<std::string>& out, const std::string& text,
       pieces.push_back(text.substr(begin, end - begin));
     }
     begin = end + width;
-    if (found == std::string::npos) {
-      break;
-    }
+    if (found == std::string::npos) break;
   }
   out = std::move(pieces);
   return true;

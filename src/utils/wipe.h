@@ -1,11 +1,11 @@
 #pragma once
 
-#include <string.h>
+#include <cstring>
 
 namespace VEXO::sharing {
 
-/// Overwrites the bytes of a buffer when it ends, so that no secret stays in released
-/// memory.  The buffer must outlive it and must not move.
+/// Overwrites a buffer with zeros in its destructor, so that released memory has no
+/// secret. The buffer must outlive the object and must not move.
 class WipeAtEnd {
  public:
   WipeAtEnd(void* bytes, size_t size) : bytes_(bytes), size_(size) {}

@@ -10,7 +10,7 @@
 namespace fakes {
 
 pid_t StartChild(const std::function<bool()>& work) {
-  fflush(nullptr);  // or the child would print what waits in the buffers once more
+  fflush(nullptr);  // or the child would print the buffered output again
   const pid_t child = fork();
   if (child == -1) {
     perror("fork");

@@ -11,10 +11,10 @@ namespace fakes {
 
 /// The running test's platform, or null outside a test.
 Platform* PlatformOrNull();
-/// The same; ends the program when there is none.
+/// As above; ends the program when there is none.
 Platform& CurrentPlatform();
 
-/// Forgets every fake database without a connection and empties the tables of the others.
+/// Deletes the fake databases without a connection and empties the tables of the others.
 void ResetDatabases();
 /// Paths of the databases that have connections.
 std::vector<std::string> ConnectedDatabases();

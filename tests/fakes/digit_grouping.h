@@ -5,7 +5,7 @@
 
 namespace fakes {
 
-/// While it lives the program's C++ locale writes 1234567.5 as 1.234.567,5.
+/// During its lifetime the C++ locale of the program writes 1234567.5 as 1.234.567,5.
 class DigitGrouping {
  public:
   DigitGrouping()

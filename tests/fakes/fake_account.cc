@@ -69,7 +69,7 @@ int VEXOUserLoginNameConvert(const char* name, char* buffer, size_t size, int re
     converted = name;
   }
   if (converted.empty() || converted.size() >= size) return 0;
-  std::memset(buffer, 0, size);  // so that a size beyond the buffer does not pass unseen
+  std::memset(buffer, 0, size);  // so that a sanitizer finds a size beyond the buffer
   converted.copy(buffer, size);
   return static_cast<int>(converted.size());
 }

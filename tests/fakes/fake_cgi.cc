@@ -62,7 +62,7 @@ int VexoCgiLogin(VexoCgiContext* context, char* out, size_t size,
                  const VexoCgiLoginRequest* request) {
   Platform& platform = CurrentPlatform();
   ExpectInitialised(context, "VexoCgiLogin");
-  std::memset(out, 0, size);  // so that a size beyond the buffer does not pass unseen
+  std::memset(out, 0, size);  // so that a sanitizer finds a size beyond the buffer
   if (platform.Refuse(CallText("VexoCgiLogin", request->username, size))) return 0;
   const std::string username = request->username ? request->username : "";
   const std::string password = request->password ? request->password : "";

@@ -20,7 +20,7 @@ struct Database {
   int connections = 0;
 };
 
-// Lives as long as the process: the library's one handle outlives every test.
+// For the lifetime of the process, since the library's handle outlives every test.
 std::map<std::string, Database>& Databases() {
   static auto* const databases = new std::map<std::string, Database>;
   return *databases;

@@ -21,13 +21,13 @@ bool MayTake(const Platform& platform, unsigned int wanted, unsigned int real,
          wanted == effective;
 }
 
-// The ids of the running test; root's outside a test, where SQLite and others may ask.
+// The ids of the running test; those of root outside a test.
 Ids CurrentIds() {
   const Platform* const platform = fakes::PlatformOrNull();
   return platform ? platform->ids : Ids{0, 0, 0, 0};
 }
 
-// Sets the real and effective id; there is no saved one apart from the real one.
+// Sets the real and the effective id.  The saved id is always the real one.
 int SetIds(Platform& platform, unsigned int real, unsigned int effective,
            unsigned int& current_real, unsigned int& current_effective) {
   for (const unsigned int wanted : {real, effective}) {

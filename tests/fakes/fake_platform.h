@@ -55,10 +55,10 @@ struct Ids {
 
 using Rows = std::vector<std::vector<std::string>>;
 
-/// The platform, the process's ids and the account database in memory, for one test at a
-/// time: make it a fixture's first member.  A new one starts from nothing, whatever the
-/// test before left.  It fails the test that leaks what the platform handed out, gives it
-/// back twice, or uses it against its contract; open connections may stay.
+/// The platform, the ids of the process and the account database in memory, for one test
+/// at a time.  Make it the first member of a fixture.  A new object has no state of an
+/// earlier test.  It fails a test that does not release an object of the platform,
+/// releases it twice, or uses it against its contract; connections may stay open.
 class Platform {
  public:
   Platform();
@@ -70,14 +70,14 @@ class Platform {
   // getegid and getuid are not among them.
 
   const std::vector<std::string>& calls() const { return calls_; }
-  /// Those of the named functions.
+  /// The calls of the named functions.
   std::vector<std::string> calls(std::initializer_list<std::string> functions) const;
-  /// SQL texts alone.
+  /// The SQL texts.
   const std::vector<std::string>& statements() const { return statements_; }
   void ForgetCalls();
 
-  // Failures.  A call that fails answers as its contract says and does nothing else; only
-  // an escaping that fails has already written part of the text.
+  // Failures.  A call that fails returns what its contract says and does nothing else,
+  // except that a failing escape function has written part of the text.
 
   /// Fails the n-th call from now on (1: the next) of those that can fail.  Releasing,
   /// logging, reading of ids, and questions without a failure answer do not count.
@@ -89,12 +89,13 @@ class Platform {
   void FailOnce(const std::string& function) { failing_[function] = false; }
   /// Fails every SQL text that contains `part`.
   void FailStatement(const std::string& part) { failing_statements_.insert(part); }
-  /// Answers these rows to every SQL text that contains `part`, which is not run.
+  /// Returns these rows for every SQL text that contains `part`, which is not run.
   void AnswerStatement(const std::string& part, const std::vector<std::string>& columns,
                        const Rows& rows);
 
-  /// Runs SQL in the database at `path` (made when missing), past the log of calls and
-  /// the failures; the rows of its last statement, SQL NULL as empty text.
+  /// Runs SQL in the database at `path`, which is created when it is missing, without
+  /// recorded calls and failures.  Returns the rows of the last statement, with NULL as
+  /// an empty text.
   Rows Sql(const std::string& sql,
            const std::string& path = "/usr/vexo/etc/private/session/sharing/sharing.db");
 
@@ -102,13 +103,13 @@ class Platform {
   /// is left to migrate.
   bool schema_applied = true;
 
-  /// Files that exist; touching makes one of the effective ids.
+  /// Files that exist.  VLIBCFileTouch creates one that belongs to the effective ids.
   std::map<std::string, File> files;
   std::map<std::string, Tool> tools;
   std::vector<StartedTool> started;
 
   Ids ids = {0, 0, 0, 0};
-  /// Whether an effective user other than 0 may only take ids that he holds.
+  /// Whether an effective user other than 0 may only take its real and saved ids.
   bool ids_enforced = false;
   /// What getpwuid and getgrgid know.
   std::map<unsigned int, std::string> passwd_names = {{0, "root"}, {1, "system"}};
@@ -116,7 +117,8 @@ class Platform {
 
   std::map<std::string, User> users;
   std::map<std::string, unsigned int> groups;
-  /// Canonical login names.  A user's own name converts to itself, any other not at all.
+  /// Canonical login names.  The name of a user converts to itself, other names do not
+  /// convert.
   std::map<std::string, std::string> login_names;
   /// Answers of VEXOUserGet, by name, and of VEXOUserGetByUID and VEXOGroupGetByGID, by
   /// id, instead of 0 or -1.  A record goes with it when there is such a user or group.
@@ -136,7 +138,7 @@ class Platform {
   std::deque<int> random_numbers;
   std::deque<std::string> random_strings;
 
-  // What follows is for the functions that stand in for the platform.
+  // The rest is for the functions that replace those of the platform.
 
   void Record(const std::string& call) { calls_.push_back(call); }
   /// Records a call that can fail; true when it must fail.
@@ -145,7 +147,7 @@ class Platform {
   /// The scripted answer for the text, or null.
   const std::pair<std::vector<std::string>, Rows>* ScriptedAnswer(
       const std::string& sql) const;
-  /// Keeps account of what must be given back.
+  /// Records what must be released.
   void HandOut(const void* what, const char* kind) { handed_out_[what] = kind; }
   void TakeBack(const void* what, const char* kind);
 

@@ -7,7 +7,7 @@
 
 namespace fakes {
 
-/// A lock on one byte of a file, held by an open file description of its own.
+/// A lock on one byte of a file, with its own open file description.
 class FileLock {
  public:
   explicit FileLock(const std::string& path, short type = F_WRLCK, off_t byte = 0)

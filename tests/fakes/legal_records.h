@@ -8,7 +8,7 @@
 
 namespace fakes {
 
-// Records that may be stored, with a deadline ahead: a test breaks one thing of them.
+// Records that may be stored, with a deadline in the future.  A test changes one value.
 
 inline VEXO::sharing::record::Session LegalSession(
     const std::string& session_id = "sid") {

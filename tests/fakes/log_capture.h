@@ -5,8 +5,8 @@
 
 namespace fakes {
 
-/// Takes what is written to the system log while it lives; outside its life lines are
-/// dropped.  The innermost one takes the line.
+/// Captures what is written to the system log during its lifetime.  With several objects
+/// the newest captures a line; without one, lines are dropped.
 class LogCapture {
  public:
   LogCapture();
@@ -19,7 +19,7 @@ class LogCapture {
   /// Facility and level of each line.
   const std::vector<int>& priorities() const { return priorities_; }
 
-  /// For the functions that stand in for the system log.
+  /// For the functions that replace those of the system log.
   void Add(int priority, const std::string& line);
 
  private:

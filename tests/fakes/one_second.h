@@ -4,8 +4,8 @@
 
 namespace fakes {
 
-/// Calls `attempt(now)` again until no second ends meanwhile: `now` is then the time of
-/// all that the last attempt did.
+/// Calls `attempt(now)` until one call begins and ends in the same second, so that `now`
+/// is the time of everything that the last call did.
 template <class Attempt>
 void InOneSecond(Attempt attempt) {
   long now = 0;

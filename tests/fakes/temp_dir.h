@@ -4,7 +4,8 @@
 
 namespace fakes {
 
-/// A new empty folder that every account may enter, removed with all that is in it.
+/// A new empty directory that every account may enter.  The destructor removes it and its
+/// content.
 class TempDir {
  public:
   TempDir();
@@ -13,7 +14,7 @@ class TempDir {
   TempDir& operator=(const TempDir&) = delete;
 
   std::string Path(const std::string& name) const { return path_ + "/" + name; }
-  /// Writes a file and answers its path.
+  /// Writes a file and returns its path.
   std::string Write(const std::string& name, const std::string& text) const;
 
  private:

@@ -39,7 +39,7 @@ std::string Ids() {
   return ids.str();
 }
 
-/// Stores a link; tells whether it was stored, and the ids after it.
+/// Stores a link.  Returns whether it was stored, and the ids afterwards.
 std::string StoreLink() {
   Entry link = Link("link");
   const bool stored = EntryDB(SharingDB::Instance()).Create(link);
@@ -110,7 +110,7 @@ TEST(Account, AccountLostAfterOpening_FailsTheStatement) {
 }
 
 TEST(Account, RootActingAsAUser_LeavesTheModeOfAnExistingFile) {
-  // Such a process cannot look into the folder by its own ids.
+  // Such a process cannot read the directory with its own ids.
   InChild(system_test::Root(), StoreLink);
   ASSERT_EQ(chmod(kDatabase, 0600), 0);
 
@@ -122,8 +122,8 @@ TEST(Account, RootActingAsAUser_LeavesTheModeOfAnExistingFile) {
   EXPECT_EQ(OwnerAndMode(kDatabase), "600 1:1");
 }
 
-TEST(Account, IdsThatCannotBePutBack_AreLoggedAndTheWorkGoesOn) {
-  // Root by its effective id alone: once given up, it cannot be taken again.
+TEST(Account, IdsThatCannotBeRestored_AreLoggedAndTheWorkGoesOn) {
+  // Only the effective id is root: once changed, it cannot be taken again.
   const Answer answer = InChild(Account{5001, 0, 5001, 0, {}}, StoreLink);
 
   EXPECT_EQ(answer.text, "stored, ids 5001 1 5001 group 1");

@@ -121,7 +121,7 @@ TEST(Database, DamagedFile_IsLoggedAndNotGood) {
   EXPECT_EQ(std::filesystem::file_size(kDatabase), 8192U);
 }
 
-TEST(Database, DatabaseLockedForAWhile_IsWaitedFor) {
+TEST(Database, LockedDatabase_IsWaitedFor) {
   SharingDB db;
   int ready[2];
   ASSERT_EQ(pipe(ready), 0);
@@ -208,7 +208,7 @@ TEST(Database, ProcessKilledWhileItWrites_LosesNoStoredLink) {
   }
 }
 
-TEST(Database, FileOfRoot_IsMovedAwayByTheCheckAndMadeAnewByTheNextProcess) {
+TEST(Database, FileOfRoot_IsMovedAwayByTheCheckAndCreatedAgainByTheNextProcess) {
   WriteFile(kDatabase, "root made this");
   ASSERT_EQ(chmod(kDatabase, 0600), 0);
 
@@ -241,11 +241,11 @@ TEST(Database, FileOfRoot_CannotBeMovedAwayByTheSystemAccount) {
   EXPECT_EQ(system_test::ReadFile(kDatabase), "root made this");
 }
 
-TEST(Database, MovingAwayTheFile_AnswersTheInvertedSense) {
+TEST(Database, MovingAwayTheFile_ReturnsTheInvertedSense) {
   BaseDB db(kDatabase, 0660);
   ASSERT_TRUE(db.IsGood());
 
-  EXPECT_FALSE(db.MoveRootDB());  // the mover ended well
+  EXPECT_FALSE(db.MoveRootDB());  // the program succeeded
   EXPECT_EQ(OwnerAndMode(kDatabase), "missing");
   EXPECT_EQ(OwnerAndMode("/tmp/sharing.db"), "660 1:1");
   EXPECT_TRUE(db.MoveRootDB());  // nothing left to move

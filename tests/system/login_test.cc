@@ -1,10 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <ctime>
 #include <string>
 #include <vector>
@@ -31,10 +31,10 @@ using VEXO::sharing::record::Entry;
 namespace {
 
 const char kAddress[] = "192.0.2.1";
-constexpr off_t kWaiterByte = 1;  // of the lock file: locked by all who wait
+constexpr off_t kWaiterByte = 1;  // of the lock file: locked by every waiting process
 
 void Store(Entry link) {
-  // In a child, so that the test's own process opens the database only as it means to.
+  // In a child process, since a process opens the database only once.
   const Answer answer = InChild(system_test::Root(), [&] {
     return EntryDB(SharingDB::Instance()).Create(link) ? "stored" : "refused";
   });
@@ -55,7 +55,7 @@ Entry PasswordLink(const std::string& hash) {
   return link;
 }
 
-/// What a visitor of the link "link" brings.
+/// What a visitor of the link "link" sends.
 struct Visitor {
   const char* user = nullptr;
   const char* password = nullptr;
@@ -73,8 +73,8 @@ _tag_sharing_login_params Params(const Visitor& visitor) {
   return params;
 }
 
-/// Each operation as a CGI program of its own: the result code, and the session id of a
-/// login that succeeded.
+/// Each operation in its own process, like a CGI program: the result code, and the
+/// session id of a successful login.
 struct Login {
   explicit Login(const Visitor& visitor,
                  const system_test::Account& account = system_test::Root()) {
@@ -191,7 +191,7 @@ TEST(RealLogin, MemberOfAListedGroup_IsAdmitted) {
   EXPECT_EQ(Login({"bob", "bob-secret"}).code, "-10");
 }
 
-TEST(RealLogin, UserTakenFromTheList_IsRefusedAtTheNextCheck) {
+TEST(RealLogin, UserRemovedFromTheList_IsRefusedAtTheNextCheck) {
   Store(UserLink("link"));
   const Login login({"alice", "alice-secret"});
   ASSERT_EQ(login.code, "1");
@@ -314,7 +314,7 @@ TEST(RealLogin, TenWrongPasswords_BlockTheAddressAndNoOther) {
   EXPECT_EQ(Login({nullptr, "open sesame", nullptr, "192.0.2.2"}).code, "1");
 }
 
-TEST(RealLogin, Success_ForgetsTheFailuresOfTheAddress) {
+TEST(RealLogin, Success_ClearsTheFailuresOfTheAddress) {
   Store(PasswordLink("link"));
   for (int i = 0; i < 9; ++i) {
     ASSERT_EQ(Login({nullptr, "guess"}).code, "-9");
@@ -339,13 +339,13 @@ TEST(RealLogin, NoAddress_IsAGeneralFailure) {
   EXPECT_EQ(Login({nullptr, nullptr, nullptr, "no address"}).code, "-4");
 }
 
-TEST(RealLogin, CFunctions_AnswerLikeTheCppOnes) {
+TEST(RealLogin, CFunctions_ReturnTheSameAsTheCppOnes) {
   Store(PasswordLink("link"));
   const Answer answer = InChild(system_test::Root(), [] {
     _tag_sharing_login_params params = Params({nullptr, "open sesame"});
     char session[64] = {};
     std::string codes =
-        std::to_string(VexoSharingLogin(session, sizeof session, &params, 0));
+        std::to_string(VexoSharingLogin(session, sizeof(session), &params, 0));
     params.session_id = session;
     codes += " " + std::to_string(VexoSharingIsAuthorized(&params));
     codes += " " + std::to_string(VexoSharingIncreaseUseCount("link"));

@@ -105,7 +105,7 @@ TEST(Schema, EmptyFile_EndsGoodAtVersion2) {
   EXPECT_EQ(Version(), "2");
 }
 
-TEST(Schema, Columns_StandInTheOrderOfTheRecordsFieldsAfterTheId) {
+TEST(Schema, Columns_HaveTheOrderOfTheRecordsFieldsAfterTheId) {
   SharingDB db;
 
   const std::string columns = "SELECT group_concat(name) FROM pragma_table_info('";
@@ -188,7 +188,7 @@ TEST(Schema, Ids_AreNeverUsedTwice) {
   EXPECT_GT(next_token.get_id(), token.get_id());
 }
 
-TEST(Schema, DeletedLink_TakesItsTokensWithIt) {
+TEST(Schema, DeletedLink_DeletesItsTokens) {
   SharingDB db;
   EntryDB links(db);
   TokenDB tokens(db);
@@ -206,7 +206,7 @@ TEST(Schema, DeletedLink_TakesItsTokensWithIt) {
             std::to_string(other.get_id()));
 }
 
-TEST(Schema, DeletedSession_TakesItsTokensWithIt) {
+TEST(Schema, DeletedSession_DeletesItsTokens) {
   SharingDB db;
   SessionDB sessions(db);
   TokenDB tokens(db);
@@ -351,7 +351,7 @@ TEST(Schema, FileThatSetsNoVersion_RunsAgainOnEveryOpening) {
   }
 }
 
-TEST(Schema, FailedStep_LeavesNoTransactionOpenAndNothingBehind) {
+TEST(Schema, FailedStep_LeavesNoTransactionOpenAndNoChanges) {
   WriteFile(SchemaFile(2),
             "BEGIN IMMEDIATE; CREATE TABLE half (a); INSERT INTO nowhere VALUES (1);"
             "PRAGMA user_version = 2; COMMIT;");
@@ -373,7 +373,7 @@ TEST(Schema, FailedStep_LeavesNoTransactionOpenAndNothingBehind) {
   EXPECT_EQ(Tables(), "entry,session,token");
 }
 
-// Each file meets something that makes a statement in its middle fail.
+// In each file a statement in the middle fails.
 TEST(Schema, EachFile_RunsWholeOrNotAtAll) {
   { BaseDB db(kDatabase, 0660); }
   SqlValue(kDatabase, "CREATE TABLE other (a); CREATE INDEX token ON other (a)");
@@ -394,9 +394,9 @@ TEST(Schema, EachFile_RunsWholeOrNotAtAll) {
   EXPECT_EQ(Version(), "2");
 }
 
-// Everything in the file is there already, so that only its beginning asks for the lock:
-// a transaction that began as a reader's could not become a writer's while it is held.
-TEST(Schema, EachFile_WaitsForALockHeldForAMoment) {
+// The database has everything that the file creates, so that only BEGIN needs the lock. A
+// transaction that began with a read could not write while the lock is held.
+TEST(Schema, EachFile_WaitsForALock) {
   SharingDB db;
   for (const int version : {1, 2}) {
     int ready[2];
@@ -450,8 +450,8 @@ TEST(Schema, SixteenProcessesOpeningAMissingDatabaseAtOnce_AllEndGoodAHundredTim
 
 namespace {
 
-/// A database with `rows` rows in each table, of which a fixed number belongs to the
-/// owner 7, is out of date or is used up.
+/// A database with `rows` rows in each table.  A fixed number of them belongs to the
+/// owner 7, has expired or has reached the use limit.
 class FilledDatabase {
  public:
   explicit FilledDatabase(int rows)
@@ -477,7 +477,7 @@ class FilledDatabase {
     }
   }
 
-  /// Steps that SQLite's virtual machine takes for a statement, whose changes are undone.
+  /// Steps of SQLite's virtual machine for a statement.  Its changes are rolled back.
   int Steps(const std::string& sql) const {
     sqlite3* handle = nullptr;
     EXPECT_EQ(sqlite3_open(path_.c_str(), &handle), SQLITE_OK);
@@ -504,7 +504,7 @@ class FilledDatabase {
 TEST(Schema, EveryLookupAndPurgeButOne_CostsTheSameOnATableTenTimesAsLarge) {
   const FilledDatabase small(200);
   const FilledDatabase large(2000);
-  SharingDB db;  // empty: tells which statement each operation runs
+  SharingDB db;  // empty; shows which statement each operation runs
   EntryDB links(db);
   SessionDB sessions(db);
   TokenDB tokens(db);
@@ -543,7 +543,7 @@ TEST(Schema, EveryLookupAndPurgeButOne_CostsTheSameOnATableTenTimesAsLarge) {
   }
 }
 
-TEST(Schema, PurgeOfEverybodysLinksAtOnce_ScansTheTable) {
+TEST(Schema, PurgeOfTheLinksOfAllOwners_ScansTheTable) {
   const FilledDatabase small(200);
   const FilledDatabase large(2000);
   SharingDB db;

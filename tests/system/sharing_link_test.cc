@@ -36,8 +36,8 @@ std::string Store(const Entry& link) {
       .text;
 }
 
-/// Opens the link "link" in a process of its own, which the database handle belongs to.
-/// The result, and what `read` makes of the link.
+/// Opens the link "link" in a process of its own.  Returns the result, and what `read`
+/// returns for the link.
 template <class Reader>
 std::string Open(Reader read) {
   return InChild(Root(),
@@ -75,7 +75,7 @@ TEST(SharingLink, Open_StoredLink_ItsFieldsCanBeRead) {
             }));
 }
 
-TEST(SharingLink, State_EachReasonWhyALinkCannotBeUsed_IsTold) {
+TEST(SharingLink, State_EachReasonWhyALinkCannotBeUsed_IsReturned) {
   const long now = time(nullptr);
   Entry link = Link("link");
   ASSERT_EQ("stored", Store(link));

@@ -10,13 +10,13 @@
 
 namespace system_test {
 
-/// The fixed paths, empty and private to the test.
+/// The fixed paths.  They are empty and private to the test.
 extern const char* const kDatabase;
 extern const char* const kDatabaseFolder;
 extern const char* const kSchemaFolder;
 extern const char* const kToolFolder;
 
-/// Ids of a process; the three group ids are one.
+/// Ids of a process; its three group ids are the same.
 struct Account {
   uid_t real = 0;
   uid_t effective = 0;
@@ -26,13 +26,13 @@ struct Account {
 };
 
 Account Root();
-/// The system account as a service runs: all three ids, no other group.
+/// The system account as a service uses it: all three ids, no other group.
 Account System();
 Account SystemWithShadow();
 /// Neither root nor the system account: a user of the machine.
 Account Neither();
 
-/// What a child process answered: text and log lines; or how it ended.
+/// What a child process returned: a text and its log lines.
 struct Answer {
   std::string text;
   std::vector<std::string> log;
@@ -42,8 +42,8 @@ struct Answer {
 /// destructors or the leak checker.
 Answer InChild(const Account& account, const std::function<std::string()>& work);
 
-/// First column of the first row, read with SQLite itself and not with the library.  What
-/// SQLite says when it fails.
+/// First column of the first row, read with SQLite and not with the library; the error
+/// message when that fails.
 std::string SqlValue(const std::string& path, const std::string& sql);
 
 std::string ReadFile(const std::string& path);

@@ -38,7 +38,7 @@ struct Url {
 
 }  // namespace
 
-TEST(SharingUrl, Tool_GetsTheArgumentsAndItsAnswerIsRead) {
+TEST(SharingUrl, Tool_GetsTheArgumentsAndItsOutputIsRead) {
   InstallTool("vexosharingurl", std::string(kTellArguments) +
                                     "echo https://nas.example/sharing/abc; echo 2\n");
   LogCapture log;
@@ -90,7 +90,7 @@ TEST(SharingUrl, MissingTool_IsLogged) {
                                                 HasSubstr("popen failed\n\n")));
 }
 
-TEST(WebApi, Tool_GetsTheArgumentsAndItsAnswerIsParsed) {
+TEST(WebApi, Tool_GetsTheArgumentsAndItsOutputIsParsed) {
   InstallTool("vexowebapi", std::string(kTellArguments) +
                                 "echo '{\"success\":true,\"data\":{\"items\":[1,2]}}'\n");
   LogCapture log;
@@ -109,7 +109,7 @@ TEST(WebApi, Tool_GetsTheArgumentsAndItsAnswerIsParsed) {
   EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST(WebApi, LongAnswer_IsReadWhole) {
+TEST(WebApi, LongOutput_IsReadWhole) {
   InstallTool("vexowebapi",
               "printf '\"'; head -c 1000000 /dev/zero | tr '\\0' x; printf '\"'\n");
   Json::Value answer;
@@ -119,7 +119,7 @@ TEST(WebApi, LongAnswer_IsReadWhole) {
   EXPECT_EQ(answer.asString().size(), 1000000U);
 }
 
-TEST(WebApi, ToolThatEndsWithAnErrorAfterJson_IsBelieved) {
+TEST(WebApi, ToolThatFailsAfterPrintingJson_IsSuccess) {
   InstallTool("vexowebapi", "echo '{\"success\":false}'; exit 3\n");
   Json::Value answer;
 
@@ -128,7 +128,7 @@ TEST(WebApi, ToolThatEndsWithAnErrorAfterJson_IsBelieved) {
   EXPECT_FALSE(answer["success"].asBool());
 }
 
-TEST(WebApi, AnswerThatIsNoJson_FailsLogged) {
+TEST(WebApi, OutputThatIsNotJson_FailsLogged) {
   InstallTool("vexowebapi", "echo 'no json'\n");
   LogCapture log;
   Json::Value answer;

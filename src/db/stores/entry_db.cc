@@ -12,8 +12,8 @@ namespace VEXO::sharing::db {
 
 namespace {
 
-/// The links that are past their expiry or used up.  A limit is reached here with the
-/// last use, while Entry::IsValid still answers true.
+/// The links that have expired or reached their use limit.  After the last use the limit
+/// is reached here, while Entry::IsValid is still true.
 std::string ExpiredClause() {
   PlainStream clause;
   clause << " ((expire_at != 0 AND expire_at < " << time(nullptr)
@@ -39,7 +39,7 @@ bool EntryDBPrivate::CreateWithHash(record::Entry& entry) {
     entry.set_hash(hash);
     created = Create(*entry.GetObject());
     if (attempt % 3 == 0) {
-      ++length;  // after three collisions in a row hashes are getting scarce
+      ++length;  // after three collisions in a row, few short hashes are free
     }
   } while (!created && attempt <= SHARING_MAX_RETRY_TIMES);
   return created;
@@ -52,9 +52,7 @@ bool EntryDBPrivate::GetByHash(const std::string& hash, record::Entry& entry) co
 }
 
 bool EntryDBPrivate::PurgeExpired(float probability) {
-  if (!IsProbabilityHit(probability)) {
-    return true;
-  }
+  if (!IsProbabilityHit(probability)) return true;
   PlainStream sql;
   sql << "DELETE FROM " << table_ << " WHERE auto_gc = 1 AND " << ExpiredClause();
   return db_->Execute(sql.str());

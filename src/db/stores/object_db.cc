@@ -15,7 +15,7 @@ namespace {
 
 const char kSource[] = "object_db";
 
-/// Clears a condition at its end, whatever way the query took.
+/// Clears a condition at the end of a query, whether it succeeded or failed.
 class ClearAtEnd {
  public:
   explicit ClearAtEnd(Condition& condition) : condition_(condition) {}
@@ -79,9 +79,7 @@ bool ObjectDB::Count(int& n) const {
   sql << "SELECT COUNT(*) AS c FROM " << table_ << condition_->GetSQL();
   Result result;
   Row row;
-  if (!db_->Execute(sql.str(), result) || !result.NextRow(row)) {
-    return false;
-  }
+  if (!db_->Execute(sql.str(), result) || !result.NextRow(row)) return false;
   n = row.GetField("c").AsInt(0);
   return true;
 }
@@ -94,9 +92,7 @@ bool ObjectDB::Query(std::vector<T>& out) const {
   PlainStream sql;
   sql << "SELECT * FROM " << table_ << condition_->GetSQL();
   Result result;
-  if (!db_->Execute(sql.str(), result) || !result.IsGood()) {
-    return false;
-  }
+  if (!db_->Execute(sql.str(), result) || !result.IsGood()) return false;
   out.clear();
   Row row;
   while (result.NextRow(row)) {

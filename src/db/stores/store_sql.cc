@@ -13,16 +13,12 @@ namespace VEXO::sharing::db {
 bool GetFirst(BaseDB& db, const std::string& sql, record::Object& obj) {
   Result result;
   Row row;
-  if (!db.Execute(sql, result) || !result.IsGood() || !result.NextRow(row)) {
-    return false;
-  }
+  if (!db.Execute(sql, result) || !result.IsGood() || !result.NextRow(row)) return false;
   return obj.FromRow(row);
 }
 
 bool PurgePastDeadline(BaseDB& db, const char* table, float probability) {
-  if (!IsProbabilityHit(probability)) {
-    return true;
-  }
+  if (!IsProbabilityHit(probability)) return true;
   PlainStream sql;
   sql << "DELETE FROM " << table << " WHERE timeout < '" << time(nullptr) << "'";
   return db.Execute(sql.str());

@@ -10,11 +10,13 @@ namespace VEXO::sharing::db {
 
 class BaseDB;
 
-/// Fills `obj` from the first row that `sql` finds.  False when there is none, with `obj`
-/// as it was, or when it is not legal, with `obj` filled.
+/// Reads a record from the first row of a query.
+///
+/// @param[out] obj  the record; unchanged when there is no row
+/// @return false when there is no row, the statement failed, or the record is not legal
 bool GetFirst(BaseDB& db, const std::string& sql, record::Object& obj);
 
-/// In `probability` of the calls, deletes the rows of `table` whose deadline has passed.
+/// Deletes the expired rows of `table`, in the share `probability` of the calls.
 bool PurgePastDeadline(BaseDB& db, const char* table, float probability);
 
 }  // namespace VEXO::sharing::db

@@ -33,7 +33,7 @@ class BaseDBTest : public testing::Test {
  protected:
   BaseDBTest() { platform_.ids = kCaller; }
 
-  /// Forgets what the opening did.
+  /// Removes the calls of the opening.
   void Open() {
     db_ = std::make_unique<BaseDB>(kPath, 0640);
     ASSERT_TRUE(db_->IsGood());
@@ -79,7 +79,7 @@ TEST_F(BaseDBTest, Open_MissingFile_IsCreatedWithItsModeThenConnectedAsTheSystem
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
-TEST_F(BaseDBTest, Open_ExistingFile_IsLeftAsItIs) {
+TEST_F(BaseDBTest, Open_ExistingFile_IsNotChanged) {
   platform_.files[kPath] = {500, 600, 0604};
 
   const BaseDB db(kPath, 0640);
@@ -319,16 +319,17 @@ TEST_F(BaseDBTest, Execute_NoRightToRunAsSystem_KeepsTheQueryAndTheError) {
   ExpectIdsBack();
 }
 
-TEST_F(BaseDBTest, Execute_IdsCannotBePutBack_IsLoggedAndGoesOn) {
+TEST_F(BaseDBTest, Execute_IdsCannotBeRestored_IsLoggedAndGoesOn) {
   Open();
-  platform_.FailCall(5);  // three calls to enter, the statement, the first to leave
+  platform_.FailCall(
+      5);  // after three calls to enter and the statement: the first to leave
 
   EXPECT_TRUE(db_->Execute("SELECT 1"));
   EXPECT_THAT(log_.lines(), ElementsAre("base_db:343 ERROR: ~IF_RUN_AS(1000, 2000)"));
   EXPECT_THAT(log_.priorities(), ElementsAre(LOG_AUTH | LOG_CRIT));
 }
 
-TEST_F(BaseDBTest, Execute_SeveralStatements_AnswersTheLastRows) {
+TEST_F(BaseDBTest, Execute_SeveralStatements_ReturnsTheLastRows) {
   OpenWithTable();
   Result result;
   Row row;
@@ -400,16 +401,16 @@ TEST_F(BaseDBTest, Maintenance_Fails_IsFalse) {
   EXPECT_FALSE(db_->Begin());
 }
 
-TEST_F(BaseDBTest, Escape_TellsThePlatformTwiceTheLength) {
+TEST_F(BaseDBTest, Escape_PassesTwiceTheLengthToThePlatform) {
   Open();
 
   EXPECT_EQ("it''s", db_->Escape("it's"));
   EXPECT_THAT(platform_.calls(), ElementsAre("VEXODBEscapeStringEX2(0, 8, it's)"));
 }
 
-TEST_F(BaseDBTest, Escape_EveryTextWithoutNul_ComesBackWhole) {
+TEST_F(BaseDBTest, Escape_EveryTextWithoutNul_IsReadBackWhole) {
   Open();
-  const std::string rough = RoughText();
+  const std::string rough = UnusualText();
   std::string doubled;
   for (const char c : rough) {
     doubled.append(c == '\'' ? 2 : 1, c);
@@ -465,9 +466,9 @@ TEST_F(BaseDBTest, Insert_NoValues_FailsInSql) {
   EXPECT_THAT(db_->GetLastError(), Not(IsEmpty()));
 }
 
-TEST_F(BaseDBTest, Insert_RoughText_IsReadBackWhole) {
+TEST_F(BaseDBTest, Insert_UnusualText_IsReadBackWhole) {
   OpenWithTable();
-  const std::string rough = RoughText();
+  const std::string rough = UnusualText();
 
   ASSERT_TRUE(db_->Insert("t", {rough, "''"}));
   const fakes::Rows rows = platform_.Sql("SELECT a, b FROM t", kPath);
@@ -625,7 +626,7 @@ TEST_F(BaseDBTest, MoveRootDB_RunsTheMoverAsRoot) {
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
-TEST_F(BaseDBTest, MoveRootDB_IsTrueWhenTheMoverAnswersOtherThan0) {
+TEST_F(BaseDBTest, MoveRootDB_IsTrueWhenTheProgramReportsAFailure) {
   const struct {
     int status;
     bool moved;

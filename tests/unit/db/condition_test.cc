@@ -29,7 +29,7 @@ TEST_F(ConditionTest, New_IsEmptyAndWritesNothing) {
   EXPECT_EQ("", condition_.GetSQL());
 }
 
-TEST_F(ConditionTest, AllParts_StandInTheirFixedOrder) {
+TEST_F(ConditionTest, AllParts_HaveTheirFixedOrder) {
   condition_.Page(2, 10);
   condition_.OrderBy("id", false);
   condition_.Where("hash", "ab");
@@ -169,8 +169,8 @@ TEST_F(ConditionTest, ColumnsAndValues_AreEscaped_ClausesAreNot) {
             condition_.GetSQL());
 }
 
-TEST_F(ConditionTest, RoughValue_FindsItsRow) {
-  const std::string rough = RoughText();
+TEST_F(ConditionTest, UnusualValue_FindsItsRow) {
+  const std::string rough = UnusualText();
   ASSERT_TRUE(db_.Execute("CREATE TABLE t (id INTEGER PRIMARY KEY, a TEXT)"));
   ASSERT_TRUE(db_.Insert("t", {rough}));
   ASSERT_TRUE(db_.Insert("t", {"other"}));

@@ -62,16 +62,16 @@ TEST_F(EntryDBTest, Create_KeepsTheHashItHolds) {
                          "'project','1','1000','0','0','0','0','1','"));
 }
 
-TEST_F(EntryDBTest, Create_RoughTexts_AreReadBackWhole) {
+TEST_F(EntryDBTest, Create_UnusualTexts_AreReadBackWhole) {
   const std::string quotes = "it's '' \"";
   Entry entry = LegalEntry(quotes);
-  entry.set_project_name(RoughText());
+  entry.set_project_name(UnusualText());
   Entry found;
 
   ASSERT_TRUE(store_.Create(entry));
   EXPECT_TRUE(store_.GetByHash(quotes, found));
   EXPECT_EQ(quotes, found.get_hash());
-  EXPECT_TRUE(RoughText() == found.get_project_name());
+  EXPECT_TRUE(UnusualText() == found.get_project_name());
 }
 
 TEST_F(EntryDBTest, Update_NotLegal_IsRefused) {
@@ -192,7 +192,7 @@ TEST_F(EntryDBTest, GetByHash_NotLegal_IsFalseWithTheRecordFilled) {
   EXPECT_EQ("a", entry.get_hash());
 }
 
-TEST_F(EntryDBTest, DamagedData_IsFalseWithTheRowIdAndLeavesNoException) {
+TEST_F(EntryDBTest, DamagedData_IsFalseWithTheRowIdAndThrowsNothing) {
   const std::string deep(5000, '[');
   int id = 1;
 
@@ -228,7 +228,7 @@ TEST_F(EntryDBTest, GetByToken_FindsTheLinkOfTheToken) {
   EXPECT_EQ("b", entry.get_hash());
 }
 
-TEST_F(EntryDBTest, Purges_TakeTheExpiredAndTheUsedUp) {
+TEST_F(EntryDBTest, Purges_DeleteExpiredLinksAndThoseAtTheirUseLimit) {
   std::string general;
   std::string by_owner;
   Calls after_general;
@@ -267,7 +267,7 @@ TEST_F(EntryDBTest, Purges_TakeTheExpiredAndTheUsedUp) {
                                           "this second", "second after", "uses left"));
 }
 
-TEST_F(EntryDBTest, Purges_WriteTheTimeOfNow) {
+TEST_F(EntryDBTest, Purges_UseTheCurrentTime) {
   const long before = time(nullptr);
 
   store_.PurgeExpired(1.0F);
@@ -277,7 +277,7 @@ TEST_F(EntryDBTest, Purges_WriteTheTimeOfNow) {
   EXPECT_GE(time(nullptr), written);
 }
 
-TEST_F(EntryDBTest, DeleteByOwnerUid_DeletesWhateverTheState) {
+TEST_F(EntryDBTest, DeleteByOwnerUid_DeletesLinksInAnyState) {
   Row(5, "a", 1000, "project", 0, 0, 0, false);
   Row(6, "b", 1001);
   Row(7, "c", 1000, "other");
@@ -351,7 +351,7 @@ TEST_F(EntryDBTest, LocaleWithDigitGrouping_WritesPlainDecimals) {
                                        std::string(kExpired))));
 }
 
-/// Sweeps one operation of the store; the table holds the used-up link 5, "a".
+/// Sweeps one operation of the store.  The table has the link 5, "a", at its use limit.
 template <class Act>
 void SweepStore(Act act) {
   SweepFailures([&act](Failure& failure) {
@@ -417,7 +417,7 @@ TEST(EntryDBSweep, DeleteByOwnerUid_AnyCallFails_DeletesNothing) {
 TEST(EntryDBSweep, PurgeExpiredByOwnerProject_AnyCallFails_DeletesNothing) {
   SweepStore([](Failure& failure, EntryDB& store) {
     const bool purged = store.PurgeExpiredByOwnerProject(1000, "p");
-    // A project that could not be escaped is looked for as an empty name.
+    // A project that could not be escaped is an empty name.
     const bool escaped = !failure.IsOf("VEXODBEscapeStringEX2");
     EXPECT_EQ(IsUnseen(failure) || !escaped, purged);
     EXPECT_EQ(purged && escaped ? "0" : "1", Rows(failure));

@@ -14,7 +14,7 @@
 
 namespace VEXO::sharing::db {
 
-/// The calls that can fail, of those made: what Platform::FailCall counts.
+/// The calls that can fail, which Platform::FailCall counts.
 inline Calls CountedCalls(const Calls& calls) {
   static const std::set<std::string> kNeverFail = {"VLIBCFileExist",
                                                    "VLIBCPclose",
@@ -40,7 +40,7 @@ inline Calls CountedCalls(const Calls& calls) {
   return counted;
 }
 
-/// One attempt of a sweep: a new platform on which one call is going to fail.
+/// One attempt of a sweep: a new platform with one call that fails.
 class Failure {
  public:
   /// `usual` are the counted calls of an attempt without a failure.
@@ -51,7 +51,7 @@ class Failure {
   fakes::Platform platform;
   fakes::LogCapture log;
 
-  /// To be called once all is arranged: calls count from here.
+  /// Starts counting calls.
   void Arm() {
     platform.ForgetCalls();
     platform.FailCall(number_);
@@ -71,14 +71,13 @@ class Failure {
     return happened() && usual_[number_ - 1].find(function + "(") == 0;
   }
 
-  /// Whether the failure concerned an SQL text that begins with `begin`: the text itself,
-  /// the escaping of a value or the change of account before it, or the reading of its
-  /// rows.
+  /// Whether the failure concerned an SQL text that begins with `begin`: running it,
+  /// escaping one of its values, switching the account for it, or reading its rows.
   bool Concerns(const std::string& begin) const {
     return happened() && Statement().find("VEXODBExecute(" + begin) == 0;
   }
 
-  /// Whether the failure was one of putting back the caller's ids.
+  /// Whether the caller's ids could not be restored.
   bool IsOfLeaving() const { return Logged("ERROR: ~IF_RUN_AS("); }
 
  private:
@@ -100,15 +99,15 @@ class Failure {
 };
 
 /// Whether the operation of a store may succeed although a call failed: the ids could not
-/// be put back, or the checkpoint at the store's end failed.
+/// be restored, or the checkpoint at the end of the store failed.
 inline bool IsUnseen(const Failure& failure) {
   return !failure.happened() || failure.IsOfLeaving() ||
          failure.Concerns("PRAGMA wal_checkpoint;");
 }
 
-/// Runs `attempt` without a failure, then again and again with the first, the second and
-/// every later platform call failing, until none fails.  Each time the caller's ids must
-/// be back, and nothing of the platform's may leak.
+/// Runs `attempt` without a failure, and then once for each call of the platform, which
+/// fails.  Each time the ids of the caller must be restored, and no object of the
+/// platform may leak.
 inline void SweepFailures(const std::function<void(Failure&)>& attempt) {
   Calls usual;
   {
@@ -131,9 +130,7 @@ inline void SweepFailures(const std::function<void(Failure&)>& attempt) {
     }
     EXPECT_EQ(kCaller.uid, failure.platform.ids.uid);
     EXPECT_EQ(kCaller.gid, failure.platform.ids.gid);
-    if (!more) {
-      return;
-    }
+    if (!more) return;
   }
 }
 

@@ -78,7 +78,7 @@ class ObjectDBTest : public testing::Test {
   Thing thing_;
 };
 
-TEST_F(ObjectDBTest, Create_StoresTheFieldsAndGivesTheRowId) {
+TEST_F(ObjectDBTest, Create_StoresTheFieldsAndSetsTheRowId) {
   Rows("(41,'other')");
   platform_.ForgetCalls();
 
@@ -239,7 +239,7 @@ TEST_F(ObjectDBTest, Count_StatementFailsOrNoRow_LeavesTheNumber) {
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
-TEST_F(ObjectDBTest, Count_AnswerIsNoNumber_IsZero) {
+TEST_F(ObjectDBTest, Count_ResultIsNotANumber_IsZero) {
   int count = -1;
   platform_.AnswerStatement("COUNT", {"c"}, {{"x"}});
 
@@ -247,7 +247,7 @@ TEST_F(ObjectDBTest, Count_AnswerIsNoNumber_IsZero) {
   EXPECT_EQ(0, count);
 }
 
-/// Queries need one of the library's own records.
+/// Queries need a record of the library.
 class ObjectDBQueryTest : public testing::Test {
  protected:
   ObjectDBQueryTest() {
@@ -272,14 +272,14 @@ class ObjectDBQueryTest : public testing::Test {
   std::vector<Session> found_{LegalSession("before")};
 };
 
-TEST_F(ObjectDBQueryTest, Query_EmptyCondition_ReplacesTheVectorByAllThatRead) {
+TEST_F(ObjectDBQueryTest, Query_EmptyCondition_ReplacesTheVectorByAllReadableRecords) {
   EXPECT_TRUE(store_.Query(found_));
   EXPECT_THAT(Ids(), ElementsAre("a", "c"));
   EXPECT_EQ(3, found_.back().get_id());
   EXPECT_EQ("SELECT * FROM session", db_.GetLastQuery());
 }
 
-TEST_F(ObjectDBQueryTest, Query_WithCondition_ConsumesIt) {
+TEST_F(ObjectDBQueryTest, Query_WithCondition_ClearsIt) {
   store_.GetCondition().OrderBy("id", false);
   store_.GetCondition().Page(1, 2);
 
@@ -296,7 +296,7 @@ TEST_F(ObjectDBQueryTest, Query_NothingMatches_IsTrueWithAnEmptyVector) {
   EXPECT_THAT(found_, IsEmpty());
 }
 
-TEST_F(ObjectDBQueryTest, Query_ConditionThatWritesNothing_IsConsumedToo) {
+TEST_F(ObjectDBQueryTest, Query_ConditionThatWritesNothing_IsClearedToo) {
   store_.GetCondition().Limit(0, 0);
 
   EXPECT_TRUE(store_.Query(found_));
@@ -304,7 +304,7 @@ TEST_F(ObjectDBQueryTest, Query_ConditionThatWritesNothing_IsConsumedToo) {
   EXPECT_TRUE(store_.GetCondition().IsEmpty());
 }
 
-TEST_F(ObjectDBQueryTest, Query_StatementFails_LeavesTheVectorAndConsumesTheCondition) {
+TEST_F(ObjectDBQueryTest, Query_StatementFails_LeavesTheVectorAndClearsTheCondition) {
   store_.GetCondition().Where("no_such_column", "1");
 
   EXPECT_FALSE(store_.Query(found_));
@@ -320,7 +320,7 @@ TEST_F(ObjectDBQueryTest, Query_OffsetWithoutLimit_IsRefusedBySql) {
   EXPECT_EQ("SELECT * FROM session OFFSET 10", db_.GetLastQuery());
 }
 
-TEST_F(ObjectDBTest, End_ChecksTheLogIntoTheFile) {
+TEST_F(ObjectDBTest, End_RunsACheckpoint) {
   { ThingDB store(db_); }
 
   EXPECT_EQ("PRAGMA wal_checkpoint;", db_.GetLastQuery());
@@ -337,12 +337,12 @@ TEST_F(ObjectDBTest, End_CheckpointFails_IsSilent) {
 template <class First, class Other>
 std::ptrdiff_t SlotsBetween(First first, Other other) {
   std::ptrdiff_t places[2] = {};
-  std::memcpy(&places[0], &first, sizeof places[0]);
-  std::memcpy(&places[1], &other, sizeof places[1]);
+  std::memcpy(&places[0], &first, sizeof(places[0]));
+  std::memcpy(&places[1], &other, sizeof(places[1]));
   return (places[1] - places[0]) / static_cast<std::ptrdiff_t>(sizeof(void*));
 }
 
-TEST(ObjectDB, VirtualOperations_KeepTheirOrder) {
+TEST(ObjectDB, VirtualFunctions_KeepTheirOrder) {
   bool (ObjectDB::*const create)(record::Object&) = &ObjectDB::Create;
   bool (ObjectDB::*const delete_id)(int) = &ObjectDB::Delete;
   bool (ObjectDB::*const delete_record)(const record::Object&) = &ObjectDB::Delete;
@@ -369,7 +369,7 @@ void SweepStore(Act act) {
   });
 }
 
-/// Whether the failure cannot be seen in the result: the ids could not be put back, a
+/// Whether the result does not show the failure: the ids could not be restored, or a
 /// value that could not be escaped is written as an empty text.
 bool Unseen(const Failure& failure) {
   return !failure.happened() || failure.IsOfLeaving() ||
@@ -392,7 +392,7 @@ TEST(ObjectDBSweep, Update_AnyCallFails_ChangesNothing) {
     thing.id = 5;
 
     const bool updated = store.Update(thing);
-    // A column name that could not be escaped is no SQL.
+    // A statement with a column name that could not be escaped is not SQL.
     const bool name_lost = failure.Logged("escape failed") && !updated;
     EXPECT_EQ(Unseen(failure) && !name_lost, updated);
     const std::string name =
@@ -441,7 +441,7 @@ TEST(ObjectDBSweep, Query_AnyCallFails_LeavesTheVector) {
     failure.Arm();
 
     const bool queried = store.Query(found);
-    // The end of the rows and a failure to read one are the same answer.
+    // The end of the rows and a failure to read one have the same result.
     const bool cut_short = failure.IsOf("VEXODBFetchRow");
     EXPECT_EQ(Unseen(failure) || cut_short, queried);
     if (!queried) {

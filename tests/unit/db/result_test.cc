@@ -59,7 +59,7 @@ TEST_F(ResultTest, Result_WithHandle_IsGoodAndFreesItOnce) {
               ElementsAre("VEXODBFreeResult(result)"));
 }
 
-TEST_F(ResultTest, SetResult_HandleHeld_ReplacesWithoutReleasing) {
+TEST_F(ResultTest, SetResult_SecondHandle_ReplacesWithoutReleasing) {
   DBResult_tag* const first = Query("SELECT 1 AS a");
   Result result(first);
 
@@ -69,7 +69,7 @@ TEST_F(ResultTest, SetResult_HandleHeld_ReplacesWithoutReleasing) {
   VEXODBFreeResult(first);
 }
 
-TEST_F(ResultTest, NextRow_Rows_VisitsEachInOrderThenAnswersFalse) {
+TEST_F(ResultTest, NextRow_Rows_ReadsEachInOrderThenReturnsFalse) {
   Result result(Query("SELECT 'x' AS a UNION ALL SELECT 'y'"));
   Row row;
 
@@ -92,7 +92,7 @@ TEST_F(ResultTest, NextRow_NoRows_LeavesTheRow) {
   EXPECT_FALSE(row.IsGood());
 }
 
-TEST_F(ResultTest, NextRow_WithoutHandle_AsksThePlatformAndAnswersFalse) {
+TEST_F(ResultTest, NextRow_WithoutHandle_CallsThePlatformAndReturnsFalse) {
   Result result;
   Row row;
 
@@ -214,7 +214,7 @@ TEST(Field, AsFloat_ReadsFloats) {
   EXPECT_FLOAT_EQ(7.0F, Field("1e400").AsFloat(7));
 }
 
-TEST(Field, AsBool_IsTrueForTheTextOneAlone) {
+TEST(Field, AsBool_IsTrueOnlyForTheTextOne) {
   EXPECT_TRUE(Field("1").AsBool(false));
   for (const char* text : {"", "0", "01", "1 ", " 1", "true", "2", "11"}) {
     EXPECT_FALSE(Field(text).AsBool(true)) << text;
@@ -229,7 +229,7 @@ TEST(Field, AsString_IsTheTextWhateverTheDefault) {
   EXPECT_EQ("", Field("").AsString("default"));
 }
 
-TEST(Field, SecondNumericConversion_AfterTheEndOrAFailure_AnswersTheDefault) {
+TEST(Field, SecondNumericConversion_AfterTheEndOrAFailure_ReturnsTheDefault) {
   Field five("5");
   Field none("x");
 

@@ -45,7 +45,7 @@ TEST_F(RunAsTest, Scope_IdsAlreadyThere_IsInForceAndChangesNothing) {
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
-TEST_F(RunAsTest, Scope_OrdinaryCaller_GoesByWayOfRootBothWays) {
+TEST_F(RunAsTest, Scope_OrdinaryCaller_SwitchesThroughRootBothWays) {
   SetEffective(1000, 2000);
 
   {
@@ -59,7 +59,7 @@ TEST_F(RunAsTest, Scope_OrdinaryCaller_GoesByWayOfRootBothWays) {
   ExpectEffective(1000, 2000);
 }
 
-TEST_F(RunAsTest, Scope_RootCaller_NeedNotBecomeRootFirst) {
+TEST_F(RunAsTest, Scope_RootCaller_DoesNotBecomeRootFirst) {
   SetEffective(0, 0);
 
   {
@@ -120,7 +120,7 @@ TEST_F(RunAsTest, RootScope_OrdinaryCaller_TakesUserThenGroup) {
   ExpectEffective(1000, 2000);
 }
 
-TEST_F(RunAsTest, Scope_AnyCallFails_IsNotInForceLoggedAndPutBack) {
+TEST_F(RunAsTest, Scope_AnyCallFails_IsNotInForceLoggedAndRestored) {
   for (int n = 1; n <= 3; ++n) {
     SCOPED_TRACE(n);
     fakes::LogCapture log;
@@ -205,7 +205,7 @@ TEST_F(RunAsTest, Leaving_LaterCallFails_IsLoggedOnceAsCriticalAndTheOtherIsMade
   }
 }
 
-TEST_F(RunAsTest, Leaving_GroupCannotBePutBack_UserIsPutBackAllTheSame) {
+TEST_F(RunAsTest, Leaving_GroupCannotBeRestored_UserIsStillRestored) {
   SetEffective(1000, 2000);
 
   {
@@ -240,7 +240,7 @@ TEST_F(RunAsTest, Leaving_IdsChangedInside_StartsFromThoseInForce) {
               ElementsAre("setresgid(-1, 2000, -1)", "setresuid(-1, 1000, -1)"));
 }
 
-TEST_F(RunAsTest, Leaving_RecordedIdIsMinus1_IsNeverPutBack) {
+TEST_F(RunAsTest, Leaving_RecordedIdIsMinus1_IsNeverRestored) {
   SetEffective(kNone, kNone);
 
   {
@@ -265,7 +265,7 @@ TEST_F(RunAsTest, Leaving_KeepsTheErrorNumberOfTheWorkInside) {
   }
 }
 
-TEST_F(RunAsTest, Scopes_Nested_EachPutsBackWhatItFound) {
+TEST_F(RunAsTest, Scopes_Nested_EachRestoresTheIdsItFound) {
   SetEffective(1000, 2000);
   const auto outer = std::make_unique<RunAs>(1, 1, "source", 7);
 

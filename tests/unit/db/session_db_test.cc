@@ -154,13 +154,13 @@ TEST_F(SessionDBTest, SessionId_Quote_CannotBreakTheStatement) {
   EXPECT_THAT(SessionIds(), ElementsAre("a"));
 }
 
-TEST_F(SessionDBTest, SessionId_RoughText_FindsItsRow) {
-  Session session = LegalSession(RoughText());
+TEST_F(SessionDBTest, SessionId_UnusualText_FindsItsRow) {
+  Session session = LegalSession(UnusualText());
   Session found;
   ASSERT_TRUE(store_.Create(session));
 
-  EXPECT_TRUE(store_.GetBySessionId(RoughText(), found));
-  EXPECT_TRUE(RoughText() == found.get_session_id());
+  EXPECT_TRUE(store_.GetBySessionId(UnusualText(), found));
+  EXPECT_TRUE(UnusualText() == found.get_session_id());
 }
 
 TEST_F(SessionDBTest, DeleteBySessionId_RemovesThatSession) {
@@ -207,8 +207,8 @@ TEST_F(SessionDBTest, PurgeExpired_LongDeadlines_CompareAsNumbers) {
   EXPECT_THAT(SessionIds(), ElementsAre("eleven digits"));
 }
 
-/// Sweeps one operation of the store; the table holds the expired session 5, "a", and
-/// the live one 6, "b".
+/// Sweeps one operation of the store.  The table has the expired session 5, "a", and the
+/// session 6, "b".
 template <class Act>
 void SweepStore(Act act) {
   SweepFailures([&act](Failure& failure) {
@@ -253,7 +253,7 @@ TEST(SessionDBSweep, GetBySessionId_AnyCallFails_LeavesTheRecord) {
 TEST(SessionDBSweep, DeleteBySessionId_AnyCallFails_DeletesNothing) {
   SweepStore([](Failure& failure, SessionDB& store) {
     const bool deleted = store.DeleteBySessionId("b");
-    // An id that could not be escaped is looked for as an empty one.
+    // An id that could not be escaped is an empty text.
     const bool escaped = !failure.IsOf("VEXODBEscapeStringEX2");
     EXPECT_EQ(IsUnseen(failure) || !escaped, deleted);
     EXPECT_EQ(deleted && escaped ? "1" : "2", Rows(failure));

@@ -89,7 +89,7 @@ TEST_F(SharingDBTest, Open_NegativeVersion_StartsAtTheNextAndStopsAtTheFirstMiss
                   LogLine("sharing_db:64", "cannot migrate from -5 to -4\n\n")));
 }
 
-TEST_F(SharingDBTest, Open_LocaleWithDigitGrouping_NamesTheFilePlainly) {
+TEST_F(SharingDBTest, Open_LocaleWithDigitGrouping_UsesThePlainFileName) {
   const fakes::DigitGrouping grouping;
   AnswerVersion("-1234567");
 
@@ -154,7 +154,7 @@ TEST_F(SharingDBTest, NotOpened_IsNotGoodAndDoesNotMigrate) {
                           fakes::Refusal("sharing_db", 49, kVersionRefused)));
 }
 
-TEST_F(SharingDBTest, RootRecovery_IsThatOfEveryDatabase) {
+TEST_F(SharingDBTest, RootRecovery_IsTheSameAsForBaseDB) {
   const SharingDB db(kPath);
   platform_.files[kPath] = {0, 0, 0660};
   platform_.tools["/bin/mv"] = {"", 1};
@@ -180,8 +180,7 @@ TEST(SharingDBSweep, Open_AnyCallFails_IsNotGood) {
   });
 }
 
-/// Runs `check` in a process of its own, in which there is no instance yet, through to
-/// the end of the process.
+/// Runs `check` in a process of its own, which has no instance yet, and ends the process.
 template <class Check>
 void InNewProcess(Check check) {
   EXPECT_EXIT(

@@ -50,8 +50,8 @@ inline record::Entry LegalEntry(const std::string& hash = "hash") {
   return entry;
 }
 
-/// A text that needs care: quotes, bytes that are no UTF-8, one MiB of them.
-inline std::string RoughText() {
+/// A text of one MiB with quotes and with bytes that are not UTF-8.
+inline std::string UnusualText() {
   std::string text;
   while (text.size() < (1 << 20)) {
     text += "it's \xff\xfe \"`;--\n";

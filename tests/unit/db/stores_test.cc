@@ -1,4 +1,4 @@
-// What the three stores have in common.
+// Tests of what the three stores have in common.
 
 #include <gmock/gmock.h>
 
@@ -22,9 +22,8 @@ using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing::SizeIs;
 
-/// A kind of store: its types and its table.  Insert is a statement that stores a row
-/// which may be purged, or which may not.  Change changes a record; Updated is the
-/// statement that stores the change of row 5.
+/// A kind of store: its types, its table, and the statements of an update and of a purge.
+/// Insert returns a statement that stores a row.
 struct Links {
   using Store = EntryDB;
   using Record = record::Entry;

@@ -162,8 +162,7 @@ TEST_F(TokenDBTest, LocaleWithDigitGrouping_WritesPlainDecimals) {
                           "DELETE FROM token WHERE entry_id = 2147483647"));
 }
 
-/// Sweeps one operation of the store; the table holds the expired token 5 and the live
-/// one 6.
+/// Sweeps one operation of the store.  The table has the expired token 5 and the token 6.
 template <class Act>
 void SweepStore(Act act) {
   SweepFailures([&act](Failure& failure) {

@@ -12,7 +12,7 @@ namespace VEXO {
 namespace {
 
 using fakes::InOneSecond;
-using sharing::db::RoughText;
+using sharing::db::UnusualText;
 using sharing::record::Entry;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -27,7 +27,7 @@ TEST_F(AuthorizeTest, AllInOrder_Returns1AndSetsBothDeadlinesOneDayAhead) {
   const long after = time(nullptr);
   for (const char* table : {"session", "token"}) {
     const long timeout = std::stol(One(std::string("SELECT timeout FROM ") + table));
-    EXPECT_LE(before + kDay, timeout);  // it had been further ahead
+    EXPECT_LE(before + kDay, timeout);  // it was later before
     EXPECT_GE(after + kDay, timeout);
   }
   EXPECT_THAT(log_.lines(), IsEmpty());
@@ -56,7 +56,7 @@ TEST_F(AuthorizeTest, StepsComeInTheirOrder) {
                           "PRAGMA wal_checkpoint;", "PRAGMA wal_checkpoint;"));
 }
 
-TEST_F(AuthorizeTest, BlockedAddress_IsNotAskedFor) {
+TEST_F(AuthorizeTest, BlockedAddress_IsNotChecked) {
   platform_.denied_ips.insert(platform_.remote_ip);
 
   EXPECT_EQ(1, Authorize());
@@ -124,7 +124,7 @@ TEST_F(AuthorizeTest, LinkNotLegalAnyMore_ReturnsMinus6) {
   EXPECT_EQ(-6, Authorize());
 }
 
-TEST_F(AuthorizeTest, UsedUpLink_IsStillAuthorizedUntilItIsExceeded) {
+TEST_F(AuthorizeTest, LinkAtItsUseLimit_IsStillAuthorizedUntilItIsExceeded) {
   platform_.Sql("UPDATE entry SET expire_times=3, use_count=3");
   EXPECT_EQ(1, Authorize());
 
@@ -180,7 +180,7 @@ TEST_F(AuthorizeTest, Deadlines_AreStrict) {
   }
 }
 
-TEST_F(AuthorizeTest, SeveralFaults_AreAnsweredInTheFixedOrder) {
+TEST_F(AuthorizeTest, SeveralFaults_AreReportedInTheFixedOrder) {
   platform_.Sql("UPDATE session SET timeout=1000, ip='198.51.100.1'");
   platform_.Sql("UPDATE token SET timeout=1000");
   platform_.Sql("UPDATE entry SET enabled=0");
@@ -223,7 +223,7 @@ TEST_F(AuthorizeTest, UserNotListedAnyMore_ReturnsMinus2) {
   ExpectDeadlinesUnchanged();
 }
 
-TEST_F(AuthorizeTest, UserGone_ReturnsMinus2) {
+TEST_F(AuthorizeTest, DeletedUser_ReturnsMinus2) {
   Protect(UserEntry({1001}));
   platform_.Sql("UPDATE session SET uid=1001");
   platform_.users.clear();
@@ -245,7 +245,7 @@ TEST_F(AuthorizeTest, UserLookupSucceedsWithoutARecord_ReturnsMinus2) {
   EXPECT_EQ(-2, Authorize());
 }
 
-TEST_F(AuthorizeTest, UserNameGiven_LogsHimInAgain) {
+TEST_F(AuthorizeTest, UserNameGiven_LogsInTheUserAgain) {
   Protect(UserEntry({1001}));
   platform_.Sql("UPDATE session SET uid=1002");
   params_.username = "anna";
@@ -259,7 +259,7 @@ TEST_F(AuthorizeTest, UserNameGiven_LogsHimInAgain) {
   EXPECT_EQ(0, Recorded());
 }
 
-TEST_F(AuthorizeTest, UserNameGivenForAnOpenLink_IsNotLookedAt) {
+TEST_F(AuthorizeTest, UserNameGivenForAnOpenLink_IsIgnored) {
   params_.username = "anna";
   params_.user_password = "wrong";
 
@@ -267,7 +267,7 @@ TEST_F(AuthorizeTest, UserNameGivenForAnOpenLink_IsNotLookedAt) {
   EXPECT_THAT(platform_.logins, IsEmpty());
 }
 
-TEST_F(AuthorizeTest, PasswordLink_AsksForNoPasswordAgain) {
+TEST_F(AuthorizeTest, PasswordLink_NeedsNoPasswordAgain) {
   Protect(PasswordEntry());
 
   EXPECT_EQ(1, Authorize());
@@ -319,8 +319,8 @@ TEST_F(AuthorizeTest, TokenCannotBeUpdated_ReturnsMinus4) {
   EXPECT_NE("9999999999", One("SELECT timeout FROM session"));
 }
 
-TEST_F(AuthorizeTest, RoughTexts_BreakNothing) {
-  const std::string rough = RoughText();
+TEST_F(AuthorizeTest, UnusualTexts_AreHandled) {
+  const std::string rough = UnusualText();
   params_ = {rough.c_str(), rough.c_str(), rough.c_str(), rough.c_str(), rough.c_str()};
 
   EXPECT_EQ(-5, Authorize());
@@ -328,7 +328,7 @@ TEST_F(AuthorizeTest, RoughTexts_BreakNothing) {
   EXPECT_EQ(-7, Authorize());
 }
 
-TEST_F(AuthorizeTest, PlainTwin_AnswersTheSame) {
+TEST_F(AuthorizeTest, PlainFunction_ReturnsTheSame) {
   EXPECT_EQ(1, ::VexoSharingIsAuthorized(&params_));
   EXPECT_EQ(-4, ::VexoSharingIsAuthorized(nullptr));
   params_.session_id = "unknown";

@@ -16,7 +16,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::MatchesRegex;
 
-/// The shared database could not be opened, for as long as this program runs.
+/// The shared database could not be opened, and stays so in this program.
 class NotGoodTest : public testing::Test {
  protected:
   NotGoodTest() {
@@ -33,7 +33,7 @@ class NotGoodTest : public testing::Test {
     platform_.files[sharing::SZF_SHARING_DB_PATH] = {uid, gid, 0660};
   }
 
-  /// The operations' own lines; those of the database below them are left out.
+  /// The log lines of the operations, without those of the database.
   sharing::db::Calls OwnLines() {
     sharing::db::Calls lines;
     for (const std::string& line : log_.lines()) {
@@ -81,7 +81,7 @@ TEST_F(NotGoodTest, Authorize_OwnedByRoot_MovesTheFileAndGoesOnToMinus5) {
               ElementsAre("/bin/mv", sharing::SZF_SHARING_DB_PATH, "/tmp/"));
 }
 
-TEST_F(NotGoodTest, Authorize_OwnedByRoot_MoveFails_GoesOnAllTheSame) {
+TEST_F(NotGoodTest, Authorize_OwnedByRoot_MoveFails_StillGoesOn) {
   SetOwner(0, 0);
   platform_.tools.clear();
 
@@ -121,7 +121,7 @@ TEST_F(NotGoodTest, LogoutAndUseCount_AreFalseSilently) {
   EXPECT_THAT(platform_.started, IsEmpty());
 }
 
-TEST_F(NotGoodTest, EveryFailureOnTheWay_LetsNobodyIn) {
+TEST_F(NotGoodTest, AnyCallFails_AdmitsNobody) {
   SetOwner(0, 0);
   int number = 0;
 

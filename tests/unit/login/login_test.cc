@@ -17,7 +17,7 @@ namespace VEXO {
 namespace {
 
 using fakes::InOneSecond;
-using sharing::db::RoughText;
+using sharing::db::UnusualText;
 using sharing::record::Entry;
 using testing::Contains;
 using testing::ElementsAre;
@@ -197,7 +197,7 @@ TEST_F(LoginTest, UsesBeyondTheLimit_AreRefused) {
   EXPECT_EQ("2147483647", One("SELECT use_count FROM entry"));
 }
 
-TEST_F(LoginTest, UsedUpPasswordLink_ReturnsMinus11WhateverThePassword) {
+TEST_F(LoginTest, PasswordLinkAtItsUseLimit_ReturnsMinus11WhateverThePassword) {
   Entry entry = PasswordEntry();
   entry.set_expire_times(1);
   entry.set_use_count(1);
@@ -265,7 +265,7 @@ TEST_F(LoginTest, Success_SuppressedAutoblock_KeepsTheRecord) {
   EXPECT_EQ(0, Recorded());
 }
 
-TEST_F(LoginTest, ListedUser_Returns1AndTheSessionCarriesHim) {
+TEST_F(LoginTest, ListedUser_Returns1AndTheSessionHasTheUser) {
   StoreLink(UserEntry({1001}));
   params_.username = "anna";
   params_.user_password = "anna's";
@@ -308,7 +308,7 @@ TEST_F(LoginTest, GroupMember_Returns1) {
   EXPECT_EQ("1001", One("SELECT uid FROM session"));
 }
 
-TEST_F(LoginTest, UserNamedOnTheLinkBeforeHeExisted_Returns1) {
+TEST_F(LoginTest, UserNamedBeforeTheAccountExisted_Returns1) {
   Entry entry = UserEntry({7});
   entry.set_protect_users({"carl"});
   StoreLink(entry);
@@ -351,7 +351,7 @@ TEST_F(LoginTest, CredentialsRefused_ReturnsMinus2AndIsRecorded) {
   ExpectNothingDone();
 }
 
-TEST_F(LoginTest, CredentialsRefused_LooksNobodyUp) {
+TEST_F(LoginTest, CredentialsRefused_LooksUpNoUser) {
   StoreLink(UserEntry({1001}));
   params_.username = "anna";
   params_.user_password = "wrong";
@@ -391,7 +391,7 @@ TEST_F(LoginTest, UserLookupSucceedsWithoutARecord_ReturnsMinus3) {
   ExpectNothingDone();
 }
 
-TEST_F(LoginTest, NoUserName_AsksForTheUnsetIdAndReturnsMinus3) {
+TEST_F(LoginTest, NoUserName_LooksUpTheUnsetIdAndReturnsMinus3) {
   StoreLink(UserEntry({1001}));
 
   EXPECT_EQ(-3, Login());
@@ -485,7 +485,7 @@ TEST_F(LoginTest, UnknownSession_IsReplacedByANewOne) {
   EXPECT_EQ("3", Count("session"));
 }
 
-TEST_F(LoginTest, SecondLogin_MovesTheTokensDeadlineAndMakesNoSecondOne) {
+TEST_F(LoginTest, SecondLogin_MovesTheTokensDeadlineAndCreatesNoSecondToken) {
   StoreLink(OpenEntry());
   ASSERT_EQ(1, Login());
   platform_.Sql("UPDATE token SET timeout=" + std::to_string(kFarAhead));
@@ -569,8 +569,8 @@ TEST_F(LoginTest, SessionCannotBeUpdated_ReturnsMinus4AndTheNewTokenIsDeleted) {
   EXPECT_THAT(platform_.statements(), Contains("DELETE FROM token WHERE id=1"));
 }
 
-TEST_F(LoginTest, RoughTexts_BreakNothing) {
-  const std::string rough = RoughText();
+TEST_F(LoginTest, UnusualTexts_AreHandled) {
+  const std::string rough = UnusualText();
   Entry entry = OpenEntry();
   entry.set_hash(rough);
   StoreLink(entry);
@@ -607,13 +607,13 @@ class PlainLoginTest : public VisitorTest {
     platform_.random_strings = {"0123456789abcdefghijklmnopqrstuv"};
   }
 
-  /// What stands in the buffer, whole.
-  std::string Buffer() { return {buffer_, sizeof buffer_}; }
+  /// All bytes of the buffer.
+  std::string Buffer() { return {buffer_, sizeof(buffer_)}; }
 
   char buffer_[40];
 };
 
-TEST_F(PlainLoginTest, LongerBuffer_KeepsWhatStandsBetweenTheIdAndItsLastByte) {
+TEST_F(PlainLoginTest, LongerBuffer_KeepsItsBytesBetweenTheIdAndTheLast) {
   EXPECT_EQ(1, ::VexoSharingLogin(buffer_, 40, &params_, 0));
   EXPECT_EQ("0123456789abcdefghijklmnopqrstuv#######" + std::string(1, '\0'), Buffer());
 }

@@ -7,7 +7,7 @@
 namespace VEXO {
 namespace {
 
-using sharing::db::RoughText;
+using sharing::db::UnusualText;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::MatchesRegex;
@@ -71,13 +71,13 @@ TEST_F(LogoutTest, AddressIsNotRead) {
   EXPECT_THAT(platform_.calls({"VexoCgiGetRemoteIP"}), IsEmpty());
 }
 
-TEST_F(LogoutTest, RoughTexts_BreakNothing) {
-  EXPECT_FALSE(VEXO::VexoSharingLogout(RoughText(), RoughText()));
+TEST_F(LogoutTest, UnusualTexts_AreHandled) {
+  EXPECT_FALSE(VEXO::VexoSharingLogout(UnusualText(), UnusualText()));
   EXPECT_FALSE(VEXO::VexoSharingLogout("hash", "' OR '1'='1"));
   EXPECT_EQ("1", Count("token"));
 }
 
-TEST_F(LogoutTest, PlainTwin_Returns1Or0AndThrowsForNull) {
+TEST_F(LogoutTest, PlainFunction_Returns1Or0AndThrowsForNull) {
   ExpectNullRefused([] { ::VexoSharingLogout(nullptr, "sid"); });
   ExpectNullRefused([] { ::VexoSharingLogout("hash", nullptr); });
   EXPECT_EQ("1", Count("token"));

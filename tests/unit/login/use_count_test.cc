@@ -69,7 +69,7 @@ TEST_F(UseCountTest, UnknownLink_IsFalseSilentlyAndChangesNothing) {
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
-TEST_F(UseCountTest, LinkThatMayNotBeUsed_IsCountedAllTheSame) {
+TEST_F(UseCountTest, LinkThatMayNotBeUsed_IsStillCounted) {
   platform_.Sql("UPDATE entry SET enabled=0, expire_at=1, expire_times=1, use_count=1");
 
   EXPECT_TRUE(VEXO::VexoSharingIncreaseUseCount("hash"));
@@ -84,7 +84,7 @@ TEST_F(UseCountTest, LinkThatIsNotLegal_IsFalse) {
               ElementsAre(fakes::Refusal("entry", 336, "! app_.isObject()")));
 }
 
-TEST_F(UseCountTest, LargestNumber_Stays) {
+TEST_F(UseCountTest, LargestNumber_IsKept) {
   platform_.Sql("UPDATE entry SET use_count=2147483646");
 
   EXPECT_TRUE(VEXO::VexoSharingIncreaseUseCount("hash"));
@@ -98,7 +98,7 @@ TEST_F(UseCountTest, UpdateFails_IsFalse) {
   EXPECT_FALSE(VEXO::VexoSharingIncreaseUseCount("hash"));
 }
 
-TEST_F(UseCountTest, PlainTwin_Returns1Or0AndThrowsForNull) {
+TEST_F(UseCountTest, PlainFunction_Returns1Or0AndThrowsForNull) {
   ExpectNullRefused([] { ::VexoSharingIncreaseUseCount(nullptr); });
   EXPECT_EQ(1, ::VexoSharingIncreaseUseCount("hash"));
   EXPECT_EQ(0, ::VexoSharingIncreaseUseCount("unknown"));

@@ -21,11 +21,11 @@ using testing::AnyOf;
 /// not listed here must refuse the visitor.
 bool IsTolerated(const Failure& failure) {
   return !failure.happened() ||
-         // The ids could not be put back: logged, and the work goes on.
+         // The ids could not be restored: logged, and the operation goes on.
          failure.IsOfLeaving() ||
          // The use could not be counted: logged, and the login goes on.
          failure.Logged("update entry use count fail") ||
-         // A store's end cannot fail.
+         // The end of a store has no result.
          failure.Concerns("PRAGMA wal_checkpoint;") ||
          failure.IsOf("VEXOAutoBlockFailLoginReset") ||
          // A session that was not found or not stored is replaced by a new one.
@@ -39,7 +39,7 @@ bool IsTolerated(const Failure& failure) {
           (failure.Concerns("UPDATE ") || failure.Concerns("INSERT ")));
 }
 
-/// The same for a login alone: a session or token that was not found is made anew.
+/// The same for a login, which creates a session or token that was not found.
 bool IsToleratedInLogin(const Failure& failure) {
   return IsTolerated(failure) || failure.Concerns("SELECT * FROM session") ||
          failure.Concerns("SELECT * FROM token");
@@ -77,8 +77,7 @@ std::vector<Visit> Visits() {
       {"unknown", OpenEntry(), {"other", nullptr, nullptr, nullptr, "sid"}, false}};
 }
 
-/// The visitor's world for a sweep: accounts, the link and a live session with a token
-/// for another link only.
+/// Prepares a sweep: accounts, the link, and a session without a token for the link.
 void ArrangeVisit(Failure& failure, const Visit& visit) {
   SharingDB::Instance();
   AddAccounts(failure.platform);
@@ -87,7 +86,7 @@ void ArrangeVisit(Failure& failure, const Visit& visit) {
   AddSession(failure.platform, 7, "sid", kFarAhead, "192.0.2.7", 1001);
 }
 
-TEST(LoginSweep, AnyCallFails_LetsNobodyInWhoShouldNotBe) {
+TEST(LoginSweep, AnyCallFails_AdmitsNobodyWhoIsNotAllowed) {
   std::vector<Visit> visits;
   {
     const fakes::Platform platform;
@@ -116,7 +115,7 @@ TEST(LoginSweep, AnyCallFails_LetsNobodyInWhoShouldNotBe) {
   }
 }
 
-TEST(AuthorizeSweep, AnyCallFails_LetsNobodyInWhoShouldNotBe) {
+TEST(AuthorizeSweep, AnyCallFails_AdmitsNobodyWhoIsNotAllowed) {
   std::vector<Visit> visits;
   {
     const fakes::Platform platform;
@@ -132,7 +131,7 @@ TEST(AuthorizeSweep, AnyCallFails_LetsNobodyInWhoShouldNotBe) {
 
       const int result = VEXO::VexoSharingIsAuthorized(&visit.params);
       const std::string name = visit.name;
-      // The check asks for no password, and for the session's user where none is named.
+      // The check needs no password, and without a user name checks the session's user.
       const bool admitted = visit.admitted || name == "wrong password" ||
                             name == "no password" || name == "no user" ||
                             name == "used up";

@@ -93,17 +93,15 @@ class VisitorTest : public testing::Test {
     return One("SELECT count(*) FROM " + table);
   }
 
-  /// Failed logins counted for the visitor's address; the service is fixed.
+  /// Number of failed logins of the visitor's address.
   int Recorded() {
     const auto found = platform_.failed_logins.find(platform_.remote_ip);
-    if (found == platform_.failed_logins.end()) {
-      return 0;
-    }
+    if (found == platform_.failed_logins.end()) return 0;
     EXPECT_EQ("SHARING", found->second.first);
     return found->second.second;
   }
 
-  /// That the operation failed: nothing was handed out, stored or counted as a use.
+  /// Expects that nothing was returned, stored or counted as a use.
   void ExpectNothingDone() {
     EXPECT_EQ("before", out_);
     EXPECT_EQ("0", Count("session"));
@@ -138,7 +136,7 @@ class AuthorizeTest : public VisitorTest {
     platform_.ForgetCalls();
   }
 
-  /// The operations' own log lines.
+  /// The log lines of the operations.
   sharing::db::Calls OwnLines() {
     sharing::db::Calls lines;
     for (const std::string& line : log_.lines()) {
@@ -155,7 +153,7 @@ class AuthorizeTest : public VisitorTest {
   }
 };
 
-/// That `call` throws the error of a null text.
+/// Expects that `call` throws the error of a null text.
 inline void ExpectNullRefused(const std::function<void()>& call) {
   try {
     call();

@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 #include <json/value.h>
 
-#include <cerrno>
 #include <string>
 #include <utility>
 #include <vector>
@@ -11,33 +10,13 @@
 #include "entry_test.h"
 #include "internal/entry_private.h"
 #include "stored_row.h"
+#include "time_zone.h"
 
 namespace VEXO::sharing::record {
 namespace {
 
 using testing::ElementsAre;
 using testing::Pair;
-
-/// The time zone of the process while it lives, in POSIX form.
-class TimeZone {
- public:
-  explicit TimeZone(const std::string& zone) {
-    if (const char* const before = getenv("TZ")) before_ = before;
-    setenv("TZ", zone.c_str(), 1);
-    tzset();
-  }
-  ~TimeZone() {
-    if (before_.empty()) {
-      unsetenv("TZ");
-    } else {
-      setenv("TZ", before_.c_str(), 1);
-    }
-    tzset();
-  }
-
- private:
-  std::string before_;
-};
 
 // Columns
 
@@ -175,7 +154,7 @@ TEST_F(EntryTest, GroupingLocale_ColumnsAndDataReadBack) {
 // JSON view
 
 TEST_F(EntryTest, ToJSON_ReplacesOutByThePublicView) {
-  const TimeZone zone("EAST-3");
+  const fakes::TimeZone zone("EAST-3");
   Entry entry = PasswordEntry("abc", Entry::ENCRYPT_ALGO_DEFAULT);
   entry.set_id(9);
   entry.set_start_at(1700000000);
@@ -206,7 +185,7 @@ TEST_F(EntryTest, ToJSON_ReplacesOutByThePublicView) {
             out);
 }
 
-TEST_F(EntryTest, ToJSON_OutIsNoObject_IsReplacedToo) {
+TEST_F(EntryTest, ToJSON_OutIsNotAnObject_IsReplacedToo) {
   Json::Value out(Json::arrayValue);
 
   LegalEntry().ToJSON(out);
@@ -215,7 +194,7 @@ TEST_F(EntryTest, ToJSON_OutIsNoObject_IsReplacedToo) {
   EXPECT_EQ(17u, out.size());
 }
 
-TEST_F(EntryTest, ToJSON_OneUnresolvedUser_IsNamed) {
+TEST_F(EntryTest, ToJSON_UserNotFound_IsNamed) {
   Entry entry = LegalEntry();
   entry.set_protect_users({"ghost"});
   Json::Value out;

@@ -82,7 +82,7 @@ TEST_F(EntryTest, SetProtectPassword_UnknownAlgorithm_IsNotLegalAndHoldsNoForm) 
   EXPECT_EQ("", entry.get_protect_password_salt());
 }
 
-TEST_F(EntryTest, SetProtectPassword_NoSalt_IsNotLegalAndForgetsThePassword) {
+TEST_F(EntryTest, SetProtectPassword_NoSalt_IsNotLegalAndClearsThePassword) {
   Entry entry = PasswordEntry("abc", Entry::ENCRYPT_ALGO_MD5);
   platform_.FailOnce("getString");
 
@@ -174,7 +174,7 @@ TEST_F(EntryTest, IsPasswordValid_OtherAlgorithmNumber_IsMd5) {
 
 // Users and groups
 
-TEST_F(EntryTest, SetProtectUsers_SortsNamesIntoIdsAndUnresolved) {
+TEST_F(EntryTest, SetProtectUsers_KeepsNamesThatAreNotFound) {
   Entry entry;
 
   entry.set_protect_users({"bob", "ghost", "alice", "bob", "ghost"});
@@ -202,7 +202,7 @@ TEST_F(EntryTest, SetProtectUsers_LookupFails_KeepsTheName) {
   EXPECT_THAT(entry.get_protect_uids(), ElementsAre(5002, 5001));
 }
 
-TEST_F(EntryTest, UnresolvedUser_CountsOnceHeExists) {
+TEST_F(EntryTest, UserNotFound_IsAdmittedOnceTheAccountExists) {
   Entry entry;
   entry.set_protect_users({"ghost"});
 
@@ -212,7 +212,7 @@ TEST_F(EntryTest, UnresolvedUser_CountsOnceHeExists) {
   EXPECT_THAT(entry.get_protect_uids(), ElementsAre(5009));
 }
 
-TEST_F(EntryTest, DeletedUser_IsNotNamedButKeepsTheEntryLegal) {
+TEST_F(EntryTest, DeletedUser_HasNoNameButTheEntryStaysLegal) {
   Entry entry = LegalEntry();
   entry.set_protect_type(Entry::PROTECT_USER);
   entry.set_protect_users({"alice"});
@@ -223,7 +223,7 @@ TEST_F(EntryTest, DeletedUser_IsNotNamedButKeepsTheEntryLegal) {
   EXPECT_TRUE(entry.IsLegal());
 }
 
-TEST_F(EntryTest, SetProtectUids_ReplacesIdsAndForgetsNames) {
+TEST_F(EntryTest, SetProtectUids_ReplacesIdsAndRemovesNames) {
   Entry entry;
   entry.set_protect_users({"alice", "ghost"});
 
@@ -232,7 +232,7 @@ TEST_F(EntryTest, SetProtectUids_ReplacesIdsAndForgetsNames) {
   EXPECT_THAT(entry.get_protect_users(), ElementsAre("bob", "bob"));
 }
 
-TEST_F(EntryTest, SetProtectGroups_SortsNamesIntoIdsAndUnresolved) {
+TEST_F(EntryTest, SetProtectGroups_KeepsNamesThatAreNotFound) {
   Entry entry;
 
   entry.set_protect_groups({"friends", "ghosts", "family"});
@@ -245,7 +245,7 @@ TEST_F(EntryTest, SetProtectGroups_SortsNamesIntoIdsAndUnresolved) {
   EXPECT_THAT(entry.get_protect_groups(), ElementsAre("family"));
 }
 
-TEST_F(EntryTest, SetProtectGids_ReplacesIdsAndForgetsNames) {
+TEST_F(EntryTest, SetProtectGids_ReplacesIdsAndRemovesNames) {
   Entry entry;
   entry.set_protect_groups({"family", "ghosts"});
 

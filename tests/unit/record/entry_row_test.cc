@@ -67,7 +67,7 @@ TEST_F(EntryTest, FromRow_FullRow_ReadsBackEveryField) {
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
-TEST_F(EntryTest, FromRow_EmptyColumns_GiveTheReadersDefaults) {
+TEST_F(EntryTest, FromRow_EmptyColumns_HaveTheDefaults) {
   auto columns = Columns(LegalData().toStyledString());
   for (const char* const column : {"id", "enabled", "owner_uid", "start_at", "expire_at",
                                    "expire_times", "use_count", "auto_gc"}) {
@@ -242,7 +242,7 @@ TEST_F(EntryTest, FromRow_MemberOfAnotherType_IsFalse) {
   }
 }
 
-TEST_F(EntryTest, FromRow_ListThatIsNoArray_IsFalse) {
+TEST_F(EntryTest, FromRow_ListThatIsNotAnArray_IsFalse) {
   for (const char* const member :
        {"protect_uids", "protect_extra_users", "protect_gids", "protect_extra_groups"}) {
     for (const char* const value : {"\"alice\"", "5001", "true", "{\"0\": 5001}"}) {
@@ -297,7 +297,7 @@ TEST_F(EntryTest, FromRow_ExpiredAndExhaustedEntry_IsLegalAndTrue) {
   EXPECT_EQ(1000, entry.get_expire_at());
 }
 
-TEST_F(EntryTest, FromRow_AsksForLegalityThroughTheContract) {
+TEST_F(EntryTest, FromRow_CallsTheVirtualIsLegal) {
   class Other : public EntryPrivate {
     bool IsLegal() const override { return true; }
   };

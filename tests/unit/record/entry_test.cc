@@ -56,7 +56,7 @@ TEST_F(EntryTest, Enumerators_HaveTheirFixedValues) {
   EXPECT_EQ(1, Entry::ENCRYPT_ALGO_MD5);
 }
 
-TEST_F(EntryTest, PlainAccessors_GiveBackWhatWasSet) {
+TEST_F(EntryTest, PlainAccessors_ReturnWhatWasSet) {
   const std::string bytes("it's \"\0\xff", 8);
   Json::Value object;
   object["key"] = bytes;
@@ -96,7 +96,7 @@ TEST_F(EntryTest, PlainAccessors_GiveBackWhatWasSet) {
   EXPECT_EQ(object, entry.get_private_data());
 }
 
-TEST_F(EntryTest, SetExpireTimes_FromNoLimitToALimit_BeginsTheCountAnew) {
+TEST_F(EntryTest, SetExpireTimes_FromNoLimitToALimit_SetsTheUseCountToZero) {
   Entry entry;
   entry.set_use_count(3);
 
@@ -118,7 +118,7 @@ TEST_F(EntryTest, SetExpireTimes_OtherChanges_KeepTheCount) {
   }
 }
 
-TEST_F(EntryTest, SetExpireTimes_NegativeAfterNoLimit_BeginsTheCountAnew) {
+TEST_F(EntryTest, SetExpireTimes_NegativeAfterNoLimit_SetsTheUseCountToZero) {
   Entry entry;
   entry.set_use_count(3);
 
@@ -135,7 +135,7 @@ TEST_F(EntryTest, IncUseCount_AddsOneWithoutRegardToTheLimit) {
   EXPECT_EQ(2, entry.get_use_count());
 }
 
-TEST_F(EntryTest, IncUseCount_LargestInt_Stays) {
+TEST_F(EntryTest, IncUseCount_LargestInt_IsKept) {
   Entry entry;
   entry.set_use_count(std::numeric_limits<int>::max());
 

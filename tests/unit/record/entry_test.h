@@ -49,7 +49,7 @@ class EntryTest : public testing::Test {
     return entry;
   }
 
-  /// The columns of a row that reads as a legal entry, with this text as its data.
+  /// The columns of a row of a legal entry, with this text as its data.
   static std::map<std::string, std::string> Columns(const std::string& data) {
     return {{"id", "12"},       {"hash", "aB3dE6gH9"}, {"project_name", "photo"},
             {"enabled", "1"},   {"owner_uid", "5001"}, {"start_at", "0"},

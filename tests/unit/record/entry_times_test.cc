@@ -1,38 +1,17 @@
 #include <gmock/gmock.h>
 
-#include <cerrno>
 #include <ctime>
 #include <limits>
 #include <string>
 
 #include "entry.h"
 #include "entry_test.h"
+#include "time_zone.h"
 
 namespace VEXO::sharing::record {
 namespace {
 
 const char kTimeFormat[] = "%Y-%m-%d %H:%M:%S";
-
-/// The time zone of the process while it lives, in POSIX form.
-class TimeZone {
- public:
-  explicit TimeZone(const std::string& zone) {
-    if (const char* const before = getenv("TZ")) before_ = before;
-    setenv("TZ", zone.c_str(), 1);
-    tzset();
-  }
-  ~TimeZone() {
-    if (before_.empty()) {
-      unsetenv("TZ");
-    } else {
-      setenv("TZ", before_.c_str(), 1);
-    }
-    tzset();
-  }
-
- private:
-  std::string before_;
-};
 
 // Time texts
 
@@ -42,7 +21,7 @@ TEST_F(EntryTest, TimeText_Zero_IsEmpty) {
 }
 
 TEST_F(EntryTest, TimeText_IsInTheLocalTimeZone) {
-  const TimeZone zone("EAST-3");
+  const fakes::TimeZone zone("EAST-3");
   Entry entry;
   entry.set_start_at(1700000000);
   entry.set_expire_at(-1);
@@ -78,7 +57,7 @@ TEST_F(EntryTest, TimeText_YearBeyondTheCalendar_IsEmpty) {
 }
 
 TEST_F(EntryTest, SetTimeText_IsReadInTheLocalTimeZone) {
-  const TimeZone zone("EAST-3");
+  const fakes::TimeZone zone("EAST-3");
   Entry entry;
 
   entry.set_start_at_str("2023-11-15 01:13:20", kTimeFormat);
@@ -101,7 +80,7 @@ TEST_F(EntryTest, SetTimeText_EmptyOrUnreadable_IsZero) {
 }
 
 TEST_F(EntryTest, SetTimeText_AllYearSummerTime_IsReadAsSummerTime) {
-  const TimeZone zone("STD0DST,0/0,J365/25");
+  const fakes::TimeZone zone("STD0DST,0/0,J365/25");
   Entry entry;
 
   entry.set_start_at_str("2023-11-14 23:13:20", kTimeFormat);
@@ -113,13 +92,13 @@ TEST_F(EntryTest, SetTimeText_TakesTodaysSummerTimeForAnyDate) {
   struct tm today = {};
   gmtime_r(&now, &today);
   // Summer time from two days ago to two days ahead, one hour before standard time.
-  const TimeZone zone("STD0DST," + std::to_string((today.tm_yday + 363) % 365) + "," +
-                      std::to_string((today.tm_yday + 2) % 365));
+  const fakes::TimeZone zone("STD0DST," + std::to_string((today.tm_yday + 363) % 365) +
+                             "," + std::to_string((today.tm_yday + 2) % 365));
   const time_t half_a_year_ahead = now + 182L * 86400;
   struct tm then = {};
   gmtime_r(&half_a_year_ahead, &then);
   char text[32];
-  strftime(text, sizeof text, kTimeFormat, &then);
+  strftime(text, sizeof(text), kTimeFormat, &then);
   Entry entry;
 
   entry.set_start_at_str(text, kTimeFormat);

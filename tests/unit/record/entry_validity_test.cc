@@ -64,7 +64,7 @@ TEST_F(EntryTest, IsLegal_OwnerRoot_IsLegal) {
   EXPECT_TRUE(entry.IsLegal());
 }
 
-TEST_F(EntryTest, IsLegal_AppIsNoObject_IsRefusedBeforePrivateData) {
+TEST_F(EntryTest, IsLegal_AppIsNotAnObject_IsRefusedBeforePrivateData) {
   for (const Json::Value& app : {Json::Value(), Json::Value(Json::arrayValue),
                                  Json::Value("{}"), Json::Value(1), Json::Value(true)}) {
     const fakes::LogCapture log;
@@ -77,7 +77,7 @@ TEST_F(EntryTest, IsLegal_AppIsNoObject_IsRefusedBeforePrivateData) {
   }
 }
 
-TEST_F(EntryTest, IsLegal_PrivateDataIsNoObject_IsRefusedBeforeThePassword) {
+TEST_F(EntryTest, IsLegal_PrivateDataIsNotAnObject_IsRefusedBeforeThePassword) {
   Entry entry = LegalEntry();
   entry.set_private_data(Json::Value(Json::arrayValue));
   entry.set_protect_type(Entry::PROTECT_PASSWORD);
@@ -87,7 +87,7 @@ TEST_F(EntryTest, IsLegal_PrivateDataIsNoObject_IsRefusedBeforeThePassword) {
               ElementsAre(Refusal("entry", 337, "! private_data_.isObject()")));
 }
 
-TEST_F(EntryTest, IsLegal_PasswordWantedButNoneSet_IsRefused) {
+TEST_F(EntryTest, IsLegal_PasswordProtectionWithoutPassword_IsRefused) {
   Entry entry = LegalEntry();
   entry.set_protect_type(Entry::PROTECT_PASSWORD);
 
@@ -120,7 +120,7 @@ TEST_F(EntryTest, IsLegal_Md5FormWithoutSalt_IsLegal) {
   EXPECT_TRUE(entry.IsLegal());
 }
 
-TEST_F(EntryTest, IsLegal_UsersWantedButNoneListed_IsRefused) {
+TEST_F(EntryTest, IsLegal_UserProtectionWithoutUsers_IsRefused) {
   Entry entry = LegalEntry();
   entry.set_protect_type(Entry::PROTECT_USER);
 
@@ -149,7 +149,7 @@ TEST_F(EntryTest, IsLegal_AnyOfTheFourLists_IsEnough) {
   }
 }
 
-TEST_F(EntryTest, IsLegal_TimesCountsAndRedirect_AreNotLookedAt) {
+TEST_F(EntryTest, IsLegal_TimesCountsAndRedirect_AreNotChecked) {
   Entry entry = LegalEntry();
   entry.set_enabled(false);
   entry.set_start_at(-1);
@@ -161,7 +161,7 @@ TEST_F(EntryTest, IsLegal_TimesCountsAndRedirect_AreNotLookedAt) {
   EXPECT_TRUE(entry.IsLegal());
 }
 
-TEST_F(EntryTest, IsLegal_Refusal_LogsWithTheErrnoOfTheMoment) {
+TEST_F(EntryTest, IsLegal_Refusal_LogsTheCurrentErrno) {
   errno = ENOENT;
 
   EXPECT_FALSE(Entry().IsLegal());
@@ -187,7 +187,7 @@ TEST_F(EntryTest, IsValid_NotLegal_LogsBothReasons) {
                                         Refusal("entry", 355, "! IsLegal()")));
 }
 
-TEST_F(EntryTest, IsValid_AsksForLegalityThroughTheContract) {
+TEST_F(EntryTest, IsValid_CallsTheVirtualIsLegal) {
   class Other : public EntryPrivate {
     bool IsLegal() const override { return true; }
   };

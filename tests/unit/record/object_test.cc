@@ -18,15 +18,15 @@
 namespace VEXO::sharing::record {
 namespace {
 
-// A virtual member's pointer holds one more than its place in the table, in bytes.
+// A pointer to a virtual member is one more than its offset in the table, in bytes.
 template <class Member>
 std::size_t Slot(Member member) {
   std::size_t offset = 0;
-  std::memcpy(&offset, &member, sizeof offset);
+  std::memcpy(&offset, &member, sizeof(offset));
   return (offset - 1) / sizeof(void*);
 }
 
-TEST(Object, VirtualOperations_StandInTheOrderOfTheBinaryInterface) {
+TEST(Object, VirtualFunctions_HaveTheOrderOfTheBinaryInterface) {
   // The destructor has two places, 0 and 1.
   EXPECT_EQ(2u, Slot(&Object::GetFieldList));
   EXPECT_EQ(3u, Slot(&Object::GetFieldMap));
@@ -40,8 +40,8 @@ TEST(Object, Class_IsAbstractWithAVirtualDestructor) {
   EXPECT_TRUE(std::has_virtual_destructor_v<Object>);
 }
 
-// What Entry, Session and Token have in common.  A record is made with text in it, so
-// that copying and moving have something to share or lose.
+// Tests of what Entry, Session and Token have in common.  The records have texts, so that
+// a copy or a move could share or lose something.
 
 Json::Value ObjectWith(const char* key, const char* value) {
   Json::Value object(Json::objectValue);

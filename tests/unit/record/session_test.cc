@@ -72,7 +72,7 @@ TEST_F(SessionTest, IsLegal_New_IsRefusedForItsSessionId) {
   EXPECT_THAT(log_.lines(), ElementsAre(Refusal("session", 87, "\"\" == session_id_")));
 }
 
-TEST_F(SessionTest, IsLegal_NoAddress_IsRefusedBeforeTheDeadlineIsLookedAt) {
+TEST_F(SessionTest, IsLegal_NoAddress_IsRefusedBeforeTheDeadlineIsChecked) {
   Session session = LegalSession();
   session.set_ip("");
   session.set_timeout(0);
@@ -120,7 +120,7 @@ TEST_F(SessionTest, IsLegal_NoUser_IsLegal) {
   EXPECT_TRUE(session.IsLegal());
 }
 
-TEST_F(SessionTest, IsLegal_Refusal_LogsWithTheErrnoOfTheMoment) {
+TEST_F(SessionTest, IsLegal_Refusal_LogsTheCurrentErrno) {
   errno = ENOENT;
 
   EXPECT_FALSE(Session().IsLegal());
@@ -153,7 +153,7 @@ TEST_F(SessionTest, GetFieldMap_IsTheListByColumnName) {
                           Pair("timeout", "-5"), Pair("uid", "1026")));
 }
 
-TEST_F(SessionTest, GetFieldMap_AsksForTheListThroughTheContract) {
+TEST_F(SessionTest, GetFieldMap_CallsTheVirtualGetFieldList) {
   class Other : public SessionPrivate {
     std::vector<std::string> GetFieldList() const override {
       return {"a", "b", "c", "d"};
@@ -280,7 +280,7 @@ TEST_F(SessionTest, FromRow_UnreadableNumbers_GiveTheDefaults) {
   EXPECT_EQ(0, session.get_timeout());
 }
 
-TEST_F(SessionTest, FromRow_AsksForLegalityThroughTheContract) {
+TEST_F(SessionTest, FromRow_CallsTheVirtualIsLegal) {
   class Other : public SessionPrivate {
     bool IsLegal() const override { return true; }
   };

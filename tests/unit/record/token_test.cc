@@ -68,7 +68,7 @@ TEST_F(TokenTest, IsLegal_New_IsRefusedForItsEntry) {
   EXPECT_THAT(log_.lines(), ElementsAre(Refusal("token", 81, "0 == entry_id_")));
 }
 
-TEST_F(TokenTest, IsLegal_NoSession_IsRefusedBeforeTheDeadlineIsLookedAt) {
+TEST_F(TokenTest, IsLegal_NoSession_IsRefusedBeforeTheDeadlineIsChecked) {
   Token token = LegalToken();
   token.set_session_id(0);
   token.set_timeout(0);
@@ -110,7 +110,7 @@ TEST_F(TokenTest, IsLegal_NegativeIds_AreLegal) {
   EXPECT_TRUE(token.IsLegal());
 }
 
-TEST_F(TokenTest, IsLegal_Refusal_LogsWithTheErrnoOfTheMoment) {
+TEST_F(TokenTest, IsLegal_Refusal_LogsTheCurrentErrno) {
   errno = EACCES;
 
   EXPECT_FALSE(Token().IsLegal());
@@ -135,7 +135,7 @@ TEST_F(TokenTest, GetFieldMap_IsTheListByColumnName) {
                           Pair("timeout", "1700000000")));
 }
 
-TEST_F(TokenTest, GetFieldMap_AsksForTheListThroughTheContract) {
+TEST_F(TokenTest, GetFieldMap_CallsTheVirtualGetFieldList) {
   class Other : public TokenPrivate {
     std::vector<std::string> GetFieldList() const override { return {"a", "b", "c"}; }
   };
@@ -208,7 +208,7 @@ TEST_F(TokenTest, FromRow_ExpiredToken_FillsAllAndIsFalse) {
   EXPECT_THAT(log_.lines(), ElementsAre(Refusal("token", 83, "time(NULL) >= timeout_")));
 }
 
-TEST_F(TokenTest, FromRow_MissingColumns_GiveZero) {
+TEST_F(TokenTest, FromRow_MissingColumns_AreZero) {
   const StoredRow stored(platform_, {{"other", "x"}});
   Token token = LegalToken();
   token.set_id(5);
@@ -221,7 +221,7 @@ TEST_F(TokenTest, FromRow_MissingColumns_GiveZero) {
   EXPECT_THAT(log_.lines(), ElementsAre(Refusal("token", 81, "0 == entry_id_")));
 }
 
-TEST_F(TokenTest, FromRow_UnreadableNumbers_GiveZero) {
+TEST_F(TokenTest, FromRow_UnreadableNumbers_AreZero) {
   const StoredRow stored(
       platform_,
       {{"id", ""}, {"entry_id", "x"}, {"session_id", "2147483648"}, {"timeout", "-"}});
@@ -233,7 +233,7 @@ TEST_F(TokenTest, FromRow_UnreadableNumbers_GiveZero) {
   EXPECT_EQ(0, token.get_timeout());
 }
 
-TEST_F(TokenTest, FromRow_AsksForLegalityThroughTheContract) {
+TEST_F(TokenTest, FromRow_CallsTheVirtualIsLegal) {
   class Other : public TokenPrivate {
     bool IsLegal() const override { return true; }
   };

@@ -26,7 +26,7 @@ TEST(Popen, ToolStarts_ReadsItsOutputAndClosesAtTheEnd) {
   {
     const Popen pipe("/bin/tool", kArguments);
     ASSERT_NE(nullptr, pipe.file);
-    EXPECT_EQ(5u, fread(text, 1, sizeof text, pipe.file));
+    EXPECT_EQ(5u, fread(text, 1, sizeof(text), pipe.file));
     EXPECT_THAT(platform.calls({"VLIBCPclose"}), IsEmpty());
   }
   EXPECT_STREQ("hello", text);

@@ -39,7 +39,7 @@ TEST(Sha1WithSalt, BytesAndLength_AllCount) {
   EXPECT_EQ("9d0bd5b2460c24711273346f22faa8346f1e79ce", huge);
 }
 
-TEST(Sha1WithSalt, OutIsTheInput_IsHashedAllTheSame) {
+TEST(Sha1WithSalt, OutIsTheInput_IsHashed) {
   std::string text = "abc";
 
   EXPECT_TRUE(Sha1WithSaltHashPassword(text, "xy", text));

@@ -27,7 +27,7 @@ class SendWebapiTest : public testing::Test {
   bool Send(const Json::Value& params) {
     return SendWebapi(out_, "Vexo.Share", 2, "list", params);
   }
-  /// The whole of a log line of this source with this message.
+  /// A log line of this source with this message.
   static std::string Line(const std::string& message) {
     return "utils_send_webapi:[0-9]+ \\(" + std::to_string(getpid()) + "\\) " + message +
            "\n\n";
@@ -139,7 +139,7 @@ TEST_F(SendWebapiTest, ToolFailsButPrintsJson_IsSuccess) {
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
-TEST_F(SendWebapiTest, NoJson_LoggedAndOutUnchanged) {
+TEST_F(SendWebapiTest, OutputIsNotJson_LoggedAndOutUnchanged) {
   const std::string deep = std::string(2000, '[') + std::string(2000, ']');
   for (const std::string& output :
        {std::string(), std::string("\n"), std::string("error"), std::string("{\"a\":"),

@@ -13,7 +13,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/// How many of the draws 0 to 99 hit.
+/// Number of the draws 0 to 99 that hit.
 int Hits(float probability) {
   fakes::Platform platform;
   int hits = 0;
@@ -62,7 +62,7 @@ TEST(IsProbabilityHit, OneAndMore_AlwaysHit) {
   EXPECT_EQ(100, Hits(std::numeric_limits<float>::infinity()));
 }
 
-TEST(IsProbabilityHit, ZeroLessAndNoNumber_NeverHit) {
+TEST(IsProbabilityHit, ZeroLessAndNotANumber_NeverHit) {
   EXPECT_EQ(0, Hits(0.0F));
   EXPECT_EQ(0, Hits(-0.5F));
   EXPECT_EQ(0, Hits(-1e30F));
@@ -114,7 +114,7 @@ TEST(StringExplode, TextWithNul_IsSplitWhole) {
               ElementsAre(std::string("a\0b", 3), "c"));
 }
 
-TEST(StringExplode, TextIsAnElementOfOut_IsSplitAllTheSame) {
+TEST(StringExplode, TextIsAnElementOfOut_IsSplit) {
   std::vector<std::string> out = {"a,b"};
 
   EXPECT_TRUE(StringExplode(out, out[0], ","));

@@ -39,7 +39,7 @@ TEST_F(UserGroupTest, GetRealUsername_NotConvertible_IsTheNameAsGiven) {
   EXPECT_EQ("", GetRealUsername(""));
 }
 
-TEST_F(UserGroupTest, GetRealUsername_Null_IsEmptyWithoutAskingThePlatform) {
+TEST_F(UserGroupTest, GetRealUsername_Null_IsEmptyWithoutAPlatformCall) {
   EXPECT_EQ("", GetRealUsername(nullptr));
   EXPECT_THAT(platform_.calls(), IsEmpty());
 }
@@ -61,7 +61,7 @@ TEST_F(UserGroupTest, GetRealUsername_HugeName_IsTheNameAsGiven) {
 
 // UserGet
 
-TEST_F(UserGroupTest, UserGet_KnownUser_HandsOutTheRecordOfTheCanonicalName) {
+TEST_F(UserGroupTest, UserGet_KnownUser_ReturnsTheUserOfTheCanonicalName) {
   VEXOUSER* user = nullptr;
 
   EXPECT_TRUE(UserGet("Alice", user));
@@ -85,7 +85,7 @@ TEST_F(UserGroupTest, UserGet_UnknownUser_LogsTheConvertedNameAndLeavesTheRecord
       ElementsAre(MatchesRegex("utils_user_group:[0-9]+ No such user \\[ghost\\]")));
 }
 
-TEST_F(UserGroupTest, UserGet_AnyOtherAnswerThanMinus1_CountsAsSuccess) {
+TEST_F(UserGroupTest, UserGet_OtherResultThanMinus1_CountsAsSuccess) {
   platform_.user_results = {{"alice", 5}, {"bob", -2}};
   VEXOUSER* alice = nullptr;
   VEXOUSER* bob = nullptr;
@@ -125,7 +125,7 @@ TEST_F(UserGroupsGetTest, Groups_AreAddedToTheSet) {
   EXPECT_EQ("VLIBGroupInfoHashGet(alice, 1, 0)", platform_.calls().at(0));
 }
 
-TEST_F(UserGroupsGetTest, GroupThatDoesNotResolve_IsSkipped) {
+TEST_F(UserGroupsGetTest, GroupNotFound_IsLeftOut) {
   platform_.users["alice"].groups = {"alice", "gone", "family"};
 
   EXPECT_TRUE(Ask("alice"));
@@ -169,7 +169,7 @@ TEST_F(UserGroupTest, UserToUID_UnknownUser_LeavesUidAndDoesNotLog) {
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
-TEST_F(UserGroupTest, UserToUID_AnyAnswerOtherThan0_FailsAndFreesTheRecord) {
+TEST_F(UserGroupTest, UserToUID_ResultOtherThan0_FailsAndFreesTheRecord) {
   platform_.user_results["alice"] = 5;
   unsigned int uid = 1;
 

@@ -23,7 +23,7 @@ TEST(ToString, Text_IsCopiedUnchanged) {
   EXPECT_EQ("", ToString<std::string>(empty));
 }
 
-TEST(ToString, TruthValue_Is1Or0) {
+TEST(ToString, Bool_Is1Or0) {
   bool yes = true;
   bool no = false;
 
