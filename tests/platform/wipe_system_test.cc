@@ -147,7 +147,7 @@ TEST_F(WipedMemory, CopyOnAStackThatIsNotWiped_IsFound) {
     asm volatile("" ::"r"(copy) : "memory");  // keeps the copy
     secret.Hide();
   });
-  EXPECT_EQ(secret.CountInMemory(), 1);
+  EXPECT_GE(secret.CountInMemory(), 1);
 }
 
 TEST_F(WipedMemory, HashOfAPassword_LeavesNeitherThePasswordNorTheDigest) {
