@@ -17,9 +17,13 @@ _vexosharing_options() {
     --generate-password --user --group'
   case $1 in
     create) echo "$common $link --qr" ;;
-    list) echo "$common --project --owner --state --order --reverse --page --page-size" ;;
-    edit) echo "$common $link --match-ip --no-keep --enable --disable --unprotect" ;;
-    show | delete | revoke | check | stats) echo "$common" ;;
+    list) echo "$common --project --owner --state --search --order --reverse --columns --page
+      --page-size" ;;
+    edit) echo "$common $link --match-ip --no-keep --enable --disable --unprotect --where-project
+      --where-owner --where-state --where-search --dry-run --yes" ;;
+    delete | revoke) echo "$common --project --owner --state --search --dry-run --yes" ;;
+    show | rotate | restore | stats) echo "$common" ;;
+    check) echo "$common --repair" ;;
     transfer) echo "$common --from --to" ;;
     purge) echo "$common --owner --project --all" ;;
     visit) echo "--help --json --address --user --password-stdin" ;;
@@ -33,8 +37,8 @@ _vexosharing_options() {
 }
 
 _vexosharing() {
-  local subcommands='create list show edit delete revoke transfer purge visit check backup
-    export import block stats'
+  local subcommands='create list show edit delete revoke rotate transfer purge visit check backup
+    restore export import block stats help'
   local word=${COMP_WORDS[COMP_CWORD]}
   local before=${COMP_WORDS[COMP_CWORD - 1]}
   local subcommand=${COMP_WORDS[1]}
@@ -47,7 +51,7 @@ _vexosharing() {
   fi
 
   if [[ $COMP_CWORD -eq 1 ]]; then
-    _vexosharing_words "$subcommands --help" "$word"
+    _vexosharing_words "$subcommands --help --version" "$word"
     return
   fi
   case $before in
@@ -55,7 +59,7 @@ _vexosharing() {
       _vexosharing_files "$word"
       return
       ;;
-    --owner | --user | --from | --to)
+    --owner | --where-owner | --user | --from | --to)
       mapfile -t COMPREPLY < <(compgen -u -- "$word")
       return
       ;;
@@ -63,12 +67,16 @@ _vexosharing() {
       mapfile -t COMPREPLY < <(compgen -g -- "$word")
       return
       ;;
-    --state)
+    --state | --where-state)
       _vexosharing_words 'usable not_started expired used_up disabled' "$word"
       return
       ;;
     --order)
       _vexosharing_words 'created hash project owner start expire uses' "$word"
+      return
+      ;;
+    --columns)
+      _vexosharing_words 'hash title project owner state starts expires uses protection' "$word"
       return
       ;;
     --redirect-type)
@@ -79,8 +87,8 @@ _vexosharing() {
       _vexosharing_words 'now never' "$word"
       return
       ;;
-    --project | --app | --private-data | --uses | --title | --redirect-uri | --page | \
-      --page-size | --address)
+    --project | --where-project | --app | --private-data | --search | --where-search | --uses | \
+      --title | --redirect-uri | --page | --page-size | --address)
       return
       ;;
   esac
@@ -93,7 +101,10 @@ _vexosharing() {
     return
   fi
   case $subcommand in
-    backup | export | import) _vexosharing_files "$word" ;;
+    backup | restore | export | import) _vexosharing_files "$word" ;;
+    help)
+      if [[ $COMP_CWORD -eq 2 ]]; then _vexosharing_words "$subcommands" "$word"; fi
+      ;;
     block) _vexosharing_words 'list clear' "$word" ;;
     visit)
       if [[ $COMP_CWORD -eq 3 ]]; then _vexosharing_words 'login check logout' "$word"; fi

@@ -3,66 +3,70 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <clocale>
+#include <cstdio>
+#include <exception>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "commands.h"
-#include "database.h"
-#include "help_format.h"
-#include "interrupt.h"
-#include "outcome.h"
-#include "output.h"
-#include "standard_streams.h"
-#include "text.h"
+#include "admin/database_access.h"
+#include "base/standard_streams.h"
+#include "cli/exit_code.h"
+#include "cli/help.h"
+#include "cli/interrupt.h"
+#include "cli/output.h"
+#include "cli/report.h"
+#include "subcommands/table.h"
+#include "terminal/text.h"
+#include "version.h"
 
 namespace {
 
-using command::Outcome;
+using command::ExitCode;
 
 const char kFooter[] =
-    "Each subcommand has a --help of its own, with an example.\n\n"
+    "\"vexosharing help SUBCOMMAND\" shows the help of a subcommand, with an example.\n\n"
     "Exit codes:\n"
-    "  0  done\n"
-    "  1  refused, or nothing matches what was named\n"
-    "  2  wrong call\n"
-    "  3  the database cannot be used\n"
-    "  130  interrupted";
+    "  0    success\n"
+    "  1    operation refused or failed, or nothing matches\n"
+    "  2    usage error\n"
+    "  3    the database cannot be used\n"
+    "  130  interrupted\n"
+    "  141  the reader of standard output has left";
 
-/// The command as far as it was understood, as in "vexosharing create".
-std::string Called(const CLI::App& app) {
-  const auto called = app.get_subcommands();
-  return app.get_name() + (called.empty() ? "" : " " + called.front()->get_name());
+/// The command with its subcommand, as in "vexosharing create".
+std::string CommandPath(const CLI::App& app) {
+  const auto subcommands = app.get_subcommands();
+  return app.get_name() +
+         (subcommands.empty() ? "" : " " + subcommands.front()->get_name());
 }
 
-/// What is wrong with the call.  Values are not repeated: one may be a password.
-std::string Mistake(const CLI::App& app, const CLI::ParseError& error) {
-  const std::vector<std::string> surplus = app.remaining(true);
-  for (const std::string& argument : surplus) {
+/// The message for a usage error.  Values are not repeated: one may be a password.
+std::string UsageErrorText(const CLI::App& app, const CLI::ParseError& error) {
+  for (const std::string& argument : app.remaining(true)) {
     if (argument.rfind('-', 0) == 0) {
-      return argument.substr(0, argument.find('=')) + " is no option";
+      return "unknown option: " + argument.substr(0, argument.find('='));
     }
-    if (app.get_subcommands().empty()) return "\"" + argument + "\" is no subcommand";
+    if (app.get_subcommands().empty()) return "unknown subcommand: " + argument;
   }
   if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr) {
-    return command::Counted(static_cast<long>(surplus.size()), "argument") + " too many";
+    return "too many arguments";
   }
-  // An option takes one value and a flag none.  The parser says so less clearly.
-  const std::string text = error.what();
+  // The parser reports wrong numbers of values less clearly.
+  std::string text = error.what();
   const size_t name = std::min(text.find("--"), text.size());
   const std::string option = text.substr(name, text.find_first_of(" :", name) - name);
   if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
-    return option + " takes one value, once";
+    return option + " requires exactly one value";
   }
   if (dynamic_cast<const CLI::ConversionError*>(&error) != nullptr) {
-    return option + " takes no value";
+    return option + " does not take a value";
   }
   return text;
 }
 
-/// The arguments in the order that the parser takes them, from the last to the first.
-/// The parser would take the argument after "--name=" for its value: an empty one is put
-/// there.
+/// The arguments in the order of the parser, from the last to the first.  The parser
+/// would use the argument after "--name=" as its value, so an empty argument is inserted.
 std::vector<std::string> Arguments(int argc, char** argv) {
   const std::vector<std::string> given(argv + 1, argv + argc);
   const auto options_end = std::find(given.begin(), given.end(), "--");
@@ -77,49 +81,44 @@ std::vector<std::string> Arguments(int argc, char** argv) {
   return arguments;
 }
 
-Outcome Run(int argc, char** argv) {
-  CLI::App app("Manages the sharing links of this machine.", "vexosharing");
-  app.formatter(std::make_shared<command::HelpFormat>());
+ExitCode Run(int argc, char** argv) {
+  CLI::App app("Manage the sharing links of this machine.", "vexosharing");
+  app.formatter(std::make_shared<command::HelpFormatter>());
   app.set_help_flag("-h,--help", "show this help");
+  app.set_version_flag("--version", "vexosharing " VEXOSHARING_VERSION,
+                       "show the version");
   app.require_subcommand(1);
   app.footer(kFooter);
-  command::Work work;
-  command::AddCreate(app, work);
-  command::AddList(app, work);
-  command::AddShow(app, work);
-  command::AddEdit(app, work);
-  command::AddDelete(app, work);
-  command::AddRevoke(app, work);
-  command::AddTransfer(app, work);
-  command::AddPurge(app, work);
-  command::AddVisit(app, work);
-  command::AddCheck(app, work);
-  command::AddBackup(app, work);
-  command::AddExport(app, work);
-  command::AddImport(app, work);
-  command::AddBlock(app, work);
-  command::AddStats(app, work);
+  command::Action action;
+  for (const command::Subcommand& subcommand : command::Subcommands()) {
+    command::AddSubcommand(app, subcommand, action);
+  }
   try {
     app.parse(Arguments(argc, argv));
   } catch (const CLI::Success& help) {
     app.exit(help);
-    return command::kDone;
+    return command::kSuccess;
   } catch (const CLI::ParseError& error) {
-    return command::End(command::kWrongCall,
-                        Mistake(app, error) + "; see " + Called(app) + " --help");
+    return command::Fail(command::kUsageError, UsageErrorText(app, error) + "; see " +
+                                                   CommandPath(app) + " --help");
   }
-  return command::MayUseDatabase() ? work() : command::kNotUsable;
+  // Before anything is looked at, or a secret is read.
+  const admin::Error error = admin::CheckCaller();
+  return error ? command::Fail(error) : action();
 }
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  tools::OccupyStandardStreams();
+int main(int argc, char** argv) try {
+  VEXO::base::OccupyStandardStreams();
   command::CatchInterrupt();
   std::setlocale(LC_CTYPE, "C.UTF-8");  // texts are UTF-8 whatever the caller's locale
-  Outcome outcome = Run(argc, argv);
-  if (outcome != command::kDone && command::Interrupted()) {
-    outcome = command::kInterrupted;
+  ExitCode exit_code = Run(argc, argv);
+  if (exit_code != command::kSuccess && command::Interrupted()) {
+    exit_code = command::kInterrupted;
   }
-  return command::CloseOutput(outcome);
+  return command::CloseOutput(exit_code);
+} catch (const std::exception& error) {
+  std::fprintf(stderr, "vexosharing: %s\n", error.what());
+  return command::kRefused;
 }

@@ -1,6 +1,7 @@
 #include "host.h"
 
 #include <arpa/inet.h>
+#include <utf8cpp/utf8.h>
 
 #include <cctype>
 #include <cstdint>
@@ -8,7 +9,6 @@
 
 #include "base/percent.h"
 #include "url.h"
-#include "utf8.h"
 
 namespace url_tool {
 
@@ -62,7 +62,7 @@ bool ReadName(const std::string& text, std::string& out, std::string& reason) {
     reason = "the host name is longer than 255 bytes";
     return false;
   }
-  if (!tools::IsUtf8(text)) {
+  if (!utf8::is_valid(text)) {
     reason = "the host name is not valid UTF-8";
     return false;
   }

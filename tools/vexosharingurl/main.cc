@@ -8,11 +8,11 @@
 #include <string>
 
 #include "base/number.h"
+#include "base/standard_streams.h"
 #include "configuration.h"
 #include "host.h"
 #include "keys.h"
 #include "project.h"
-#include "standard_streams.h"
 #include "url.h"
 
 using url_tool::Address;
@@ -172,7 +172,7 @@ int PrintUrl(char** arguments) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (!tools::OccupyStandardStreams()) {
+  if (!VEXO::base::OccupyStandardStreams()) {
     Refuse("standard output is closed");
     return kFailed;
   }

@@ -1,26 +1,24 @@
 // Runs one method of the web API on the system's own links, sessions and tokens, and
-// answers with JSON, for the library's SendWebapi.
+// prints its response as JSON, for the library's SendWebapi.
 
 #include <algorithm>
 #include <iostream>
 #include <string>
 #include <vector>
 
-#include "answer.h"
+#include "base/standard_streams.h"
 #include "methods.h"
-#include "parameters.h"
-#include "standard_streams.h"
-#include "system_account.h"
 
-using webapi::Answer;
-using webapi::Failure;
+using webapi::Call;
+using webapi::Error;
 using webapi::Method;
 using webapi::Parameters;
+using webapi::Response;
 
 namespace {
 
 constexpr int kDone = 0;
-constexpr int kRefused = 1;
+constexpr int kFailed = 1;
 constexpr int kWrongCall = 2;
 
 // What every call names.
@@ -30,12 +28,13 @@ const char kMethod[] = "method";
 
 const char kUsage[] =
     "usage: vexowebapi --exec api=API version=1 method=METHOD [NAME=VALUE]...\n"
+    "       vexowebapi --help | --version\n"
     "\n"
     "  VEXO.Sharing.Link     list get create set delete revoke purge info\n"
     "  VEXO.Sharing.Session  list get delete purge info\n"
     "  VEXO.Sharing.Token    list get delete purge info\n"
     "\n"
-    "Answers one line of JSON.  Only root and the system account are served.\n"
+    "Prints one line of JSON.  Requires root or the system account.\n"
     "\n"
     "Example: vexowebapi --exec api=VEXO.Sharing.Link version=1 method=list limit=10\n";
 
@@ -53,94 +52,96 @@ std::vector<Method> MethodsOf(const std::string& api) {
 }
 
 /// Why the parameters are not those of the method, as far as their names tell.
-Failure CheckNames(const Method& method, const Parameters& parameters) {
+Error CheckNames(const Method& method, const Parameters& parameters) {
   for (const std::string& name : parameters.names()) {
     if (IsSecret(name)) {
       return {webapi::kSecretParameter,
               name +
-                  ": no secret is taken as an argument, which every user of the "
-                  "machine can read; generate_password=true answers a fresh one"};
+                  ": secrets are not accepted as arguments, which every user of the "
+                  "machine can read",
+              "use generate_password=true"};
     }
     const std::vector<std::string>& known = method.parameters;
     const bool common = name == kApi || name == kVersion || name == kMethod;
     if (!common && std::find(known.begin(), known.end(), name) == known.end()) {
-      return {webapi::kUnknownParameter, method.name + " has no parameter " + name};
+      return {webapi::kUnknownParameter,
+              "unknown parameter of " + method.name + ": " + name, ""};
     }
   }
   return {};
 }
 
 /// Reads the arguments, which must name what every call names.
-Failure ReadArguments(const std::vector<std::string>& arguments, Parameters& parameters) {
+Error ReadArguments(const std::vector<std::string>& arguments, Parameters& parameters) {
   for (const std::string& argument : arguments) {
     if (!parameters.Add(argument)) {
-      return {webapi::kBadCall,
-              "an argument is NAME=VALUE in UTF-8, and no name is given twice"};
+      return {webapi::kBadCall, "an argument must be NAME=VALUE in UTF-8, each name once",
+              ""};
     }
   }
   for (const char* const required : {kApi, kVersion, kMethod}) {
     parameters.Require(required);
   }
-  return parameters.failure();
+  return parameters.error();
 }
 
 /// Finds the method that the call names.
-Failure FindMethod(Parameters& parameters, Method& method) {
+Error FindMethod(Parameters& parameters, Method& method) {
   std::string api;
   std::string name;
   long version = 0;
   parameters.Text(kApi, api);
   parameters.Text(kMethod, name);
   const std::vector<Method> methods = MethodsOf(api);
-  if (methods.empty()) return {webapi::kUnknownApi, "no such API: " + api};
+  if (methods.empty()) return {webapi::kUnknownApi, "unknown API: " + api, ""};
   if (!parameters.Number(kVersion, 1, 1, version)) {
-    return {webapi::kUnknownVersion, api + " has version 1 only"};
+    return {webapi::kUnknownVersion, "unknown version of " + api, "use version=1"};
   }
   const auto found =
       std::find_if(methods.begin(), methods.end(),
                    [&name](const Method& candidate) { return candidate.name == name; });
   if (found == methods.end()) {
-    return {webapi::kUnknownMethod, api + " has no method " + name};
+    return {webapi::kUnknownMethod, "unknown method of " + api + ": " + name, ""};
   }
   method = *found;
   return {};
 }
 
-Answer Run(const std::vector<std::string>& arguments) {
-  if (!tools::IsRootOrSystemAccount()) {
-    return Failure{webapi::kNotPermitted,
-                   "only root and the system account (uid 1) are served"};
-  }
-  Parameters parameters;
+Response Run(Call& call, const std::vector<std::string>& arguments) {
   Method method;
-  Failure failure = ReadArguments(arguments, parameters);
-  if (!failure) failure = FindMethod(parameters, method);
-  if (!failure) failure = CheckNames(method, parameters);
-  return failure ? Answer(failure) : method.run(parameters);
+  Error error = admin::CheckCaller();
+  if (!error) error = ReadArguments(arguments, call.parameters);
+  if (!error) error = FindMethod(call.parameters, method);
+  if (!error) error = CheckNames(method, call.parameters);
+  return error ? Response(error) : method.run(call);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (!tools::OccupyStandardStreams()) {
-    std::cerr << "vexowebapi: standard output is closed, so nothing was done\n";
-    return kRefused;
+  if (!VEXO::base::OccupyStandardStreams()) {
+    std::cerr << "vexowebapi: standard output is closed: nothing was done\n";
+    return kFailed;
   }
   const std::string mode = argc > 1 ? argv[1] : "";
+  if (mode == "--version") {
+    std::cout << "vexowebapi " VEXO_VERSION "\n" << std::flush;
+    return std::cout ? kDone : kFailed;
+  }
   if (mode == "--help") {
     std::cout << kUsage << std::flush;
-    return std::cout ? kDone : kRefused;
+    return std::cout ? kDone : kFailed;
   }
   if (mode != "--exec") {
     std::cerr << kUsage;
     return kWrongCall;
   }
-  const Answer answer = Run(std::vector<std::string>(argv + 2, argv + argc));
-  std::cout << answer.Text() << std::flush;
+  Call call;
+  const Response response = Run(call, std::vector<std::string>(argv + 2, argv + argc));
+  std::cout << response.Text() << std::flush;
   if (!std::cout) {
-    std::cerr << "vexowebapi: the answer could not be written: " << answer.TakeBack()
-              << "\n";
-    return kRefused;
+    std::cerr << "vexowebapi: cannot write the response: " << response.Undo() << "\n";
+    return kFailed;
   }
-  return answer.success() ? kDone : kRefused;
+  return response.success() ? kDone : kFailed;
 }

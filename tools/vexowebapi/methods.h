@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "answer.h"
-#include "parameters.h"
+#include "call.h"
+#include "response.h"
 
 namespace webapi {
 
@@ -12,7 +12,7 @@ namespace webapi {
 struct Method {
   std::string name;
   std::vector<std::string> parameters;
-  Answer (*run)(Parameters& parameters) = nullptr;
+  Response (*run)(Call& call) = nullptr;
 };
 
 /// The methods of one API each: of links, of sessions and of tokens.

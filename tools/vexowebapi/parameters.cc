@@ -1,10 +1,10 @@
 #include "parameters.h"
 
-#include <charconv>
+#include <utf8cpp/utf8.h>
 
-#include "strict_json.h"
-#include "trim.h"
-#include "utf8.h"
+#include "admin/json_text.h"
+#include "base/number.h"
+#include "base/text.h"
 #include "utils.h"
 
 namespace webapi {
@@ -14,11 +14,11 @@ namespace {
 bool NamesFromJson(const std::string& text, std::vector<std::string>& out,
                    std::string& reason) {
   Json::Value array;
-  if (!tools::ParseStrictJson(text, array, reason)) return false;
+  if (!admin::ParseJson(text, array, reason)) return false;
   std::vector<std::string> names;
   for (const Json::Value& element : array) {
     if (!element.isString() || element.asString().empty()) {
-      reason = "a name is a text that is not empty";
+      reason = "a name must be a string that is not empty";
       return false;
     }
     names.push_back(element.asString());
@@ -31,7 +31,7 @@ bool NamesFromJson(const std::string& text, std::vector<std::string>& out,
 
 bool Parameters::Add(const std::string& argument) {
   const size_t equals = argument.find('=');
-  if (equals == 0 || equals == std::string::npos || !tools::IsUtf8(argument)) {
+  if (equals == 0 || equals == std::string::npos || !utf8::is_valid(argument)) {
     return false;
   }
   return values_.emplace(argument.substr(0, equals), argument.substr(equals + 1)).second;
@@ -55,7 +55,7 @@ bool Parameters::Flag(const char* name, bool& out) {
   if (!Text(name, text)) return false;
   const bool yes = text == "true" || text == "1";
   if (!yes && text != "false" && text != "0") {
-    Fail(kBadParameter, std::string(name) + " is true or false");
+    Fail(admin::kBadParameter, std::string(name) + " must be true or false");
     return false;
   }
   out = yes;
@@ -65,15 +65,13 @@ bool Parameters::Flag(const char* name, bool& out) {
 bool Parameters::Number(const char* name, long low, long high, long& out) {
   std::string text;
   if (!Text(name, text)) return false;
-  long number = 0;
-  const char* const end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, number);
-  if (error != std::errc() || stop != end || number < low || number > high) {
-    Fail(kBadParameter, std::string(name) + " is a whole number from " +
-                            std::to_string(low) + " to " + std::to_string(high));
+  const std::optional<long> number = VEXO::base::ParseNumber(text, low, high);
+  if (!number) {
+    Fail(admin::kBadParameter, std::string(name) + " must be a whole number from " +
+                                   std::to_string(low) + " to " + std::to_string(high));
     return false;
   }
-  out = number;
+  out = *number;
   return true;
 }
 
@@ -82,8 +80,8 @@ bool Parameters::Object(const char* name, Json::Value& out) {
   if (!Text(name, text)) return false;
   Json::Value value;
   std::string reason;
-  if (!tools::ParseStrictObject(text, value, reason)) {
-    Fail(kBadParameter, std::string(name) + " does not read as a JSON object: " + reason);
+  if (!admin::ParseJsonObject(text, value, reason)) {
+    Fail(admin::kBadParameter, std::string(name) + " must be a JSON object: " + reason);
     return false;
   }
   out = value;
@@ -93,20 +91,18 @@ bool Parameters::Object(const char* name, Json::Value& out) {
 bool Parameters::Names(const char* name, std::vector<std::string>& out) {
   std::string text;
   if (!Text(name, text)) return false;
-  text = tools::Trim(text);
+  text = VEXO::base::Trim(text);
   std::vector<std::string> names;
   if (!text.empty() && text.front() == '[') {
     std::string reason;
     if (!NamesFromJson(text, names, reason)) {
-      Fail(kBadParameter, std::string(name) + " is no JSON array of names: " + reason);
+      Fail(admin::kBadParameter,
+           std::string(name) + " must be a JSON array of names: " + reason);
       return false;
     }
   } else {
-    std::vector<std::string> pieces;
-    VEXO::sharing::StringExplode(pieces, text, ",");
-    for (const std::string& piece : pieces) {
-      const std::string trimmed = tools::Trim(piece);
-      if (!trimmed.empty()) names.push_back(trimmed);
+    for (const std::string& piece : VEXO::base::Split(text, ",")) {
+      if (!piece.empty()) names.push_back(piece);
     }
   }
   out = names;
@@ -117,18 +113,18 @@ bool Parameters::User(const char* name, unsigned int& uid) {
   std::string text;
   if (!Text(name, text)) return false;
   if (!VEXO::sharing::UserToUID(text, uid)) {
-    Fail(kBadParameter, std::string(name) + ": no such user: " + text);
+    Fail(admin::kUnknownUser, std::string(name) + ": user not found: " + text);
     return false;
   }
   return true;
 }
 
 void Parameters::Require(const char* name) {
-  if (!Has(name)) Fail(kMissingParameter, std::string(name) + " is required");
+  if (!Has(name)) Fail(admin::kMissingParameter, std::string(name) + " is required");
 }
 
 void Parameters::Fail(const char* code, const std::string& message) {
-  if (!failure_) failure_ = {code, message};
+  if (!error_) error_ = {code, message, ""};
 }
 
 }  // namespace webapi

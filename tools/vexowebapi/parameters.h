@@ -6,16 +6,17 @@
 #include <string>
 #include <vector>
 
-#include "answer.h"
+#include "admin/link_settings.h"
+#include "response.h"
 
 namespace webapi {
 
-/// The flag with which a call asks for a fresh password.
+/// The flag with which a call requests a new password.
 inline constexpr char kGeneratePassword[] = "generate_password";
 
-/// The parameters of a call, read one by one.  A reader answers true when the parameter
-/// was given and read, and sets its output only then.  The first thing wrong with any of
-/// them is kept as the failure, so a method reads all it wants and then looks once.
+/// The parameters of a call, read one by one.  A reader returns true when the parameter
+/// was given and is right, and sets its output only then.  The first fault of any of them
+/// is kept as the error, so a method reads all it needs and then checks once.
 class Parameters {
  public:
   /// Adds NAME=VALUE; false for anything else, a repeated name included.
@@ -30,21 +31,27 @@ class Parameters {
   bool Number(const char* name, long low, long high, long& out);
   /// The text of a JSON object.
   bool Object(const char* name, Json::Value& out);
-  /// Names separated by commas, or the text of a JSON array of texts.  Blanks around a
-  /// name and empty names between commas are left out.
+  /// Names separated by commas, or the text of a JSON array of strings.  Blanks around a
+  /// name and empty names between commas are ignored.
   bool Names(const char* name, std::vector<std::string>& out);
-  /// The name of an existing user, as his id.
+  /// The name of an existing user, as the id.
   bool User(const char* name, unsigned int& uid);
 
-  /// Notes that the parameter is required, when it is not given.
+  /// Reads the settings of a link.  A requested password is generated into `password`.
+  admin::LinkSettings Settings(admin::Secret& password);
+
+  /// Sets the error when a required parameter is not given.
   void Require(const char* name);
-  /// Notes what is wrong, unless something was wrong before.
+  /// Sets the error unless there is one already.
   void Fail(const char* code, const std::string& message);
-  const Failure& failure() const { return failure_; }
+  const Error& error() const { return error_; }
 
  private:
   std::map<std::string, std::string> values_;
-  Failure failure_;
+  Error error_;
 };
+
+/// The parameters that Settings reads.
+std::vector<std::string> SettingNames();
 
 }  // namespace webapi

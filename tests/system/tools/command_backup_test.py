@@ -24,7 +24,7 @@ class Backup(CommandTest):
     def left(self):
         return sorted(path.name for path in self.folder.iterdir())
 
-    def test_holds_everything_and_can_take_the_database_s_place(self):
+    def test_holds_everything_and_can_replace_the_database(self):
         link = self.create("--generate-password")
         self.login(self.create())
 
@@ -43,7 +43,7 @@ class Backup(CommandTest):
         self.assertIn(link, [one["hash"] for one in self.links()])
         self.assertEqual(self.json("check")["problems"], [])
 
-    def test_holds_what_stands_in_the_log_beside_the_database_only(self):
+    def test_includes_the_write_ahead_log(self):
         self.create()
         writer = self.lock()
         writer.execute("WITH RECURSIVE n(i) AS (VALUES(1) UNION ALL SELECT i + 1 FROM n "
@@ -57,20 +57,20 @@ class Backup(CommandTest):
         self.assertEqual(told["bytes"], self.copy.stat().st_size)
         self.assertEqual(self.sql("SELECT COUNT(*) FROM session", path=self.copy), [(2000,)])
 
-    def test_is_for_its_owner_alone_whatever_the_umask(self):
+    def test_is_readable_by_its_owner_only_with_any_umask(self):
         self.create()
 
         self.out("backup", str(self.copy), preexec_fn=lambda: os.umask(0))
 
         self.assertEqual(self.copy.stat().st_mode & 0o777, 0o600)
 
-    def test_is_one_file_that_can_be_read_where_nothing_can_be_written(self):
+    def test_is_one_file_without_a_write_ahead_log(self):
         self.create()
         self.out("backup", str(self.copy))
 
         self.assertEqual(self.copy.read_bytes()[18:20], b"\1\1")  # no write-ahead log
 
-    def test_belongs_to_the_system_account_when_it_makes_it(self):
+    def test_belongs_to_the_system_account_that_creates_it(self):
         self.create()
         os.chown(self.folder, 1, 1)
 
@@ -111,7 +111,7 @@ class Backup(CommandTest):
         self.assertEqual(rows % 2, 0)
         self.assertEqual(self.sql("PRAGMA integrity_check", path=self.copy), [("ok",)])
 
-    def test_does_not_replace_a_file_unless_told(self):
+    def test_replaces_a_file_with_force_only(self):
         self.create()
         self.copy.write_text("precious")
 
@@ -123,7 +123,7 @@ class Backup(CommandTest):
         self.assertEqual(self.sql("SELECT COUNT(*) FROM entry", path=self.copy), [(1,)])
         self.assertEqual(self.left(), ["copy.db"])
 
-    def test_never_replaces_the_database_itself_nor_what_is_no_file(self):
+    def test_never_replaces_the_database_or_anything_but_a_regular_file(self):
         self.create()
         alias = self.folder / "alias.db"
         os.symlink(DATABASE, alias)
@@ -131,10 +131,14 @@ class Backup(CommandTest):
 
         said = self.refusal(REFUSED, "backup", "--force", str(DATABASE))
         self.assertIn("the database itself", said)
-        for other in (alias, "/dev/null", self.folder):
-            self.assertIn("no file", self.refusal(REFUSED, "backup", "--force", str(other)))
+        pipe = self.folder / "pipe"  # never a device of the machine: a fault would replace it
+        os.mkfifo(pipe)
+        for other in (alias, pipe, self.folder):
+            self.assertIn("not a regular file", self.refusal(REFUSED, "backup", "--force", str(other)))
 
         self.assertEqual(DATABASE.stat().st_ino, before)
+        self.assertTrue(pipe.is_fifo())
+        pipe.unlink()
         self.assertEqual(self.left(), ["alias.db"])
 
     def test_never_replaces_the_files_beside_the_database(self):
@@ -150,16 +154,16 @@ class Backup(CommandTest):
                 self.assertIn("the database itself", said)
             self.assertEqual(beside.stat().st_ino, before)
 
-    def test_log_beside_the_name_would_be_read_into_the_copy_and_is_refused(self):
+    def test_existing_log_of_the_same_name_is_refused(self):
         self.create()
         for part in ("-wal", "-journal"):
             beside = pathlib.Path(f"{self.copy}{part}")
             beside.write_text("precious")
-            self.assertIn(f"{beside} would be read into the new file: remove it",
+            self.assertIn(f"{beside} exists and would change the backup",
                           self.refusal(REFUSED, "backup", str(self.copy)))
             self.assertEqual(self.left(), [beside.name])
             self.copy.write_text("older")
-            self.assertIn(f"{beside} would be read into the new file: remove it",
+            self.assertIn(f"{beside} exists and would change the backup",
                           self.refusal(REFUSED, "backup", "--force", str(self.copy)))
             self.assertEqual((self.copy.read_text(), beside.read_text()),
                              ("older", "precious"))
@@ -169,14 +173,42 @@ class Backup(CommandTest):
 
         self.out("backup", str(self.copy))
 
-    def test_missing_folder_or_name_is_told(self):
+    def test_dash_writes_the_copy_to_standard_output(self):
+        link = self.create()
+        with self.copy.open("wb") as output:
+            done = self.call("backup", "-", stdout=output, cwd=self.folder,
+                             env={"TMPDIR": str(self.folder)})
+
+        self.assertEqual((done.returncode, done.stderr), (DONE, b""))
+        self.assertEqual(self.left(), ["copy.db"])
+        self.assertEqual(self.sql("SELECT hash FROM entry", path=self.copy), [(link,)])
+        self.assertEqual(self.sql("PRAGMA integrity_check", path=self.copy), [("ok",)])
+
+    def test_dash_is_refused_on_a_terminal_and_with_json(self):
+        self.create()
+
+        status, shown = self.on_terminal("backup", "-")
+
+        self.assertEqual(status, WRONG_CALL)
+        self.assertIn("cannot write a backup to a terminal", shown)
+        self.assertIn("--json", self.refusal(WRONG_CALL, "backup", "-", "--json"))
+
+    def test_dash_reports_a_full_output(self):
+        self.create()
+        with open("/dev/full", "wb") as full:
+            done = self.call("backup", "-", stdout=full)
+
+        self.assertEqual(done.returncode, REFUSED)
+        self.assertIn(b"cannot write to standard output", done.stderr)
+
+    def test_missing_directory_or_name_is_reported(self):
         self.create()
 
         self.assertIn("No such file", self.refusal(REFUSED, "backup", "/no/such/copy.db"))
         self.refusal(WRONG_CALL, "backup", "")
         self.assertIn("FILE", self.refusal(WRONG_CALL, "backup"))
 
-    def test_folder_that_is_not_writable_is_told(self):
+    def test_directory_that_is_not_writable_is_reported(self):
         self.create()
 
         said = self.refusal(REFUSED, "backup", str(self.copy), user=1, group=1,
@@ -184,7 +216,7 @@ class Backup(CommandTest):
 
         self.assertIn("Permission denied", said)
 
-    def test_full_disk_is_told_and_leaves_nothing(self):
+    def test_full_disk_is_reported_and_leaves_nothing(self):
         self.create()
         self.fill(2000)
         subprocess.run(["mount", "-t", "tmpfs", "-o", "size=64k", "tmpfs", self.folder],
@@ -196,7 +228,7 @@ class Backup(CommandTest):
         self.assertIn("full", said)
         self.assertEqual(self.left(), [])
 
-    def test_of_a_damaged_database_is_not_kept(self):
+    def test_damaged_database_leaves_no_file(self):
         self.create()
         self.fill(3000)
         self.sql("PRAGMA wal_checkpoint(TRUNCATE)")
@@ -229,10 +261,10 @@ class Backup(CommandTest):
 
                 self.assertEqual(process.returncode, INTERRUPTED, errors)
                 self.assertEqual((out, errors),
-                                 (b"", b"vexosharing: interrupted: nothing was kept\n"))
+                                 (b"", b"vexosharing: interrupted: nothing was copied\n"))
                 self.assertEqual(self.left(), [])
 
-    def test_file_that_comes_up_meanwhile_stays(self):
+    def test_file_created_meanwhile_stays(self):
         self.make_it_long()
         process = self.begin()
 
@@ -244,7 +276,7 @@ class Backup(CommandTest):
         self.assertEqual(self.copy.read_text(), "precious")
         self.assertEqual(self.left(), ["copy.db"])
 
-    def test_runs_on_behind_a_terminal_that_went_away_where_that_is_wanted(self):
+    def test_ignored_hangup_does_not_stop_it(self):
         self.make_it_long()
         process = self.begin(
             preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN))  # as nohup
@@ -270,10 +302,10 @@ class Backup(CommandTest):
         self.out("backup", "--force", str(self.copy))
         self.assertEqual(self.sql("SELECT COUNT(*) FROM entry", path=self.copy), [(5001,)])
 
-    def test_lost_output_is_told_and_the_copy_stays(self):
+    def test_lost_output_is_reported_and_the_copy_stays(self):
         self.create()
 
-        self.assert_lost_output_is_told("backup", str(self.copy),
+        self.assert_lost_output_is_reported("backup", str(self.copy),
                                         before=lambda: self.copy.unlink(missing_ok=True))
 
         self.assertEqual(self.sql("SELECT COUNT(*) FROM entry", path=self.copy), [(1,)])

@@ -1,4 +1,4 @@
-"""What holds for the subcommands alike: help, wrong calls, who may, which database."""
+"""Common behaviour of the subcommands: help, usage errors, permissions, database."""
 
 import json
 import os
@@ -10,7 +10,7 @@ import time
 
 import command_support
 from command_support import (AS_ALICE, BLOCKS, DATABASE, DONE, INTERRUPTED, NOT_USABLE,
-                             REFUSED, WRONG_CALL, CommandTest)
+                             READER_LEFT, REFUSED, WRONG_CALL, CommandTest)
 
 MAKES_DATABASE = {"create": ["create", "--project", "photos", "--owner", "alice"],
                   "import": ["import"]}
@@ -25,11 +25,12 @@ NEEDS_DATABASE = {
     "visit": ["visit", "abc", "login"],
     "check": ["check"],
     "backup": ["backup", "/tmp/copy.db"],
+    "rotate": ["rotate", "abc"],
     "export": ["export"],
     "stats": ["stats"],
 }
 ALL = {**MAKES_DATABASE, **NEEDS_DATABASE}
-HELPED = [*ALL, "block", "block list", "block clear"]
+HELPED = [*ALL, "restore", "block", "block list", "block clear", "help"]
 
 # Calls in which something else would be refused, or read, if the caller were admitted.
 MISTAKEN = {
@@ -45,6 +46,7 @@ MISTAKEN = {
              ["edit", "nothing", "--password-file", "/tmp/no-such-file"]],
     "delete": [["delete", "nothing"]],
     "revoke": [["revoke", "nothing"]],
+    "rotate": [["rotate", "nothing"]],
     "transfer": [["transfer", "--from", "nobody-here", "--to", "alice"],
                  ["transfer", "--from", "alice", "--to", "alice"]],
     "purge": [["purge", "--project", "photos"], ["purge", "--owner", "nobody-here"]],
@@ -66,11 +68,11 @@ def processor_time(process):
 
 
 class SlowTest(CommandTest):
-    def slow_down(self, table):
-        """Makes each deletion from the table take a second or more."""
+    def slow_down(self, table, when="1"):
+        """Makes each deletion from the table, or that of some rows, take a second or more."""
         self.sql("CREATE TABLE slow_row AS WITH RECURSIVE n(i) AS (VALUES(1) UNION ALL "
                  "SELECT i + 1 FROM n WHERE i < 600) SELECT i FROM n")
-        self.sql(f"CREATE TRIGGER slow BEFORE DELETE ON {table} BEGIN "
+        self.sql(f"CREATE TRIGGER slow BEFORE DELETE ON {table} WHEN {when} BEGIN "
                  "SELECT COUNT(*) FROM slow_row AS a, slow_row AS b, slow_row AS c; END")
 
 
@@ -78,10 +80,10 @@ class Help(CommandTest):
     def test_names_every_subcommand_and_exit_code(self):
         text = self.out("--help")
 
-        for name in [*ALL, "block"]:
+        for name in [*ALL, "block", "help"]:
             self.assertRegex(text, rf"(?m)^  {name} ")
-        for code in ("0", "1", "2", "3", "130"):
-            self.assertRegex(text, rf"(?m)^  {code}  ")
+        for code in ("0", "1", "2", "3", "130", "141"):
+            self.assertRegex(text, rf"(?m)^  {code} +")
 
     def test_of_each_subcommand_ends_with_an_example_that_calls_it(self):
         for name in HELPED:
@@ -94,27 +96,42 @@ class Help(CommandTest):
             for line in self.out(*name.split(), "--help").splitlines():
                 self.assertLessEqual(len(line), 80, line)
 
-    def test_keeps_its_parts_one_blank_line_apart(self):
+    def test_parts_are_separated_by_one_blank_line(self):
         for name in ["", *HELPED]:
             text = self.out(*name.split(), "--help")
             self.assertIn("\n\nUsage: vexosharing", text)
             self.assertNotIn("\n\n\n", text)
 
     def test_needs_neither_a_database_nor_root(self):
-        self.assertIn("Usage", self.out("list", "--help", **AS_ALICE))
+        for call in (["list", "--help"], ["help", "list"], ["help"]):
+            self.assertIn("Usage", self.out(*call, **AS_ALICE))
+
+    def test_help_subcommand_prints_the_same_as_the_option(self):
+        for name in ["", *HELPED]:
+            with self.subTest(name):
+                self.assertEqual(self.out("help", *name.split()),
+                                 self.out(*name.split(), "--help"))
+
+    def test_help_of_an_unknown_subcommand_is_a_usage_error(self):
+        for names in (["nonsense"], ["block", "nonsense"], ["list", "nonsense"]):
+            self.assertIn("unknown subcommand: nonsense",
+                          self.refusal(WRONG_CALL, "help", *names))
+
+    def test_version_is_printed(self):
+        self.assertRegex(self.out("--version", **AS_ALICE), r"^vexosharing \d+\.\d+\.\d+\n$")
 
 
-class WrongCalls(CommandTest):
+class UsageErrors(CommandTest):
     def test_end_with_2_and_point_to_the_help(self):
         self.assertIn("see vexosharing --help", self.refusal(WRONG_CALL))
-        self.assertIn('"nonsense" is no subcommand; see vexosharing --help',
+        self.assertIn('unknown subcommand: nonsense; see vexosharing --help',
                       self.refusal(WRONG_CALL, "nonsense", "--more"))
-        self.assertIn("--nonsense is no option; see vexosharing --help",
+        self.assertIn("unknown option: --nonsense; see vexosharing --help",
                       self.refusal(WRONG_CALL, "--nonsense"))
         for name, call in ALL.items():
             with self.subTest(name):
                 said = self.refusal(WRONG_CALL, *call, "--nonsense")
-                self.assertIn("--nonsense is no option", said)
+                self.assertIn("unknown option: --nonsense", said)
                 self.assertIn(f"see vexosharing {name} --help", said)
 
     def test_missing_arguments_are_named(self):
@@ -126,29 +143,29 @@ class WrongCalls(CommandTest):
                               (["visit", "abc"], "ACTION")):
             self.assertIn(missing, self.refusal(WRONG_CALL, *call))
 
-    def test_missing_or_second_value_is_told(self):
+    def test_missing_or_second_value_is_reported(self):
         for call in (["list", "--project"], ["list", "--project", "a", "--project", "b"],
                      ["visit", "abc", "check", "--address"]):
             self.assertRegex(self.refusal(WRONG_CALL, *call),
-                             r": --\w+ takes one value, once; see vexosharing \w+ --help$")
+                             r": --\w+ requires exactly one value; see vexosharing \w+ --help$")
 
-    def test_value_of_a_flag_is_told_and_not_repeated(self):
+    def test_value_of_a_flag_is_reported_and_not_repeated(self):
         for call in (["visit", "abc", "login", "--password-stdin=open sesame"],
                      ["visit", "abc", "login", "--json=open sesame"]):
             said = self.refusal(WRONG_CALL, *call)
-            self.assertRegex(said, r": --(json|password-stdin) takes no value; see ")
+            self.assertRegex(said, r": --(json|password-stdin) does not take a value; see ")
 
-    def test_unknown_option_is_named_before_what_is_missing_and_its_value_is_not(self):
+    def test_unknown_option_is_reported_before_missing_ones_without_its_value(self):
         for call in (["create", "--projcet", "hunter2"], ["create", "--password=hunter2"],
                      ["create", "--owner", "alice", "--password", "hunter2"]):
             said = self.refusal(WRONG_CALL, *call)
-            self.assertRegex(said, r": --(projcet|password) is no option; see ")
+            self.assertRegex(said, r": unknown option: --(projcet|password); see ")
             self.assertNotIn("hunter2", said)
 
-    def test_empty_database_path_is_one(self):
+    def test_empty_database_path_is_refused(self):
         for name in ALL:
             if name != "visit":
-                self.assertIn("--database: it is empty",
+                self.assertIn("--database: must not be empty",
                               self.refusal(WRONG_CALL, *ALL[name], "--database="))
 
     def test_change_nothing(self):
@@ -158,14 +175,14 @@ class WrongCalls(CommandTest):
 
 
 class Database(CommandTest):
-    def test_missing_one_is_told_and_not_made(self):
+    def test_missing_database_is_reported_and_not_created(self):
         for name, call in NEEDS_DATABASE.items():
             with self.subTest(name):
-                self.assertIn(f"there is no database at {DATABASE}",
+                self.assertIn(f"database not found: {DATABASE}",
                               self.refusal(NOT_USABLE, *call))
                 self.assertEqual(list(DATABASE.parent.iterdir()), [])
 
-    def test_one_that_stays_locked_is_told_after_one_wait(self):
+    def test_locked_database_is_reported_after_one_wait(self):
         link = self.create()
         before = self.sql("SELECT * FROM entry")
         self.lock()
@@ -177,11 +194,11 @@ class Database(CommandTest):
             with self.subTest(name):
                 errors = process.communicate(timeout=60)[1]
                 self.assertEqual(process.returncode, NOT_USABLE)
-                self.assertEqual(errors, b"vexosharing: the database failed: database is "
-                                         b"locked: another program holds it, try again\n")
+                self.assertEqual(errors, b"vexosharing: database error: database is locked; "
+                                         b"another program is using it, try again later\n")
         self.assertEqual(self.sql("SELECT * FROM entry"), before)
 
-    def test_missing_one_is_made_by_create_for_the_system_account(self):
+    def test_create_creates_a_missing_database_for_the_system_account(self):
         self.create()
 
         status = DATABASE.stat()
@@ -193,18 +210,18 @@ class Database(CommandTest):
         for name, call in ALL.items():
             with self.subTest(name):
                 said = self.refusal(NOT_USABLE, *call, **AS_ALICE)
-                self.assertIn("not yours to read: run this as root", said)
+                self.assertIn("permission denied; run this as root", said)
 
-    def test_other_users_are_refused_before_anything_else_is_looked_at(self):
+    def test_other_users_are_refused_before_any_other_check(self):
         self.create()
         self.assertEqual(set(MISTAKEN), {*ALL, "block"})
         for call in sum(MISTAKEN.values(), []):
             with self.subTest(call):
                 self.assertNotEqual(self.call(*call).returncode, DONE)
-                self.assertIn("not yours to read: run this as root",
+                self.assertIn("permission denied; run this as root",
                               self.refusal(NOT_USABLE, *call, **AS_ALICE))
 
-    def test_other_users_are_not_asked_for_a_secret(self):
+    def test_other_users_are_refused_before_a_secret_is_read(self):
         for call in (MAKES_DATABASE["create"] + ["--password-stdin"],
                      ["edit", "abc", "--password-stdin"],
                      ["visit", "abc", "login", "--password-stdin"],
@@ -222,18 +239,29 @@ class Database(CommandTest):
         listed = self.call("list", "--json", user=1, group=1, extra_groups=[])
 
         self.assertEqual(listed.returncode, DONE, listed.stderr)
-        self.assertEqual(len(json.loads(listed.stdout)["links"]), 1)
+        self.assertEqual(len(json.loads(listed.stdout)["items"]), 1)
 
-    def test_damaged_one_is_told(self):
+    def test_root_without_the_capabilities_to_switch_accounts_gets_an_error(self):
+        self.create()
+        for capability in ("setuid", "setgid"):
+            done = subprocess.run(
+                ["/usr/bin/setpriv", f"--bounding-set=-{capability}",
+                 f"--inh-caps=-{capability}", command_support.COMMAND, "list"],
+                env=command_support.environment(), capture_output=True, check=False)
+            self.assertEqual((done.returncode, done.stdout), (NOT_USABLE, b""), done.stderr)
+            self.assertIn(b"CAP_SETUID and CAP_SETGID are required",
+                          done.stderr)
+
+    def test_file_that_is_not_a_database_is_reported(self):
         DATABASE.write_bytes(b"This is no database.\n" * 500)
         os.chown(DATABASE, 1, 1)
         DATABASE.chmod(0o660)
         for name, call in ALL.items():
             with self.subTest(name):
-                self.assertIn("file is not a database: put a backup in its place",
+                self.assertIn("file is not a database; restore a backup",
                               self.refusal(NOT_USABLE, *call))
 
-    def test_one_that_is_damaged_further_in_is_told(self):
+    def test_damaged_page_is_reported(self):
         self.create()
         self.fill(2000)
         self.damage_middle()
@@ -241,45 +269,45 @@ class Database(CommandTest):
         for call in (["list"], ["list", "--json"], ["purge", "--all"]):
             listed = self.call(*call)
             self.assertEqual(listed.returncode, NOT_USABLE, listed.stderr)
-            self.assertIn(b"the database failed: ", listed.stderr)
+            self.assertIn(b"database error: ", listed.stderr)
 
-    def test_one_of_root_is_not_usable_and_says_what_to_do(self):
+    def test_database_of_root_is_refused_with_a_hint(self):
         self.create()
         other = pathlib.Path("/tmp/of-root.db")
         self.addCleanup(other.unlink)
         other.write_bytes(DATABASE.read_bytes())
         other.chmod(0o600)
 
-        said = self.refusal(NOT_USABLE, "list", "--database", str(other))
+        said = self.refusal(NOT_USABLE, "purge", "--database", str(other))
 
         self.assertIn("chown 1:1", said)
 
-    def test_one_that_the_system_account_may_not_write_says_what_to_do(self):
+    def test_database_that_is_not_writable_is_refused_with_a_hint(self):
         self.create()
         folder = DATABASE.parent
         DATABASE.chmod(0o440)
-        self.assertIn("chmod 660", self.refusal(NOT_USABLE, "list"))
+        self.assertIn("chmod 660", self.refusal(NOT_USABLE, "purge"))
         DATABASE.chmod(0o660)
         self.addCleanup(os.chown, folder, 1, 1)
         for owner, group, mode in ((0, 0, 0o755), (0, 1, 0o750)):
             os.chown(folder, owner, group)
             folder.chmod(mode)
-            for call in (["list"], ["purge"], MAKES_DATABASE["create"]):
-                self.assertIn("its folder must let user 1 write",
+            for call in (["purge"], MAKES_DATABASE["create"]):
+                self.assertIn("directory not writable by the system account",
                               self.refusal(NOT_USABLE, *call))
 
-    def test_folder_or_unreachable_path_is_not_usable(self):
-        self.assertIn("no file", self.refusal(NOT_USABLE, "list", "--database", "/tmp"))
+    def test_directory_or_unreachable_path_is_refused(self):
+        self.assertIn("not a regular file", self.refusal(NOT_USABLE, "list", "--database", "/tmp"))
         self.assertIn("Not a directory",
                       self.refusal(NOT_USABLE, "list", "--database", "/etc/passwd/x"))
-        self.assertIn("its folder must let user 1 write",
+        self.assertIn("directory not writable by the system account",
                       self.refusal(NOT_USABLE, *MAKES_DATABASE["create"], "--database",
                                    "/usr/vexo/x.db"))
-        self.assertIn("there is no folder /usr/vexo/no-such-folder",
+        self.assertIn("directory not found: /usr/vexo/no-such-folder",
                       self.refusal(NOT_USABLE, *MAKES_DATABASE["create"], "--database",
                                    "/usr/vexo/no-such-folder/x.db"))
 
-    def test_another_one_is_used_where_it_is_named(self):
+    def test_other_database_is_used_when_given(self):
         other = "/tmp/other.db"
         self.addCleanup(pathlib.Path(other).unlink)
 
@@ -289,20 +317,20 @@ class Database(CommandTest):
         self.assertEqual([one["hash"] for one in self.links("--database", other)], [link])
         self.json("revoke", link, "--database", other)
         self.json("transfer", "--from", "alice", "--to", "bob", "--database", other)
-        self.assertEqual(self.json("show", link, "--database", other)["owner_user"], "bob")
+        self.assertEqual(self.shown(link, "--database", other)["owner_user"], "bob")
         self.json("edit", link, "--title", "x", "--database", other)
         self.json("purge", "--database", other)
         self.json("delete", link, "--database", other)
 
-    def test_visit_takes_no_other_one(self):
+    def test_visit_has_no_database_option(self):
         self.refusal(WRONG_CALL, "visit", "abc", "login", "--database", "/tmp/x.db")
 
 
 class OtherFiles(CommandTest):
-    """Files that a call is pointed to by mistake."""
+    """Files that are named by mistake."""
 
     def untouched(self, file, *call):
-        """Why the call is refused; it must leave the file, and what lies beside it."""
+        """The error message of a call that must not change the file and those beside it."""
         def content():
             return {path: path.read_bytes() for path in file.parent.iterdir()}
 
@@ -312,7 +340,7 @@ class OtherFiles(CommandTest):
         return said
 
     def lay_empty(self):
-        """A file that nothing but its content keeps from being used."""
+        """Creates an empty file with the owner and mode of a database."""
         self.forget()
         DATABASE.touch()
         DATABASE.chmod(0o660)
@@ -326,7 +354,7 @@ class OtherFiles(CommandTest):
             if name != "visit":
                 with self.subTest(name):
                     said = self.untouched(blocks, *call, "--database", str(blocks))
-                    self.assertIn(f"{blocks} is a database of something else", said)
+                    self.assertIn(f"cannot open database {blocks}: it belongs to another program", said)
 
         self.assertEqual(self.json("block", "list")["addresses"][0]["failures"], 1)
 
@@ -337,17 +365,17 @@ class OtherFiles(CommandTest):
         DATABASE.chmod(0o664)  # which check would mend in a file of ours
         for name, call in ALL.items():
             with self.subTest(name):
-                self.assertIn(f"{DATABASE} is a database of something else",
+                self.assertIn(f"cannot open database {DATABASE}: it belongs to another program",
                               self.untouched(DATABASE, *call))
 
-    def test_empty_file_stays_empty_when_there_is_something_to_read(self):
+    def test_empty_file_stays_empty_when_it_is_read(self):
         self.lay_empty()
         for name, call in NEEDS_DATABASE.items():
             with self.subTest(name):
-                self.assertIn(f"there is no database at {DATABASE}",
+                self.assertIn(f"database not found: {DATABASE}",
                               self.untouched(DATABASE, *call))
 
-    def test_empty_file_becomes_a_database_when_links_come_in(self):
+    def test_empty_file_becomes_a_database_when_links_are_added(self):
         link = json.dumps({"hash": "abc", "project_name": "photos", "owner_user": "alice"})
         for call in MAKES_DATABASE.values():
             self.lay_empty()
@@ -375,7 +403,7 @@ class ClosedOutput(CommandTest):
         yield ["delete", link]
         yield ["create", "--project", "photos", "--owner", "alice"]
 
-    def test_is_told_for_help(self):
+    def test_lost_help_is_an_error(self):
         with open("/dev/full", "wb") as full:
             self.assertEqual(self.call("list", "--help", stdout=full).returncode, REFUSED)
 
@@ -386,43 +414,61 @@ class ClosedOutput(CommandTest):
             with self.subTest(call):
                 done = self.call(*call, env={"SHARING_SID": session}, **options)
                 self.assertEqual(done.returncode, REFUSED, done.stderr)
-                self.assertIn(b"standard output could not be written",
+                self.assertIn(b"cannot write to standard output",
                               done.stderr.splitlines()[-1])
 
-    def test_is_told(self):
+    def test_closed_output_is_reported(self):
         self.each(stdout=None, preexec_fn=lambda: os.close(1))
 
         self.each("--json", stdout=None, preexec_fn=lambda: os.close(1))
 
-    def test_full_disk_is_told(self):
+    def test_full_disk_is_reported(self):
         with open("/dev/full", "wb") as full:
             self.each(stdout=full)
             self.each("--json", stdout=full)
 
-    def test_reader_that_went_away_is_told(self):
+    def test_reader_that_has_left_ends_the_call_quietly(self):
         reading, writing = os.pipe()
         os.close(reading)
-        self.each(stdout=writing)
-        os.close(writing)
+        with open(writing, "wb") as output:
+            for call in self.calls():
+                if call[0] == "create" or call[2:3] == ["check"]:
+                    continue
+                with self.subTest(call):
+                    done = self.call(*call, stdout=output)
+                    self.assertEqual(done.returncode, READER_LEFT)
+                    self.assertNotIn(b"standard output", done.stderr)
 
-    def test_list_for_a_reader_that_goes_away_stops(self):
+    def test_create_without_a_reader_reports_that_the_link_was_deleted(self):
+        reading, writing = os.pipe()
+        os.close(reading)
+        with open(writing, "wb") as output:
+            done = self.call(*MAKES_DATABASE["create"], stdout=output)
+
+        self.assertEqual(done.returncode, REFUSED)
+        self.assertEqual(done.stderr.splitlines()[-1], b"vexosharing: cannot write to "
+                         b"standard output: the link was deleted")
+        self.assertEqual(self.links(), [])
+
+    def test_list_and_export_stop_quietly_when_their_reader_leaves(self):
         self.create()
         self.fill(20000)
 
-        for arguments in (["list"], ["list", "--json"]):
+        for arguments in (["list"], ["list", "--json"], ["export"]):
             process = self.start(*arguments, stdout=subprocess.PIPE)
             process.stdout.read(10)
             process.stdout.close()
-            self.assertEqual(process.wait(60), REFUSED)
+            self.assertEqual(process.wait(60), READER_LEFT)
+            self.assertEqual(process.stderr.read(), b"")
 
-    def test_create_takes_back_a_link_that_nobody_got_to_see(self):
+    def test_create_deletes_a_link_that_it_could_not_print(self):
         self.create()
 
         done = self.call(*MAKES_DATABASE["create"], "--generate-password", stdout=None,
                          preexec_fn=lambda: os.close(1))
 
         self.assertEqual(done.returncode, REFUSED)
-        self.assertIn(b"the link was taken back", done.stderr)
+        self.assertIn(b"the link was deleted", done.stderr)
         self.assertEqual(len(self.links()), 1)
 
     def test_no_file_is_opened_in_the_place_of_closed_streams(self):
@@ -446,7 +492,7 @@ class Interrupts(SlowTest):
         return out.decode(), errors.decode()
 
     def interrupted_while_waiting(self, *call):
-        """The same of a call that waits for another writer when it is interrupted."""
+        """The same for a call that is interrupted while it waits for another writer."""
         blocker = self.lock()
         process = self.start(*call, stdout=subprocess.PIPE)
         command_support.wait_until(lambda: command_support.uses_database(process))
@@ -454,7 +500,7 @@ class Interrupts(SlowTest):
         blocker.execute("ROLLBACK")
         return self.interrupted(process)
 
-    def test_list_stops_between_rows_and_says_how_far_it_got(self):
+    def test_list_stops_between_rows_and_reports_their_number(self):
         self.create()
         self.fill(20000)
         for arguments in (["list"], ["list", "--json"]):
@@ -467,20 +513,20 @@ class Interrupts(SlowTest):
             self.assertRegex(errors, r"^vexosharing: interrupted after \d+ of 20001 links\n$")
             if "--json" in arguments:
                 text = begun.decode() + out
-                self.assertTrue(text.startswith('{"total":20001,"links":[\n{'), text)
+                self.assertTrue(text.startswith('{"total":20001,"items":[\n{'), text)
                 self.assertTrue(text.endswith("}"), text)
                 json.loads(text + "]}")  # whole up to there, and not closed
 
-    def test_delete_stops_between_links_and_says_how_far_it_got(self):
+    def test_delete_stops_between_links_and_reports_their_number(self):
         links = [self.create() for _ in range(3)]
-        self.slow_down("entry")
+        self.slow_down("entry", f"OLD.hash = '{links[1]}'")
         process = self.start("delete", *links, "--json", stdout=subprocess.PIPE)
         command_support.wait_until(lambda: processor_time(process) > 0.2)
         process.send_signal(signal.SIGINT)
 
         out, errors = self.interrupted(process)
 
-        self.assertEqual([link["hash"] for link in json.loads(out)["deleted"]], links[:1])
+        self.assertEqual([link["hash"] for link in json.loads(out)["items"]], links[:1])
         self.assertEqual(errors, "vexosharing: interrupted: 1 of 3 links deleted\n")
         self.assertEqual([link["hash"] for link in self.links()], links[1:])
 
@@ -489,7 +535,7 @@ class Interrupts(SlowTest):
         self.login(link)
         for name, done in ("delete", "deleted"), ("revoke", "revoked"):
             out, errors = self.interrupted_while_waiting(name, link, "--json")
-            self.assertEqual(json.loads(out)[done], [])
+            self.assertEqual(json.loads(out), {"items": [], "missing": []})
             self.assertEqual(errors, f"vexosharing: interrupted: 0 of 1 link {done}\n")
         self.assertEqual(len(self.links()), 1)
         self.assertEqual(self.sql("SELECT COUNT(*) FROM token"), [(1,)])
@@ -514,26 +560,27 @@ class Interrupts(SlowTest):
         self.create("--expire", "2020-01-01")
 
         self.assertEqual(self.interrupted_while_waiting("purge"),
-                         ("", "vexosharing: interrupted: nothing was purged\n"))
+                         ("", "vexosharing: interrupted: nothing was changed\n"))
         self.assertEqual(len(self.links()), 1)
 
     def test_edit_and_transfer_that_wait_change_nothing(self):
         link = self.create()
         before = self.sql("SELECT * FROM entry")
-        for call in (["edit", link, "--title", "x"],
-                     ["transfer", "--from", "alice", "--to", "bob"]):
+        for call, rest in ((["edit", link, "--title", "x"], "0 of 1 link changed"),
+                           (["transfer", "--from", "alice", "--to", "bob"],
+                            "nothing was changed")):
             self.assertEqual(self.interrupted_while_waiting(*call),
-                             ("", "vexosharing: interrupted: nothing was changed\n"))
+                             ("", f"vexosharing: interrupted: {rest}\n"))
             self.assertEqual(self.sql("SELECT * FROM entry"), before)
 
-    def test_create_that_waits_makes_no_link(self):
+    def test_create_that_waits_creates_no_link(self):
         self.create()
         self.assertEqual(self.interrupted_while_waiting(*MAKES_DATABASE["create"]),
-                         ("", "vexosharing: interrupted: no link was made\n"))
+                         ("", "vexosharing: interrupted: nothing was changed\n"))
         self.assertEqual(len(self.links()), 1)
 
     def purge_in_the_middle(self):
-        """A purge that has deleted a link and is busy with a session."""
+        """A purge that has deleted a link and is deleting a session."""
         self.create("--expire", "2020-01-01")
         self.sql("INSERT INTO session VALUES (NULL, 'past', 4294967295, '192.0.2.1', 1)")
         self.slow_down("session")
@@ -555,7 +602,7 @@ class Interrupts(SlowTest):
         process.send_signal(signal.SIGINT)
 
         self.assertEqual(self.interrupted(process),
-                         ("", "vexosharing: interrupted: nothing was purged\n"))
+                         ("", "vexosharing: interrupted: nothing was changed\n"))
         self.nothing_was_purged()
 
     def test_purge_that_is_killed_leaves_everything(self):
@@ -600,7 +647,7 @@ class Terminals(SlowTest):
         self.assertNotIn("\033", self.on_terminal("list", env={"NO_COLOR": "1"})[1])
         self.assertNotIn("\033", self.on_terminal("list", env={"TERM": "dumb"})[1])
 
-    def test_tables_keep_to_the_width_of_the_terminal(self):
+    def test_tables_fit_the_width_of_the_terminal(self):
         project = "ein Projekt mit Umläuten äöü und 日本語の写真 " * 5
         self.create(project=project)
         self.create(owner="bob", project="short")
@@ -613,7 +660,7 @@ class Terminals(SlowTest):
             self.assertIn("…", lines[1])
         self.assertIn(project, self.out("list", env={"COLUMNS": "80"}))
 
-    def test_long_texts_of_show_go_on_in_the_next_line(self):
+    def test_show_continues_long_texts_on_the_next_line(self):
         link = self.create("--title", "word " * 30)
 
         shown = self.on_terminal("show", link, env={"NO_COLOR": "1"})[1]
@@ -622,7 +669,7 @@ class Terminals(SlowTest):
             self.assertLessEqual(len(line), 80)
         self.assertIn("word " * 30, self.out("show", link))
 
-    def test_long_json_of_show_is_broken_at_its_commas_and_a_url_is_not(self):
+    def test_show_breaks_long_json_after_commas_and_keeps_urls_whole(self):
         self.install_url_tool("echo https://nas.example/" + "x" * 100 + "; echo 2")
         paths = [f"/volume1/photo/{i}.jpg" for i in range(10)]
         link = self.create("--app", json.dumps({"paths": paths}))
@@ -638,7 +685,7 @@ class Terminals(SlowTest):
         self.assertEqual(json.loads("".join(line[15:] for line in lines[begin:end])),
                          {"paths": paths})
 
-    def test_message_of_a_purge_does_not_stand_behind_its_progress(self):
+    def test_message_of_a_purge_replaces_its_progress(self):
         self.create("--expire", "2020-01-01")
         self.sql("INSERT INTO session VALUES (NULL, 'past', 4294967295, '192.0.2.1', 1)")
         self.sql("CREATE TRIGGER no_more BEFORE DELETE ON session "
@@ -646,7 +693,7 @@ class Terminals(SlowTest):
 
         shown = self.on_terminal("purge")[1]
 
-        self.assertTrue(shown.endswith(" of 3\033[K\r\033[Kvexosharing: the database failed: "
+        self.assertTrue(shown.endswith(" of 3\033[K\r\033[Kvexosharing: database error: "
                                        "no more\r\n"), shown)
 
     def test_step_of_a_purge_is_shown_when_it_begins(self):
@@ -669,7 +716,7 @@ class Terminals(SlowTest):
         self.assertTrue(shown.endswith("\r\033[KLinks:     1\r\nSessions:  0\r\n"
                                        "Tokens:    0\r\n"), shown)
 
-    def test_password_is_asked_for_and_not_shown(self):
+    def test_password_prompt_does_not_echo(self):
         status, shown = self.on_terminal("create", "--project", "photos", "--owner", "alice",
                                          "--password-stdin", typed=b"open sesame\n")
 

@@ -8,35 +8,49 @@ import sqlite3
 import subprocess
 
 import command_support
-from command_support import (AS_ALICE, DATABASE, DONE, INTERRUPTED, NOT_USABLE, REFUSED,
+from command_support import (AS_ALICE, BLOCKS, DATABASE, DONE, INTERRUPTED, NOT_USABLE, REFUSED,
                              CommandTest)
 
 MD5 = "5f4dcc3b5aa765d61d8327deb882cf99"
 
 
 class Check(CommandTest):
-    def problems(self):
-        """The problems found, by kind; the exit code must agree."""
+    def found(self):
+        """The problems and remarks; the exit code must agree."""
         done = self.call("check", "--json")
         found = json.loads(done.stdout)
         self.assertEqual(done.returncode, REFUSED if found["problems"] else DONE)
         for one in found["problems"] + found["remarks"]:
             self.assertTrue(one["text"] and one["advice"] and one["items"], one)
-        return {one["kind"]: one["items"] for one in found["problems"]}
+        return found
+
+    def problems(self):
+        """The problems found, by kind."""
+        return {one["kind"]: one["items"] for one in self.found()["problems"]}
 
     def change_data(self, link, **members):
         for name, value in members.items():
             self.sql("UPDATE entry SET data = json_set(data, '$.' || ?, json(?)) "
                      "WHERE hash = ?", name, json.dumps(value), link)
 
-    def test_of_a_good_database_ends_with_0(self):
+    def test_database_older_than_the_application_id_is_used_and_repaired(self):
+        link = self.create()
+        self.sql("PRAGMA application_id = 0")
+
+        self.assertEqual(self.shown(link)["hash"], link)
+        self.assertEqual(self.problems(), {"missing_schema": ["missing application id"]})
+        self.out("check", "--repair")
+        self.assertEqual(self.sql("PRAGMA application_id"), [(0x56455853,)])
+        self.assertEqual(self.problems(), {})
+
+    def test_good_database_ends_with_0(self):
         self.create("--expire", "7d", "--generate-password")
         self.login(self.create("--expire", "7d"))
 
-        self.assertEqual(self.out("check"), "Looked at 2 links: nothing is wrong.\n")
+        self.assertEqual(self.out("check"), "Checked 2 links: no problems found.\n")
         self.assertEqual(self.json("check"), {"links": 2, "problems": [], "remarks": []})
 
-    def test_links_without_expiry_are_mentioned_and_not_wrong(self):
+    def test_links_without_expiry_are_remarks(self):
         link = self.create()
 
         found = self.json("check")
@@ -45,7 +59,7 @@ class Check(CommandTest):
         self.assertEqual(found["remarks"][0]["items"], [link])
         self.assertIn("--expire", self.out("check"))
 
-    def test_rows_that_do_not_read_are_named(self):
+    def test_unreadable_rows_are_named(self):
         good, bad = self.create(), self.create()
         self.break_row(bad)
         row = self.sql("SELECT id FROM entry WHERE hash = ?", bad)[0][0]
@@ -57,16 +71,16 @@ class Check(CommandTest):
         self.assertEqual(self.problems(), {})
         self.assertEqual([link["hash"] for link in self.links()], [good])
 
-    def test_unknown_users_and_groups_are_named(self):
+    def test_unknown_users_and_groups_are_reported(self):
         link = self.create("--user", "alice", "--user", "nobody-yet", "--group", "no-group")
         other = self.create("--user", "bob")
         self.change_data(other, protect_uids=[5002, 5999], protect_gids=[5998])
 
         self.assertEqual(self.problems(), {"unknown_name": [
-            f"{link} admits user nobody-yet", f"{link} admits group no-group",
-            f"{other} admits user 5999", f"{other} admits group 5998"]})
+            f"{link} allows user nobody-yet", f"{link} allows group no-group",
+            f"{other} allows user 5999", f"{other} allows group 5998"]})
 
-    def test_owner_who_is_gone_is_named_and_the_advice_works(self):
+    def test_deleted_owner_is_named_and_the_advice_works(self):
         self.create()
         link = self.create()
         self.sql("UPDATE entry SET owner_uid = 5999 WHERE hash = ?", link)
@@ -76,7 +90,7 @@ class Check(CommandTest):
         self.out("transfer", "--from", "5999", "--to", "bob")
         self.assertEqual(self.problems(), {})
 
-    def test_md5_password_is_found_and_not_told(self):
+    def test_md5_password_is_reported_and_not_printed(self):
         link = self.create("--generate-password")
         self.change_data(link, protect_password=MD5, protect_password_algo="md5",
                          protect_password_salt="")
@@ -86,30 +100,116 @@ class Check(CommandTest):
         self.out("edit", link, "--password-stdin", text="password\n")
         self.assertEqual(self.problems(), {})
 
-    def test_md5_password_that_does_not_protect_the_link_is_nothing(self):
+    def test_unused_md5_password_is_no_problem(self):
         self.change_data(self.create(), protect_password=MD5, protect_password_algo="md5")
 
         self.assertEqual(self.problems(), {})
 
-    def test_tokens_that_outlive_link_or_session_are_counted(self):
+    def test_tokens_of_deleted_links_or_sessions_are_counted(self):
         link = self.create()
         self.login(link)
         self.sql("INSERT INTO token VALUES (NULL, 99, 1, 9), (NULL, 1, 98, 9), "
                  "(NULL, 1, 97, 9)")
 
         self.assertEqual(self.problems(), {
-            "token_without_link": ["1 token of a link that is gone"],
-            "token_without_session": ["2 tokens of a session that is gone"]})
+            "token_without_link": ["1 token of deleted links"],
+            "token_without_session": ["2 tokens of deleted sessions"]})
         self.out("purge")
         self.assertEqual(self.problems(), {})
 
-    def test_newer_schema_is_told(self):
+    def test_newer_schema_is_reported(self):
         self.create()
         self.sql("PRAGMA user_version = 3")
 
         self.assertEqual(self.problems(), {"schema_version": ["version 3"]})
 
-    def test_wrong_mode_and_owner_are_told_with_the_command_that_mends_them(self):
+    def test_usable_links_of_locked_and_expired_accounts_are_reported(self):
+        locked, expired = self.create(owner="dave"), self.create(owner="carol")
+        self.out("edit", self.create(owner="dave"), "--disable")
+
+        found = self.found()["problems"]
+
+        self.assertEqual([(one["kind"], one["items"]) for one in found],
+                         [("owner_disabled", [f"{locked} of dave (locked)",
+                                              f"{expired} of carol (expired)"])])
+        self.assertEqual(len(found[0]["advice"]), 2)
+        for step in found[0]["advice"]:
+            self.out(*step.split()[1:])
+        self.assertEqual(self.json("check")["problems"], [])
+
+    def test_failed_lookup_is_not_a_missing_account(self):
+        link = self.create("--user", "bob")
+        switch = pathlib.Path("/etc/nsswitch.conf")
+        self.addCleanup(switch.write_text, switch.read_text(encoding="utf-8"), encoding="utf-8")
+        switch.write_text("passwd: files\ngroup: files\n", encoding="utf-8")
+        source = pathlib.Path("/etc/passwd")
+        self.addCleanup(source.write_text, source.read_text(encoding="utf-8"), encoding="utf-8")
+        source.unlink()
+        source.symlink_to("passwd")  # a loop cannot be opened
+        self.addCleanup(source.unlink)
+
+        found = self.json("check")
+
+        self.assertEqual(found["problems"], [])
+        failed = [one["items"] for one in found["remarks"] if one["kind"] == "lookup_failed"]
+        self.assertEqual(failed, [[f"{link}: owner 5001", f"{link} allows user 5002"]])
+
+    def test_damaged_sessions_and_tokens_are_named(self):
+        self.login(self.create())
+        for table in ("session", "token"):
+            self.sql(f"UPDATE {table} SET timeout = 'soon'")
+        self.assertEqual(self.problems(), {"damaged_session": ["id 1"],
+                                           "damaged_token": ["id 1"]})
+
+    def test_missing_schemaes_and_triggers_are_named_and_repaired(self):
+        self.create()
+        names = self.sql("SELECT type, name FROM sqlite_master WHERE sql IS NOT NULL AND "
+                         "type IN ('index', 'trigger') ORDER BY type, name")
+        self.assertNotEqual(names, [])
+        for kind, name in names:
+            self.sql(f"DROP {kind} {name}")
+
+        self.assertEqual(self.problems(), {"missing_schema": [f"missing {kind} {name}"
+                                                             for kind, name in names]})
+
+        self.assertEqual(self.json("check", "--repair")["problems"], [])
+        self.assertEqual(len(self.links()), 1)
+
+    def test_table_of_other_columns_is_named(self):
+        self.create()
+        self.sql("ALTER TABLE session ADD COLUMN more TEXT")
+        self.assertEqual(self.problems(), {"wrong_table": ["table session"]})
+
+    def test_damaged_list_of_blocked_addresses_is_reported(self):
+        self.create()
+        blocks = BLOCKS / "autoblock.db"
+        blocks.write_bytes(b"no database" * 500)
+        (BLOCKS / "autoblock.db.damaged-1").touch()
+
+        found = self.found()
+
+        self.assertEqual([(one["kind"], one["items"]) for one in found["problems"]],
+                         [("block_list", [f"{blocks}: not a database"])])
+        self.assertIn(("moved_block_list", [f"{blocks}.damaged-1"]),
+                      [(one["kind"], one["items"]) for one in found["remarks"]])
+        self.assertEqual(blocks.read_bytes(), b"no database" * 500)
+
+    def test_wrong_url_configuration_is_reported_as_the_url_tool_says(self):
+        self.create()
+        self.install_url_tool('[ "$1" = --check ] && echo "line 1: no host" && exit 1')
+        self.assertEqual(self.problems(), {"url": ["line 1: no host"]})
+
+        self.install_url_tool('[ "$1" = --check ] && echo "good"')
+        self.assertEqual(self.json("check")["problems"], [])
+
+    def test_system_is_not_checked_with_another_database(self):
+        self.create("--database", "/tmp/other.db")
+        self.addCleanup(pathlib.Path("/tmp/other.db").unlink)
+        self.install_url_tool("exit 1")
+        (BLOCKS / "autoblock.db").write_bytes(b"no database" * 500)
+        self.assertEqual(self.json("check", "--database", "/tmp/other.db")["problems"], [])
+
+    def test_wrong_mode_and_owner_are_reported_with_the_commands_to_correct_them(self):
         self.create()
         folder = DATABASE.parent
         self.addCleanup(os.chmod, folder, 0o750)
@@ -121,7 +221,7 @@ class Check(CommandTest):
         found = self.json_of_refused("check")
 
         self.assertEqual(found["problems"][0]["items"],
-                         [f"{folder} has mode 0755", f"{DATABASE} belongs to 1:42",
+                         [f"{folder} has mode 0755", f"{DATABASE} is owned by 1:42",
                           f"{DATABASE} has mode 0666"])
         advice = found["problems"][0]["advice"]
         self.assertEqual(advice, [f"chmod 0750 {folder}", f"chown 1:1 {DATABASE}",
@@ -132,7 +232,7 @@ class Check(CommandTest):
             subprocess.run(command, shell=True, check=True)
         self.assertEqual(self.problems(), {})
 
-    def test_wrong_mode_of_the_files_beside_it_is_told(self):
+    def test_wrong_mode_of_the_other_files_is_reported(self):
         self.create()
         self.lock()  # keeps them there
         beside = [f"{DATABASE}-wal", f"{DATABASE}-shm", f"{DATABASE}-lock"]
@@ -142,7 +242,7 @@ class Check(CommandTest):
         self.assertEqual(self.problems(), {"file_mode": [f"{path} has mode 0666"
                                                          for path in beside]})
 
-    def test_others_are_told_nothing_of_what_is_wrong(self):
+    def test_other_users_get_no_findings(self):
         self.create()
         os.chmod(DATABASE.parent, 0o755)
         self.addCleanup(os.chmod, DATABASE.parent, 0o750)
@@ -156,18 +256,19 @@ class Check(CommandTest):
         self.assertEqual(done.returncode, REFUSED, done.stderr)
         return json.loads(done.stdout)
 
-    def test_owner_that_keeps_it_from_opening_is_told_all_the_same(self):
+    def test_wrong_owner_is_reported_beside_what_a_copy_holds(self):
         self.create()
         os.chown(DATABASE, 0, 0)
         os.chmod(DATABASE, 0o600)
 
         done = self.call("check")
 
-        self.assertEqual(done.returncode, NOT_USABLE)
+        self.assertEqual(done.returncode, REFUSED)
         self.assertIn(f"chown 1:1 {DATABASE}", done.stdout.decode())
         self.assertIn(f"chmod 0660 {DATABASE}", done.stdout.decode())
+        self.assertIn("Checked 1 link: ", done.stdout.decode())
 
-    def test_owner_and_mode_of_other_files_are_left_to_others(self):
+    def test_owner_and_mode_of_other_files_are_not_checked(self):
         foreign = pathlib.Path("/tmp/foreign.db")
         self.addCleanup(foreign.unlink)
         self.sql("CREATE TABLE bookmark (title)", path=foreign)
@@ -180,23 +281,24 @@ class Check(CommandTest):
         self.addCleanup(empty.unlink)
         empty.touch()
 
-        for path, text in (("/etc/passwd", "/etc/passwd cannot be used: file is not a data"),
-                           (foreign, "is a database of something else"),
-                           (roots, "is a database of something else"),
-                           (empty, "there is no database at")):
+        for path, text in (("/etc/passwd",
+                            "cannot open database /etc/passwd: file is not a database"),
+                           (foreign, "it belongs to another program"),
+                           (roots, "it belongs to another program"),
+                           (empty, "database not found: /tmp/empty")):
             for more in ([], ["--json"]):
                 said = self.refusal(NOT_USABLE, "check", "--database", str(path), *more)
                 self.assertIn(text, said)
                 self.assertNotRegex(said, "chown|chmod")
 
-    def test_folder_of_another_database_is_its_owner_s_business(self):
+    def test_directory_of_another_database_is_not_checked(self):
         other = pathlib.Path("/tmp/other.db")
         self.addCleanup(other.unlink)
         self.create("--expire", "7d", "--database", str(other))
 
-        self.assertIn("nothing is wrong", self.out("check", "--database", str(other)))
+        self.assertIn("no problems found", self.out("check", "--database", str(other)))
 
-    def test_damaged_file_is_told(self):
+    def test_damaged_file_is_reported(self):
         self.create()
         connection = sqlite3.connect(DATABASE)
         connection.execute("PRAGMA writable_schema = ON")
@@ -209,7 +311,7 @@ class Check(CommandTest):
         self.assertIn("integrity", self.problems())
 
     def damage(self):
-        """What is told of a damaged file."""
+        """The findings for a damaged file."""
         found = self.json_of_refused("check")
         return found["links"], [one for one in found["problems"]
                                 if one["kind"] == "integrity"][0]
@@ -223,11 +325,11 @@ class Check(CommandTest):
 
         self.assertEqual(links, 3001)
         self.assertIn("vexosharing export", damage["advice"][0])
-        self.assertIn("put a backup in its place", damage["advice"][1])
+        self.assertIn("vexosharing restore", damage["advice"][1])
         self.assertIn("unknown_name", self.problems())
         self.assertEqual(len(self.out("export").splitlines()), 3001)
 
-    def test_damaged_links_can_only_come_from_a_backup(self):
+    def test_damaged_links_need_a_backup(self):
         self.create()
         self.fill(3000)
         self.break_root_page("entry")
@@ -236,11 +338,11 @@ class Check(CommandTest):
 
         self.assertEqual(links, 0)
         self.assertEqual(damage["advice"],
-                         ["put a backup in its place; vexosharing(1) says how"])
+                         ["vexosharing restore FILE with the latest backup"])
         self.assertIn("links: database disk image is malformed", damage["items"])
         self.assertEqual(self.call("export").returncode, NOT_USABLE)
 
-    def test_damaged_tokens_and_sessions_are_told(self):
+    def test_damaged_tokens_and_sessions_are_reported(self):
         self.create()
         for table in ("token", "session"):
             self.break_root_page(table)
@@ -262,14 +364,14 @@ class Check(CommandTest):
             self.assertNotIn("\n", item)
             self.assertNotIn("***", item)
 
-    def test_long_lists_are_cut_for_a_person_only(self):
+    def test_text_output_shortens_long_lists(self):
         self.create()
         self.fill(30)
 
         self.assertIn(", and 21 more\n", self.out("check"))
         self.assertEqual(len(self.json("check")["remarks"][0]["items"]), 31)
 
-    def test_says_no_secret(self):
+    def test_prints_no_secret(self):
         link = self.create("--generate-password", "--private-data", '{"key":"hush"}')
         session = self.login(self.create())
         self.sql("UPDATE entry SET owner_uid = 5999")
@@ -292,7 +394,7 @@ class Check(CommandTest):
             for line in shown.splitlines():
                 self.assertLessEqual(len(line.removeprefix("\033[K")), columns, line)
 
-    def test_interrupted_tells_nothing(self):
+    def test_interrupted_check_prints_no_findings(self):
         self.create("--user", "nobody-yet")
         self.fill(20000)
         for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
@@ -316,14 +418,14 @@ class Check(CommandTest):
 
         self.assertEqual(status, DONE)
         self.assertRegex(shown, r"checking links: \d+ of 50001")
-        self.assertTrue(shown.endswith("Looked at 50001 links: nothing is wrong.\r\n"))
+        self.assertTrue(shown.endswith("Checked 50001 links: no problems found.\r\n"))
         self.assertEqual(self.call("check").stderr, b"")
 
-    def test_lost_output_is_told(self):
+    def test_lost_output_is_reported(self):
         self.create("--expire", "7d")
 
-        self.assert_lost_output_is_told("check")
-        self.assert_lost_output_is_told("check", "--json")
+        self.assert_lost_output_is_reported("check")
+        self.assert_lost_output_is_reported("check", "--json")
 
 
 if __name__ == "__main__":

@@ -1,4 +1,4 @@
-"""Completion in a real bash, on a terminal, with the tabulator."""
+"""Completion with the tab key in a real bash on a terminal."""
 
 import os
 import pathlib
@@ -13,8 +13,8 @@ import command_support
 from command_support import CommandTest
 
 SCRIPT = pathlib.Path(__file__).parents[3] / "tools/vexosharing/completion.bash"
-SUBCOMMANDS = ["create", "list", "show", "edit", "delete", "revoke", "transfer", "purge",
-               "visit", "check", "backup", "export", "import", "block", "stats"]
+SUBCOMMANDS = ["create", "list", "show", "edit", "delete", "revoke", "rotate", "transfer", "purge",
+               "visit", "check", "backup", "restore", "export", "import", "block", "stats", "help"]
 
 
 class Shell:
@@ -55,7 +55,7 @@ class Shell:
         return seen[:match.start()], match
 
     def type(self, keys):
-        """What was shown after the keys were hit, and the line as it stands then."""
+        """What is shown after the keys, and the resulting line."""
         os.write(self.terminal, f"{keys}\x14\x15".encode())
         shown, match = self.read_until("<(.*)>\r?\n")
         return shown, match[1]
@@ -81,9 +81,9 @@ class Completion(CommandTest):
         return self.shell.type(f"{line}\t")[1]
 
     def options_of(self, name):
-        """The options that the help tells."""
+        """The options listed in the help."""
         told = self.out(*name.split(), "--help").split("\nExample:")[0]
-        return set(re.findall(r"(?m)^  (?:-h,)?(--[a-z-]+)", told))
+        return set(re.findall(r"(?m)^  (?:-[hy],)?(--[a-z-]+)", told))
 
     def test_subcommands_are_those_of_the_help(self):
         told = re.findall(r"(?m)^  ([a-z]+)  ", self.out("--help").split("Subcommands:")[1])
@@ -123,6 +123,8 @@ class Completion(CommandTest):
                             ("list --state=not", "not_started"),
                             ("list --order pro", "project"),
                             ("create --redirect-type ur", "url_param"),
+                            ("list --columns prot", "protection"),
+                            ("help cre", "create"),
                             ("create --expire nev", "never"),
                             ("create --owner ali", "alice"),
                             ("edit x --user ali", "alice"),
@@ -133,7 +135,7 @@ class Completion(CommandTest):
             with self.subTest(line):
                 self.assertIn(f"{whole} ", self.completed(f"vexosharing {line}"))
 
-    def test_nothing_is_offered_where_anything_may_stand(self):
+    def test_free_text_has_no_completion(self):
         for line in ("show ", "list --project ", "create --title ", "block clear "):
             with self.subTest(line):
                 self.assertEqual(self.offered(f"vexosharing {line}"), set())

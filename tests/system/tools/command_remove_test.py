@@ -1,4 +1,4 @@
-"""What takes away or hands over: delete, revoke, transfer and purge."""
+"""The subcommands delete, revoke, transfer and purge."""
 
 import subprocess
 
@@ -31,7 +31,7 @@ class Rows(CommandTest):
 
 
 class Delete(Rows):
-    def test_links_go_with_their_tokens(self):
+    def test_links_are_deleted_with_their_tokens(self):
         links = [self.create() for _ in range(3)]
         for link in links:
             self.add_tokens(link, 2)
@@ -43,23 +43,23 @@ class Delete(Rows):
         self.assertEqual(self.hashes(), [links[1]])
         self.assertEqual(self.count("token"), 2)
 
-    def test_program_gets_what_went_and_what_was_missing(self):
+    def test_json_names_deleted_and_missing_links(self):
         link = self.create()
         self.add_tokens(link, 1)
 
         done = self.call("delete", "nothing", link, "--json")
 
         self.assertEqual(done.returncode, REFUSED)
-        self.assertEqual(done.stdout.decode(), '{"deleted":[{"hash":"%s","tokens":1}],'
+        self.assertEqual(done.stdout.decode(), '{"items":[{"hash":"%s","revoked":1}],'
                                                '"missing":["nothing"]}\n' % link)
 
-    def test_unknown_link_is_told_and_the_others_go(self):
+    def test_unknown_link_is_reported_and_the_others_deleted(self):
         links = [self.create() for _ in range(2)]
 
         done = self.call("delete", links[0], "nothing", "' OR 1=1 --", links[1])
 
         self.assertEqual(done.returncode, REFUSED)
-        self.assertIn(b"there is no link nothing\n", done.stderr)
+        self.assertIn(b"link not found: nothing\n", done.stderr)
         self.assertEqual(self.hashes(), [])
 
     def test_unknown_links_alone_delete_nothing(self):
@@ -70,7 +70,7 @@ class Delete(Rows):
 
         self.assertEqual(self.hashes(), [link])
 
-    def test_row_that_does_not_read_can_be_deleted(self):
+    def test_unreadable_row_can_be_deleted(self):
         link = self.create()
         self.break_row(link)
 
@@ -78,7 +78,7 @@ class Delete(Rows):
 
         self.assertEqual(self.count("entry"), 0)
 
-    def test_odd_hash_can_be_deleted(self):
+    def test_unusual_hash_can_be_deleted(self):
         self.create()
         odd = "--x' \"\n\x1b"
         self.sql("UPDATE entry SET hash = ?", odd)
@@ -86,23 +86,23 @@ class Delete(Rows):
         self.assertEqual(self.out("delete", "--", odd),
                          "--x' \"\\n\\x1b: deleted, 0 tokens\n")
 
-    def test_behind_two_dashes_everything_is_a_hash(self):
+    def test_arguments_after_two_dashes_are_hashes(self):
         self.create()
         self.sql("UPDATE entry SET hash = '--x='")
 
         self.assertEqual(self.out("delete", "--", "--x="), "--x=: deleted, 0 tokens\n")
 
-    def test_failed_statement_is_told(self):
+    def test_failed_statement_is_reported(self):
         link = self.create()
         self.forbid("DELETE", "entry")
 
-        self.assertIn("the database failed: no more",
+        self.assertIn("database error: no more",
                       self.refusal(NOT_USABLE, "delete", link))
         self.assertEqual(self.hashes(), [link])
 
 
 class Revoke(Rows):
-    def test_tokens_go_and_the_link_stays(self):
+    def test_tokens_are_deleted_and_the_link_stays(self):
         links = [self.create() for _ in range(2)]
         session = self.login(links[0])
         self.add_tokens(links[0], 1)
@@ -116,23 +116,23 @@ class Revoke(Rows):
         self.assertEqual(self.call("visit", links[0], "check",
                                    env={"SHARING_SID": session}).returncode, REFUSED)
 
-    def test_link_without_tokens_is_done(self):
+    def test_link_without_tokens_is_no_error(self):
         link = self.create()
 
         self.assertEqual(self.json("revoke", link),
-                         {"revoked": [{"hash": link, "tokens": 0}], "missing": []})
+                         {"items": [{"hash": link, "revoked": 0}], "missing": []})
 
     def test_unknown_link_is_refused(self):
         self.create()
 
-        self.assertIn("there is no link nothing", self.refusal(REFUSED, "revoke", "nothing"))
+        self.assertIn("link not found: nothing", self.refusal(REFUSED, "revoke", "nothing"))
 
-    def test_failed_statement_is_told(self):
+    def test_failed_statement_is_reported(self):
         link = self.create()
         self.add_tokens(link, 1)
         self.forbid("DELETE", "token")
 
-        self.assertIn("the database failed: no more",
+        self.assertIn("database error: no more",
                       self.refusal(NOT_USABLE, "revoke", link))
 
 
@@ -140,16 +140,16 @@ class Transfer(Rows):
     def owners(self):
         return [row[0] for row in self.sql("SELECT owner_uid FROM entry ORDER BY id")]
 
-    def test_links_of_one_user_go_to_the_other(self):
+    def test_links_get_the_new_owner(self):
         for owner in ("bob", "alice", "bob", "carol"):
             self.create(owner=owner)
 
         text = self.out("transfer", "--from", "bob", "--to", "alice")
 
-        self.assertEqual(text, "Handed 2 links from bob to alice.\n")
+        self.assertEqual(text, "Transferred 2 links from bob to alice.\n")
         self.assertEqual(self.owners(), [5001, 5001, 5001, 5003])
 
-    def test_user_who_is_gone_is_named_by_number(self):
+    def test_deleted_user_is_named_by_number(self):
         self.create()
         self.sql("UPDATE entry SET owner_uid = 7777")
 
@@ -157,7 +157,7 @@ class Transfer(Rows):
                          {"from_uid": 7777, "to_uid": 5002, "links": 1})
         self.assertEqual(self.owners(), [5002])
 
-    def test_rows_that_do_not_read_go_too(self):
+    def test_unreadable_rows_are_transferred_too(self):
         self.break_row(self.create())
 
         self.out("transfer", "--from", "alice", "--to", "bob")
@@ -167,7 +167,7 @@ class Transfer(Rows):
     def test_user_without_links_is_refused(self):
         self.create()
 
-        self.assertIn("bob owns no link",
+        self.assertIn("no links owned by bob",
                       self.refusal(REFUSED, "transfer", "--from", "bob", "--to", "alice"))
 
     def test_unknown_user_is_refused(self):
@@ -175,24 +175,24 @@ class Transfer(Rows):
         for giver, taker, name in (("nobody-here", "bob", "nobody-here"),
                                    ("alice", "nobody-here", "nobody-here"),
                                    ("alice", "7777", "7777")):
-            self.assertIn(f'no user "{name}"', self.refusal(REFUSED, "transfer", "--from",
+            self.assertIn(f"user not found: {name}", self.refusal(REFUSED, "transfer", "--from",
                                                             giver, "--to", taker))
         self.assertEqual(self.owners(), [5001])
 
-    def test_wrong_calls_are_refused(self):
+    def test_usage_errors_are_refused(self):
         self.create()
-        self.assertIn("both are the same user",
+        self.assertIn("--from and --to are the same user",
                       self.refusal(WRONG_CALL, "transfer", "--from", "alice", "--to", "5001"))
-        self.assertIn("it is empty",
+        self.assertIn("must not be empty",
                       self.refusal(WRONG_CALL, "transfer", "--from", "", "--to", "bob"))
-        self.assertIn("it is empty",
+        self.assertIn("must not be empty",
                       self.refusal(WRONG_CALL, "transfer", "--from", "alice", "--to="))
 
-    def test_failed_statement_is_told(self):
+    def test_failed_statement_is_reported(self):
         self.create()
         self.forbid("UPDATE", "entry")
 
-        self.assertIn("the database failed: no more",
+        self.assertIn("database error: no more",
                       self.refusal(NOT_USABLE, "transfer", "--from", "alice", "--to", "bob"))
         self.assertEqual(self.owners(), [5001])
 
@@ -202,7 +202,7 @@ class Purge(Rows):
         counts = self.json("purge", *arguments)
         return counts["links"], counts["sessions"], counts["tokens"]
 
-    def test_what_is_past_goes_and_is_counted(self):
+    def test_expired_rows_are_deleted_and_counted(self):
         live = self.create("--expire", "7d")
         past = self.create("--expire", "2020-01-01")
         used_up = self.create("--uses", "1")
@@ -229,7 +229,7 @@ class Purge(Rows):
 
         self.assertEqual(self.hashes(), [kept])
 
-    def test_all_takes_kept_links_too(self):
+    def test_all_includes_kept_links(self):
         self.create("--expire", "2020-01-01", "--keep")
         self.create("--expire", "2020-01-01", owner="bob")
         live = self.create("--keep")
@@ -239,7 +239,7 @@ class Purge(Rows):
 
         self.assertEqual(self.hashes(), [live])
 
-    def test_owner_and_project_narrow_it_and_leave_sessions_alone(self):
+    def test_owner_and_project_limit_it_and_keep_sessions(self):
         past = ["--expire", "2020-01-01", "--keep"]
         bobs = self.create(*past, owner="bob")
         notes = self.create(*past, project="notes")
@@ -256,7 +256,7 @@ class Purge(Rows):
         self.assertEqual(self.hashes(), [live])
         self.assertEqual((self.count("session"), self.count("token")), (1, 1))
 
-    def test_owner_who_is_gone_is_named_by_number(self):
+    def test_deleted_owner_is_named_by_number(self):
         self.create("--expire", "2020-01-01")
         self.sql("UPDATE entry SET owner_uid = 7777")
 
@@ -286,7 +286,7 @@ class Purge(Rows):
         self.add_session("past", PAST)
         self.forbid("DELETE", "session")
 
-        self.assertIn("the database failed: no more", self.refusal(NOT_USABLE, "purge"))
+        self.assertIn("database error: no more", self.refusal(NOT_USABLE, "purge"))
 
         self.assertEqual(len(self.links()), 1)
 

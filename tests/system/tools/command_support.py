@@ -1,4 +1,4 @@
-"""What the tests of the programs share.  They run in a private mount namespace:
+"""Common code of the tests of the programs.  They run in a private mount namespace:
 
   x_test.py BUILD [unittest arguments]
 """
@@ -19,13 +19,19 @@ import termios
 import time
 import unittest
 
+import jsonschema
+
 COMMAND = "/usr/vexo/bin/vexosharing"
 LIBRARIES = pathlib.Path("/usr/vexo/lib")
 DATABASE = pathlib.Path("/usr/vexo/etc/private/session/sharing/sharing.db")
 BLOCKS = pathlib.Path("/usr/vexo/etc/private/autoblock")
 URL_TOOL = pathlib.Path("/usr/vexo/bin/vexosharingurl")
 
-DONE, REFUSED, WRONG_CALL, NOT_USABLE, INTERRUPTED = 0, 1, 2, 3, 130
+SCHEMA = json.loads((pathlib.Path(__file__).resolve().parents[3] / "docs" /
+                     "json.schema.json").read_text(encoding="utf-8"))
+
+DONE, REFUSED, WRONG_CALL, NOT_USABLE = 0, 1, 2, 3
+INTERRUPTED, READER_LEFT = 130, 141
 
 # An account that is neither root nor the system's own.
 AS_ALICE = {"user": 5001, "group": 5001, "extra_groups": []}
@@ -34,18 +40,25 @@ AS_ALICE = {"user": 5001, "group": 5001, "extra_groups": []}
 TIME_ZONE = "CET-1CEST,M3.5.0,M10.5.0/3"
 
 
+def validate(data, name):
+    """Checks JSON against a definition of the schema."""
+    schema = {"$schema": SCHEMA["$schema"], "$ref": f"#/$defs/{name}",
+              "$defs": SCHEMA["$defs"]}
+    jsonschema.Draft202012Validator(schema).validate(data)
+
+
 def environment(**more):
-    """The environment of the command: nothing of the tester's own gets in."""
+    """The environment of the command: the tester's own is not inherited."""
     return {"PATH": "/usr/bin:/bin", "LD_LIBRARY_PATH": str(LIBRARIES), "TZ": TIME_ZONE,
             "TERM": "xterm", **more}
 
 
 def wait_until(condition):
-    """Waits for something that another process does, and fails when it never does."""
+    """Waits until another process has done something, at most 30 seconds."""
     deadline = time.monotonic() + 30
     while not condition():
         if time.monotonic() > deadline:
-            raise TimeoutError("what was waited for did not happen")
+            raise TimeoutError("the condition did not become true")
         time.sleep(0.01)
 
 
@@ -71,7 +84,7 @@ def is_write_lock_awaited():
 
 
 def waits_for_input(process):
-    """Whether the process stands in a read of its standard input."""
+    """Whether the process is reading from standard input."""
     try:
         call = pathlib.Path(f"/proc/{process.pid}/syscall").read_text(encoding="ascii")
     except (FileNotFoundError, ProcessLookupError):
@@ -88,7 +101,7 @@ class CommandTest(unittest.TestCase):
 
     @staticmethod
     def forget():
-        """Removes the database, and what lies beside it."""
+        """Removes the database and the files beside it."""
         for path in DATABASE.parent.iterdir():
             path.unlink()
 
@@ -117,13 +130,17 @@ class CommandTest(unittest.TestCase):
                 stream.close()
 
     def out(self, *arguments, **options):
-        """Standard output of a call that must be done."""
+        """Standard output of a call that must succeed."""
         done = self.call(*arguments, **options)
         self.assertEqual(done.returncode, DONE, (arguments, done.stderr))
         return done.stdout.decode()
 
     def json(self, *arguments, **options):
-        return json.loads(self.out(*arguments, "--json", **options))
+        """What a subcommand prints with --json, which the schema must describe."""
+        data = json.loads(self.out(*arguments, "--json", **options))
+        names = arguments[:2] if arguments[0] == "block" else arguments[:1]
+        validate(data, ".".join(("vexosharing", *names)))
+        return data
 
     def refusal(self, status, *arguments, **options):
         """The one line of a call that must end with this status and print nothing."""
@@ -135,7 +152,7 @@ class CommandTest(unittest.TestCase):
         self.assertTrue(lines[0].startswith("vexosharing: "), lines)
         return lines[0]
 
-    def assert_lost_output_is_told(self, *arguments, before=lambda: None, **options):
+    def assert_lost_output_is_reported(self, *arguments, before=lambda: None, **options):
         """Of a call whose standard output is closed, and of one whose device is full;
         `before` runs ahead of each."""
         with open("/dev/full", "wb") as full:
@@ -144,13 +161,28 @@ class CommandTest(unittest.TestCase):
                 before()
                 done = self.call(*arguments, **output, **options)
                 self.assertEqual(done.returncode, REFUSED, (arguments, done.stderr))
-                self.assertIn(b"standard output could not be written",
+                self.assertIn(b"cannot write to standard output",
                               done.stderr.splitlines()[-1])
 
     def create(self, *arguments, project="photos", owner="alice", **options):
-        """Makes a link and answers its hash."""
+        """Creates a link and returns its hash."""
         return self.json("create", "--project", project, "--owner", owner, *arguments,
-                         **options)["hash"]
+                         **options)["link"]["hash"]
+
+    def created(self, *arguments, **options):
+        """What create prints of a link, with the generated password, if any."""
+        data = self.json("create", *arguments, **options)
+        return {**data.pop("link"), **data}
+
+    def shown(self, link, *arguments):
+        """The details of a link, with the number of its valid tokens."""
+        data = self.json("show", link, *arguments)
+        return {**data["link"], "tokens": data["tokens"]}
+
+    def edited(self, link, *arguments, **options):
+        """The details of a link after an edit, and what was revoked and generated."""
+        item, = self.json("edit", link, *arguments, **options)["items"]
+        return {**item.pop("link"), **item}
 
     def login(self, link, *arguments, text=b""):
         """Logs a visitor in to a link of the system's database; the session id."""
@@ -159,7 +191,7 @@ class CommandTest(unittest.TestCase):
         return done["session_id"]
 
     def links(self, *arguments):
-        return self.json("list", *arguments)["links"]
+        return self.json("list", *arguments)["items"]
 
     def install_url_tool(self, script="echo https://nas.example/sharing/$1; echo 2"):
         URL_TOOL.write_text(f"#!/bin/sh\n{script}\n", encoding="utf-8")
@@ -216,7 +248,7 @@ class CommandTest(unittest.TestCase):
                  "enabled, owner_uid, start_at, expire_at, expire_times, use_count, "
                  "auto_gc, data FROM n, (SELECT * FROM entry LIMIT 1)", count, name)
 
-    def on_terminal(self, *arguments, columns=80, typed=b"", env=None):
+    def on_terminal(self, *arguments, columns=80, typed=b"", prompt=": ", env=None):
         """Exit code and everything shown, with all three streams on a terminal."""
         pid, terminal = pty.fork()
         if pid == 0:
@@ -233,7 +265,7 @@ class CommandTest(unittest.TestCase):
             if not part:
                 break
             shown += part
-            if typed and shown.endswith(b": "):
+            if typed and shown.endswith(prompt.encode()):
                 os.write(terminal, typed)
                 typed = b""
         os.close(terminal)

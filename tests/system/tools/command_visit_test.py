@@ -1,4 +1,4 @@
-"""visit: the visitor's road, with real accounts, PAM and blocking."""
+"""visit: a simulated visitor, with real accounts, PAM and blocking."""
 
 import json
 import time
@@ -28,14 +28,14 @@ class Visit(CommandTest):
 
         session = self.with_password(1, link, "open sesame")["session_id"]
         self.assertEqual(self.visit(1, link, "check", session=session)["meaning"],
-                         "authorised")
+                         "authorized")
         self.assertEqual(self.visit(1, link, "logout", session=session)["meaning"],
                          "logged out")
         self.assertEqual(self.visit(-7, link, "check", session=session)["meaning"],
-                         "no such link, or not logged in to it")
+                         "link not found or not logged in")
         self.visit(0, link, "logout", session=session)
 
-    def test_person_gets_code_meaning_and_session_in_two_lines(self):
+    def test_text_output_has_code_meaning_and_session(self):
         link = self.create()
 
         lines = self.out("visit", link, "login").splitlines()
@@ -44,7 +44,7 @@ class Visit(CommandTest):
         self.assertRegex(lines[1], r"^[\w-]{32}$")
         self.assertEqual(len(lines), 2)
         self.assertEqual(self.out("visit", link, "check", env={"SHARING_SID": lines[1]}),
-                         "1 authorised\n")
+                         "1 authorized\n")
 
     def test_answer_names_action_and_link(self):
         link = self.create()
@@ -53,7 +53,7 @@ class Visit(CommandTest):
 
         self.assertEqual((answer["action"], answer["hash"]), ("login", link))
 
-    def test_session_id_may_come_by_standard_input(self):
+    def test_session_id_is_read_from_standard_input(self):
         link = self.create()
         session = self.login(link)
 
@@ -66,7 +66,7 @@ class Visit(CommandTest):
 
         self.assertEqual(self.visit(1, two, "login", session=session)["session_id"], session)
 
-    def test_login_takes_no_session_from_standard_input(self):
+    def test_login_reads_no_session_from_standard_input(self):
         link = self.create()
         session = self.login(link)
 
@@ -78,34 +78,34 @@ class Visit(CommandTest):
         link = self.protected()
         for expected, meaning, hash_, arguments in (
                 (-9, "wrong password", link, ["--password-stdin"]),
-                (-3, "no such link", "nothing", ["--password-stdin"]),
-                (-3, "what it asks for was not given", link, []),
-                (-3, "not usable now", self.create("--expire", "2020-01-01"), []),
-                (-3, "not usable now", self.create("--start", "7d"), [])):
+                (-3, "link not found", "nothing", ["--password-stdin"]),
+                (-3, "missing user name or password", link, []),
+                (-3, "not usable", self.create("--expire", "2020-01-01"), []),
+                (-3, "not usable", self.create("--start", "7d"), [])):
             answer = self.visit(expected, hash_, "login", *arguments, text="wrong\n")
             self.assertIn(meaning, answer["meaning"])
             self.assertNotIn("session_id", answer)
 
-    def test_used_up_link_is_refused(self):
+    def test_link_at_its_use_limit_is_refused(self):
         link = self.create("--uses", "1")
         self.login(link)
 
-        self.assertEqual(self.visit(-11, link, "login")["meaning"], "the uses are exhausted")
+        self.assertEqual(self.visit(-11, link, "login")["meaning"], "use limit reached")
 
     def test_users_log_in_with_their_password_of_the_system(self):
         link = self.create("--user", "alice")
 
         self.with_password(1, link, "alice-secret", "--user", "alice")
-        self.assertIn("refused", self.with_password(-2, link, "wrong", "--user",
+        self.assertIn("wrong user name or password", self.with_password(-2, link, "wrong", "--user",
                                                     "alice")["meaning"])
         self.with_password(-2, link, "alice-secret", "--user", "nobody-here")
-        self.assertIn("does not admit", self.with_password(-10, link, "bob-secret", "--user",
+        self.assertIn("not allowed", self.with_password(-10, link, "bob-secret", "--user",
                                                            "bob")["meaning"])
 
     def test_expired_and_locked_accounts_are_refused(self):
         for user in ("carol", "dave"):
             link = self.create("--user", user)
-            self.assertIn("refused", self.with_password(-2, link, f"{user}-secret", "--user",
+            self.assertIn("wrong user name or password", self.with_password(-2, link, f"{user}-secret", "--user",
                                                         user)["meaning"])
 
     def test_check_may_log_a_user_in_again(self):
@@ -120,7 +120,7 @@ class Visit(CommandTest):
         self.visit(1, link, "check", "--user", "alice", "--password-stdin",
                    text=f"alice-secret\n{session}\n")
 
-    def test_user_who_is_not_admitted_any_more_is_refused(self):
+    def test_user_who_is_no_longer_allowed_is_refused(self):
         link = self.create("--user", "alice")
         session = self.with_password(1, link, "alice-secret", "--user",
                                      "alice")["session_id"]
@@ -128,7 +128,7 @@ class Visit(CommandTest):
         data["protect_uids"] = [5002]
         self.sql("UPDATE entry SET data = ?", json.dumps(data))
 
-        self.assertIn("any more", self.visit(-2, link, "check", session=session)["meaning"])
+        self.assertIn("no longer", self.visit(-2, link, "check", session=session)["meaning"])
 
     def test_each_refused_check_has_its_code(self):
         link = self.create()
@@ -137,7 +137,7 @@ class Visit(CommandTest):
         self.visit(-7, "nothing", "check", session=session)
         self.json("edit", link, "--expire", "2020-01-01")
         self.assertEqual(self.visit(-6, link, "check", session=session)["meaning"],
-                         "the link is not usable any more")
+                         "link no longer usable")
 
     def test_expired_login_is_refused(self):
         link = self.create()
@@ -145,7 +145,7 @@ class Visit(CommandTest):
         self.sql("UPDATE token SET timeout = ?", int(time.time()) - 1)
 
         self.assertEqual(self.visit(-1, link, "check", session=session)["meaning"],
-                         "the login has expired")
+                         "login expired")
 
     def test_address_is_the_visitors(self):
         link = self.create()
@@ -170,7 +170,7 @@ class Visit(CommandTest):
 
         self.assertEqual(self.with_password(-8, link, "open sesame", "--address",
                                             "192.0.2.7")["meaning"],
-                         "the address is blocked")
+                         "IP address blocked")
         self.with_password(1, link, "open sesame", "--address", "192.0.2.8")
 
     def test_general_failure_points_to_the_log(self):
@@ -180,21 +180,21 @@ class Visit(CommandTest):
 
         self.assertIn("system log", self.visit(-4, link, "login")["meaning"])
 
-    def test_wrong_calls_are_refused(self):
+    def test_usage_errors_are_refused(self):
         link = self.create()
         for arguments, text in (([link, "enter"], "login, check, logout"),
-                                ([link, "login", "--address", "here"], "no IP address"),
-                                ([link, "login", "--address", ""], "no IP address"),
-                                ([link, "login", "--address", "192.0.2.256"], "no IP address"),
-                                ([link, "login", "--user", ""], "it is empty"),
-                                ([link, "login", "--password-stdin"], "password is empty"),
-                                ([link, "check"], "session id is empty"),
-                                ([link, "logout"], "session id is empty"),
+                                ([link, "login", "--address", "here"], "invalid IP address"),
+                                ([link, "login", "--address", ""], "invalid IP address"),
+                                ([link, "login", "--address", "192.0.2.256"], "invalid IP address"),
+                                ([link, "login", "--user", ""], "must not be empty"),
+                                ([link, "login", "--password-stdin"], "password from standard input: the line is empty"),
+                                ([link, "check"], "session id from standard input: the line is empty"),
+                                ([link, "logout"], "session id from standard input: the line is empty"),
                                 ([link, "login", "--password", "x"], "--password")):
             with self.subTest(arguments):
                 self.assertIn(text, self.refusal(WRONG_CALL, "visit", *arguments))
 
-    def test_odd_hash_and_session_are_refused_by_the_library(self):
+    def test_unusual_hash_and_session_are_refused_by_the_library(self):
         self.create()
 
         for link in ("' OR 1=1 --", "\x1b[31m", "日本" * 10000, ""):

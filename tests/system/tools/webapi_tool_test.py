@@ -2,7 +2,7 @@
 
   webapi_tool_test.py BUILD [unittest arguments]
 
-Every answer that a test sees is validated against the schema of its method.
+Every response that a test sees is validated against the schema of its method.
 """
 
 import ctypes
@@ -22,12 +22,13 @@ import unittest
 import jsonschema
 
 import command_support
-from command_support import DATABASE, LIBRARIES, uses_database, wait_until
+from command_support import (DATABASE, LIBRARIES, SCHEMA, URL_TOOL, uses_database, validate,
+                             wait_until)
 
 TOOL = "/usr/vexo/bin/vexowebapi"
 FOLDER = DATABASE.parent
-SCHEMA = json.loads((pathlib.Path(__file__).resolve().parents[3] / "docs" /
-                     "webapi.schema.json").read_text(encoding="utf-8"))
+BASE = "https://nas.example.org/sharing/"
+URL_CALLS = pathlib.Path("/usr/vexo/url-calls")
 
 LINK, SESSION, TOKEN = "VEXO.Sharing.Link", "VEXO.Sharing.Session", "VEXO.Sharing.Token"
 ALICE, BOB, NOBODY_HERE = 5001, 5002, 5999
@@ -54,12 +55,6 @@ def refuse_random_bytes():
         raise OSError("the filter was not taken")
 
 
-def validate(answer, name):
-    schema = {"$schema": SCHEMA["$schema"], "$ref": f"#/$defs/{name}",
-              "$defs": SCHEMA["$defs"]}
-    jsonschema.Draft202012Validator(schema).validate(answer)
-
-
 def parameter_texts(parameters):
     """NAME=VALUE as SendWebapi writes them."""
     for name, value in parameters.items():
@@ -71,15 +66,24 @@ def parameter_texts(parameters):
 class WebApiTest(unittest.TestCase):
     def setUp(self):
         self.clear()
+        self.set_url_tool(f"printf '{BASE}%s\\n2\\n' \"$1\"")
+
+    @staticmethod
+    def set_url_tool(script):
+        """Installs a URL tool that logs the hashes that it is called with."""
+        URL_CALLS.unlink(missing_ok=True)
+        URL_TOOL.write_text(f"#!/bin/sh\necho \"$1\" >> {URL_CALLS}\n{script}\n",
+                            encoding="utf-8")
+        URL_TOOL.chmod(0o755)
 
     @staticmethod
     def clear():
-        """Removes what lies in the database's place, and beside it."""
+        """Removes the database, and the files beside it."""
         for file in FOLDER.iterdir():
             shutil.rmtree(file) if file.is_dir() else file.unlink()
 
     def read(self, done, name):
-        """The answer, which must be one line of ASCII, and fit the exit status."""
+        """The response, which must be one line of ASCII and match the exit status."""
         line = done.stdout.decode("ascii")
         self.assertEqual(line.count("\n"), 1, done)
         answer = json.loads(line)
@@ -101,7 +105,13 @@ class WebApiTest(unittest.TestCase):
         answer = self.call(api, method, parameters, **options)
         self.assertFalse(answer["success"], answer)
         self.assertEqual(answer["error"]["code"], code, answer)
-        return answer["error"]["message"]
+        return self.text(answer)
+
+    @staticmethod
+    def text(answer):
+        """Message and hint of an error."""
+        return "; ".join(answer["error"][name] for name in ("message", "hint")
+                         if name in answer["error"])
 
     def create(self, preexec_fn=None, **parameters):
         data = self.data(LINK, "create",
@@ -138,13 +148,18 @@ class Call(WebApiTest):
     def refuse(self, code, *arguments, **options):
         answer = self.read(run("--exec", *arguments, **options), "error")
         self.assertEqual(answer["error"]["code"], code)
-        return answer["error"]["message"]
+        return self.text(answer)
 
     def test_without_exec_the_usage_is_shown(self):
         for arguments in ((), ("api=" + LINK,), ("-x",)):
             done = run(*arguments)
             self.assertEqual((done.returncode, done.stdout), (2, b""))
             self.assertIn(b"usage:", done.stderr)
+
+    def test_version_is_on_standard_output(self):
+        done = run("--version")
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        self.assertRegex(done.stdout, rb"^vexowebapi [0-9]+\.[0-9]+\.[0-9]+\n$")
 
     def test_help_is_on_standard_output(self):
         done = run("--help")
@@ -163,7 +178,7 @@ class Call(WebApiTest):
         for wrong in ("verbose", "=x", "", b"owner_user=\xff", "method=info"):
             self.refuse("bad_call", *good, wrong)
 
-    def test_unknown_api_version_and_method_are_told_apart(self):
+    def test_unknown_api_version_and_method_have_codes_of_their_own(self):
         for api in ("", "Link", "VEXO.Sharing.Links", "vexo.sharing.link", "é"):
             self.refuse("unknown_api", f"api={api}", "version=1", "method=list")
         for version in ("0", "2", "-1", "", "1.0", "x"):
@@ -207,49 +222,50 @@ class Call(WebApiTest):
         self.assertFalse(DATABASE.exists())
 
     def test_output_that_cannot_be_written_is_an_error(self):
-        reader, gone = os.pipe()
+        reader, broken = os.pipe()
         os.close(reader)
 
-        for output in (gone, os.open("/dev/full", os.O_WRONLY)):
-            for arguments, told in ((("--exec", f"api={LINK}", "version=1", "method=info"),
-                                     b"could not be written"), (("--help",), b"")):
+        for output in (broken, os.open("/dev/full", os.O_WRONLY)):
+            for arguments, report in ((("--exec", f"api={LINK}", "version=1", "method=info"),
+                                     b"cannot write the response: the call "),
+                                    (("--help",), b""), (("--version",), b"")):
                 done = run(*arguments, capture_output=False, stdout=output,
                            stderr=subprocess.PIPE)
                 self.assertEqual(done.returncode, 1)
-                self.assertIn(told, done.stderr)
+                self.assertIn(report, done.stderr)
             os.close(output)
 
     def lose(self, method, *arguments):
-        """Standard error of a call on links whose answer gets lost."""
+        """Standard error of a call on links whose response is lost."""
         with open("/dev/full", "wb") as full:
             done = run("--exec", f"api={LINK}", "version=1", f"method={method}", *arguments,
                        capture_output=False, stdout=full, stderr=subprocess.PIPE)
         self.assertEqual(done.returncode, 1)
         return done.stderr.decode()
 
-    def test_new_link_whose_answer_is_lost_is_taken_back(self):
+    def test_new_link_whose_response_is_lost_is_deleted_again(self):
         self.create()
         for protection in ("generate_password=true", "protect_users=alice"):
-            told = self.lose("create", "project_name=p", "owner_user=alice", protection)
+            report = self.lose("create", "project_name=p", "owner_user=alice", protection)
 
-            self.assertIn("could not be written: the link was taken back", told)
+            self.assertIn("cannot write the response: the link was deleted", report)
             self.assertEqual(self.data(LINK, "info")["total"], 1)
 
-    def test_new_password_whose_answer_is_lost_is_taken_back(self):
+    def test_new_password_whose_response_is_lost_is_undone(self):
         for protection in ({"generate_password": True}, {"protect_users": "alice,zoe"}):
             name = self.create(protect_title="old", **protection)
             self.sql("UPDATE entry SET use_count = 3 WHERE hash = ?", name)
             self.add_visitor(name)
             before = self.sql("SELECT * FROM entry")
 
-            told = self.lose("set", f"hash={name}", "generate_password=true",
+            report = self.lose("set", f"hash={name}", "generate_password=true",
                              "protect_type=password", "protect_title=new", "expire_times=5")
 
-            self.assertIn("the change was undone, but tokens stay revoked", told)
+            self.assertIn("the change was undone; tokens stay revoked", report)
             self.assertEqual(self.sql("SELECT * FROM entry"), before)
             self.assertEqual(self.tokens(), 0)
 
-    def test_change_that_cannot_be_taken_back_is_told(self):
+    def test_change_that_cannot_be_undone_is_reported(self):
         name = self.create(protect_title="old")
         self.sql("CREATE TRIGGER refuse_delete BEFORE DELETE ON entry "
                  "BEGIN SELECT RAISE(ABORT, 'refused'); END")
@@ -257,19 +273,23 @@ class Call(WebApiTest):
                  "WHEN json_extract(NEW.data, '$.protect_title') = 'old' "
                  "BEGIN SELECT RAISE(ABORT, 'refused'); END")
 
-        told = self.lose("set", f"hash={name}", "generate_password=true",
+        report = self.lose("set", f"hash={name}", "generate_password=true",
                          "protect_title=new")
-        self.assertIn(f"cannot undo the change of link {name}", told)
-        told = self.lose("create", "project_name=p", "owner_user=alice")
+        self.assertIn(f"the change of link {name} could not be undone", report)
+        report = self.lose("create", "project_name=p", "owner_user=alice")
         made = self.sql("SELECT hash FROM entry WHERE hash != ?", name)[0][0]
-        self.assertIn(f"the link {made} could not be taken back", told)
+        self.assertIn(f"the link {made} could not be deleted", report)
 
-    def test_other_change_whose_answer_is_lost_stays(self):
+    def test_failed_call_whose_response_is_lost_is_reported_as_failed(self):
+        self.create()
+        self.assertIn("the call failed: link not found: none", self.lose("delete", "hash=none"))
+
+    def test_other_change_whose_response_is_lost_stays(self):
         name = self.create()
 
-        told = self.lose("set", f"hash={name}", "protect_title=new")
+        report = self.lose("set", f"hash={name}", "protect_title=new")
 
-        self.assertIn("could not be written: the call was run", told)
+        self.assertIn("cannot write the response: the call was run", report)
         self.assertEqual(self.stored(name)["protect_title"], "new")
 
     def test_closed_output_is_an_error_and_nothing_is_done(self):
@@ -320,7 +340,7 @@ class Database(WebApiTest):
                    {"project_name": "p", "owner_user": "alice", "app": "{"})
         self.assertEqual(list(FOLDER.iterdir()), [])
 
-    def test_database_that_cannot_be_used_is_told(self):
+    def test_unusable_database_is_reported(self):
         def directory():
             DATABASE.mkdir()
 
@@ -328,20 +348,32 @@ class Database(WebApiTest):
             DATABASE.write_bytes(b"no database at all, whatever its name says" * 100)
             os.chown(DATABASE, 1, 1)
 
-        def owned_by_root():
-            self.create()
-            for file in FOLDER.iterdir():
-                os.chown(file, 0, 0)
-                file.chmod(0o600)
+        def foreign():
+            self.sql("CREATE TABLE entry(id)")
+            os.chown(DATABASE, 1, 1)
 
         create = (LINK, "create", {"project_name": "p", "owner_user": "alice"})
-        for spoil in (directory, garbage, owned_by_root):
+        for spoil in (directory, garbage, foreign):
             self.clear()
             spoil()
             for api, method, parameters in self.CALLS + [create]:
                 self.error("database_not_usable", api, method, parameters)
 
-    def test_missing_table_is_told(self):
+    def test_database_of_root_is_only_read(self):
+        name = self.create()
+        os.chown(DATABASE, 0, 0)
+        before = DATABASE.read_bytes()
+
+        for method, parameters in (("create", {"project_name": "p", "owner_user": "alice"}),
+                                   ("set", {"hash": name}), ("delete", {"hash": name}),
+                                   ("revoke", {"hash": name}), ("purge", {})):
+            self.assertIn("chown 1:1",
+                          self.error("database_not_usable", LINK, method, parameters))
+        self.assertEqual(self.data(LINK, "get", {"hash": name})["link"]["hash"], name)
+        self.assertEqual(self.data(LINK, "list")["total"], 1)
+        self.assertEqual((DATABASE.stat().st_uid, DATABASE.read_bytes()), (0, before))
+
+    def test_missing_table_is_reported(self):
         self.create()
         for table in ("entry", "session", "token"):
             self.sql(f"ALTER TABLE {table} RENAME TO {table}_gone")
@@ -437,6 +469,7 @@ class Create(WebApiTest):
     def test_link_has_the_usual_values(self):
         link = self.data(LINK, "create",
                          {"project_name": "photos", "owner_user": "alice"})["link"]
+        url = BASE + link["hash"]
         self.assertRegex(link.pop("hash"), "^[A-Za-z0-9]{9}$")
         self.assertEqual(link, {
             "id": 1, "project_name": "photos", "owner_user": "alice", "owner_uid": ALICE,
@@ -444,7 +477,8 @@ class Create(WebApiTest):
             "auto_gc": True, "enable_match_ip": True, "protect_type": "none",
             "protect_title": "", "protect_users": [], "protect_groups": [],
             "redirect_type": "none", "redirect_uri": "", "app": {}, "private_data": {},
-            "state": "usable", "unresolved_users": [], "unresolved_groups": []})
+            "state": "usable", "unresolved_users": [], "unresolved_groups": [],
+            "url": url})
 
     def test_every_value_is_stored(self):
         later = int(time.time()) + 1000
@@ -474,10 +508,10 @@ class Create(WebApiTest):
 
     def test_unknown_owner_is_refused(self):
         for owner in ("nobody-here", "", "5001", "alice ", "x" * 500):
-            self.refuse("bad_parameter", owner_user=owner)
+            self.refuse("unknown_user", owner_user=owner)
 
     def test_wrong_number_is_refused(self):
-        for name, too_large in (("start_at", 253402214401), ("expire_at", 253402214401),
+        for name, too_large in (("start_at", 253402344000), ("expire_at", 253402344000),
                                 ("expire_times", 2147483648)):
             for value in ("", "-1", "1.5", "1e3", " 1", "0x1", "tomorrow", too_large,
                           "9" * 30):
@@ -555,7 +589,7 @@ class Create(WebApiTest):
             self.assertEqual(self.data(LINK, "get", {"hash": name})["link"]["protect_users"],
                              ["doe, jane"])
 
-    def test_names_that_do_not_resolve_yet_are_told(self):
+    def test_unresolved_names_are_reported(self):
         link = self.data(LINK, "create", {
             "project_name": "p", "owner_user": "alice", "protect_users": "alice,zoe",
             "protect_groups": "staff-test,ghosts"})["link"]
@@ -563,7 +597,7 @@ class Create(WebApiTest):
         self.assertEqual(link["unresolved_users"], ["zoe"])
         self.assertEqual(link["unresolved_groups"], ["ghosts"])
 
-    def test_ids_of_gone_accounts_are_told(self):
+    def test_ids_of_deleted_accounts_are_reported(self):
         name = self.create(protect_users="alice,zoe", protect_groups="staff-test")
         stored = self.stored(name)
         for ids in ("protect_uids", "protect_gids"):
@@ -578,7 +612,7 @@ class Create(WebApiTest):
     def test_protection_follows_from_what_is_given(self):
         for parameters, kind in (({"protect_users": "alice"}, "user"),
                                  ({"protect_groups": "staff-test"}, "user"),
-                                 ({"protect_users": ""}, "none"),
+                                 ({"protect_users": "", "protect_type": "none"}, "none"),
                                  ({"generate_password": True}, "password"),
                                  ({"generate_password": False}, "none")):
             self.assertEqual(self.data(LINK, "get", {"hash": self.create(**parameters)})
@@ -594,8 +628,10 @@ class Create(WebApiTest):
         self.refuse("missing_parameter", protect_type="password")
         self.refuse("missing_parameter", protect_type="user")
         self.refuse("missing_parameter", protect_type="user", protect_users=" , ")
+        self.refuse("missing_parameter", protect_users="")
+        self.refuse("missing_parameter", protect_groups="[]")
 
-    def test_generated_password_is_told_once_and_never_shown_again(self):
+    def test_generated_password_is_shown_once(self):
         data = self.data(LINK, "create", {"project_name": "p", "owner_user": "alice",
                                           "generate_password": True})
         name = data["link"]["hash"]
@@ -674,20 +710,22 @@ class List(WebApiTest):
     def test_wrong_filter_is_refused(self):
         self.fill(1)
 
-        self.error("bad_parameter", LINK, "list", {"owner_user": "nobody-here"})
+        self.error("unknown_user", LINK, "list", {"owner_user": "nobody-here"})
         for value in ("-1", "4294967295", "alice", ""):
             self.error("bad_parameter", LINK, "list", {"owner_uid": value})
         self.error("bad_parameter", LINK, "list", {"owner_user": "alice", "owner_uid": ALICE})
         self.error("bad_parameter", LINK, "list", {"project_name": ""})
 
-    def test_rows_that_do_not_read_are_counted(self):
+    def test_unreadable_rows_are_listed_by_id_and_hash(self):
         self.fill(6)
         for identity, data in ((2, "{"), (4, "[]"), (5, '{"protect_uids":["x"]}')):
             self.sql("UPDATE entry SET data = ? WHERE id = ?", data, identity)
 
         data = self.data(LINK, "list")
         self.assertEqual([item["id"] for item in data["items"]], [1, 3, 6])
-        self.assertEqual((data["unreadable"], data["total"]), (3, 6))
+        self.assertEqual(data["unreadable"], [{"id": identity, "hash": f"h{identity}"}
+                                              for identity in (2, 4, 5)])
+        self.assertEqual(data["total"], 6)
 
     def test_bytes_that_are_no_utf8_do_not_spoil_the_answer(self):
         name = self.create()
@@ -710,13 +748,44 @@ class List(WebApiTest):
 
         for item in self.data(LINK, "list")["items"]:
             self.assertEqual(item["state"], item["project_name"])
-        self.assertEqual(self.data(LINK, "info"),
-                         {"total": 6, "usable": 1, "not_started": 2, "expired": 1,
-                          "used_up": 1, "disabled": 1})
+        self.assertEqual(self.data(LINK, "info"), {
+            "total": 6, "logins": 4,
+            "states": {"usable": 1, "not_started": 2, "expired": 1, "used_up": 1,
+                       "disabled": 1}})
+
+    def test_url_tool_is_called_once_for_each_project(self):
+        self.fill(12)  # of three projects
+        URL_CALLS.unlink()
+
+        items = self.data(LINK, "list")["items"]
+
+        self.assertEqual([item["url"] for item in items],
+                         [BASE + item["hash"] for item in items])
+        self.assertEqual(URL_CALLS.read_text(encoding="utf-8").split(),
+                         [items[0]["hash"], "h2", "h3"])
+
+    def test_url_is_null_when_the_tool_fails(self):
+        self.fill(3)
+        for script in ("exit 1", "echo; echo 2"):
+            self.set_url_tool(script)
+            items = self.data(LINK, "list")["items"]
+            self.assertEqual([item["url"] for item in items], [None] * 3)
+            self.assertEqual(len(URL_CALLS.read_text(encoding="utf-8").split()), 1)
+        URL_TOOL.unlink()
+        self.assertIsNone(self.data(LINK, "get", {"hash": "h2"})["link"]["url"])
+
+    def test_url_escapes_the_hash(self):
+        self.fill(3)
+        self.sql("UPDATE entry SET hash = 'a/b ?' || id, project_name = 'p'")
+        self.set_url_tool(f"printf '{BASE}%s\\n2\\n' \"$(echo \"$1\" | "
+                          "sed 's,/,%2F,; s/ /%20/; s/?/%3F/')\"")
+
+        self.assertEqual([item["url"] for item in self.data(LINK, "list")["items"]],
+                         [f"{BASE}a%2Fb%20%3F{identity}" for identity in (1, 2, 3)])
 
 
 class OneLink(WebApiTest):
-    def test_missing_link_is_told(self):
+    def test_missing_link_is_reported(self):
         self.create()
 
         for method in ("get", "set", "delete", "revoke"):
@@ -724,12 +793,14 @@ class OneLink(WebApiTest):
                 self.error("no_such_object", LINK, method, {"hash": name})
             self.error("missing_parameter", LINK, method)
 
-    def test_row_that_does_not_read_can_only_be_deleted(self):
+    def test_unreadable_link_can_be_revoked_and_deleted_only(self):
         name = self.create()
+        self.add_visitor(name)
         self.sql("UPDATE entry SET data = '{'")
 
         self.error("unreadable_object", LINK, "get", {"hash": name})
         self.error("unreadable_object", LINK, "set", {"hash": name, "enabled": False})
+        self.assertEqual(self.data(LINK, "revoke", {"hash": name})["revoked"], 1)
         self.data(LINK, "delete", {"hash": name})
         self.assertEqual(self.sql("SELECT count(*) FROM entry"), [(0,)])
 
@@ -742,14 +813,14 @@ class OneLink(WebApiTest):
 
         self.assertEqual(self.data(LINK, "get", {"hash": name})["tokens"], 2)
 
-    def test_link_of_a_gone_owner_has_no_owner_name(self):
+    def test_link_of_a_deleted_owner_has_no_owner_name(self):
         name = self.create()
         self.sql("UPDATE entry SET owner_uid = ?", NOBODY_HERE)
 
         link = self.data(LINK, "get", {"hash": name})["link"]
         self.assertEqual((link["owner_uid"], link["owner_user"]), (NOBODY_HERE, ""))
 
-    def test_delete_takes_the_link_and_its_tokens(self):
+    def test_delete_deletes_the_link_and_its_tokens(self):
         name, other = self.create(), self.create()
         self.add_visitor(name)
         self.add_visitor(other)
@@ -760,7 +831,7 @@ class OneLink(WebApiTest):
         self.assertEqual(self.tokens(), 1)
         self.error("no_such_object", LINK, "delete", {"hash": name})
 
-    def test_revoke_takes_the_tokens_and_leaves_the_link(self):
+    def test_revoke_deletes_the_tokens_and_leaves_the_link(self):
         name, other = self.create(), self.create()
         self.add_visitor(name)
         self.add_visitor(name)
@@ -802,7 +873,8 @@ class Set(WebApiTest):
             answer = self.call(LINK, "set", {"hash": name, "protect_title": "new",
                                              "enabled": False, **wrong})
             self.assertFalse(answer["success"], wrong)
-            self.assertIn(answer["error"]["code"], ("bad_parameter", "missing_parameter"))
+            self.assertIn(answer["error"]["code"], ("bad_parameter", "missing_parameter",
+                                                      "unknown_user"))
             self.assertEqual(self.sql("SELECT * FROM entry"), before)
         self.assertEqual(self.tokens(), 1)
 
@@ -815,7 +887,37 @@ class Set(WebApiTest):
         self.error("bad_parameter", LINK, "set", {"hash": name, "expire_at": 99})
         self.data(LINK, "set", {"hash": name, "expire_at": 0})
 
-    def test_change_of_admission_takes_the_tokens(self):
+    def test_new_password_removes_users_and_groups(self):
+        name = self.create(protect_users="alice,zoe", protect_groups="staff-test,ghosts")
+
+        link = self.data(LINK, "set", {"hash": name, "generate_password": True})["link"]
+
+        self.assertEqual((link["protect_type"], link["protect_users"],
+                          link["protect_groups"]), ("password", [], []))
+
+    def test_named_users_or_groups_remove_the_password(self):
+        for names in ({"protect_users": "alice"}, {"protect_groups": "staff-test"}):
+            name = self.create(generate_password=True)
+
+            link = self.data(LINK, "set", {"hash": name, **names})["link"]
+
+            self.assertEqual((link["protect_type"], self.stored(name)["protect_password"]),
+                             ("user", ""))
+            self.error("missing_parameter", LINK, "set",
+                       {"hash": name, "protect_type": "password"})
+
+    def test_protect_type_alone_keeps_what_is_stored(self):
+        for parameters, kind in (({"generate_password": True}, "password"),
+                                 ({"protect_users": "alice,zoe"}, "user")):
+            name = self.create(**parameters)
+            before = self.stored(name)
+
+            self.data(LINK, "set", {"hash": name, "protect_type": "none"})
+            self.assertEqual(self.stored(name), {**before, "protect_type": "none"})
+            self.data(LINK, "set", {"hash": name, "protect_type": kind})
+            self.assertEqual(self.stored(name), before)
+
+    def test_change_of_access_deletes_the_tokens(self):
         changes = [{"enabled": False}, {"protect_type": "none"}, {"protect_users": "bob"},
                    {"protect_users": "alice,zoe"}, {"protect_groups": "staff-test"},
                    {"generate_password": True, "protect_type": "password"}]
@@ -831,7 +933,7 @@ class Set(WebApiTest):
                              change)
             self.assertEqual(self.tokens(), tokens - 2)
 
-    def test_new_password_takes_the_tokens_and_the_old_password(self):
+    def test_new_password_replaces_the_old_one_and_deletes_the_tokens(self):
         name = self.create(generate_password=True)
         before = self.stored(name)
         self.add_visitor(name)
@@ -859,7 +961,7 @@ class Set(WebApiTest):
 
         self.assertEqual((data["revoked"], self.tokens()), (0, 1))
 
-    def test_user_list_of_gone_accounts_stays(self):
+    def test_user_list_of_deleted_accounts_stays(self):
         name = self.create(protect_users="alice")
         stored = self.stored(name)
         stored["protect_uids"] = [NOBODY_HERE]
@@ -868,7 +970,7 @@ class Set(WebApiTest):
         self.data(LINK, "set", {"hash": name, "protect_title": "t"})
         self.assertEqual(self.stored(name)["protect_uids"], [NOBODY_HERE])
 
-    def test_change_of_only_gone_accounts_takes_the_tokens(self):
+    def test_change_of_only_deleted_accounts_deletes_the_tokens(self):
         for names, ids, admitted in (("protect_users", "protect_uids", "alice"),
                                      ("protect_groups", "protect_gids", "staff-test")):
             name = self.create(**{names: admitted})
@@ -879,7 +981,7 @@ class Set(WebApiTest):
             self.assertEqual(self.data(LINK, "set", {"hash": name, names: admitted})
                              ["revoked"], 1, names)
 
-    def test_change_of_names_that_do_not_resolve_takes_the_tokens(self):
+    def test_change_of_unresolved_names_deletes_the_tokens(self):
         for names in ("protect_users", "protect_groups"):
             name = self.create(**{names: "not-yet"})
             self.add_visitor(name)
@@ -889,7 +991,7 @@ class Set(WebApiTest):
 
     def test_uses_counted_meanwhile_are_kept(self):
         name = self.create(expire_times=1000000)
-        # Held open, so that the log beside the database stays: one that root makes anew
+        # Held open, so that the log beside the database stays: one that root creates
         # belongs to root for a moment, and the tool could not open it then.
         keeper = sqlite3.connect(DATABASE)
         self.addCleanup(keeper.close)
@@ -920,7 +1022,9 @@ class Purge(WebApiTest):
                         auto_gc=not keep)
 
     def purged(self, **parameters):
-        return self.data(LINK, "purge", parameters)["purged"]
+        counts = self.data(LINK, "purge", parameters)
+        self.assertEqual(counts["sessions"], 0)
+        return counts["links"]
 
     def left(self):
         return self.sql("SELECT count(*) FROM entry")[0][0]
@@ -930,7 +1034,7 @@ class Purge(WebApiTest):
         self.assertEqual(self.left(), 2)
         self.assertEqual(self.purged(), 0)
 
-    def test_purge_of_an_owner_takes_his_kept_links_too(self):
+    def test_purge_of_an_owner_deletes_kept_links_too(self):
         self.assertEqual(self.purged(owner_user="alice", project_name="a"), 2)
         self.assertEqual(self.purged(owner_uid=ALICE), 1)
         self.assertEqual(self.left(), 2)
@@ -944,25 +1048,29 @@ class Purge(WebApiTest):
         self.assertEqual(self.left(), 1)
 
     def test_wrong_purge_is_refused(self):
-        for wrong in ({"owner_user": "nobody-here"}, {"owner_uid": "x"}, {"all": "yes"},
+        self.error("unknown_user", LINK, "purge", {"owner_user": "nobody-here"})
+        for wrong in ({"owner_uid": "x"}, {"all": "yes"},
                       {"owner_user": "alice", "all": True}, {"project_name": "", "all": True},
                       {"owner_user": "alice", "owner_uid": ALICE}):
             self.error("bad_parameter", LINK, "purge", wrong)
         self.assertEqual(self.left(), 5)
 
-    def test_tokens_that_go_with_a_link_are_not_counted(self):
+    def test_tokens_deleted_with_a_link_are_counted(self):
         self.add_visitor(self.sql("SELECT hash FROM entry WHERE id = 2")[0][0])
 
-        self.assertEqual(self.purged(owner_user="alice", project_name="a"), 2)
+        self.assertEqual(self.data(LINK, "purge", {"owner_user": "alice"}),
+                         {"links": 3, "sessions": 0, "tokens": 1})
         self.assertEqual(self.tokens(), 0)
 
-    def test_sessions_and_tokens_past_their_deadline_go(self):
+    def test_expired_sessions_and_tokens_are_deleted(self):
         name = self.sql("SELECT hash FROM entry WHERE id = 1")[0][0]
         for ahead in (-10, -10, 1000):
             self.add_visitor(name, ahead=ahead)
 
-        self.assertEqual(self.data(TOKEN, "purge"), {"purged": 2})
-        self.assertEqual(self.data(SESSION, "purge"), {"purged": 2})
+        self.sql("UPDATE token SET timeout = timeout + 5000 WHERE id = 2")
+
+        self.assertEqual(self.data(TOKEN, "purge"), {"links": 0, "sessions": 0, "tokens": 1})
+        self.assertEqual(self.data(SESSION, "purge"), {"links": 0, "sessions": 2, "tokens": 1})
         self.assertEqual(self.data(SESSION, "info"), {"total": 1, "alive": 1})
         self.assertEqual(self.data(TOKEN, "info"), {"total": 1, "alive": 1})
 
@@ -993,7 +1101,7 @@ class Visitors(WebApiTest):
     def test_sessions_of_a_user(self):
         data = self.data(SESSION, "list", {"user": "bob"})
         self.assertEqual(([item["id"] for item in data["items"]], data["total"]), ([2], 1))
-        self.error("bad_parameter", SESSION, "list", {"user": "nobody-here"})
+        self.error("unknown_user", SESSION, "list", {"user": "nobody-here"})
 
     def test_tokens_are_listed_by_link_and_session(self):
         other = self.create()
@@ -1019,10 +1127,11 @@ class Visitors(WebApiTest):
         token = self.data(TOKEN, "get", {"id": 3})["token"]
         self.assertEqual((token["link"], token["session"], token["alive"]), (1, 3, True))
 
-    def test_missing_row_and_wrong_id_are_told(self):
+    def test_missing_row_and_invalid_id_are_reported(self):
         for api in (SESSION, TOKEN):
             for method in ("get", "delete"):
-                self.error("no_such_object", api, method, {"id": 99})
+                self.assertIn("not found: 99",
+                              self.error("no_such_object", api, method, {"id": 99}))
                 self.error("missing_parameter", api, method)
                 for value in ("0", "-1", "", "x", "1 OR 1=1", "2147483648"):
                     self.error("bad_parameter", api, method, {"id": value})
@@ -1030,20 +1139,21 @@ class Visitors(WebApiTest):
             self.error("bad_parameter", TOKEN, "list", {name: "0"})
         self.assertEqual(self.tokens(), 4)
 
-    def test_row_that_does_not_read_is_counted_and_can_be_deleted(self):
+    def test_unreadable_row_is_listed_and_can_be_deleted(self):
         self.sql("UPDATE session SET timeout = 'soon' WHERE id = 1")
         self.sql("UPDATE session SET ip = '' WHERE id = 2")
         self.sql("UPDATE token SET entry_id = 'x' WHERE id = 3")
 
-        for api, unreadable, identity in ((TOKEN, 1, 3), (SESSION, 2, 1)):
+        for api, unreadable, identity in ((TOKEN, [3], 3), (SESSION, [1, 2], 1)):
             data = self.data(api, "list")
-            self.assertEqual((data["unreadable"], data["total"]), (unreadable, 4))
-            self.assertEqual(len(data["items"]), 4 - unreadable)
+            self.assertEqual(([row["id"] for row in data["unreadable"]], data["total"]),
+                             (unreadable, 4))
+            self.assertEqual(len(data["items"]), 4 - len(unreadable))
             self.error("unreadable_object", api, "get", {"id": identity})
             self.data(api, "delete", {"id": identity})
             self.error("no_such_object", api, "get", {"id": identity})
 
-    def test_deleted_session_takes_its_tokens(self):
+    def test_deleting_a_session_deletes_its_tokens(self):
         self.assertEqual(self.data(SESSION, "delete", {"id": 1}), {"id": 1, "revoked": 1})
         self.assertEqual(self.data(SESSION, "info"), {"total": 3, "alive": 2})
         self.assertEqual(self.tokens(), 3)
@@ -1055,7 +1165,7 @@ class Visitors(WebApiTest):
 
 
 class Reference(WebApiTest):
-    """docs/webapi.md shows every method, with the answer that the tool gives."""
+    """docs/webapi.md shows every method, with the response of the tool."""
 
     TEXT = (pathlib.Path(__file__).resolve().parents[3] / "docs" /
             "webapi.md").read_text(encoding="utf-8")
@@ -1063,8 +1173,29 @@ class Reference(WebApiTest):
     def test_schema_is_a_schema(self):
         jsonschema.Draft202012Validator.check_schema(SCHEMA)
 
-    def lay_rows(self):
-        """The two links, sessions and tokens that the examples begin with."""
+    def test_schema_allows_no_other_members(self):
+        """Each response is closed; what several of them share is not."""
+        shared = {"linkMembers", "linkCountMembers", "page"}
+
+        def find_open(schema):
+            if isinstance(schema, list):
+                return sum(map(find_open, schema), [])
+            if not isinstance(schema, dict):
+                return []
+            closed = (schema.get("additionalProperties") is False
+                      or schema.get("unevaluatedProperties") is False)
+            found = [schema] if "required" in schema and not closed else []
+            return found + sum(map(find_open, schema.values()), [])
+
+        for name, schema in SCHEMA["$defs"].items():
+            narrowed = set(schema) <= {"$ref", "required"}  # closed by what it refers to
+            if name not in shared and not narrowed:
+                self.assertEqual(find_open(schema), [], name)
+            elif name in shared:
+                self.assertEqual(find_open(schema), [schema], name)
+
+    def insert_rows(self):
+        """The two links, sessions and tokens with which the examples begin."""
         first = self.create(generate_password=True, expire_at=int(time.time()) + 604800,
                             app='{"album":7}')
         second = self.create(protect_users="bob,zoe")
@@ -1077,11 +1208,11 @@ class Reference(WebApiTest):
 
     @staticmethod
     def lasting(answer, names):
-        """The answer without what differs each time: of these, only whether it is set."""
+        """The response without what differs each time: of these, only whether it is set."""
         return json.loads(answer, object_hook=lambda data: {
             key: bool(value) if key in names else value for key, value in data.items()})
 
-    def test_every_method_has_an_example_that_answers_so(self):
+    def test_every_method_has_an_example_with_this_response(self):
         methods = {name for name in SCHEMA["$defs"] if name.startswith("VEXO.")}
         shown = set()
         environment = dict(os.environ, LD_LIBRARY_PATH=str(LIBRARIES),
@@ -1092,9 +1223,9 @@ class Reference(WebApiTest):
             self.clear()
             names = {"password", "expire_at", "timeout"}
             if name == f"{LINK}.create":
-                names.add("hash")
+                names.update(("hash", "url"))
             else:
-                self.lay_rows()
+                self.insert_rows()
 
             done = subprocess.run(["bash", "-c", command], env=environment,
                                   capture_output=True, timeout=60, check=False)

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "admin/error.h"
+
+namespace admin {
+
+/// Is told how many of the pages are done; false interrupts.
+using PageProgress = std::function<bool(long done, long total)>;
+
+/// Copies the database at `from`, while others use it, into the existing file `to` as one
+/// file without logs, and verifies the copy.
+Error CopyDatabase(const std::string& from, const std::string& to,
+                   const PageProgress& progress);
+
+/// What a restore did.
+struct Restored {
+  std::string kept;  // path of the former database; empty when there was none
+  long links = 0;
+};
+
+/// Replaces the content of the database at `path` by that of the backup `file`, which is
+/// checked first, and keeps the former database beside it.  Programs that have a usable
+/// database open go on with the new content.  A damaged one is replaced as a file, so no
+/// other program may have it open.
+Error RestoreDatabase(const std::string& file, const std::string& path,
+                      const PageProgress& progress, Restored& restored);
+
+}  // namespace admin

@@ -1,0 +1,268 @@
+#include "admin/database_access.h"
+
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+#include "admin/sqlite_connection.h"
+#include "base/system_account.h"
+#include "keys.h"
+
+namespace admin {
+
+namespace {
+
+using VEXO::base::AsSystemAccount;
+using VEXO::base::kSystemGid;
+using VEXO::base::kSystemUid;
+using VEXO::sharing::db::SharingDB;
+
+namespace fs = std::filesystem;
+
+// The header of a database file and of its first page
+// (https://www.sqlite.org/fileformat2.html, 1.3 and 1.6).
+constexpr char kMagic[] = "SQLite format 3";
+constexpr size_t kReadVersionAt = 19;
+constexpr size_t kUserVersionAt = 60;
+constexpr size_t kApplicationIdAt = 68;
+constexpr size_t kPageTypeAt = 100;
+constexpr size_t kCellCountAt = 103;
+constexpr size_t kHeaderSize = 108;
+constexpr int kLogVersion = 2;  // it is used with a write-ahead log
+constexpr long kLeafPage = 13;  // any other page 1 leads to further ones
+
+Error NotUsable(const std::string& path, const std::string& reason,
+                const std::string& hint = "") {
+  return {kDatabaseNotUsable, "cannot open database " + path + ": " + reason, hint};
+}
+
+bool HasContent(const std::string& path) {
+  struct stat status = {};
+  return stat(path.c_str(), &status) == 0 && status.st_size > 0;
+}
+
+/// What marks a database: two numbers of its header, and how many tables and indexes it
+/// has.
+struct Marks {
+  long application_id;
+  long version;
+  long objects;
+};
+
+DatabaseContent Judge(const std::string& path, const Marks& marks) {
+  // The system's own database may be older than the application id.
+  const bool older = path == VEXO::sharing::SZF_SHARING_DB_PATH &&
+                     marks.application_id == 0 &&
+                     (marks.version == 1 || marks.version == 2);
+  if (marks.application_id == VEXO::sharing::db::kApplicationId || older) {
+    return DatabaseContent::kLinks;
+  }
+  return marks.objects == 0 ? DatabaseContent::kNothing : DatabaseContent::kForeign;
+}
+
+/// The same for a database whose log may hold a newer header: it is read from a copy,
+/// since SQLite creates files beside what it opens.
+DatabaseContent ContentOfCopy(const std::string& path, const std::string& copy) {
+  Marks marks = {};
+  const auto read = [](void* out, int /*columns*/, char** values, char** /*names*/) {
+    *static_cast<Marks*>(out) = {strtol(values[0], nullptr, 10),
+                                 strtol(values[1], nullptr, 10),
+                                 strtol(values[2], nullptr, 10)};
+    return 0;
+  };
+  int code = SQLITE_OK;
+  const Connection connection = Connect(copy, SQLITE_OPEN_READWRITE, code);
+  const bool done = connection != nullptr &&
+                    sqlite3_exec(connection.get(),
+                                 "SELECT application_id, user_version, (SELECT COUNT(*) "
+                                 "FROM sqlite_master) FROM pragma_application_id, "
+                                 "pragma_user_version",
+                                 read, &marks, nullptr) == SQLITE_OK;
+  return done ? Judge(path, marks) : DatabaseContent::kUnknown;
+}
+
+DatabaseContent ContentWithLog(const std::string& path) {
+  int reason = EIO;
+  DatabaseContent content = DatabaseContent::kUnknown;
+  {
+    const PrivateFolder folder;
+    const std::string copy = folder.Copy(path);
+    if (copy.empty()) {
+      reason = errno;
+    } else {
+      content = ContentOfCopy(path, copy);
+    }
+  }
+  errno = reason;  // closing and removing the copy changed it
+  return content;
+}
+
+bool SystemAccountMayWrite(const struct stat& status) {
+  if (status.st_uid == kSystemUid) return (status.st_mode & S_IWUSR) != 0;
+  return (status.st_mode & (status.st_gid == kSystemGid ? S_IWGRP : S_IWOTH)) != 0;
+}
+
+/// Whether the database is used with a write-ahead log.  A backup is not, and opening it
+/// in its place would change that.
+bool UsesLog(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  file.seekg(kReadVersionAt);
+  return file.get() == kLogVersion;
+}
+
+std::string FolderOf(const std::string& path) {
+  std::error_code error;
+  return fs::absolute(path, error).parent_path();
+}
+
+/// Why the system account cannot use the file in its place; none when it can, or when
+/// there is no file.
+Error CheckPlace(const std::string& path) {
+  struct stat status = {};
+  if (stat(path.c_str(), &status) == 0) {
+    if (status.st_uid != kSystemUid) {
+      return NotUsable(path, "not owned by the system account", "run chown 1:1 " + path);
+    }
+    if (!SystemAccountMayWrite(status)) {
+      return NotUsable(path, "not writable by the system account",
+                       "run chmod 660 " + path);
+    }
+  }
+  const std::string folder = FolderOf(path);
+  if (stat(folder.c_str(), &status) == -1) {
+    return NotUsable(path, "directory not found: " + folder);
+  }
+  if (!SystemAccountMayWrite(status)) {
+    return NotUsable(path, "directory not writable by the system account: " + folder);
+  }
+  if (access(folder.c_str(), W_OK) == -1) {  // a read-only file system
+    return NotUsable(path, folder + ": " + strerror(errno));
+  }
+  return {};
+}
+
+Error CheckContent(const std::string& path, Access access) {
+  switch (ContentOf(path)) {
+    case DatabaseContent::kForeign:
+      return NotUsable(path, "it belongs to another program");
+    case DatabaseContent::kNotDatabase:
+      return NotUsable(path, "file is not a database",
+                       "restore a backup with vexosharing restore");
+    case DatabaseContent::kUnknown:
+      // Neither a missing permission nor a path through a file.
+      return NotUsable(path, errno == EISDIR || errno == EINVAL ? "not a regular file"
+                                                                : strerror(errno));
+    case DatabaseContent::kNothing:
+      if (access != Access::kCreate) {
+        return {kNoDatabase, "database not found: " + path, "the first link creates it"};
+      }
+      break;
+    default:
+      break;
+  }
+  return {};
+}
+
+}  // namespace
+
+DatabaseContent ContentOf(const std::string& path) {
+  struct stat status = {};
+  if (stat(path.c_str(), &status) == -1) {
+    return errno == ENOENT ? DatabaseContent::kNothing : DatabaseContent::kUnknown;
+  }
+  if (!S_ISREG(status.st_mode)) {
+    errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+    return DatabaseContent::kUnknown;
+  }
+  if (status.st_size == 0) return DatabaseContent::kNothing;
+  std::ifstream file(path, std::ios::binary);
+  if (!file) return DatabaseContent::kUnknown;
+  std::array<unsigned char, kHeaderSize> header = {};
+  file.read(reinterpret_cast<char*>(header.data()), header.size());
+  if (!file || memcmp(header.data(), kMagic, sizeof(kMagic)) != 0) {
+    return DatabaseContent::kNotDatabase;
+  }
+  const auto number = [&header](size_t at, size_t bytes) {
+    long value = 0;
+    for (size_t i = 0; i < bytes; ++i) value = value * 256 + header.at(at + i);
+    return value;
+  };
+  const long application_id = number(kApplicationIdAt, 4);
+  const bool ours = application_id == VEXO::sharing::db::kApplicationId;
+  if (!ours && HasContent(path + "-wal")) return ContentWithLog(path);
+  const bool is_leaf = number(kPageTypeAt, 1) == kLeafPage;
+  return Judge(path, {application_id, number(kUserVersionAt, 4),
+                      is_leaf ? number(kCellCountAt, 2) : 1});
+}
+
+PrivateFolder::PrivateFolder() {
+  std::string name = "/tmp/vexosharing.XXXXXX";
+  if (mkdtemp(name.data()) == nullptr) return;
+  path_ = name;
+  if (geteuid() == 0 && chown(path_.c_str(), kSystemUid, kSystemGid) == -1) path_.clear();
+}
+
+PrivateFolder::~PrivateFolder() {
+  std::error_code error;
+  if (!path_.empty()) fs::remove_all(path_, error);
+}
+
+std::string PrivateFolder::Copy(const std::string& database) const {
+  if (path_.empty()) return "";
+  std::string copy = path_ + "/copy.db";
+  for (const char* const suffix : {"", "-wal", "-journal"}) {
+    std::error_code error;
+    const fs::path target = copy + suffix;
+    fs::copy_file(database + suffix, target, error);
+    if (error == std::errc::no_such_file_or_directory && *suffix != '\0') continue;
+    if (!error) {
+      fs::permissions(target, fs::perms::owner_read | fs::perms::owner_write, error);
+    }
+    const bool owned =
+        !error && (geteuid() != 0 || chown(target.c_str(), kSystemUid, kSystemGid) == 0);
+    if (error) errno = error.value();
+    if (!owned) return "";
+  }
+  return copy;
+}
+
+Error CheckCaller() {
+  const uid_t caller = geteuid();
+  if (caller != 0 && caller != kSystemUid) {
+    return {kNotPermitted, "permission denied", "run this as root"};
+  }
+  if (!AsSystemAccount().good()) {
+    return {kNotPermitted,
+            std::string("cannot switch to the system account: ") + strerror(errno),
+            "CAP_SETUID and CAP_SETGID are required"};
+  }
+  return {};
+}
+
+Error DatabaseAccess::Open(const std::string& path, Access access) {
+  if (Error error = CheckCaller()) return error;
+  if (Error error = CheckContent(path, access)) return error;
+  path_ = path;
+  Error error = CheckPlace(path);
+  if (error && access != Access::kRead) return error;
+  if (error || (access == Access::kRead && !UsesLog(path))) {
+    copy_ = std::make_unique<PrivateFolder>();
+    path_ = copy_->Copy(path);
+    if (path_.empty()) {
+      return NotUsable(path, std::string("cannot copy it: ") + strerror(errno));
+    }
+  }
+  database_ = std::make_unique<SharingDB>(path_);
+  if (database_->IsGood()) return {};
+  error = DatabaseError(*database_);
+  return NotUsable(path, error.message, error.hint);
+}
+
+}  // namespace admin

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "admin/error.h"
+#include "sharing_db.h"
+
+namespace admin {
+
+/// Suffixes of the files that belong to a database; "" is the database itself.
+inline constexpr const char* kDatabaseFiles[] = {"", "-wal", "-shm", "-lock"};
+
+/// What a file holds.
+enum class DatabaseContent {
+  kLinks,        // a database of ours
+  kNothing,      // no file, or an empty database
+  kForeign,      // a database of another program
+  kNotDatabase,  // a regular file that is no database
+  kUnknown,      // it cannot be read; errno says why
+};
+
+/// Reads what the file holds, and changes nothing in it or beside it.
+DatabaseContent ContentOf(const std::string& path);
+
+/// An empty folder for private copies, for the system account alone, removed with what is
+/// in it on destruction.
+class PrivateFolder {
+ public:
+  PrivateFolder();
+  ~PrivateFolder();
+  PrivateFolder(const PrivateFolder&) = delete;
+  PrivateFolder& operator=(const PrivateFolder&) = delete;
+
+  /// Empty when it could not be created; errno says why.
+  const std::string& path() const { return path_; }
+  /// Copies a database with its logs; returns the path of the copy, empty on failure.
+  std::string Copy(const std::string& database) const;
+
+ private:
+  std::string path_;
+};
+
+/// Refuses every caller but root and the system account, and root when it cannot switch
+/// to the system account.
+Error CheckCaller();
+
+enum class Access {
+  kRead,    // any readable database, in place or as a private copy; never written
+  kWrite,   // an existing one
+  kCreate,  // the same, or a new one
+};
+
+/// Opens databases, and explains what prevents it.
+class DatabaseAccess {
+ public:
+  /// Opens the database.  Refuses the callers that CheckCaller refuses.
+  Error Open(const std::string& path, Access access);
+
+  /// The database that was opened.
+  VEXO::sharing::db::SharingDB& database() { return *database_; }
+  /// Its path: the one given, or that of the copy.
+  const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+  std::unique_ptr<PrivateFolder> copy_;
+  std::unique_ptr<VEXO::sharing::db::SharingDB> database_;
+};
+
+}  // namespace admin

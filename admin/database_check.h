@@ -1,0 +1,44 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "admin/error.h"
+#include "sharing_db.h"
+
+namespace admin {
+
+/// One kind of fault, or of remark.
+struct Finding {
+  std::string kind;  // for programs
+  std::string text;
+  std::vector<std::string> advice;  // one step each
+  std::vector<std::string> items;   // what it was found in
+};
+
+struct Findings {
+  std::vector<Finding> problems;
+  std::vector<Finding> remarks;  // not wrong, but worth knowing
+  long links = 0;                // checked
+};
+
+/// Checks owner and mode of a database and of the files beside it.
+void CheckFiles(const std::string& path, Findings& findings);
+
+/// Checks what an open database holds: pages, schema, rows, accounts that links refer to.
+/// A part that cannot be read is a problem and does not hide the other parts.
+/// `progress(done, total)` is called for each link; false ends the check with the error
+/// kInterrupted.
+Error CheckDatabase(VEXO::sharing::db::SharingDB& database,
+                    const std::function<bool(long done, long total)>& progress,
+                    Findings& findings);
+
+/// Checks what surrounds the system's own database: the list of blocked addresses and the
+/// configuration of URLs.
+void CheckSystem(Findings& findings);
+
+/// Creates missing indexes and triggers again.
+Error RepairSchema(VEXO::sharing::db::SharingDB& database);
+
+}  // namespace admin

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <json/value.h>
+
+#include <string>
+#include <vector>
+
+namespace admin {
+
+/// Reads JSON by the letter of RFC 8259: UTF-8, no repeated names, integers of 64 bits,
+/// nested less than 500 deep, which the library can read back from a link.  False, with
+/// `reason` and `out` unchanged, for anything else.
+bool ParseJson(const std::string& text, Json::Value& out, std::string& reason);
+/// The same for an object; false for any other value.
+bool ParseJsonObject(const std::string& text, Json::Value& out, std::string& reason);
+
+/// The value as JSON in one line of valid UTF-8, or of ASCII.  A real number has the
+/// fewest digits that read back as the same number.
+std::string JsonText(const Json::Value& value);
+std::string JsonAscii(const Json::Value& value);
+
+Json::Value JsonArray(const std::vector<std::string>& texts);
+
+}  // namespace admin

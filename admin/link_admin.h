@@ -1,0 +1,120 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "admin/error.h"
+#include "admin/link_filter.h"
+#include "admin/link_line.h"
+#include "admin/link_settings.h"
+#include "admin/queries.h"
+#include "entry_db.h"
+#include "session_db.h"
+#include "token_db.h"
+
+namespace admin {
+
+/// A link that was created or changed, and what is needed to undo that.
+struct StoredLink {
+  Entry before;  // only of a change
+  Entry link;
+  bool access_changed = false;
+  long revoked = 0;  // tokens
+};
+
+/// Rows that a purge deleted.
+struct PurgeCounts {
+  long links = 0;
+  long sessions = 0;
+  long tokens = 0;
+};
+
+struct ImportCounts {
+  long imported = 0;
+  long skipped = 0;
+  long disabled = 0;  // of the imported ones
+};
+
+/// An imported link that got another hash than its own.
+struct NewHash {
+  std::string from;
+  std::string to;
+};
+
+/// Which links a purge is for.  Without an owner, and without every owner named, it
+/// leaves links that are kept (auto_gc not set).
+struct PurgeScope {
+  bool links_only = false;
+  bool every_owner = false;
+  std::optional<unsigned int> owner;
+  std::string project;
+};
+
+/// The operations of administrators on links.  Each is one transaction: an error means
+/// that nothing was changed.  `stopped`, if not null, is asked before a change, which is
+/// then left out with the error kInterrupted; an undo is done all the same.
+class LinkAdmin {
+ public:
+  explicit LinkAdmin(BaseDB& database, bool (*stopped)() = nullptr);
+
+  /// Fills id and hash; `readable` says whether the rest is filled too.
+  Error Find(const std::string& hash, Entry& link, bool& readable);
+  /// Finds a readable link.
+  Error Find(const std::string& hash, Entry& link);
+
+  /// Stores a link of NewLink under a fresh random hash.
+  Error Create(Entry& link);
+  /// Deletes a link created just now; says what was done.
+  std::string UndoCreate(const Entry& link);
+
+  /// Changes a link; deletes its tokens when its access changed.
+  Error Edit(const std::string& hash, const LinkSettings& settings, StoredLink& stored);
+  /// Restores the link as it was, with the uses counted since, unless it has been changed
+  /// again; says what was done.  Tokens stay deleted.
+  std::string UndoEdit(const StoredLink& stored);
+
+  /// Gives the link a fresh random hash and deletes its tokens.
+  Error Rotate(const std::string& hash, StoredLink& stored);
+
+  /// Deletes a link, an unreadable one too; its tokens are deleted with it.
+  Error Delete(const std::string& hash, long& revoked);
+  /// Deletes the tokens of a link, of an unreadable one too.
+  Error Revoke(const std::string& hash, long& revoked);
+
+  /// Stores links of ParseLinkLine under their hashes.  One whose hash exists is skipped,
+  /// or gets a fresh one with `new_hash`.  Adds to `counts`.
+  Error Import(std::vector<LineLink>& links, bool new_hash, ImportCounts& counts,
+               std::vector<NewHash>& renamed);
+
+  /// Gives every link of one user to another.
+  Error Transfer(unsigned int from, unsigned int to, long& count);
+
+  /// Deletes expired links of the scope with their tokens; then, unless it is for links
+  /// only, expired sessions and tokens.
+  /// `begin` is told when each of the three steps begins.
+  Error Purge(const PurgeScope& scope, PurgeCounts& counts,
+              const std::function<void(long step)>& begin = nullptr);
+  Error PurgeSessions(PurgeCounts& counts);
+  Error PurgeTokens(PurgeCounts& counts);
+
+  Error Count(const LinkFilter& filter, long& count);
+  /// Tokens of the link that have not expired.
+  Error CountLiveTokens(const Entry& link, long& count);
+
+ private:
+  template <class Change>
+  Error Run(Change change, bool is_undo = false);
+  template <class Work>
+  Error PurgeRows(PurgeCounts& counts, Work work);
+  Error Failed() const { return DatabaseError(database_); }
+  bool Stopped() const { return stopped_ != nullptr && stopped_(); }
+
+  BaseDB& database_;
+  bool (*stopped_)();
+  // They write when they end, so they outlive every transaction.
+  VEXO::sharing::db::EntryDB links_;
+  VEXO::sharing::db::SessionDB sessions_;
+  VEXO::sharing::db::TokenDB tokens_;
+};
+
+}  // namespace admin

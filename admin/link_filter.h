@@ -1,0 +1,25 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "admin/link_state.h"
+#include "base_db.h"
+
+namespace admin {
+
+/// Which links an operation is for; what is not set does not narrow it.
+struct LinkFilter {
+  std::string project;
+  std::optional<unsigned int> owner;
+  std::string state;   // name of a LinkState
+  std::string search;  // in title, application data and note, without regard to case
+
+  bool empty() const {
+    return project.empty() && !owner && state.empty() && search.empty();
+  }
+  /// The filter as an SQL condition; empty when nothing is set.
+  std::string Sql(const VEXO::sharing::db::BaseDB& database, long now) const;
+};
+
+}  // namespace admin

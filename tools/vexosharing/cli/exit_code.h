@@ -1,0 +1,18 @@
+#pragma once
+
+namespace command {
+
+/// Exit codes of the program.
+enum ExitCode : int {
+  kSuccess = 0,
+  /// The operation was refused or failed, or nothing matches.
+  kRefused = 1,
+  kUsageError = 2,
+  /// The database is missing, not permitted or damaged.
+  kDatabaseError = 3,
+  kInterrupted = 130,
+  /// The reader of standard output has left: the code of a program that SIGPIPE ends.
+  kReaderLeft = 141,
+};
+
+}  // namespace command

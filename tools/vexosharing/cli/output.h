@@ -1,0 +1,15 @@
+#pragma once
+
+#include "cli/exit_code.h"
+
+namespace command {
+
+/// Whether everything written to standard output so far arrived.
+bool FlushOutput();
+
+/// Flushes standard output and returns the final exit code: an error when that fails, and
+/// kReaderLeft, without a message, when the reader of the output has left ("list |
+/// head").
+ExitCode CloseOutput(ExitCode exit_code);
+
+}  // namespace command

@@ -1,0 +1,81 @@
+#include <memory>
+#include <string>
+
+#include "admin/database_access.h"
+#include "admin/link_json.h"
+#include "cli/interrupt.h"
+#include "cli/link_options.h"
+#include "cli/link_text.h"
+#include "cli/options.h"
+#include "cli/output.h"
+#include "cli/report.h"
+#include "subcommands/table.h"
+#include "terminal/json.h"
+#include "terminal/qr_code.h"
+#include "terminal/table.h"
+
+namespace command {
+
+namespace {
+
+struct Options {
+  CommonOptions common;
+  LinkOptions link;
+  bool qr = false;
+};
+
+void Print(const Options& options, const Entry& link) {
+  admin::LinkUrls urls;
+  const std::string url = UrlText(link, urls);
+  if (options.common.json) {
+    PrintJson(StoredLinkJson(link, options.link.generated(), urls));
+    return;
+  }
+  {
+    DetailList list;
+    list.Add("Hash", link.get_hash());
+    if (!url.empty()) list.Add("URL", url);
+    if (options.link.generate_password)
+      list.Add("Password", options.link.password.text());
+  }
+  if (options.qr && (url.empty() || !DrawQrCode(url))) {
+    ReportWarning(url.empty() ? "no QR code: the URL is unknown"
+                              : "no QR code: the URL is too long");
+  }
+}
+
+ExitCode Create(Options& options) {
+  const ExitCode exit_code = ReadInputs(options.link);
+  if (exit_code != kSuccess) return exit_code;
+  Entry link;
+  admin::DatabaseAccess access;
+  admin::Error error = NewLink(options.link.settings, link);
+  if (!error) error = access.Open(options.common.database, admin::Access::kCreate);
+  if (error) return Fail(error);
+  admin::LinkAdmin links(access.database(), Interrupted);
+  error = links.Create(link);
+  if (error) return Fail(error);
+  Print(options, link);
+  // A link whose hash or password nobody has seen must not remain.
+  if (!FlushOutput()) {
+    return Fail(kRefused, "cannot write to standard output: " + links.UndoCreate(link));
+  }
+  WarnAboutLink(options.link.settings, link);
+  return kSuccess;
+}
+
+}  // namespace
+
+void AddCreate(CLI::App& command, Action& action) {
+  const auto options = std::make_shared<Options>();
+  AddLinkOptions(command, options->link);
+  command.get_option("--project")->required();
+  command.get_option("--owner")->required();
+  CLI::Option* const qr =
+      command.add_flag("--qr", options->qr, "print the URL as a QR code");
+  AddCommon(command, options->common);
+  qr->excludes(command.get_option("--json"));
+  SetAction(command, action, options, Create);
+}
+
+}  // namespace command

@@ -1,0 +1,89 @@
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include "admin/link_json.h"
+#include "cli/link_options.h"
+#include "cli/link_text.h"
+#include "cli/output.h"
+#include "cli/report.h"
+#include "cli/selection.h"
+#include "subcommands/table.h"
+#include "terminal/text.h"
+
+namespace command {
+
+namespace {
+
+struct Options {
+  Selection selection;
+  LinkOptions link;
+};
+
+admin::Error EditLink(const Options& options, admin::LinkUrls& urls,
+                      admin::LinkAdmin& links, const std::string& hash,
+                      LinkChange& change) {
+  admin::StoredLink stored;
+  if (admin::Error error = links.Edit(hash, options.link.settings, stored)) return error;
+  change.json = StoredLinkJson(stored.link, options.link.generated(), urls);
+  change.json["revoked"] = Json::Int64{stored.revoked};
+  change.text = "changed";
+  if (stored.access_changed) {
+    change.text += ", revoked " + Counted(stored.revoked, "token");
+  }
+  if (options.link.generate_password) {
+    if (!options.selection.common.json) {
+      change.text += "\nPassword: " + options.link.password.text();
+    }
+    // A password that nobody has seen must not remain.
+    change.undo = [&links, stored] { return links.UndoEdit(stored); };
+  }
+  WarnAboutLink(options.link.settings, stored.link);
+  return {};
+}
+
+ExitCode Edit(Options& options) {
+  if (options.link.generate_password && options.selection.hashes.size() != 1) {
+    return Fail(kUsageError, "--generate-password requires exactly one HASH");
+  }
+  const ExitCode exit_code = ReadInputs(options.link);
+  if (exit_code != kSuccess) return exit_code;
+  if (options.link.settings.empty()) {
+    return Fail(kUsageError, "nothing to change; see vexosharing edit --help");
+  }
+  admin::LinkUrls urls;
+  return ForEachLink(
+      options.selection, "change",
+      [&](admin::LinkAdmin& links, const std::string& hash, LinkChange& change) {
+        return EditLink(options, urls, links, hash, change);
+      });
+}
+
+}  // namespace
+
+void AddEdit(CLI::App& command, Action& action) {
+  const auto options = std::make_shared<Options>();
+  AddLinkOptions(command, options->link);
+  admin::LinkSettings& settings = options->link.settings;
+  AddSwitch(command, "--match-ip", settings.match_ip, true,
+            "visitors must keep their IP address")
+      ->excludes("--no-match-ip");
+  AddSwitch(command, "--no-keep", settings.auto_gc, true,
+            "include the link in the general purge")
+      ->excludes("--keep");
+  CLI::Option* const enable =
+      AddSwitch(command, "--enable", settings.enabled, true, "enable the link");
+  AddSwitch(command, "--disable", settings.enabled, false, "disable the link")
+      ->excludes(enable);
+  CLI::Option* const unprotect = command.add_flag(
+      "--unprotect", settings.remove_protection, "remove the protection");
+  unprotect->group(kProtectionGroup);
+  for (const char* const protection : {"--password-stdin", "--password-file",
+                                       "--generate-password", "--user", "--group"}) {
+    unprotect->excludes(protection);
+  }
+  AddSelection(command, options->selection, "--where-");
+  SetAction(command, action, options, Edit);
+}
+
+}  // namespace command

@@ -1,0 +1,74 @@
+#include <memory>
+#include <string>
+
+#include "admin/database_access.h"
+#include "admin/link_json.h"
+#include "cli/interrupt.h"
+#include "cli/options.h"
+#include "cli/report.h"
+#include "subcommands/table.h"
+#include "terminal/json.h"
+#include "terminal/progress.h"
+#include "terminal/table.h"
+
+namespace command {
+
+namespace {
+
+struct Options {
+  CommonOptions common;
+  std::string owner;
+  admin::PurgeScope scope;
+};
+
+ExitCode Purge(const Options& options) {
+  admin::PurgeScope scope = options.scope;
+  // Sessions belong to no owner and to no project.
+  scope.links_only = !options.owner.empty() || !scope.project.empty();
+  if (!scope.project.empty() && options.owner.empty() && !scope.every_owner) {
+    return Fail(kUsageError, "--project needs --owner or --all");
+  }
+  admin::Error error;
+  if (!options.owner.empty()) error = admin::FindOwner(options.owner, false, scope.owner);
+  admin::DatabaseAccess access;
+  if (!error) error = access.Open(options.common.database, admin::Access::kWrite);
+  if (error) return Fail(error);
+  admin::LinkAdmin links(access.database(), Interrupted);
+  admin::PurgeCounts counts;
+  {
+    Progress progress("purging, step", scope.links_only ? 1 : 3);
+    error =
+        links.Purge(scope, counts, [&progress](long step) { progress.ShowNow(step); });
+  }
+  if (error) return Fail(error);
+  if (options.common.json) {
+    PrintJson(PurgeJson(counts));
+    return kSuccess;
+  }
+  DetailList list;
+  list.Add("Links", std::to_string(counts.links));
+  list.Add("Sessions", std::to_string(counts.sessions));
+  list.Add("Tokens", std::to_string(counts.tokens));
+  return kSuccess;
+}
+
+}  // namespace
+
+void AddPurge(CLI::App& command, Action& action) {
+  const auto options = std::make_shared<Options>();
+  CLI::Option* const owner =
+      command.add_option("--owner", options->owner, "links of this user, kept ones too")
+          ->transform(NotEmpty())
+          ->type_name("USER");
+  command
+      .add_option("--project", options->scope.project, "links of this application only")
+      ->transform(NotEmpty())
+      ->type_name("NAME");
+  command
+      .add_flag("--all", options->scope.every_owner, "links of all owners, kept ones too")
+      ->excludes(owner);
+  AddCommon(command, options->common);
+  SetAction(command, action, options, Purge);
+}
+
+}  // namespace command

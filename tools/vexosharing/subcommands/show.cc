@@ -1,0 +1,121 @@
+#include <ctime>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "admin/access.h"
+#include "admin/database_access.h"
+#include "admin/json_text.h"
+#include "admin/link_json.h"
+#include "cli/date.h"
+#include "cli/link_text.h"
+#include "cli/options.h"
+#include "cli/report.h"
+#include "subcommands/table.h"
+#include "terminal/json.h"
+#include "terminal/table.h"
+#include "terminal/text.h"
+
+namespace command {
+
+namespace {
+
+struct Options {
+  CommonOptions common;
+  std::string hash;
+};
+
+std::string OwnerLine(const Entry& link) {
+  const std::string number = std::to_string(link.get_owner_uid());
+  const std::string name = link.get_owner_user();
+  return name.empty() ? number + " (unknown)" : name + " (" + number + ")";
+}
+
+std::string ProtectionLine(const Entry& link) {
+  if (link.get_protect_type() == Entry::PROTECT_USER) return "users and groups";
+  if (link.get_protect_type() == Entry::PROTECT_NONE) return "none (anyone with the URL)";
+  return link.get_protect_password_algo() == Entry::ENCRYPT_ALGO_MD5
+             ? "password (stored as plain MD5; set a new one)"
+             : "password";
+}
+
+std::string RedirectLine(const Entry& link) {
+  const std::string uri = link.get_redirect_uri();
+  if (link.get_redirect_type() == Entry::REDIRECT_NONE) {
+    return uri.empty() ? "none" : "none (unused URI: " + uri + ")";
+  }
+  const std::string when = link.get_redirect_type() == Entry::REDIRECT_URLPARAM
+                               ? "by URL parameter, "
+                               : "always, ";
+  return when + (uri.empty() ? "no URI set" : "to " + uri);
+}
+
+void AddNames(DetailList& list, const std::string& heading,
+              const std::vector<std::string>& names, Style style) {
+  if (!names.empty()) list.Add(heading, Join(names), style);
+}
+
+void PrintDetails(const Entry& link, const std::string& url, long tokens, long now) {
+  const LinkState state = admin::StateOf(link, now);
+  DetailList list;
+  list.Add("Hash", link.get_hash());
+  if (!url.empty()) list.Add("URL", url);
+  list.Add("State", StateText(link, now), StateStyle(state));
+  list.Add("Project", link.get_project_name());
+  list.Add("Owner", OwnerLine(link),
+           link.get_owner_user().empty() ? Style::kBad : Style::kPlain);
+  list.Add("Starts",
+           link.get_start_at() == 0 ? "immediately" : DateText(link.get_start_at()));
+  list.Add("Expires", DateText(link.get_expire_at()));
+  list.Add("Uses",
+           UsesText(link, " of ") + (link.get_expire_times() == 0 ? ", no limit" : ""));
+  list.Add("Protection", ProtectionLine(link));
+  if (link.get_protect_type() == Entry::PROTECT_USER) {
+    AddNames(list, "Users", link.get_protect_users(), Style::kPlain);
+    AddNames(list, "Groups", link.get_protect_groups(), Style::kPlain);
+  }
+  AddNames(list, "Unknown users", admin::UnresolvedUsers(link), Style::kWarning);
+  AddNames(list, "Unknown groups", admin::UnresolvedGroups(link), Style::kWarning);
+  list.Add("IP address",
+           link.get_enable_match_ip() ? "must stay the same" : "may change");
+  list.Add("Valid tokens", std::to_string(tokens));
+  list.Add("Purge", link.get_auto_gc() ? "when expired" : "only with --owner or --all");
+  if (!link.get_protect_title().empty()) list.Add("Title", link.get_protect_title());
+  list.Add("Redirect", RedirectLine(link));
+  list.Add("App data", admin::JsonText(link.get_app()));
+  list.Add("Private data", admin::JsonText(link.get_private_data()));
+}
+
+ExitCode Show(const Options& options) {
+  admin::DatabaseAccess access;
+  admin::Error error = access.Open(options.common.database, admin::Access::kRead);
+  if (error) return Fail(error);
+  admin::LinkAdmin links(access.database());
+  Entry link;
+  long tokens = 0;
+  error = links.Find(options.hash, link);
+  if (!error) error = links.CountLiveTokens(link, tokens);
+  if (error) return Fail(error);
+  admin::LinkUrls urls;
+  const std::string url = UrlText(link, urls);
+  const long now = time(nullptr);
+  if (options.common.json) {
+    Json::Value out = LinkDetailsJson(link, urls, now);
+    out["tokens"] = Json::Int64{tokens};
+    PrintJson(out);
+  } else {
+    PrintDetails(link, url, tokens, now);
+  }
+  return kSuccess;
+}
+
+}  // namespace
+
+void AddShow(CLI::App& command, Action& action) {
+  const auto options = std::make_shared<Options>();
+  AddHash(command, options->hash);
+  AddCommon(command, options->common);
+  SetAction(command, action, options, Show);
+}
+
+}  // namespace command

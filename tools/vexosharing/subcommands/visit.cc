@@ -1,0 +1,177 @@
+#include <arpa/inet.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include "admin/database_access.h"
+#include "cli/options.h"
+#include "cli/report.h"
+#include "cli/secret_input.h"
+#include "keys.h"
+#include "sharinglogin.h"
+#include "subcommands/table.h"
+#include "terminal/json.h"
+#include "terminal/text.h"
+
+namespace command {
+
+namespace {
+
+const char kSessionVariable[] = "SHARING_SID";
+constexpr int kAccepted = 1;
+
+struct Options {
+  bool json = false;
+  std::string hash;
+  std::string action;
+  std::string address = "127.0.0.1";
+  std::string user;
+  bool password_stdin = false;
+};
+
+struct Result {
+  int code;
+  std::string meaning;
+  std::string session_id;  // of a login that succeeded
+};
+
+const char* LoginMeaning(int code) {
+  switch (code) {
+    case 1:
+      return "logged in";
+    case -2:
+      return "wrong user name or password";
+    case -3:
+      return "link not found or not usable, or missing user name or password";
+    case -8:
+      return "IP address blocked";
+    case -9:
+      return "wrong password";
+    case -10:
+      return "user not allowed";
+    case -11:
+      return "use limit reached";
+    default:
+      return "general failure; see the system log";
+  }
+}
+
+const char* CheckMeaning(int code) {
+  switch (code) {
+    case 1:
+      return "authorized";
+    case -1:
+      return "login expired";
+    case -2:
+      return "user no longer allowed";
+    case -5:
+      return "session not found";
+    case -6:
+      return "link no longer usable";
+    case -7:
+      return "link not found or not logged in";
+    case -8:
+      return "IP address differs from that of the login";
+    default:
+      return "general failure; see the system log";
+  }
+}
+
+const char* TextOrNull(const std::string& text) {
+  return text.empty() ? nullptr : text.c_str();
+}
+
+Result Visit(const Options& options, const admin::Secret& password,
+             const std::string& session) {
+  _tag_sharing_login_params params = {};
+  params.hash = options.hash.c_str();
+  params.session_id = TextOrNull(session);
+  params.username = TextOrNull(options.user);
+  params.password = TextOrNull(password.text());
+  params.user_password = params.password;
+  if (options.action == "login") {
+    std::string out;
+    const int code = VEXO::VexoSharingLogin(out, &params, false);
+    return {code, LoginMeaning(code), out};
+  }
+  if (options.action == "check") {
+    const int code = VEXO::VexoSharingIsAuthorized(&params);
+    return {code, CheckMeaning(code), ""};
+  }
+  const bool done = VEXO::VexoSharingLogout(options.hash, session);
+  return {done ? 1 : 0, done ? "logged out" : "not logged in to this link", ""};
+}
+
+void Print(const Options& options, const Result& result) {
+  if (options.json) {
+    Json::Value out(Json::objectValue);
+    out["action"] = options.action;
+    out["hash"] = options.hash;
+    out["result"] = result.code;
+    out["meaning"] = result.meaning;
+    if (!result.session_id.empty()) out["session_id"] = result.session_id;
+    PrintJson(out);
+    return;
+  }
+  std::cout << result.code << " " << result.meaning << "\n";
+  if (!result.session_id.empty()) std::cout << result.session_id << "\n";
+}
+
+ExitCode Run(const Options& options) {
+  admin::Secret password;
+  if (options.password_stdin && !ReadSecret("password", password)) return kUsageError;
+  // Only a login works without a session; a given one is used again.
+  admin::Secret session;
+  const char* const variable = getenv(kSessionVariable);
+  const std::string given = variable == nullptr ? "" : variable;
+  if (given.empty() && options.action != "login" && !ReadSecret("session id", session)) {
+    return kUsageError;
+  }
+  admin::DatabaseAccess access;  // explains what the library would only log
+  if (admin::Error error =
+          access.Open(VEXO::sharing::SZF_SHARING_DB_PATH, admin::Access::kWrite)) {
+    return Fail(error);
+  }
+  setenv("REMOTE_ADDR", options.address.c_str(), 1);
+  const Result result = Visit(options, password, given.empty() ? session.text() : given);
+  Print(options, result);
+  return result.code == kAccepted ? kSuccess : kRefused;
+}
+
+CLI::Validator Address() {
+  return CLI::Validator(
+      [](std::string& text) -> std::string {
+        unsigned char address[sizeof(in6_addr)];
+        const bool good = inet_pton(AF_INET, text.c_str(), address) == 1 ||
+                          inet_pton(AF_INET6, text.c_str(), address) == 1;
+        return good ? "" : "invalid IP address \"" + text + "\"";
+      },
+      "");
+}
+
+}  // namespace
+
+void AddVisit(CLI::App& command, Action& action) {
+  const auto options = std::make_shared<Options>();
+  AddHash(command, options->hash);
+  command.add_option("ACTION", options->action, "login, check or logout")
+      ->required()
+      ->check(OneOf({"login", "check", "logout"}));
+  command
+      .add_option("--address", options->address,
+                  "IP address of the visitor (default: 127.0.0.1)")
+      ->transform(Address())
+      ->type_name("IP");
+  command.add_option("--user", options->user, "user name, for links protected by users")
+      ->transform(NotEmpty())
+      ->type_name("USER");
+  command.add_flag("--password-stdin", options->password_stdin,
+                   "read the password from standard input");
+  AddJson(command, options->json);
+  SetAction(command, action, options, Run);
+}
+
+}  // namespace command

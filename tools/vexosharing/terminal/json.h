@@ -1,0 +1,22 @@
+#pragma once
+
+#include <json/value.h>
+
+namespace command {
+
+/// Writes the value to standard output, in a line of its own.
+void PrintJson(const Json::Value& value);
+
+/// Writes an array element by element to standard output, one a line, so that it takes no
+/// memory.  It stays open until End, so that an incomplete one is not valid JSON.
+class JsonArrayWriter {
+ public:
+  void Begin() const;
+  void Add(const Json::Value& element);
+  void End() const;
+
+ private:
+  bool empty_ = true;
+};
+
+}  // namespace command

@@ -1,0 +1,43 @@
+#include "terminal/progress.h"
+
+#include <iostream>
+#include <utility>
+
+#include "terminal/terminal.h"
+
+namespace command {
+
+namespace {
+
+// Action that ends before the first pause is not worth a line.
+constexpr std::chrono::milliseconds kPause(200);
+
+}  // namespace
+
+Progress::Progress(std::string what, long total)
+    : what_(std::move(what)),
+      total_(total),
+      terminal_(IsErrorTerminal()),
+      next_(Clock::now() + kPause) {}
+
+Progress::~Progress() { Wipe(); }
+
+void Progress::Show(long done) {
+  if (Clock::now() >= next_) ShowNow(done);
+}
+
+void Progress::ShowNow(long done) {
+  if (!terminal_) return;
+  next_ = Clock::now() + kPause;
+  shown_ = true;
+  std::cerr << "\r" << what_ << ": " << done;
+  if (total_ > 0) std::cerr << " of " << total_;
+  std::cerr << "\033[K" << std::flush;
+}
+
+void Progress::Wipe() {
+  if (shown_) std::cerr << "\r\033[K" << std::flush;
+  shown_ = false;
+}
+
+}  // namespace command

@@ -1,0 +1,63 @@
+#include "terminal/terminal.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+
+namespace command {
+
+namespace {
+
+constexpr size_t kUsualWidth = 80;
+
+const char* Code(Style style) {
+  switch (style) {
+    case Style::kHeading:
+      return "1";
+    case Style::kGood:
+      return "32";
+    case Style::kBad:
+      return "31";
+    case Style::kWarning:
+      return "33";
+    case Style::kFaint:
+      return "2";
+    default:
+      return "";
+  }
+}
+
+/// The text of an environment variable; empty when it is not set.
+std::string Variable(const char* name) {
+  const char* const value = getenv(name);
+  return value == nullptr ? "" : value;
+}
+
+}  // namespace
+
+bool IsOutputTerminal() { return isatty(STDOUT_FILENO) == 1; }
+bool IsErrorTerminal() { return isatty(STDERR_FILENO) == 1; }
+
+size_t TerminalWidth() {
+  const std::string columns = Variable("COLUMNS");
+  size_t width = 0;
+  std::from_chars(columns.data(), columns.data() + columns.size(), width);
+  if (width > 0) return width;
+  winsize size = {};
+  if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) return size.ws_col;
+  return kUsualWidth;
+}
+
+bool HasColours() {
+  return IsOutputTerminal() && Variable("NO_COLOR").empty() && Variable("TERM") != "dumb";
+}
+
+std::string Styled(const std::string& text, Style style) {
+  if (style == Style::kPlain || !HasColours()) return text;
+  return std::string("\033[") + Code(style) + "m" + text + "\033[0m";
+}
+
+}  // namespace command
