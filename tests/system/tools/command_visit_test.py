@@ -32,7 +32,7 @@ class Visit(CommandTest):
         self.assertEqual(self.visit(1, link, "logout", session=session)["meaning"],
                          "logged out")
         self.assertEqual(self.visit(-7, link, "check", session=session)["meaning"],
-                         "link not found or not logged in")
+                         "no such link, or the session is not logged in to it")
         self.visit(0, link, "logout", session=session)
 
     def test_text_output_has_code_meaning_and_session(self):
@@ -78,10 +78,10 @@ class Visit(CommandTest):
         link = self.protected()
         for expected, meaning, hash_, arguments in (
                 (-9, "wrong password", link, ["--password-stdin"]),
-                (-3, "link not found", "nothing", ["--password-stdin"]),
-                (-3, "missing user name or password", link, []),
-                (-3, "not usable", self.create("--expire", "2020-01-01"), []),
-                (-3, "not usable", self.create("--start", "7d"), [])):
+                (-3, "no such link", "nothing", ["--password-stdin"]),
+                (-3, "credentials are missing", link, []),
+                (-3, "cannot be used now", self.create("--expire", "2020-01-01"), []),
+                (-3, "cannot be used now", self.create("--start", "7d"), [])):
             answer = self.visit(expected, hash_, "login", *arguments, text="wrong\n")
             self.assertIn(meaning, answer["meaning"])
             self.assertNotIn("session_id", answer)
@@ -96,16 +96,16 @@ class Visit(CommandTest):
         link = self.create("--user", "alice")
 
         self.with_password(1, link, "alice-secret", "--user", "alice")
-        self.assertIn("wrong user name or password", self.with_password(-2, link, "wrong", "--user",
-                                                    "alice")["meaning"])
+        self.assertEqual(self.with_password(-2, link, "wrong", "--user", "alice")["meaning"],
+                         "user name or password refused")
         self.with_password(-2, link, "alice-secret", "--user", "nobody-here")
-        self.assertIn("not allowed", self.with_password(-10, link, "bob-secret", "--user",
+        self.assertIn("does not admit", self.with_password(-10, link, "bob-secret", "--user",
                                                            "bob")["meaning"])
 
     def test_expired_and_locked_accounts_are_refused(self):
         for user in ("carol", "dave"):
             link = self.create("--user", user)
-            self.assertIn("wrong user name or password", self.with_password(-2, link, f"{user}-secret", "--user",
+            self.assertIn("refused", self.with_password(-2, link, f"{user}-secret", "--user",
                                                         user)["meaning"])
 
     def test_check_may_log_a_user_in_again(self):
@@ -128,7 +128,7 @@ class Visit(CommandTest):
         data["protect_uids"] = [5002]
         self.sql("UPDATE entry SET data = ?", json.dumps(data))
 
-        self.assertIn("no longer", self.visit(-2, link, "check", session=session)["meaning"])
+        self.assertIn("any more", self.visit(-2, link, "check", session=session)["meaning"])
 
     def test_each_refused_check_has_its_code(self):
         link = self.create()
@@ -137,7 +137,7 @@ class Visit(CommandTest):
         self.visit(-7, "nothing", "check", session=session)
         self.json("edit", link, "--expire", "2020-01-01")
         self.assertEqual(self.visit(-6, link, "check", session=session)["meaning"],
-                         "link no longer usable")
+                         "the link cannot be used any more")
 
     def test_expired_login_is_refused(self):
         link = self.create()
@@ -145,7 +145,7 @@ class Visit(CommandTest):
         self.sql("UPDATE token SET timeout = ?", int(time.time()) - 1)
 
         self.assertEqual(self.visit(-1, link, "check", session=session)["meaning"],
-                         "login expired")
+                         "the session or its token has expired")
 
     def test_address_is_the_visitors(self):
         link = self.create()
@@ -170,7 +170,7 @@ class Visit(CommandTest):
 
         self.assertEqual(self.with_password(-8, link, "open sesame", "--address",
                                             "192.0.2.7")["meaning"],
-                         "IP address blocked")
+                         "too many failed logins from this address")
         self.with_password(1, link, "open sesame", "--address", "192.0.2.8")
 
     def test_general_failure_points_to_the_log(self):

@@ -11,6 +11,7 @@
 #include "cli/report.h"
 #include "cli/secret_input.h"
 #include "keys.h"
+#include "result_code.h"
 #include "sharinglogin.h"
 #include "subcommands/table.h"
 #include "terminal/json.h"
@@ -21,7 +22,6 @@ namespace command {
 namespace {
 
 const char kSessionVariable[] = "SHARING_SID";
-constexpr int kAccepted = 1;
 
 struct Options {
   bool json = false;
@@ -38,46 +38,9 @@ struct Result {
   std::string session_id;  // of a login that succeeded
 };
 
-const char* LoginMeaning(int code) {
-  switch (code) {
-    case 1:
-      return "logged in";
-    case -2:
-      return "wrong user name or password";
-    case -3:
-      return "link not found or not usable, or missing user name or password";
-    case -8:
-      return "IP address blocked";
-    case -9:
-      return "wrong password";
-    case -10:
-      return "user not allowed";
-    case -11:
-      return "use limit reached";
-    default:
-      return "general failure; see the system log";
-  }
-}
-
-const char* CheckMeaning(int code) {
-  switch (code) {
-    case 1:
-      return "authorized";
-    case -1:
-      return "login expired";
-    case -2:
-      return "user no longer allowed";
-    case -5:
-      return "session not found";
-    case -6:
-      return "link no longer usable";
-    case -7:
-      return "link not found or not logged in";
-    case -8:
-      return "IP address differs from that of the login";
-    default:
-      return "general failure; see the system log";
-  }
+std::string MeaningText(int code, const char* meaning) {
+  const bool failed = code == SHARING_LOGIN_GENERAL_FAILURE;  // of a check, too
+  return meaning + std::string(failed ? "; see the system log" : "");
 }
 
 const char* TextOrNull(const std::string& text) {
@@ -95,11 +58,11 @@ Result Visit(const Options& options, const admin::Secret& password,
   if (options.action == "login") {
     std::string out;
     const int code = VEXO::VexoSharingLogin(out, &params, false);
-    return {code, LoginMeaning(code), out};
+    return {code, MeaningText(code, VexoSharingLoginMeaning(code)), out};
   }
   if (options.action == "check") {
     const int code = VEXO::VexoSharingIsAuthorized(&params);
-    return {code, CheckMeaning(code), ""};
+    return {code, MeaningText(code, VexoSharingCheckMeaning(code)), ""};
   }
   const bool done = VEXO::VexoSharingLogout(options.hash, session);
   return {done ? 1 : 0, done ? "logged out" : "not logged in to this link", ""};
@@ -138,7 +101,7 @@ ExitCode Run(const Options& options) {
   setenv("REMOTE_ADDR", options.address.c_str(), 1);
   const Result result = Visit(options, password, given.empty() ? session.text() : given);
   Print(options, result);
-  return result.code == kAccepted ? kSuccess : kRefused;
+  return result.code == SHARING_LOGIN_SUCCESS ? kSuccess : kRefused;
 }
 
 CLI::Validator Address() {
