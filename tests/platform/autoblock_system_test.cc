@@ -15,6 +15,7 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -714,16 +715,40 @@ TEST_F(AutoBlock, ReadOnlyFileSystem_LoginsAreRefusedUntilItIsWritable) {
   });
 }
 
-TEST_F(AutoBlock, MissingFolder_LoginsAreRefusedUntilItIsBack) {
+TEST_F(AutoBlock, MissingFolder_IsCreatedByRoot) {
+  const auto check = [] { EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 0); };
+  const auto count = [] { Fail("192.0.2.1", 1); };
+  for (const std::function<void()>& first : {std::function<void()>(check), {count}}) {
+    std::filesystem::remove_all(kFolder);
+    InChild([&first] {
+      umask(0777);
+      const LogCapture log;
+      first();
+      EXPECT_THAT(ErrorLines(log), ElementsAre(HasSubstr("created, because")));
+    });
+    struct stat status {};
+    ASSERT_EQ(stat(kFolder, &status), 0);
+    EXPECT_EQ(status.st_uid, kSystem);
+    EXPECT_EQ(status.st_gid, kSystem);
+    EXPECT_EQ(status.st_mode & 07777, 0750U);
+  }
+}
+
+TEST_F(AutoBlock, MissingFolderThatCannotBeCreated_LoginsAreRefusedUntilItIsBack) {
   const std::string away = std::string(kFolder) + "-away";
   std::filesystem::rename(kFolder, away);
   InChild([] {
+    BecomeForGood(kSystem, {});
     const LogCapture log;
     EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 1);
     EXPECT_EQ(AutoBlockFailLoginSet("192.0.2.1", "SHARING"), -1);
     EXPECT_THAT(ErrorLines(log), ElementsAre(HasSubstr("No such file or directory"),
                                              HasSubstr("cannot be created: No such")));
   });
+  const std::string parent = std::filesystem::path(kFolder).parent_path();
+  std::filesystem::rename(parent, parent + "-away");
+  InChild([] { EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 1); });
+  std::filesystem::rename(parent + "-away", parent);
   std::filesystem::rename(away, kFolder);
   InChild([] { EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 0); });
 }
