@@ -195,9 +195,11 @@ bool BlockStore::FindBlock(const std::string& address, bool* blocked, bool* set_
 /// A failure that cannot be counted would be a free guess.  So the count is tried and
 /// taken back, which costs no wait for the disk.
 ///
-/// While another process writes, the store is writable: this one does not wait for its
-/// turn.  The cost: if a process never releases the lock, Count gives up after its ten
-/// seconds, and each process that checks passwords has one uncounted guess in that time.
+/// While another process writes, this one does not wait for its turn and takes the store
+/// for writable.  The cost: if a process never releases the lock, Count gives up after
+/// its ten seconds, and each process that checks passwords has one uncounted guess in
+/// that time.  And while the store cannot be written, a check at the very moment at which
+/// another process finds that out is not refused.
 bool BlockStore::CanCount(const std::string& address) {
   if (!Execute(kNoWriteAheadLog)) return false;
   sqlite3_busy_handler(connection_.get(), nullptr, nullptr);
