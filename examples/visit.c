@@ -9,6 +9,8 @@
  * login is the environment variable SHARING_SID: every user of the machine can see the
  * arguments of a process. */
 
+/* explicit_bzero.  The C library prescribes the name. */
+#define _DEFAULT_SOURCE /* NOLINT(bugprone-reserved-identifier) */
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>

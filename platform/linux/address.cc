@@ -115,15 +115,18 @@ bool Network::ContainsAllOfIPv4() const {
 
 Address ClientAddress(const Address& remote, const char* forwarded,
                       const std::vector<Network>& trusted_proxies) {
-  const std::vector<std::string> hops =
-      base::Split(forwarded == nullptr ? "" : forwarded, ",");
-  Address client = remote;
-  for (auto hop = hops.rbegin(); hop != hops.rend(); ++hop) {
-    if (hop->empty()) continue;
-    const bool trusted = std::any_of(
+  const auto is_trusted = [&trusted_proxies](const Address& address) {
+    return std::any_of(
         trusted_proxies.begin(), trusted_proxies.end(),
-        [&client](const Network& network) { return network.Contains(client); });
-    if (!trusted) break;
+        [&address](const Network& network) { return network.Contains(address); });
+  };
+  if (forwarded == nullptr) return remote;
+  const std::vector<std::string> hops = base::Split(forwarded, ",");
+  Address client = remote;
+  bool empty = true;
+  for (auto hop = hops.rbegin(); hop != hops.rend() && is_trusted(client); ++hop) {
+    if (hop->empty()) continue;
+    empty = false;
     const std::optional<Address> reported = ParseItem(*hop);
     if (!reported) {
       LogUnusableList(client);
@@ -131,6 +134,7 @@ Address ClientAddress(const Address& remote, const char* forwarded,
     }
     client = *reported;
   }
+  if (empty && is_trusted(client)) LogUnusableList(client);
   return client;
 }
 

@@ -32,6 +32,7 @@ namespace {
 
 constexpr int kMaxAttempts = 3;
 constexpr FileAccess kAccess = {base::kSystemUid, base::kSystemGid, 0660};
+constexpr mode_t kFolderMode = 0750;
 
 // A failed login needs less: its pages, their copies in the journal, and room to grow.
 constexpr unsigned long kNeededBytes = 128UL * 1024;
@@ -78,6 +79,29 @@ bool CannotCreate() {
   return false;
 }
 
+std::string Folder() {
+  const std::string path = BlockStore::Path();
+  return path.substr(0, path.rfind('/'));
+}
+
+/// Root creates a missing folder: without it every login would be refused.
+bool EnsureFolder() {
+  const std::string folder = Folder();
+  struct stat status = {};
+  if (stat(folder.c_str(), &status) == 0) return true;
+  if (errno != ENOENT || geteuid() != 0) return false;
+  if (mkdir(folder.c_str(), S_IRWXU) == -1) return errno == EEXIST;
+  if (chown(folder.c_str(), kAccess.owner, kAccess.group) == -1 ||
+      chmod(folder.c_str(), kFolderMode) == -1) {
+    const int reason = errno;
+    rmdir(folder.c_str());
+    errno = reason;
+    return false;
+  }
+  syslog(LOG_WARNING, "%s: created, because it was missing", folder.c_str());
+  return true;
+}
+
 /// What to do when there is no store yet.
 enum class Missing { kCreate, kTryToCreate, kSkip };
 
@@ -85,7 +109,8 @@ enum class Missing { kCreate, kTryToCreate, kSkip };
 bool PrepareMissing(Missing missing) {
   switch (missing) {
     case Missing::kCreate:
-      return CreateFileWith(kAccess, BlockStore::Path()) || CannotCreate();
+      return (EnsureFolder() && CreateFileWith(kAccess, BlockStore::Path())) ||
+             CannotCreate();
     case Missing::kTryToCreate: {
       base::AtomicFile file(BlockStore::Path());
       return (file.Create() &&
@@ -179,16 +204,16 @@ int Remove(const char* text, BlockStore::Forget what) {
 /// Whether the file system has room for a failed login.  Only a commit would find out
 /// for certain.
 bool HasRoom() {
-  const std::string path = BlockStore::Path();
+  const char* const path = BlockStore::Path();
   struct statvfs status = {};
-  if (statvfs(path.substr(0, path.rfind('/')).c_str(), &status) == -1) {
-    syslog(LOG_ERR, "%s: %m", path.c_str());
+  if (!EnsureFolder() || statvfs(Folder().c_str(), &status) == -1) {
+    syslog(LOG_ERR, "%s: %m", path);
     return false;
   }
   // Root may use the reserve.  A file system without a size reports no blocks at all.
   const unsigned long free_blocks = geteuid() == 0 ? status.f_bfree : status.f_bavail;
   if (status.f_blocks == 0 || free_blocks >= kNeededBytes / status.f_frsize) return true;
-  syslog(LOG_ERR, "%s: the file system is full", path.c_str());
+  syslog(LOG_ERR, "%s: the file system is full", path);
   return false;
 }
 

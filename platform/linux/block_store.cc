@@ -24,6 +24,10 @@ const char* const kSchema =
     "service TEXT NOT NULL) WITHOUT ROWID;"
     "CREATE INDEX IF NOT EXISTS block_until ON block(until);";
 
+// See kSchema.  Nothing changes in a file without a write-ahead log.
+const char* const kNoWriteAheadLog = "PRAGMA journal_mode = DELETE";
+const char* const kBegin = "BEGIN IMMEDIATE";
+
 class Statement {
  public:
   Statement(sqlite3* connection, const char* sql) {
@@ -88,27 +92,16 @@ bool BlockStore::Count(const std::string& address, const std::string& service,
 }
 
 bool BlockStore::IsBlocked(const std::string& address, bool* blocked) {
-  if (!BeginToWrite()) return false;
-  const long now = time(nullptr);
-  long since = 0;
-  long until = 0;
-  {
-    Statement find(connection_.get(),
-                   "SELECT since, until FROM block WHERE address = :address");
-    const int code = find.Bind(":address", address).Step();
-    if (code != SQLITE_ROW && code != SQLITE_DONE) return Failed();
-    if (code == SQLITE_ROW) {
-      since = find.Number(0);
-      until = find.Number(1);
-    }
+  // Read without the write lock: the visitors that are checked at the same time must not
+  // wait for each other.
+  bool filled = false;
+  if (!HasTables(&filled)) return false;
+  bool set_back = false;
+  if (filled && !FindBlock(address, blocked, &set_back)) return false;
+  if (set_back) {
+    return BeginToWrite() && AdjustToClock(time(nullptr)) && Execute("COMMIT");
   }
-  const bool set_back = since > now;
-  *blocked = set_back || now < until;
-  if (set_back) return AdjustToClock(now) && Execute("COMMIT");
-  // A failure that cannot be counted would be a free guess.  So the count is tried and
-  // taken back, which costs no wait for the disk.
-  if (!*blocked && !AddFailure(address, "", now)) return false;
-  return Execute("ROLLBACK");
+  return *blocked || CanCount(address);
 }
 
 bool BlockStore::Remove(const std::string& address, Forget what) {
@@ -161,10 +154,8 @@ void BlockStore::Close::operator()(sqlite3* connection) const {
   sqlite3_close_v2(connection);
 }
 
-/// A write-ahead log is not wanted: see kSchema.  Nothing changes in a file without one.
 bool BlockStore::BeginToWrite() {
-  return Execute("PRAGMA journal_mode = DELETE") && Execute("BEGIN IMMEDIATE") &&
-         Execute(kSchema);
+  return Execute(kNoWriteAheadLog) && Execute(kBegin) && Execute(kSchema);
 }
 
 bool BlockStore::Execute(const char* sql) {
@@ -187,6 +178,37 @@ bool BlockStore::HasTables(bool* filled) {
   const int code = find.Step();
   *filled = code == SQLITE_ROW;
   return code == SQLITE_ROW || code == SQLITE_DONE || Failed();
+}
+
+bool BlockStore::FindBlock(const std::string& address, bool* blocked, bool* set_back) {
+  const long now = time(nullptr);
+  Statement find(connection_.get(),
+                 "SELECT since, until FROM block WHERE address = :address");
+  const int code = find.Bind(":address", address).Step();
+  if (code == SQLITE_ROW) {
+    *set_back = find.Number(0) > now;
+    *blocked = *set_back || now < find.Number(1);
+  }
+  return code == SQLITE_ROW || code == SQLITE_DONE || Failed();
+}
+
+/// A failure that cannot be counted would be a free guess.  So the count is tried and
+/// taken back, which costs no wait for the disk.
+///
+/// While another process writes, this one does not wait for its turn and takes the store
+/// for writable.  The cost: if a process never releases the lock, Count gives up after
+/// its ten seconds, and each process that checks passwords has one uncounted guess in
+/// that time.  And while the store cannot be written, a check at the very moment at which
+/// another process finds that out is not refused.
+bool BlockStore::CanCount(const std::string& address) {
+  if (!Execute(kNoWriteAheadLog)) return false;
+  sqlite3_busy_handler(connection_.get(), nullptr, nullptr);
+  const int code = sqlite3_exec(connection_.get(), kBegin, nullptr, nullptr, nullptr);
+  wait_.Install(connection_.get());
+  if (code == SQLITE_BUSY) return true;
+  if (code != SQLITE_OK) return Failed();
+  return Execute(kSchema) && AddFailure(address, "", time(nullptr)) &&
+         Execute("ROLLBACK");
 }
 
 /// Moves what lies in the future to now.

@@ -32,7 +32,8 @@ class BlockStore {
   /// Counts a failed login, in one transaction.
   bool Count(const std::string& address, const std::string& service, Counted* counted);
 
-  /// Whether the address is blocked now.  Fails when a failed login could not be counted.
+  /// Whether the address is blocked now.  Fails when it is not and a failed login could
+  /// not be counted.  Waits for another process only while that one commits.
   bool IsBlocked(const std::string& address, bool* blocked);
 
   enum class Forget { kFailures, kFailuresAndBlock };
@@ -59,6 +60,8 @@ class BlockStore {
   bool Execute(const char* sql);
   bool Failed();
   bool HasTables(bool* filled);
+  bool FindBlock(const std::string& address, bool* blocked, bool* set_back);
+  bool CanCount(const std::string& address);
   bool AdjustToClock(long now);
   bool RemoveExpired(long now);
   bool AddFailure(const std::string& address, const std::string& service, long now);

@@ -21,10 +21,16 @@ namespace {
 
 constexpr long kLargestBody = 64L * 1024;
 
-// Variables of a request, by the beginning of their names.
+// Variables of a request, by the beginning of their names.  Not among them is what a
+// handler sets itself after a login: AUTH_TYPE, REMOTE_USER and REMOTE_IDENT.
 constexpr std::string_view kRequestVariables[] = {
-    "AUTH_TYPE=", "CONTENT_", "GATEWAY_", "HTTP_",   "PATH_INFO=", "PATH_TRANSLATED=",
-    "QUERY_",     "REMOTE_",  "REQUEST_", "SCRIPT_", "SERVER_",    "UNIQUE_ID="};
+    "CONTENT_", "GATEWAY_",     "HTTP_",        "PATH_INFO=",   "PATH_TRANSLATED=",
+    "QUERY_",   "REMOTE_ADDR=", "REMOTE_HOST=", "REMOTE_PORT=", "REQUEST_",
+    "SCRIPT_",  "SERVER_",      "UNIQUE_ID="};
+
+// Those that describe the connection and the body.  No handler changes them.
+constexpr const char* kOriginVariables[] = {"CONTENT_TYPE", "CONTENT_LENGTH",
+                                            "REMOTE_ADDR", "REMOTE_PORT", "UNIQUE_ID"};
 
 std::mutex request_mutex;
 
@@ -53,9 +59,19 @@ std::string RequestVariables() {
   return text;
 }
 
+std::string Origin() {
+  std::string text;
+  for (const char* const name : kOriginVariables) {
+    text += CgiVariable(name);
+    text += '\0';
+  }
+  return text;
+}
+
 CgiRequest::Identity CurrentIdentity() {
   CgiRequest::Identity identity;
   identity.variables = RequestVariables();
+  identity.origin = Origin();
   struct stat status = {};
   if (fstat(STDIN_FILENO, &status) == 0) {
     identity.input_device = status.st_dev;
@@ -63,6 +79,19 @@ CgiRequest::Identity CurrentIdentity() {
     identity.input_position = lseek(STDIN_FILENO, 0, SEEK_CUR);
   }
   return identity;
+}
+
+/// The length of the form that the request announces; nothing when its body is not a form
+/// or over the bound.
+std::optional<long> FormLength() {
+  if (!IsFormType(CgiVariable("CONTENT_TYPE"))) return std::nullopt;
+  return base::ParseNumber(CgiVariable("CONTENT_LENGTH"), 1L, kLargestBody);
+}
+
+/// Whether so many bytes can be read from standard input without waiting.
+bool HasWaiting(long length) {
+  int waiting = 0;
+  return ioctl(STDIN_FILENO, FIONREAD, &waiting) == 0 && waiting >= length;
 }
 
 /// Fills `body` from standard input.
@@ -90,9 +119,9 @@ std::shared_ptr<CgiRequest> CgiRequest::Current() {
   Identity identity = CurrentIdentity();
   const std::lock_guard<std::mutex> lock(request_mutex);
   const bool unused = current.use_count() == 1;
-  if (current == nullptr || !current->Is(identity) ||
-      (unused && current->HasNextBody())) {
-    current = std::make_shared<CgiRequest>(std::move(identity));
+  if (current == nullptr || current->IsOver(identity, unused)) {
+    const bool spent = current != nullptr && current->HasSpent(identity);
+    current = std::make_shared<CgiRequest>(std::move(identity), spent);
   }
   return current;
 }
@@ -101,30 +130,33 @@ const TextMap& CgiRequest::Form() {
   const std::lock_guard<std::mutex> lock(request_mutex);
   if (form_was_asked_) return form_;
   form_was_asked_ = true;
-  if (!IsFormType(CgiVariable("CONTENT_TYPE"))) return form_;
-  const std::optional<long> length =
-      base::ParseNumber(CgiVariable("CONTENT_LENGTH"), 1L, kLargestBody);
-  if (!length) return form_;
+  const std::optional<long> length = FormLength();
+  if (!length || (input_is_spent_ && !HasWaiting(*length))) return form_;
 
   std::string body(*length, '\0');
   if (ReadBody(&body)) form_ = ParseForm(body);
   base::Wipe(&body);
-  form_length_ = *length;
   identity_.input_position = lseek(STDIN_FILENO, 0, SEEK_CUR);
+  input_is_spent_ = identity_.input_position == -1;
   return form_;
 }
 
-bool CgiRequest::Is(const Identity& identity) const {
-  return identity.variables == identity_.variables &&
-         identity.input_device == identity_.input_device &&
-         identity.input_file == identity_.input_file &&
-         identity.input_position >= identity_.input_position;
+bool CgiRequest::IsOver(const Identity& identity, bool unused) const {
+  const bool same_variables = identity.variables == identity_.variables;
+  if (!HasSpent(identity)) {
+    return !same_variables || identity.input_device != identity_.input_device ||
+           identity.input_file != identity_.input_file ||
+           identity.input_position < identity_.input_position;
+  }
+  if (identity.origin != identity_.origin) return true;
+  const std::optional<long> length = FormLength();
+  return (unused || !same_variables) && length && HasWaiting(*length);
 }
 
-bool CgiRequest::HasNextBody() const {
-  int waiting = 0;
-  return form_length_ > 0 && identity_.input_position == -1 &&
-         ioctl(STDIN_FILENO, FIONREAD, &waiting) == 0 && waiting >= form_length_;
+bool CgiRequest::HasSpent(const Identity& identity) const {
+  return input_is_spent_ && identity.input_position == -1 &&
+         identity.input_device == identity_.input_device &&
+         identity.input_file == identity_.input_file;
 }
 
 }  // namespace VEXO::platform

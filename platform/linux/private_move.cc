@@ -23,6 +23,16 @@ bool Refuse(const std::string& path) {
   return false;
 }
 
+/// Lets only its owner read and write the regular file `path`.
+bool MakePrivate(const char* path) {
+  constexpr mode_t kMode = S_IRUSR | S_IWUSR;
+  // No descriptor of the file is opened for reading or writing: closing one would drop
+  // the locks that this process holds on it.
+  if (fchmodat(AT_FDCWD, path, kMode, AT_SYMLINK_NOFOLLOW) == 0) return true;
+  // The C library needs /proc to follow no link.
+  return errno == EOPNOTSUPP && chmod(path, kMode) == 0;
+}
+
 /// Gives what has the name `target` another name beside it.
 bool MakeRoom(const std::string& target) {
   struct stat status = {};
@@ -49,9 +59,7 @@ bool PreparePrivateMove(const char* const argv[]) {
     return true;
   }
 
-  // No descriptor of the file is opened for reading or writing: closing one would drop
-  // the locks that this process holds on it.
-  if (fchmodat(AT_FDCWD, source.c_str(), S_IRUSR | S_IWUSR, AT_SYMLINK_NOFOLLOW) == -1 ||
+  if (!MakePrivate(source.c_str()) ||
       !MakeRoom(folder + source.substr(source.rfind('/') + 1))) {
     return Refuse(source);
   }

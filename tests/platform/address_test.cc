@@ -112,6 +112,19 @@ TEST(ClientAddress, UnusableListOfATrustedProxy_IsLoggedOnce) {
   });
 }
 
+TEST(ClientAddress, ListOfATrustedProxyWithEmptyItemsOnly_IsLogged) {
+  for (const char* list : {"", ",", " , ,"}) {
+    InChild([list] {
+      const LogCapture log;
+      Client("203.0.113.5", list);
+      Client("10.0.0.1", nullptr);
+      EXPECT_THAT(log.lines(), IsEmpty());
+      EXPECT_EQ(Client("10.0.0.1", list), "10.0.0.1");
+      EXPECT_THAT(log.lines(), ElementsAre(HasSubstr("trusted proxy 10.0.0.1")));
+    });
+  }
+}
+
 TEST(ClientAddress, NothingOrGarbageReported_IsTheProxyThatReportedIt) {
   EXPECT_EQ(Client("10.0.0.1", nullptr), "10.0.0.1");
   EXPECT_EQ(Client("10.0.0.1", ""), "10.0.0.1");

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 #include <sys/mount.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/syscall.h>
@@ -14,10 +15,12 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
 
+#include "child_process.h"
 #include "log_capture.h"
 #include "support.h"
 #include "vexo/autoblock.h"
@@ -46,6 +49,9 @@ time_t clock_time = kStart;
 
 /// How often something waited for the disk.
 int syncs = 0;
+
+/// How often something slept.
+int pauses = 0;
 
 struct Known {
   int failures;
@@ -151,6 +157,40 @@ class SmallFileSystem {
   static std::string Filler() { return std::string(kFolder) + "/filler"; }
 };
 
+/// Another process that holds the store's write lock.
+class WriteLockHolder {
+ public:
+  WriteLockHolder() {
+    int ends[2];
+    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+    process_ = StartTest([&ends] {
+      close(ends[0]);
+      sqlite3* connection = nullptr;
+      EXPECT_EQ(sqlite3_open(kPath, &connection), SQLITE_OK);
+      EXPECT_EQ(sqlite3_exec(connection, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr),
+                SQLITE_OK);
+      char byte = 'x';
+      EXPECT_EQ(write(ends[1], &byte, 1), 1);
+      EXPECT_EQ(read(ends[1], &byte, 1), 0);  // until the other end is closed
+      sqlite3_close(connection);
+    });
+    close(ends[1]);
+    end_ = ends[0];
+    char byte;
+    EXPECT_EQ(read(end_, &byte, 1), 1);
+  }
+  WriteLockHolder(const WriteLockHolder&) = delete;
+  WriteLockHolder& operator=(const WriteLockHolder&) = delete;
+  ~WriteLockHolder() {
+    close(end_);
+    EXPECT_TRUE(fakes::EndsWell(process_));
+  }
+
+ private:
+  int end_ = -1;
+  pid_t process_ = -1;
+};
+
 /// Stores that were moved aside because they were damaged.
 std::vector<std::string> Damaged() {
   std::vector<std::string> paths;
@@ -205,6 +245,12 @@ extern "C" int fsync(int fd) {
 extern "C" int fdatasync(int fd) {
   ++syncs;
   return static_cast<int>(syscall(SYS_fdatasync, fd));
+}
+
+extern "C" int nanosleep(const struct timespec* duration, struct timespec* left) {
+  ++pauses;
+  return static_cast<int>(
+      syscall(SYS_clock_nanosleep, CLOCK_REALTIME, 0, duration, left));
 }
 
 TEST_F(AutoBlock, NoFile_NobodyIsBlockedAndNothingIsCreated) {
@@ -669,16 +715,40 @@ TEST_F(AutoBlock, ReadOnlyFileSystem_LoginsAreRefusedUntilItIsWritable) {
   });
 }
 
-TEST_F(AutoBlock, MissingFolder_LoginsAreRefusedUntilItIsBack) {
+TEST_F(AutoBlock, MissingFolder_IsCreatedByRoot) {
+  const auto check = [] { EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 0); };
+  const auto count = [] { Fail("192.0.2.1", 1); };
+  for (const std::function<void()>& first : {std::function<void()>(check), {count}}) {
+    std::filesystem::remove_all(kFolder);
+    InChild([&first] {
+      umask(0777);
+      const LogCapture log;
+      first();
+      EXPECT_THAT(ErrorLines(log), ElementsAre(HasSubstr("created, because")));
+    });
+    struct stat status {};
+    ASSERT_EQ(stat(kFolder, &status), 0);
+    EXPECT_EQ(status.st_uid, kSystem);
+    EXPECT_EQ(status.st_gid, kSystem);
+    EXPECT_EQ(status.st_mode & 07777, 0750U);
+  }
+}
+
+TEST_F(AutoBlock, MissingFolderThatCannotBeCreated_LoginsAreRefusedUntilItIsBack) {
   const std::string away = std::string(kFolder) + "-away";
   std::filesystem::rename(kFolder, away);
   InChild([] {
+    BecomeForGood(kSystem, {});
     const LogCapture log;
     EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 1);
     EXPECT_EQ(AutoBlockFailLoginSet("192.0.2.1", "SHARING"), -1);
     EXPECT_THAT(ErrorLines(log), ElementsAre(HasSubstr("No such file or directory"),
                                              HasSubstr("cannot be created: No such")));
   });
+  const std::string parent = std::filesystem::path(kFolder).parent_path();
+  std::filesystem::rename(parent, parent + "-away");
+  InChild([] { EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 1); });
+  std::filesystem::rename(parent + "-away", parent);
   std::filesystem::rename(away, kFolder);
   InChild([] { EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 0); });
 }
@@ -733,6 +803,34 @@ TEST_F(AutoBlock, TextThatIsNotAnAddress_IsNotLogged) {
     EXPECT_EQ(AutoBlockFailLoginSet("1.2.3.4 x", "SHARING"), -1);
     EXPECT_EQ(VexoCgiIsDeniedIP("1.2.3.4 x"), 0);
     EXPECT_THAT(log.lines(), IsEmpty());
+  });
+}
+
+TEST_F(AutoBlock, WriteLockOfAnotherProcess_ChecksDoNotWait) {
+  InChild([] { Fail("192.0.2.1", 10); });
+  const WriteLockHolder holder;
+  InChild([] {
+    const LogCapture log;
+    pauses = 0;
+    EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.1"), 1);
+    EXPECT_EQ(VexoCgiIsDeniedIP("192.0.2.2"), 0);
+    EXPECT_EQ(pauses, 0);
+    EXPECT_THAT(ErrorLines(log), IsEmpty());
+  });
+}
+
+TEST_F(AutoBlock, ManyProcessesCheckWhileOthersCount_NobodyIsWronglyRefused) {
+  InChildren(70, [](int i) {
+    const std::string address = "10.0.0." + std::to_string(i);
+    const LogCapture log;
+    for (int round = 0; round < 20; ++round) {
+      if (i < 10) {
+        Fail(address.c_str(), 1);
+      } else {
+        EXPECT_EQ(VexoCgiIsDeniedIP(address.c_str()), 0);
+      }
+    }
+    EXPECT_THAT(ErrorLines(log), IsEmpty());
   });
 }
 

@@ -25,6 +25,7 @@ using VEXO::platform::ParseForm;
 namespace {
 
 const char* const kFormType = "application/x-www-form-urlencoded";
+constexpr unsigned int kHangSeconds = 60;  // ends a process that hangs
 constexpr size_t kBound = size_t{64} * 1024;
 
 class Context {
@@ -236,6 +237,73 @@ TEST(CgiRequest, ChangedVariableOnTheSameInput_IsANewRequest) {
     const ScopedVariable uri("REQUEST_URI", "/x");
     EXPECT_EQ(Context().Param("a"), "(none)");
     EXPECT_EQ(Context().Param("b"), "4");
+  });
+}
+
+TEST(CgiRequest, VariablesOfALogin_AreNotANewRequest) {
+  WithRequest(kFormType, "3", "a=1a=2", [] {
+    EXPECT_EQ(Context().Param("a"), "1");
+    const ScopedVariable type("AUTH_TYPE", "Basic");
+    const ScopedVariable user("REMOTE_USER", "alice");
+    const ScopedVariable ident("REMOTE_IDENT", "alice");
+    EXPECT_EQ(Context().Param("a"), "1");
+  });
+}
+
+TEST(CgiRequest, ChangedVariableOnAPipeWithoutAnotherBody_IsTheSameRequest) {
+  for (const char* sent : {"a=1", "a=1\r\n"}) {
+    WithRequest(kFormType, "3", "", [sent] {
+      alarm(kHangSeconds);
+      const Pipe pipe;
+      pipe.Send(sent);
+      EXPECT_EQ(Context().Param("a"), "1");
+      const ScopedVariable header("HTTP_X", "1");
+      EXPECT_EQ(Context().Param("a"), "1");
+      const Context kept;
+      const ScopedVariable uri("REQUEST_URI", "/x");
+      EXPECT_EQ(Context().Param("a"), "1");
+    });
+  }
+}
+
+TEST(CgiRequest, ChangedVariableOnAPipeWithAnotherBody_IsANewRequest) {
+  WithRequest(kFormType, "3", "", [] {
+    alarm(kHangSeconds);
+    const Pipe pipe;
+    pipe.Send("a=1");
+    Context first;
+    EXPECT_EQ(first.Param("a"), "1");
+    pipe.Send("a=2");
+    const ScopedVariable header("HTTP_X", "1");
+    EXPECT_EQ(Context().Param("a"), "2");
+    EXPECT_EQ(Context().Param("a"), "2");
+    EXPECT_EQ(first.Param("a"), "1");
+  });
+}
+
+TEST(CgiRequest, OtherVisitorOnAPipeWithoutAnotherBody_SeesNoFormAndDoesNotWait) {
+  WithRequest(kFormType, "3", "", [] {
+    alarm(kHangSeconds);
+    const Pipe pipe;
+    pipe.Send("a=1");
+    EXPECT_EQ(Context().Param("a"), "1");
+    const ScopedVariable port("REMOTE_PORT", "2000");
+    EXPECT_EQ(Context().Param("a"), "(none)");
+    const ScopedVariable address("REMOTE_ADDR", "192.0.2.9");
+    EXPECT_EQ(Context().Param("a"), "(none)");
+    pipe.Send("a=2");
+    EXPECT_EQ(Context().Param("a"), "2");
+  });
+}
+
+TEST(CgiRequest, RequestWithoutABodyOnAPipe_SeesNoFormOfTheLastOne) {
+  WithRequest(kFormType, "3", "", [] {
+    const Pipe pipe;
+    pipe.Send("a=1");
+    EXPECT_EQ(Context().Param("a"), "1");
+    const ScopedVariable type("CONTENT_TYPE", nullptr);
+    const ScopedVariable length("CONTENT_LENGTH", nullptr);
+    EXPECT_EQ(Context().Param("a"), "(none)");
   });
 }
 

@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -102,6 +103,18 @@ TEST_F(PrivateMove, FileOfRoot_CanBeReadByRootOnly) {
   EXPECT_EQ(Read(kTarget), "secret");
   EXPECT_EQ(ModeOf(kTarget), 0600U);
   EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(PrivateMove, WithoutProc_FileOfRootCanBeReadByRootOnly) {
+  Write(kFile, "secret");
+  InChild([] {
+    ASSERT_EQ(unshare(CLONE_NEWNS), 0);
+    ASSERT_EQ(mount("tmpfs", "/proc", "tmpfs", 0, ""), 0);
+    EXPECT_EQ(Move(), 0);
+  });
+
+  EXPECT_EQ(Read(kTarget), "secret");
+  EXPECT_EQ(ModeOf(kTarget), 0600U);
 }
 
 TEST_F(PrivateMove, SecondFile_LeavesTheFirstUnderAnotherName) {
