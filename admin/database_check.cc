@@ -291,7 +291,8 @@ class Checker {
     }
     Problem({kind,
              "Tokens of deleted " + owner + "s",
-             {"nothing: they grant no access, and vexosharing purge deletes them once "
+             {"no action needed: they grant no access, and vexosharing purge deletes "
+              "them once "
               "expired"},
              {std::to_string(tokens) + (tokens == 1 ? " token" : " tokens") +
               " of deleted " + owner + "s"}});
@@ -370,7 +371,7 @@ void CheckBlockList(Findings& findings) {
   Finding damaged = {
       "block_list",
       "Damaged list of blocked addresses",
-      {"nothing: the next failed login moves it aside and starts a new one"},
+      {"no action needed: the next failed login moves it aside and starts a new one"},
       {}};
   Finding moved = {"moved_block_list",
                    "Damaged lists of blocked addresses that were moved aside",
@@ -391,7 +392,7 @@ void CheckBlockList(Findings& findings) {
 
 void CheckUrls(Findings& findings) {
   Finding wrong = {
-      "url", "Wrong URL configuration", {"correct /usr/vexo/etc/sharing-url.conf"}, {}};
+      "url", "Invalid URL configuration", {"correct /usr/vexo/etc/sharing-url.conf"}, {}};
   if (!fs::exists(kUrlTool)) return;  // the other subcommands say that URLs are unknown
   FILE* const tool = popen(kUrlCheck, "re");  // NOLINT(cert-env33-c): a fixed path
   if (tool == nullptr) return;
