@@ -53,8 +53,8 @@ std::string Octal(mode_t mode) {
   return text.data();
 }
 
-/// Adds what is wrong with owner and mode, and the commands that mend it.  A missing file
-/// is skipped.
+/// Adds what is wrong with owner and mode, and the commands that correct it.  A missing
+/// file is skipped.
 void CheckMode(const std::string& path, mode_t mode, Finding& finding) {
   using namespace VEXO::base;
   struct stat status = {};
@@ -80,7 +80,7 @@ std::string SchemaFile(int version) {
   return text.str();
 }
 
-/// The schema that the installed schema files make.
+/// The schema that the installed schema files create.
 Schema ExpectedSchema() {
   int code = SQLITE_OK;
   const Connection connection = Connect(":memory:", SQLITE_OPEN_READWRITE, code);
@@ -207,7 +207,7 @@ class Checker {
   void Problem(const Finding& finding) { AddUnlessEmpty(findings_.problems, finding); }
 
   bool Read(const std::string& part, bool read) {
-    // Before the single pages, of which a person sees the first few.
+    // Before the single pages, because the text output shows the first items only.
     if (!read) {
       damage_.insert(damage_.begin(), part + ": " + database_.GetLastError());
     }
@@ -411,7 +411,7 @@ void CheckUrls(Findings& findings) {
 
 void CheckFiles(const std::string& path, Findings& findings) {
   Finding finding = {"file_mode", "Wrong owner or mode", {}, {}};
-  // Another database may lie in any folder.
+  // Another database may be in any folder.
   if (path == SZF_SHARING_DB_PATH) {
     CheckMode(path.substr(0, path.rfind('/')), kFolderMode, finding);
   }

@@ -4,7 +4,7 @@
 
 namespace command {
 
-/// Whether everything written to standard output so far arrived.
+/// Whether all writes to standard output so far succeeded.
 bool FlushOutput();
 
 /// Flushes standard output and returns the final exit code: an error when that fails, and
