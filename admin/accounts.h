@@ -4,11 +4,11 @@
 
 namespace admin {
 
-/// What the system's accounts say about a name or an id.
+/// Result of looking up an account by name or id.
 enum class Lookup {
   kFound,
   kNotFound,
-  kUnknown,  // the lookup itself failed, so nothing is known; errno says why
+  kUnknown,  // the lookup itself failed; the reason is in errno
 };
 
 /// `name`, unless null, receives the name that was found.

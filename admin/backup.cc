@@ -81,8 +81,8 @@ std::string KeptName(const std::string& path) {
   return path + ".before-restore-" + std::to_string(time(nullptr));
 }
 
-/// A verified copy of `from` under the name `to`, which nobody else sees before it is
-/// whole.
+/// A verified copy of `from` under the name `to`, which does not appear before the copy
+/// is complete.
 Error CopyTo(const std::string& from, const std::string& to,
              const PageProgress& progress) {
   using namespace VEXO::base;
@@ -137,10 +137,10 @@ Error CopyDatabase(const std::string& from, const std::string& to,
   if (!Run(source.get(), "BEGIN; SELECT COUNT(*) FROM sqlite_master")) {
     return CopyError(sqlite3_errcode(source.get()));
   }
-  Run(copy.get(), "PRAGMA synchronous = OFF");  // made safe as a whole, at the end
+  Run(copy.get(), "PRAGMA synchronous = OFF");  // synced once, at the end
   code = CopyPages(source.get(), copy.get(), progress);
   if (code != SQLITE_DONE) return CopyError(code);
-  // One file, which can be read where nothing can be written beside it.
+  // One file, which can be read in a directory that cannot be written.
   if (!Run(copy.get(), "PRAGMA journal_mode = DELETE")) {
     return CopyError(sqlite3_errcode(copy.get()));
   }

@@ -7,7 +7,7 @@
 
 namespace admin {
 
-/// Is told how many of the pages are done; false interrupts.
+/// Called with the number of pages copied so far and in total; false interrupts.
 using PageProgress = std::function<bool(long done, long total)>;
 
 /// Copies the database at `from`, while others use it, into the existing file `to` as one
@@ -17,14 +17,14 @@ Error CopyDatabase(const std::string& from, const std::string& to,
 
 /// What a restore did.
 struct Restored {
-  std::string kept;  // path of the former database; empty when there was none
+  std::string kept;  // path of the previous database; empty when there was none
   long links = 0;
 };
 
 /// Replaces the content of the database at `path` by that of the backup `file`, which is
-/// checked first, and keeps the former database beside it.  Programs that have a usable
-/// database open go on with the new content.  A damaged one is replaced as a file, so no
-/// other program may have it open.
+/// checked first, and keeps the previous database in the same directory.  Programs that
+/// have a usable database open continue with the new content.  A damaged one is replaced
+/// as a file, so no other program may have it open.
 Error RestoreDatabase(const std::string& file, const std::string& path,
                       const PageProgress& progress, Restored& restored);
 

@@ -68,7 +68,7 @@ DatabaseContent Judge(const std::string& path, const Marks& marks) {
 }
 
 /// The same for a database whose log may hold a newer header: it is read from a copy,
-/// since SQLite creates files beside what it opens.
+/// since SQLite creates files next to the one it opens.
 DatabaseContent ContentOfCopy(const std::string& path, const std::string& copy) {
   Marks marks = {};
   const auto read = [](void* out, int /*columns*/, char** values, char** /*names*/) {
@@ -156,7 +156,7 @@ Error CheckContent(const std::string& path, Access access) {
       return NotUsable(path, "file is not a database",
                        "restore a backup with vexosharing restore");
     case DatabaseContent::kUnknown:
-      // Neither a missing permission nor a path through a file.
+      // Other failures, such as a missing permission, have an errno of their own.
       return NotUsable(path, errno == EISDIR || errno == EINVAL ? "not a regular file"
                                                                 : strerror(errno));
     case DatabaseContent::kNothing:

@@ -16,11 +16,11 @@ enum class DatabaseContent {
   kLinks,        // a database of ours
   kNothing,      // no file, or an empty database
   kForeign,      // a database of another program
-  kNotDatabase,  // a regular file that is no database
-  kUnknown,      // it cannot be read; errno says why
+  kNotDatabase,  // a regular file that is not a database
+  kUnknown,      // it cannot be read; the reason is in errno
 };
 
-/// Reads what the file holds, and changes nothing in it or beside it.
+/// Reads what the file holds, and changes neither it nor its directory.
 DatabaseContent ContentOf(const std::string& path);
 
 /// An empty folder for private copies, for the system account alone, removed with what is
@@ -32,7 +32,7 @@ class PrivateFolder {
   PrivateFolder(const PrivateFolder&) = delete;
   PrivateFolder& operator=(const PrivateFolder&) = delete;
 
-  /// Empty when it could not be created; errno says why.
+  /// Empty when it could not be created; the reason is in errno.
   const std::string& path() const { return path_; }
   /// Copies a database with its logs; returns the path of the copy, empty on failure.
   std::string Copy(const std::string& database) const;

@@ -53,8 +53,8 @@ std::string Octal(mode_t mode) {
   return text.data();
 }
 
-/// Adds what is wrong with owner and mode, and the commands that mend it.  A missing file
-/// is skipped.
+/// Adds what is wrong with owner and mode, and the commands that correct it.  A missing
+/// file is skipped.
 void CheckMode(const std::string& path, mode_t mode, Finding& finding) {
   using namespace VEXO::base;
   struct stat status = {};
@@ -80,7 +80,7 @@ std::string SchemaFile(int version) {
   return text.str();
 }
 
-/// The schema that the installed schema files make.
+/// The schema that the installed schema files create.
 Schema ExpectedSchema() {
   int code = SQLITE_OK;
   const Connection connection = Connect(":memory:", SQLITE_OPEN_READWRITE, code);
@@ -207,7 +207,7 @@ class Checker {
   void Problem(const Finding& finding) { AddUnlessEmpty(findings_.problems, finding); }
 
   bool Read(const std::string& part, bool read) {
-    // Before the single pages, of which a person sees the first few.
+    // Before the single pages, because the text output shows the first items only.
     if (!read) {
       damage_.insert(damage_.begin(), part + ": " + database_.GetLastError());
     }
@@ -291,7 +291,8 @@ class Checker {
     }
     Problem({kind,
              "Tokens of deleted " + owner + "s",
-             {"nothing: they grant no access, and vexosharing purge deletes them once "
+             {"no action needed: they grant no access, and vexosharing purge deletes "
+              "them once "
               "expired"},
              {std::to_string(tokens) + (tokens == 1 ? " token" : " tokens") +
               " of deleted " + owner + "s"}});
@@ -370,7 +371,7 @@ void CheckBlockList(Findings& findings) {
   Finding damaged = {
       "block_list",
       "Damaged list of blocked addresses",
-      {"nothing: the next failed login moves it aside and starts a new one"},
+      {"no action needed: the next failed login moves it aside and starts a new one"},
       {}};
   Finding moved = {"moved_block_list",
                    "Damaged lists of blocked addresses that were moved aside",
@@ -391,7 +392,7 @@ void CheckBlockList(Findings& findings) {
 
 void CheckUrls(Findings& findings) {
   Finding wrong = {
-      "url", "Wrong URL configuration", {"correct /usr/vexo/etc/sharing-url.conf"}, {}};
+      "url", "Invalid URL configuration", {"correct /usr/vexo/etc/sharing-url.conf"}, {}};
   if (!fs::exists(kUrlTool)) return;  // the other subcommands say that URLs are unknown
   FILE* const tool = popen(kUrlCheck, "re");  // NOLINT(cert-env33-c): a fixed path
   if (tool == nullptr) return;
@@ -410,7 +411,7 @@ void CheckUrls(Findings& findings) {
 
 void CheckFiles(const std::string& path, Findings& findings) {
   Finding finding = {"file_mode", "Wrong owner or mode", {}, {}};
-  // Another database may lie in any folder.
+  // Another database may be in any folder.
   if (path == SZF_SHARING_DB_PATH) {
     CheckMode(path.substr(0, path.rfind('/')), kFolderMode, finding);
   }

@@ -9,12 +9,12 @@
 
 namespace admin {
 
-/// One kind of fault, or of remark.
+/// The problems or remarks of one kind.
 struct Finding {
   std::string kind;  // for programs
   std::string text;
   std::vector<std::string> advice;  // one step each
-  std::vector<std::string> items;   // what it was found in
+  std::vector<std::string> items;   // where it was found
 };
 
 struct Findings {
@@ -23,7 +23,7 @@ struct Findings {
   long links = 0;                // checked
 };
 
-/// Checks owner and mode of a database and of the files beside it.
+/// Checks owner and mode of a database and of the files that belong to it.
 void CheckFiles(const std::string& path, Findings& findings);
 
 /// Checks what an open database holds: pages, schema, rows, accounts that links refer to.
@@ -34,8 +34,8 @@ Error CheckDatabase(VEXO::sharing::db::SharingDB& database,
                     const std::function<bool(long done, long total)>& progress,
                     Findings& findings);
 
-/// Checks what surrounds the system's own database: the list of blocked addresses and the
-/// configuration of URLs.
+/// Checks what belongs to the system's own database: the list of blocked addresses and
+/// the configuration of URLs.
 void CheckSystem(Findings& findings);
 
 /// Creates missing indexes and triggers again.

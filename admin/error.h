@@ -6,7 +6,7 @@
 
 namespace admin {
 
-// Codes of errors, for programs.  docs/webapi.md says what each means.
+// Codes of errors, for programs.  docs/webapi.md explains them.
 inline constexpr char kBadParameter[] = "bad_parameter";
 inline constexpr char kMissingParameter[] = "missing_parameter";
 inline constexpr char kUnknownUser[] = "unknown_user";
@@ -18,7 +18,7 @@ inline constexpr char kDatabaseNotUsable[] = "database_not_usable";
 inline constexpr char kInterrupted[] = "interrupted";
 inline constexpr char kFailed[] = "failed";
 
-/// Why an operation failed; none while the code is empty.
+/// Why an operation failed.  An empty code means no error.
 struct Error {
   std::string code;
   std::string message;

@@ -61,7 +61,7 @@ class Builder : public nlohmann::json_sax<nlohmann::json> {
   }
   bool Add(Json::Value value) { return Place(std::move(value)) != nullptr; }
   bool Open(Json::ValueType type) {
-    if (open_.size() == kMaxDepth) return Refuse("nested too deep");
+    if (open_.size() == kMaxDepth) return Refuse("nested too deeply");
     open_.push_back(Place(Json::Value(type)));
     return true;
   }

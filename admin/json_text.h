@@ -7,7 +7,7 @@
 
 namespace admin {
 
-/// Reads JSON by the letter of RFC 8259: UTF-8, no repeated names, integers of 64 bits,
+/// Parses JSON strictly by RFC 8259: UTF-8, no repeated names, integers of 64 bits,
 /// nested less than 500 deep, which the library can read back from a link.  False, with
 /// `reason` and `out` unchanged, for anything else.
 bool ParseJson(const std::string& text, Json::Value& out, std::string& reason);

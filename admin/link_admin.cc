@@ -39,7 +39,7 @@ Error LinkAdmin::Run(Change change, bool is_undo) {
   Transaction transaction(database_);
   Error error = transaction.good() ? Error{} : Failed();
   if (!error) error = change();
-  if (!is_undo && Stopped()) {  // it may be the reason of a failure
+  if (!is_undo && Stopped()) {  // may be the reason for the failure
     return {kInterrupted, "interrupted: nothing was changed", ""};
   }
   if (error) return error;

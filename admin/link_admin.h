@@ -35,14 +35,14 @@ struct ImportCounts {
   long disabled = 0;  // of the imported ones
 };
 
-/// An imported link that got another hash than its own.
+/// An imported link that got a new hash.
 struct NewHash {
   std::string from;
   std::string to;
 };
 
-/// Which links a purge is for.  Without an owner, and without every owner named, it
-/// leaves links that are kept (auto_gc not set).
+/// Which links a purge deletes.  With neither `owner` nor `every_owner`, links without
+/// auto_gc are kept.
 struct PurgeScope {
   bool links_only = false;
   bool every_owner = false;
@@ -51,29 +51,29 @@ struct PurgeScope {
 };
 
 /// The operations of administrators on links.  Each is one transaction: an error means
-/// that nothing was changed.  `stopped`, if not null, is asked before a change, which is
-/// then left out with the error kInterrupted; an undo is done all the same.
+/// that nothing was changed.  If `stopped` is not null and returns true before a change,
+/// the change is not made, and the error is kInterrupted.  An undo is always made.
 class LinkAdmin {
  public:
   explicit LinkAdmin(BaseDB& database, bool (*stopped)() = nullptr);
 
-  /// Fills id and hash; `readable` says whether the rest is filled too.
+  /// Fills id and hash.  `readable` is false when the rest could not be read.
   Error Find(const std::string& hash, Entry& link, bool& readable);
   /// Finds a readable link.
   Error Find(const std::string& hash, Entry& link);
 
-  /// Stores a link of NewLink under a fresh random hash.
+  /// Stores a link made by NewLink under a new random hash.
   Error Create(Entry& link);
-  /// Deletes a link created just now; says what was done.
+  /// Deletes a link created just now.  Returns a message with what was done.
   std::string UndoCreate(const Entry& link);
 
   /// Changes a link; deletes its tokens when its access changed.
   Error Edit(const std::string& hash, const LinkSettings& settings, StoredLink& stored);
   /// Restores the link as it was, with the uses counted since, unless it has been changed
-  /// again; says what was done.  Tokens stay deleted.
+  /// again.  Returns a message with what was done.  Tokens stay deleted.
   std::string UndoEdit(const StoredLink& stored);
 
-  /// Gives the link a fresh random hash and deletes its tokens.
+  /// Gives the link a new random hash and deletes its tokens.
   Error Rotate(const std::string& hash, StoredLink& stored);
 
   /// Deletes a link, an unreadable one too; its tokens are deleted with it.
@@ -81,8 +81,8 @@ class LinkAdmin {
   /// Deletes the tokens of a link, of an unreadable one too.
   Error Revoke(const std::string& hash, long& revoked);
 
-  /// Stores links of ParseLinkLine under their hashes.  One whose hash exists is skipped,
-  /// or gets a fresh one with `new_hash`.  Adds to `counts`.
+  /// Stores links read by ParseLinkLine under their hashes.  A link whose hash exists is
+  /// skipped, or gets a new one with `new_hash`.  Adds to `counts`.
   Error Import(std::vector<LineLink>& links, bool new_hash, ImportCounts& counts,
                std::vector<NewHash>& renamed);
 
@@ -91,7 +91,7 @@ class LinkAdmin {
 
   /// Deletes expired links of the scope with their tokens; then, unless it is for links
   /// only, expired sessions and tokens.
-  /// `begin` is told when each of the three steps begins.
+  /// `begin` is called at the beginning of each of the three steps.
   Error Purge(const PurgeScope& scope, PurgeCounts& counts,
               const std::function<void(long step)>& begin = nullptr);
   Error PurgeSessions(PurgeCounts& counts);

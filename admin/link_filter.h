@@ -8,12 +8,13 @@
 
 namespace admin {
 
-/// Which links an operation is for; what is not set does not narrow it.
+/// Selects links.  A member that is not set matches every link.
 struct LinkFilter {
   std::string project;
   std::optional<unsigned int> owner;
   std::string state;   // name of a LinkState
-  std::string search;  // in title, application data and note, without regard to case
+  std::string search;  // in title, application data and note; the case of ASCII letters
+                       // is ignored
 
   bool empty() const {
     return project.empty() && !owner && state.empty() && search.empty();

@@ -19,9 +19,9 @@ namespace admin {
 /// of a project, since only the hash at the end differs.
 class LinkUrls {
  public:
-  /// Empty when the tool does not answer; it is not asked again then.
+  /// Empty when the tool fails; it is not run again then.
   std::string Get(const Entry& link);
-  /// Whether the tool failed to answer.
+  /// Whether the tool has failed.
   bool unknown() const { return unknown_; }
 
  private:
@@ -65,7 +65,7 @@ Json::Value LinkCountsJson(const LinkCounts& counts);
 /// Rows of the table of sessions or tokens.
 struct VisitorCounts {
   long total = 0;
-  long alive = 0;  // their deadline lies ahead
+  long alive = 0;  // not expired
 };
 Error CountVisitors(BaseDB& database, const std::string& table, long now,
                     VisitorCounts& counts);

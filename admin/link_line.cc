@@ -75,7 +75,7 @@ const std::vector<Member>& Members() {
   return members;
 }
 
-/// Empty when the value is of the kind, or what it must be.
+/// Empty when the value is of the kind; otherwise what it must be.
 std::string Fault(const Json::Value& value, Kind kind) {
   const auto number = [&value](long most) {
     const bool good = value.isInt64() && value.asInt64() >= 0 && value.asInt64() <= most;
@@ -138,7 +138,7 @@ std::string CheckMembers(Json::Value& line) {
   return "";
 }
 
-/// Checks what the members say together, and finds the owner: by name, or by number
+/// Checks the combination of the members, and finds the owner: by name, or by number
 /// without a name, since the number of a named user may belong to another user here.
 std::string CheckMeaning(Json::Value& line) {
   const std::string hash = line[SZK_HASH].asString();
@@ -175,8 +175,8 @@ std::string CheckMeaning(Json::Value& line) {
   return "";
 }
 
-/// Moves the names that are known here from `names` to `ids`, and removes what is there
-/// twice.
+/// Moves the names that are known on this machine from `names` to `ids`, and removes
+/// duplicates.
 template <class ToId>
 void Resolve(Json::Value& names, Json::Value& ids, ToId to_id) {
   std::set<std::string> unknown;
@@ -213,7 +213,7 @@ Json::Value Data(const Json::Value& line) {
 }
 
 /// Lets the database make a row of the columns, so that the link is what the library
-/// would read: ids without a name beside names without an id cannot be set otherwise.
+/// would read.  Its setters cannot set both ids without a name and names without an id.
 bool ReadAsRow(db::BaseDB& database, const std::map<std::string, std::string>& columns,
                Entry& link) {
   Result result;

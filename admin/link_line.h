@@ -19,14 +19,14 @@ std::string LinkLine(const Entry& link, bool with_secrets);
 /// A link read from a line.
 struct LineLink {
   Entry link;
-  /// The link is protected by a password that the line does not hold.  It is disabled,
-  /// under a password that nobody knows.
+  /// The link is protected by a password that the line does not hold.  It is disabled
+  /// and has a random password.
   bool without_password = false;
 };
 
 /// Reads a line.  The error names what is wrong: a member that is missing, unknown or of
-/// the wrong type, a hash that cannot stand in a URL, or an owner who does not exist
-/// here.  It never holds a secret.  `database` only helps to build the record.
+/// the wrong type, a hash that cannot be part of a URL, or an owner who does not exist
+/// on this machine.  It never holds a secret.  `database` only helps to build the record.
 Error ParseLinkLine(const std::string& text, VEXO::sharing::db::BaseDB& database,
                     LineLink& line);
 

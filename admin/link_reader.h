@@ -19,8 +19,8 @@ struct UnreadableLink {
   std::string hash;
 };
 
-/// Reads links from the database.  Memory holds their row ids and a batch of rows,
-/// however many there are.  A link deleted meanwhile is skipped.
+/// Reads links from the database.  Only their row ids and one batch of rows are held in
+/// memory.  A link deleted meanwhile is skipped.
 class LinkReader {
  public:
   /// `condition` (empty: every link), `order` and `limit` (empty: all) are SQL from the

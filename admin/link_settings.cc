@@ -35,7 +35,7 @@ Error ApplyTimes(const LinkSettings& settings, Entry& link) {
   }
   if (settings.start_at) link.set_start_at(*settings.start_at);
   if (settings.expire_at) link.set_expire_at(*settings.expire_at);
-  // A link that is so already can still be changed otherwise.
+  // Other settings of a link that already has such times can still be changed.
   const bool wrong =
       link.get_expire_at() != 0 && link.get_start_at() > link.get_expire_at();
   if (wrong && (settings.start_at || settings.expire_at)) {
@@ -130,7 +130,7 @@ Error NewLink(const LinkSettings& settings, Entry& link) {
   }
   link.set_app(Json::Value(Json::objectValue));
   if (Error error = ApplySettings(settings, link)) return error;
-  // Empty lists must not make an open link of one that was meant for users.
+  // A link that was meant for users must not be open because its lists are empty.
   const bool listed = settings.users || settings.groups;
   if (listed && !settings.protect_type &&
       link.get_protect_type() == Entry::PROTECT_NONE) {

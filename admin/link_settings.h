@@ -34,7 +34,7 @@ struct LinkSettings {
   std::optional<std::string> title;
   std::optional<Entry::RedirectType> redirect_type;
   std::optional<std::string> redirect_uri;
-  /// Left out, a password makes it PROTECT_PASSWORD, and users or groups PROTECT_USER.
+  /// If not set, a password makes it PROTECT_PASSWORD, and users or groups PROTECT_USER.
   std::optional<Entry::ProtectType> protect_type;
   std::optional<std::vector<std::string>> users;
   std::optional<std::vector<std::string>> groups;

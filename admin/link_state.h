@@ -6,8 +6,8 @@
 
 namespace admin {
 
-/// What a visitor who wants to log in meets: the first that holds of disabled, not
-/// started, expired and use limit reached, the order in which the login checks.
+/// Whether a visitor can log in.  When several states apply, it is the first in the order
+/// in which the login checks: disabled, not started, expired, use limit reached.
 enum class LinkState { kUsable, kNotStarted, kExpired, kUsedUp, kDisabled };
 
 inline constexpr LinkState kLinkStates[] = {LinkState::kUsable, LinkState::kNotStarted,

@@ -8,8 +8,8 @@
 #include "entry.h"
 #include "result.h"
 
-// Every SQL text that the administrator's programs need.  Functions answer false when the
-// database refused; its GetLastError holds the reason.
+// Every SQL text that the administrator's programs need.  Functions return false when the
+// statement failed; GetLastError of the database has the reason.
 
 namespace admin {
 
@@ -20,7 +20,7 @@ using VEXO::sharing::record::Entry;
 // Conditions; an empty one matches every row.
 std::string OfLink(const Entry& link);  // tokens of a link
 std::string WithId(long id);
-std::string Alive(long now);  // sessions or tokens whose deadline lies ahead
+std::string Alive(long now);  // sessions or tokens that have not expired
 std::string DamagedSession();
 std::string DamagedToken();
 
@@ -29,7 +29,7 @@ bool CountRows(BaseDB& database, const std::string& table, const std::string& co
 /// Reads the rows that match, in the order of their ids, `limit` (0: all) from `offset`.
 bool SelectRows(BaseDB& database, const std::string& columns, const std::string& table,
                 const std::string& condition, long offset, long limit, Result& result);
-/// Deletes the rows that match; `count` says how many.
+/// Deletes the rows that match; `count` is their number.
 bool DeleteRows(BaseDB& database, const std::string& table, const std::string& condition,
                 long& count);
 
@@ -42,7 +42,7 @@ bool SelectLinksByIds(BaseDB& database, const std::vector<int>& ids,
 /// Columns "project_name", "state", "links" and "logins", by project and state.
 bool CountLinksByState(BaseDB& database, long now, Result& result);
 bool SetOwner(BaseDB& database, unsigned int from, unsigned int to, long& count);
-/// A row made of the columns, none of which comes from the table.
+/// One row with these values, by column name; reads no table.
 bool SelectValues(BaseDB& database, const std::map<std::string, std::string>& columns,
                   Result& result);
 
@@ -54,7 +54,7 @@ bool SelectApplicationId(BaseDB& database, long& application_id);
 bool SelectSchemaVersion(BaseDB& database, long& version);
 /// Columns "type", "name" and "sql" of every table, index and trigger.
 bool SelectSchema(BaseDB& database, Result& result);
-/// Column "integrity_check", one row a fault.
+/// Column "integrity_check", one row for each fault.
 bool CheckIntegrity(BaseDB& database, Result& result);
 
 /// Makes the tables of another database visible as "backup", until it is detached.

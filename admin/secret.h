@@ -21,7 +21,7 @@ class Secret {
   void Clear() { text_.clear(); }
   /// False when the text already has its greatest length.
   bool Append(char character);
-  /// Removes a carriage return at the end: part of a line end of other systems.
+  /// Removes a carriage return at the end: some systems end lines with it.
   void RemoveCarriageReturn();
   /// Generates a password of 20 letters and digits without look-alikes, about 116 bits.
   /// False, with errno, when the kernel supplies no random numbers.

@@ -12,9 +12,9 @@ struct CloseConnection {
 };
 using Connection = std::unique_ptr<sqlite3, CloseConnection>;
 
-/// A connection on a file that exists, for what the library does not offer.  `flags` are
-/// those of sqlite3_open_v2.  It waits for others as long as the library does.  Null,
-/// with `code`, when there is none to be had.
+/// Opens an existing database, for what the library does not offer.  `flags` are those of
+/// sqlite3_open_v2.  The connection waits for locks as long as the library does.  Null,
+/// with SQLite's result in `code`, on failure.
 Connection Connect(const std::string& path, int flags, int& code);
 
 }  // namespace admin

@@ -9,7 +9,7 @@
 
 namespace VEXO::base {
 
-/// A new file that appears under its name whole or not at all.  It is written under
+/// A new file that appears under its name completely or not at all.  It is written under
 /// another name in the same folder, where only its owner may read it, and removed at the
 /// end unless it was put in place.  Functions that return false leave the reason in
 /// errno.

@@ -5,11 +5,11 @@
 
 namespace VEXO::base {
 
-/// Takes one setting.  Returns why it is refused, or an empty text when it is accepted.
+/// Applies one setting.  Returns why it is refused, or an empty text.
 using ApplySetting =
     std::function<std::string(const std::string& key, const std::string& value)>;
 
-/// Is told of a line that was skipped: its number, from 1, and why.
+/// Called for each line that is skipped, with its number (from 1) and the reason.
 using ReportLine = std::function<void(int line, const std::string& reason)>;
 
 enum class FileRead {

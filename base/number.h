@@ -7,9 +7,9 @@
 
 namespace VEXO::base {
 
-/// The number that the whole text is: decimal digits, with a minus sign before them when
-/// `low` is negative.  Nothing for any other text (blanks, a plus sign, no digit) and for
-/// a number below `low` or above `high`.
+/// Parses a text that is a number and nothing else: decimal digits, with a minus sign
+/// before them when `low` is negative.  Nothing for any other text (blanks, a plus sign,
+/// no digit) and for a number below `low` or above `high`.
 template <class T>
 std::optional<T> ParseNumber(std::string_view text, T low, T high) {
   if (!text.empty() && text.front() == '-' && !(low < 0)) return std::nullopt;

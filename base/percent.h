@@ -13,8 +13,8 @@ bool IsUnreserved(char c);
 /// The text with `%XX` for every byte that is neither unreserved nor in `also_plain`.
 std::string PercentEncode(std::string_view text, std::string_view also_plain = "");
 
-/// The byte that the three characters `%XX` at `position` stand for; nothing when there
-/// is no such escape.
+/// The byte that the three characters `%XX` at `position` encode; nothing when there is
+/// no such escape.
 std::optional<char> PercentDecodeAt(std::string_view text, size_t position);
 
 }  // namespace VEXO::base

@@ -15,8 +15,8 @@ constexpr std::uint64_t kDraws = std::uint64_t{1} << 32;  // how many numbers th
 RandomDraw::~RandomDraw() { explicit_bzero(numbers_, sizeof(numbers_)); }
 
 bool RandomDraw::Below(std::uint64_t range, std::uint64_t* out) {
-  // The remainder would favour small numbers: draws from the incomplete last turn of the
-  // range are thrown away.
+  // 2^32 may not be a multiple of the range.  Draws beyond the last full multiple would
+  // make small numbers more likely, so they are discarded.
   const std::uint64_t whole_turns = kDraws - kDraws % range;
   std::uint32_t number = 0;
   do {
@@ -35,7 +35,7 @@ bool RandomDraw::Next(std::uint32_t* number) {
 bool RandomDraw::Fill() {
   ssize_t got = 0;
   do {
-    got = getrandom(numbers_, sizeof(numbers_), 0);  // so few bytes come whole
+    got = getrandom(numbers_, sizeof(numbers_), 0);  // never cut short for so few bytes
   } while (got == -1 && errno == EINTR);
   if (got != static_cast<ssize_t>(sizeof(numbers_))) return false;
   left_ = kCount;

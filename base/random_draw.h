@@ -8,7 +8,7 @@
 namespace VEXO::base {
 
 /// Draws numbers from the kernel's cryptographic generator, which it asks for a few at a
-/// time.  What it fetched is wiped at the end.  Meant to live as long as one call: it
+/// time.  Its buffer is wiped at the end.  Meant to live as long as one call: it
 /// must not be shared by threads or used on both sides of a fork.
 class RandomDraw {
  public:
@@ -18,7 +18,7 @@ class RandomDraw {
   ~RandomDraw();
 
   /// Stores a number below `range` (1 to 2^32), each with the same probability.  False,
-  /// with the reason in errno, when the kernel hands out none.
+  /// with the reason in errno, when the kernel supplies none.
   bool Below(std::uint64_t range, std::uint64_t* out);
 
  private:

@@ -41,8 +41,8 @@ enum VexoSharingLoginResult { SHARING_LOGIN_RESULTS(SHARING_RESULT_CONSTANT) };
 /// Results of VexoSharingIsAuthorized.
 enum VexoSharingCheckResult { SHARING_CHECK_RESULTS(SHARING_RESULT_CONSTANT) };
 
-/// What a result of VexoSharingLogin means, as a static text; "unknown result" for a
-/// number that is none.
+/// What a result of VexoSharingLogin means, as a static text; "unknown result" for any
+/// other number.
 static inline const char* VexoSharingLoginMeaning(int result) {
   switch (result) {
     SHARING_LOGIN_RESULTS(SHARING_RESULT_MEANING)
@@ -52,7 +52,7 @@ static inline const char* VexoSharingLoginMeaning(int result) {
 }
 
 /// What a result of VexoSharingIsAuthorized means, as a static text; "unknown result" for
-/// a number that is none.
+/// any other number.
 static inline const char* VexoSharingCheckMeaning(int result) {
   switch (result) {
     SHARING_CHECK_RESULTS(SHARING_RESULT_MEANING)

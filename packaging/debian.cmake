@@ -14,8 +14,8 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 
-# Libraries of other packages are found by dpkg-shlibdeps.  It says nothing of those that are
-# built here, which belong to no package yet: they are named.
+# dpkg-shlibdeps finds the libraries of other packages.  The libraries that are built here
+# belong to no package yet, so the dependencies on them are listed below.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
 set(version ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})
@@ -56,9 +56,9 @@ vexo_package(common vexosharing-common
           ${debian}/vexosharing-common/postinst ${debian}/vexosharing-common/postrm
           ${debian}/vexosharing-common/templates
   DESCRIPTION
-    "This package has the schema of the database, the folders of the data and the\n\
-PAM configuration.  Removing or purging it keeps the sharing links, unless\n\
-debconf is told to delete them.")
+    "This package contains the schema of the database, the folders of the data and\n\
+the PAM configuration.  Removing or purging it keeps the sharing links, unless\n\
+the administrator has chosen otherwise with debconf.")
 set(CPACK_DEBIAN_COMMON_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_COMMON_PACKAGE_RECOMMENDS debconf)
 # Before release 2 the libraries had these files.
@@ -89,8 +89,8 @@ vexo_package(development libvexosharing-dev
   SECTION libdevel
   DEPENDS ${development_depends} libjsoncpp-dev pkg-config
   DESCRIPTION
-    "These are the headers, and what pkg-config and CMake need to find the\n\
-libraries.")
+    "This package contains the headers, and the files with which pkg-config and\n\
+CMake find the libraries.")
 
 vexo_package(tools vexosharing-tools
   SECTION admin
@@ -98,7 +98,7 @@ vexo_package(tools vexosharing-tools
   CONTROL ${debian}/vexosharing-tools/postinst ${debian}/vexosharing-tools/prerm
           ${debian}/vexosharing-tools/postrm
   DESCRIPTION
-    "These are the administrator's command vexosharing, the two tools that the\n\
+    "This package contains the administrator's command vexosharing, the two tools that the\n\
 sharing library runs, and a timer that deletes expired links.")
 
 # The command is in the administrator's PATH.

@@ -107,7 +107,7 @@ class CheckIncludesTest(unittest.TestCase):
     def test_unknown_room_is_found(self):
         self.plant("src/attic/old.cc", "")
 
-        self.expect_fault("src/attic/old.cc: is in no room")
+        self.expect_fault("src/attic/old.cc: is in no layer")
 
     def test_missing_file_is_found(self):
         self.plant("src/db/base_db.cc", '#include "no_such.h"')

@@ -374,7 +374,7 @@ TEST(Schema, FailedStep_LeavesNoTransactionOpenAndNoChanges) {
 }
 
 // In each file a statement in the middle fails.
-TEST(Schema, EachFile_RunsWholeOrNotAtAll) {
+TEST(Schema, EachFile_RunsCompletelyOrNotAtAll) {
   { BaseDB db(kDatabase, 0660); }
   SqlValue(kDatabase, "CREATE TABLE other (a); CREATE INDEX token ON other (a)");
   EXPECT_FALSE(SharingDB().IsGood());

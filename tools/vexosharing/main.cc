@@ -32,7 +32,7 @@ const char kFooter[] =
     "  2    usage error\n"
     "  3    the database cannot be used\n"
     "  130  interrupted\n"
-    "  141  the reader of standard output has left";
+    "  141  the reader of standard output has closed it";
 
 /// The command with its subcommand, as in "vexosharing create".
 std::string CommandPath(const CLI::App& app) {

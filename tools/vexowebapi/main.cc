@@ -21,7 +21,7 @@ constexpr int kDone = 0;
 constexpr int kFailed = 1;
 constexpr int kWrongCall = 2;
 
-// What every call names.
+// The parameters of every call.
 const char kApi[] = "api";
 const char kVersion[] = "version";
 const char kMethod[] = "method";
@@ -51,7 +51,7 @@ std::vector<Method> MethodsOf(const std::string& api) {
   return {};
 }
 
-/// Why the parameters are not those of the method, as far as their names tell.
+/// Checks the names of the parameters: the method must know them.
 Error CheckNames(const Method& method, const Parameters& parameters) {
   for (const std::string& name : parameters.names()) {
     if (IsSecret(name)) {
@@ -71,7 +71,7 @@ Error CheckNames(const Method& method, const Parameters& parameters) {
   return {};
 }
 
-/// Reads the arguments, which must name what every call names.
+/// Reads the arguments, which must include the parameters of every call.
 Error ReadArguments(const std::vector<std::string>& arguments, Parameters& parameters) {
   for (const std::string& argument : arguments) {
     if (!parameters.Add(argument)) {

@@ -30,10 +30,10 @@ class Response {
   /// One line of JSON in ASCII, whatever bytes a row of the database holds.
   std::string Text() const;
 
-  /// Sets what undoes the call, and says what it did, when the response is lost and with
-  /// it the only copy of a password or hash.
+  /// Sets the function that undoes the call if the response, and with it the only copy of
+  /// a password or hash, is lost.  It returns a message with what it did.
   void OnLoss(std::function<std::string()> undo) { undo_ = std::move(undo); }
-  /// Undoes the call if that is needed; says what was done.
+  /// Undoes the call if that is needed.  Returns a message with what was done.
   std::string Undo() const;
 
  private:

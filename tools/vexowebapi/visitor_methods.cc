@@ -20,7 +20,8 @@ using admin::Access;
 // Row ids are positive numbers of the type int.
 constexpr long kMaxId = std::numeric_limits<int>::max();
 
-/// Row id and deadline, and whether that lies ahead.  False when it is no number.
+/// Row id and deadline, and whether the row has not expired.  False when the deadline is
+/// not a number.
 bool ReadDeadline(const db::Row& row, Json::Value& view) {
   const long deadline = row.GetField(SZK_TIMEOUT).AsTime(-1);
   if (deadline < 0) return false;

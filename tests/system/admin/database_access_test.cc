@@ -237,7 +237,7 @@ class DatabaseAccessTest : public Database {
   }
 };
 
-TEST_F(DatabaseAccessTest, Create_MakesADatabaseOfTheSystemAccount) {
+TEST_F(DatabaseAccessTest, Create_NoFile_CreatesADatabaseOfTheSystemAccount) {
   Create(Path("a.db"));
   EXPECT_EQ(OwnerAndMode(Path("a.db")), "660 1:1");
   EXPECT_EQ(ContentOf(Path("a.db")), DatabaseContent::kLinks);

@@ -161,7 +161,7 @@ class Check(CommandTest):
         self.assertEqual(self.problems(), {"damaged_session": ["id 1"],
                                            "damaged_token": ["id 1"]})
 
-    def test_missing_schemaes_and_triggers_are_named_and_repaired(self):
+    def test_missing_indexes_and_triggers_are_named_and_repaired(self):
         self.create()
         names = self.sql("SELECT type, name FROM sqlite_master WHERE sql IS NOT NULL AND "
                          "type IN ('index', 'trigger') ORDER BY type, name")
@@ -175,7 +175,7 @@ class Check(CommandTest):
         self.assertEqual(self.json("check", "--repair")["problems"], [])
         self.assertEqual(len(self.links()), 1)
 
-    def test_table_of_other_columns_is_named(self):
+    def test_table_with_unexpected_columns_is_named(self):
         self.create()
         self.sql("ALTER TABLE session ADD COLUMN more TEXT")
         self.assertEqual(self.problems(), {"wrong_table": ["table session"]})
@@ -194,7 +194,7 @@ class Check(CommandTest):
                       [(one["kind"], one["items"]) for one in found["remarks"]])
         self.assertEqual(blocks.read_bytes(), b"no database" * 500)
 
-    def test_wrong_url_configuration_is_reported_as_the_url_tool_says(self):
+    def test_invalid_url_configuration_is_reported_as_the_url_tool_reports_it(self):
         self.create()
         self.install_url_tool('[ "$1" = --check ] && echo "line 1: no host" && exit 1')
         self.assertEqual(self.problems(), {"url": ["line 1: no host"]})

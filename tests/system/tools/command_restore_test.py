@@ -54,11 +54,11 @@ class Restore(RestoreTest):
                          (1, 1, 0o660))
         self.assertEqual(self.json("check")["problems"], [])
 
-    def test_text_names_the_former_database(self):
+    def test_text_names_the_previous_database(self):
         self.back_up()
 
         self.assertRegex(self.out("restore", str(self.backup)),
-                         rf"^Restored 1 link; the former database is {DATABASE}\.before-"
+                         rf"^Restored 1 link; the previous database is {DATABASE}\.before-"
                          r"restore-\d+\.\n$")
 
     def test_missing_database_is_created(self):

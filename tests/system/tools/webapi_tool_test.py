@@ -191,7 +191,7 @@ class Call(WebApiTest):
         self.error("unknown_parameter", LINK, "get", {"hash": "a", "Hash": "a"})
         self.error("unknown_parameter", SESSION, "get", {"id": 1, "session_id": "a"})
 
-    def test_other_users_are_refused_before_anything_is_looked_at(self):
+    def test_other_users_are_refused_before_any_other_check(self):
         self.create()
 
         for uid in (ALICE, 2):
@@ -316,14 +316,14 @@ class Database(WebApiTest):
              (TOKEN, "list", {}), (TOKEN, "get", {"id": 1}), (TOKEN, "delete", {"id": 1}),
              (TOKEN, "purge", {}), (TOKEN, "info", {})]
 
-    def test_only_create_makes_a_missing_database(self):
+    def test_only_create_creates_a_missing_database(self):
         for api, method, parameters in self.CALLS:
             self.error("no_database", api, method, parameters)
             self.assertEqual(list(FOLDER.iterdir()), [])
         self.create()
         self.assertTrue(DATABASE.exists())
 
-    def test_empty_file_is_no_database_until_create_makes_one_of_it(self):
+    def test_empty_file_is_no_database_until_create_is_called(self):
         DATABASE.touch()
         DATABASE.chmod(0o660)
         os.chown(DATABASE, 1, 1)
@@ -335,7 +335,7 @@ class Database(WebApiTest):
 
         self.assertEqual(self.data(LINK, "info")["total"], 1)
 
-    def test_wrong_create_makes_no_database(self):
+    def test_invalid_create_creates_no_database(self):
         self.error("bad_parameter", LINK, "create",
                    {"project_name": "p", "owner_user": "alice", "app": "{"})
         self.assertEqual(list(FOLDER.iterdir()), [])
@@ -437,7 +437,7 @@ class Database(WebApiTest):
         self.assertEqual(self.data(LINK, "set", {"hash": name, "enabled": False})["revoked"],
                          1)
 
-    def test_change_that_fails_half_way_is_taken_back(self):
+    def test_change_that_fails_half_way_is_rolled_back(self):
         name = self.create(protect_users="alice")
         session, token = self.add_visitor(name)
         for table in ("entry", "session", "token"):
@@ -523,7 +523,7 @@ class Create(WebApiTest):
             for value in ("", "yes", "TRUE", "2"):
                 self.assertIn(name, self.refuse("bad_parameter", **{name: value}))
 
-    def test_number_stands_for_a_flag(self):
+    def test_number_is_accepted_as_a_flag(self):
         link = self.data(LINK, "get", {"hash": self.create(enabled=0, auto_gc=1)})["link"]
         self.assertEqual((link["enabled"], link["auto_gc"]), (False, True))
 
@@ -538,7 +538,7 @@ class Create(WebApiTest):
                           r'{"a":"\ud83d', r'{"a":"\u'):
                 self.assertIn(name, self.refuse("bad_parameter", **{name: value}))
 
-    def test_deepest_json_taken_reads_back(self):
+    def test_deepest_accepted_json_can_be_read_back(self):
         deep = '{"a":' * 499 + "1" + "}" * 499
         name = self.create(app=deep, private_data=deep)
 
@@ -646,7 +646,7 @@ class Create(WebApiTest):
             for secret in secrets:
                 self.assertNotIn(secret, json.dumps(answer))
 
-    def test_link_without_random_bytes_is_not_made(self):
+    def test_link_is_not_created_without_random_bytes(self):
         for parameters, code in (({"generate_password": True}, "failed"),
                                  ({}, "database_not_usable")):
             message = self.error(code, LINK, "create", {
@@ -733,7 +733,7 @@ class List(WebApiTest):
 
         self.assertEqual(self.data(LINK, "list")["items"][0]["project_name"], "a\ufffdb")
 
-    def test_state_says_whether_a_visitor_can_log_in(self):
+    def test_state_is_whether_a_visitor_can_log_in(self):
         now = int(time.time())
         cases = {"usable": {"expire_times": 1, "start_at": now - 10, "expire_at": now + 1000},
                  "not_started": {"start_at": now + 1000}, "expired": {"expire_at": now - 10},

@@ -183,9 +183,9 @@ TEST(JsonText, Depth_IsLessThan500) {
   const size_t most = 499;
   EXPECT_EQ(Rejection(Nested(most, "[", "", "]")), kAccepted);
   EXPECT_EQ(Rejection(Nested(most, "{\"a\":", "1", "}")), kAccepted);
-  EXPECT_EQ(Rejection(Nested(most + 1, "[", "", "]")), "nested too deep");
-  EXPECT_EQ(Rejection(Nested(most + 1, "{\"a\":", "1", "}")), "nested too deep");
-  EXPECT_EQ(Rejection(std::string(1000000, '[')), "nested too deep");
+  EXPECT_EQ(Rejection(Nested(most + 1, "[", "", "]")), "nested too deeply");
+  EXPECT_EQ(Rejection(Nested(most + 1, "{\"a\":", "1", "}")), "nested too deeply");
+  EXPECT_EQ(Rejection(std::string(1000000, '[')), "nested too deeply");
 }
 
 TEST(JsonText, IntegerOf64Bits_IsExact) {

@@ -59,7 +59,7 @@ class LinkAdminTest : public AdminTest {
   LinkSettings settings_;
 };
 
-TEST_F(LinkAdminTest, Find_TellsMissingUnreadableAndReadable) {
+TEST_F(LinkAdminTest, Find_DistinguishesMissingUnreadableAndReadable) {
   Store(Link("good"));
   const int id = Store(Link("bad")).get_id();
   platform_.Sql("UPDATE entry SET data = '{' WHERE hash = 'bad'", kPath);
@@ -80,7 +80,7 @@ TEST_F(LinkAdminTest, Find_TellsMissingUnreadableAndReadable) {
   EXPECT_EQ(admin_.Find("good", link).code, kDatabaseNotUsable);
 }
 
-TEST_F(LinkAdminTest, Create_StoresUnderAFreshHash) {
+TEST_F(LinkAdminTest, Create_StoresUnderANewHash) {
   Entry link = Link("");
   ASSERT_FALSE(admin_.Create(link));
 
@@ -162,7 +162,7 @@ TEST_F(LinkAdminTest, WrongSettings_ChangeNothing) {
   EXPECT_EQ(Content(), before);
 }
 
-TEST_F(LinkAdminTest, Rotate_GivesAFreshHashAndDeletesTheTokens) {
+TEST_F(LinkAdminTest, Rotate_SetsANewHashAndDeletesTheTokens) {
   Entry before = Link("old");
   before.set_expire_times(5);
   before.set_use_count(3);

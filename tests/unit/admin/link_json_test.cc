@@ -65,7 +65,7 @@ TEST_F(LinkJsonTest, UrlThatDoesNotEndWithTheHash_IsNotReused) {
   EXPECT_THAT(AskedHashes(), ElementsAre("aaa", "bbb", "long-hash"));
 }
 
-TEST_F(LinkJsonTest, ToolThatDoesNotAnswer_IsNotAskedAgain) {
+TEST_F(LinkJsonTest, ToolThatFails_IsNotRunAgain) {
   EXPECT_EQ(Url(Link("aaa"), "https://nas/photos/aaa\n2\n"), "https://nas/photos/aaa");
   EXPECT_EQ(Url(Link("bbb", "videos"), ""), "");
   EXPECT_TRUE(urls_.unknown());
@@ -172,7 +172,7 @@ TEST_F(LinkJsonTest, Counts_AreByProjectAndState) {
   EXPECT_EQ(LinkCounts().Of(LinkState::kUsable), 0);
 }
 
-TEST_F(LinkJsonTest, VisitorCounts_TellTheLiveOnes) {
+TEST_F(LinkJsonTest, VisitorCounts_CountTheLiveOnes) {
   const Entry link = Store(Link("a"));
   for (const long timeout : {999L, 1000L, 1001L}) AddToken(link, 1, timeout);
 

@@ -160,7 +160,7 @@ TEST_F(LinkLineTest, Owner_IsNamedOrNumberedWithoutName) {
             "\"owner_user\" names an unknown user: nobody");
 }
 
-TEST_F(LinkLineTest, HashThatCannotStandInAUrl_IsRejected) {
+TEST_F(LinkLineTest, HashThatCannotBePartOfAUrl_IsRejected) {
   for (const char* const hash : {"a/b", "a b", "a?b", "a#b", "a%b", "a\xc3\xa9", "a\nb",
                                  ".", "..", "a'b", "a+b"}) {
     Json::Value text(hash);

@@ -317,7 +317,7 @@ TEST_F(LinkSettingsTest, PasswordThatCannotBeStored_IsAnError) {
   EXPECT_EQ(error.Text().find(password_.text()), std::string::npos);
 }
 
-TEST_F(LinkSettingsTest, UsersOfDeletedAccounts_AreStillSomebody) {
+TEST_F(LinkSettingsTest, UsersOfDeletedAccounts_CountAsUsers) {
   named_.set_protect_uids({kDeleted});
   named_.set_protect_gids({});
   settings_.title = "new";

@@ -89,7 +89,7 @@ TEST(AtomicFile, Access_IsSetBeforeTheFileHasItsName) {
   EXPECT_EQ(ModeOf(file.working_path()), 0640U);
 }
 
-TEST(AtomicFile, LargeContent_IsWrittenWhole) {
+TEST(AtomicFile, LargeContent_IsWrittenCompletely) {
   const TempDir dir;
   AtomicFile file(dir.Path("a"));
   ASSERT_TRUE(file.Create());

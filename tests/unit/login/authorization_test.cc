@@ -45,7 +45,7 @@ TEST_F(AuthorizeTest, AllInOrder_TouchesNothingElse) {
               IsEmpty());
 }
 
-TEST_F(AuthorizeTest, StepsComeInTheirOrder) {
+TEST_F(AuthorizeTest, Check_StepsComeInTheirOrder) {
   ASSERT_EQ(1, Authorize());
   EXPECT_THAT(platform_.statements(),
               ElementsAre("SELECT * FROM session WHERE session_id = 'sid'",

@@ -14,7 +14,7 @@ using testing::MatchesRegex;
 
 class LogoutTest : public AuthorizeTest {};
 
-TEST_F(LogoutTest, RemovesTheTokenOfThatLinkAlone) {
+TEST_F(LogoutTest, Logout_DeletesTheTokenOfThatLinkOnly) {
   AddToken(platform_, 4, 2, 7);
 
   EXPECT_TRUE(VEXO::VexoSharingLogout("hash", "sid"));
@@ -66,7 +66,7 @@ TEST_F(LogoutTest, DeleteFails_IsFalse) {
   EXPECT_EQ("1", Count("token"));
 }
 
-TEST_F(LogoutTest, AddressIsNotRead) {
+TEST_F(LogoutTest, Address_IsNotRead) {
   EXPECT_TRUE(VEXO::VexoSharingLogout("hash", "sid"));
   EXPECT_THAT(platform_.calls({"VexoCgiGetRemoteIP"}), IsEmpty());
 }

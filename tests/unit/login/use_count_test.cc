@@ -16,14 +16,14 @@ using testing::MatchesRegex;
 
 class UseCountTest : public AuthorizeTest {};
 
-TEST_F(UseCountTest, AddsOneToThatLink) {
+TEST_F(UseCountTest, Call_AddsOneToThatLink) {
   EXPECT_TRUE(VEXO::VexoSharingIncreaseUseCount("hash"));
   EXPECT_TRUE(VEXO::VexoSharingIncreaseUseCount("hash"));
   EXPECT_EQ((fakes::Rows{{"2"}, {"0"}}),
             platform_.Sql("SELECT use_count FROM entry ORDER BY id"));
 }
 
-TEST_F(UseCountTest, WritesTheWholeRowInTheTransactionThatReadIt) {
+TEST_F(UseCountTest, Call_WritesTheWholeRowInTheTransactionThatReadIt) {
   EXPECT_TRUE(VEXO::VexoSharingIncreaseUseCount("hash"));
   EXPECT_THAT(
       platform_.statements(),

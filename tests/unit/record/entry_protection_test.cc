@@ -93,7 +93,7 @@ TEST_F(EntryTest, SetProtectPassword_NoSalt_IsNotLegalAndClearsThePassword) {
   EXPECT_THAT(log_.lines(), ElementsAre(Refusal("entry", 332, "!blValid_")));
 }
 
-TEST_F(EntryTest, SetProtectPassword_StoredForm_IsTakenUnchanged) {
+TEST_F(EntryTest, SetProtectPassword_StoredForm_IsStoredUnchanged) {
   Entry entry;
   entry.GetObject()->blValid_ = false;
 

@@ -173,7 +173,7 @@ TEST_F(EntryTest, FromRow_NoPrivateData_IsAnEmptyObject) {
   EXPECT_EQ(Json::Value(Json::objectValue), entry.get_private_data());
 }
 
-TEST_F(EntryTest, FromRow_PrivateDataNull_IsTakenAsItIsAndNotLegal) {
+TEST_F(EntryTest, FromRow_PrivateDataNull_IsReadAsNullAndNotLegal) {
   Json::Value data = LegalData();
   data["private_data"] = Json::Value();
   Entry entry;

@@ -24,7 +24,7 @@ TEST(ParseJson, ValidText_FillsOut) {
 
 class ParseJsonRefuses : public testing::TestWithParam<std::string> {};
 
-TEST_P(ParseJsonRefuses, LeavesOutAsItWas) {
+TEST_P(ParseJsonRefuses, RefusedText_LeavesOutUnchanged) {
   Json::Value out = "before";
 
   EXPECT_FALSE(ParseJson(GetParam(), out));

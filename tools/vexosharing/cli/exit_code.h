@@ -11,7 +11,8 @@ enum ExitCode : int {
   /// The database is missing, not permitted or damaged.
   kDatabaseError = 3,
   kInterrupted = 130,
-  /// The reader of standard output has left: the code of a program that SIGPIPE ends.
+  /// The reader of standard output has closed it: the status of a program that is ended
+  /// by SIGPIPE.
   kReaderLeft = 141,
 };
 

@@ -5,8 +5,8 @@
 
 namespace command {
 
-/// Help as short as it can be: of an option its name and what it takes, of a subcommand
-/// the first line of its description.
+/// Short help: options with the name of their value only, subcommands with the first line
+/// of their description.
 class HelpFormatter : public CLI::Formatter {
  public:
   HelpFormatter();

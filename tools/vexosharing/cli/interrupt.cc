@@ -32,7 +32,7 @@ void CatchInterrupt() {
   sigaction(SIGTERM, &action, nullptr);
   struct sigaction hangup = {};
   sigaction(SIGHUP, nullptr, &hangup);
-  if (hangup.sa_handler == SIG_IGN) return;  // nohup wants it to run on
+  if (hangup.sa_handler == SIG_IGN) return;  // started by nohup
   sigaction(SIGHUP, &action, nullptr);
 }
 

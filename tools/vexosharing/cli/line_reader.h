@@ -6,8 +6,8 @@
 
 namespace command {
 
-/// Reads lines of any input.  Memory holds one line, however long the input, and a line
-/// longer than kLongest is passed over.
+/// Reads lines of any input.  Only one line is held in memory, and a line longer than
+/// kLongest is skipped.
 class LineReader {
  public:
   /// In bytes.
@@ -20,7 +20,7 @@ class LineReader {
   /// and when it cannot be read.
   bool Next(std::string& line);
 
-  /// False once the input could not be opened or read; `error` says why.
+  /// False once the input could not be opened or read; `error` has the reason.
   bool good() const { return error_ == 0; }
   int error() const { return error_; }
   /// Number of the line read last, from 1.

@@ -92,7 +92,8 @@ void AddLinkOptions(CLI::App& command, LinkOptions& options) {
                   "data of the application, hidden from visitors")
       ->type_name("JSON");
   command
-      .add_option("--start", options.settings.start_at, "first time the link can be used")
+      .add_option("--start", options.settings.start_at,
+                  "time from which the link can be used")
       ->transform(Date())
       ->type_name("WHEN");
   command

@@ -17,7 +17,7 @@ class NewFile {
   NewFile(std::string path, bool replace);
 
   /// Creates the empty file under a temporary name.  False when the file at `path` must
-  /// not be replaced; `database` and the files beside it never are.
+  /// not be replaced; `database` and the files that belong to it never are.
   bool Make(const std::string& database);
   /// The temporary name, for those who open the file themselves.
   const std::string& working_path() const { return file_.working_path(); }

@@ -4,12 +4,11 @@
 
 namespace command {
 
-/// Whether everything written to standard output so far arrived.
+/// Whether all writes to standard output so far succeeded.
 bool FlushOutput();
 
 /// Flushes standard output and returns the final exit code: an error when that fails, and
-/// kReaderLeft, without a message, when the reader of the output has left ("list |
-/// head").
+/// kReaderLeft, without a message, when its reader has closed it ("list | head").
 ExitCode CloseOutput(ExitCode exit_code);
 
 }  // namespace command

@@ -44,7 +44,8 @@ void AddSelection(CLI::App& command, Selection& selection, const std::string& pr
 struct LinkChange {
   Json::Value json{Json::objectValue};
   std::string text;  // printed after the hash
-  /// Undoes the change when the output is lost, and says what was done; may be empty.
+  /// Undoes the change when the output is lost, and returns a message with what was done;
+  /// may be empty.
   std::function<std::string()> undo;
 };
 
@@ -52,7 +53,7 @@ using LinkAction = std::function<admin::Error(
     admin::LinkAdmin& links, const std::string& hash, LinkChange& change)>;
 
 /// Runs the action on one selected link after the other.  A link that fails is reported
-/// and the others follow.  `verb` is what is asked for, as in "delete".
+/// and the others follow.  `verb` names the action, as in "delete".
 ExitCode ForEachLink(const Selection& selection, const std::string& verb,
                      const LinkAction& action);
 

@@ -58,7 +58,8 @@ ExitCode Backup(const BackupOptions& options) {
     return Fail(kUsageError, "cannot write a backup to a terminal; name a file");
   }
   if (file.is_standard_output() && options.common.json) {
-    return Fail(kUsageError, "--json needs a file: the backup takes standard output");
+    return Fail(kUsageError,
+                "--json requires a file name: - writes the backup to standard output");
   }
   admin::DatabaseAccess access;
   admin::Error error = access.Open(options.common.database, admin::Access::kRead);
@@ -104,7 +105,7 @@ ExitCode Restore(const RestoreOptions& options) {
   }
   std::cout << "Restored " << Counted(restored.links, "link");
   if (!restored.kept.empty()) {
-    std::cout << "; the former database is " << Printable(restored.kept);
+    std::cout << "; the previous database is " << Printable(restored.kept);
   }
   std::cout << ".\n";
   return kSuccess;

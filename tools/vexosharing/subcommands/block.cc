@@ -142,7 +142,7 @@ void AddBlock(CLI::App& command, Action& action) {
                            "vexosharing block list", AddBlockList};
   const Subcommand clear = {"clear",
                             "Unblock an address and forget its failed logins.\n"
-                            "An IPv6 address means its /64 network.",
+                            "For an IPv6 address, its /64 network is unblocked.",
                             "vexosharing block clear 192.0.2.7", AddBlockClear};
   for (const Subcommand& subcommand : {list, clear}) {
     AddSubcommand(command, subcommand, action);

@@ -89,7 +89,7 @@ void Print(const Findings& findings, bool json) {
 ExitCode Check(const Options& options) {
   const std::string& path = options.common.database;
   Findings findings;
-  CheckFiles(path, findings);  // before a connection changes what is there
+  CheckFiles(path, findings);  // before a connection creates files
   admin::DatabaseAccess access;
   const auto mode = options.repair ? admin::Access::kWrite : admin::Access::kRead;
   admin::Error error = access.Open(path, mode);

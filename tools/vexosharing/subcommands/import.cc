@@ -63,7 +63,7 @@ class NewHashes {
   JsonArrayWriter array_;
 };
 
-/// A carriage return is blank too: other systems end lines with it.
+/// A carriage return is blank too: some systems end lines with it.
 bool IsBlank(const std::string& text) {
   return text.find_first_not_of(" \t\r") == std::string::npos;
 }
@@ -80,8 +80,8 @@ class Importer {
   ExitCode Run(LineReader& lines);
 
  private:
-  /// Reads a batch; false when nothing is to follow it.  Nothing is locked
-  /// meanwhile: the input may be slow.
+  /// Reads a batch; false when it is the last one.  No lock is held meanwhile, because
+  /// the input may be slow.
   bool ReadBatch(LineReader& lines, std::vector<admin::LineLink>& batch);
   ExitCode StoreBatch(std::vector<admin::LineLink>& batch);
   void Print();
@@ -105,7 +105,7 @@ ExitCode Importer::Run(LineReader& lines) {
       ReportError(Counted(counts_.imported, "link") + " imported before the error");
       return exit_code;
     }
-    // An array that is being written would be wiped away.
+    // Progress on the same terminal would overwrite the JSON array.
     if (!options_.common.json || !IsOutputTerminal()) progress_.Show(lines.number());
   }
   progress_.Wipe();

@@ -100,7 +100,7 @@ std::string ProtectionText(const Entry& link) {
   }
 }
 
-/// What the cells of a table are made from.
+/// The data from which the cells of a row are made.
 struct CellContext {
   OwnerNames owners;
   long now;

@@ -26,7 +26,7 @@ ExitCode Purge(const Options& options) {
   // Sessions belong to no owner and to no project.
   scope.links_only = !options.owner.empty() || !scope.project.empty();
   if (!scope.project.empty() && options.owner.empty() && !scope.every_owner) {
-    return Fail(kUsageError, "--project needs --owner or --all");
+    return Fail(kUsageError, "--project requires --owner or --all");
   }
   admin::Error error;
   if (!options.owner.empty()) error = admin::FindOwner(options.owner, false, scope.owner);
@@ -57,7 +57,9 @@ ExitCode Purge(const Options& options) {
 void AddPurge(CLI::App& command, Action& action) {
   const auto options = std::make_shared<Options>();
   CLI::Option* const owner =
-      command.add_option("--owner", options->owner, "links of this user, kept ones too")
+      command
+          .add_option("--owner", options->owner,
+                      "links of this user, including those with --keep")
           ->transform(NotEmpty())
           ->type_name("USER");
   command
@@ -65,7 +67,8 @@ void AddPurge(CLI::App& command, Action& action) {
       ->transform(NotEmpty())
       ->type_name("NAME");
   command
-      .add_flag("--all", options->scope.every_owner, "links of all owners, kept ones too")
+      .add_flag("--all", options->scope.every_owner,
+                "links of all owners, including those with --keep")
       ->excludes(owner);
   AddCommon(command, options->common);
   SetAction(command, action, options, Purge);

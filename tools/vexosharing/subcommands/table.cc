@@ -29,8 +29,8 @@ const std::vector<Subcommand>& Subcommands() {
        "not_started, expired, used_up or disabled.  --search looks for the text in\n"
        "titles, in the members \"path\" and \"note\" of --app and in the member "
        "\"note\"\n"
-       "of --private-data; it ignores the case of ASCII letters.  LIST names\n"
-       "columns, separated by commas: hash, title, project, owner, state, starts,\n"
+       "of --private-data; it ignores the case of ASCII letters.  LIST is a\n"
+       "comma-separated list of columns: hash, title, project, owner, state, starts,\n"
        "expires, uses, protection.  Unreadable rows are reported.",
        "vexosharing list --owner alice --state expired", AddList},
       {"show", "Show the details of a link, without secrets.",
@@ -86,9 +86,9 @@ const std::vector<Subcommand>& Subcommands() {
        "vexosharing backup /var/backups/sharing.db", AddBackup},
       {"restore",
        "Replace the database by a backup.\n"
-       "The backup is checked first.  The former database is kept beside the new one.\n"
-       "Programs that use the database go on with the restored rows, unless it was\n"
-       "damaged: then stop them before.",
+       "The backup is checked first.  The previous database is kept in the same\n"
+       "directory.  Programs that use the database continue with the restored rows.\n"
+       "If the database is damaged, stop them first.",
        "vexosharing restore /var/backups/sharing.db", AddRestore},
       {"export",
        "Write links as lines of JSON, for import.\n"

@@ -10,7 +10,7 @@
 
 namespace command {
 
-/// What the call does, once its command line has been parsed.
+/// Runs the subcommand after its command line has been parsed.
 using Action = std::function<ExitCode()>;
 
 struct Subcommand {

@@ -93,7 +93,7 @@ ExitCode Run(const Options& options) {
   if (given.empty() && options.action != "login" && !ReadSecret("session id", session)) {
     return kUsageError;
   }
-  admin::DatabaseAccess access;  // explains what the library would only log
+  admin::DatabaseAccess access;  // reports what the library would only log
   if (admin::Error error =
           access.Open(VEXO::sharing::SZF_SHARING_DB_PATH, admin::Access::kWrite)) {
     return Fail(error);

@@ -7,8 +7,9 @@ namespace command {
 /// Writes the value to standard output, in a line of its own.
 void PrintJson(const Json::Value& value);
 
-/// Writes an array element by element to standard output, one a line, so that it takes no
-/// memory.  It stays open until End, so that an incomplete one is not valid JSON.
+/// Writes an array element by element to standard output, one on each line, so that only
+/// one element is held in memory.  It stays open until End, so that an incomplete one is
+/// not valid JSON.
 class JsonArrayWriter {
  public:
   void Begin() const;

@@ -9,7 +9,7 @@ namespace command {
 
 namespace {
 
-// Action that ends before the first pause is not worth a line.
+// An operation that ends before the first pause shows no progress.
 constexpr std::chrono::milliseconds kPause(200);
 
 }  // namespace

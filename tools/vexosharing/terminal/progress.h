@@ -5,17 +5,17 @@
 
 namespace command {
 
-/// Shows how far long work has come, on a standard error that is a terminal.  It wipes
-/// itself away at its end.
+/// Shows the progress of a long operation, if standard error is a terminal.  The line is
+/// cleared at the end.
 class Progress {
  public:
-  /// `what` is what is being done, as in "reading links"; a total of 0 is not known.
+  /// `what` names the operation, as in "reading links"; a total of 0 means unknown.
   Progress(std::string what, long total);
   ~Progress();
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
-  /// `done` of the total are done by now.
+  /// `done` of the total are done.
   void Show(long done);
 
   void SetTotal(long total) { total_ = total; }

@@ -15,7 +15,7 @@ struct FreeCode {
   void operator()(QRcode* code) const { QRcode_free(code); }
 };
 
-constexpr int kMargin = 4;  // of light modules, as scanners ask for
+constexpr int kMargin = 4;  // of light modules, as scanners require
 
 const char kUpperHalf[] = "\xE2\x96\x80";
 const char kLowerHalf[] = "\xE2\x96\x84";

@@ -8,15 +8,15 @@ namespace command {
 bool IsOutputTerminal();
 bool IsErrorTerminal();
 
-/// Columns of the terminal: COLUMNS, or what the terminal says, or 80.
+/// Columns of the terminal: COLUMNS, or the width that the terminal reports, or 80.
 size_t TerminalWidth();
 
 enum class Style { kPlain, kHeading, kGood, kBad, kWarning, kFaint };
 
-/// Whether standard output takes colours: a terminal, and NO_COLOR not set.
+/// Whether output is coloured: standard output is a terminal, and NO_COLOR is not set.
 bool HasColours();
 
-/// The text in that style where standard output takes colours, or else as it is.
+/// The text in that style if output is coloured; otherwise the text itself.
 std::string Styled(const std::string& text, Style style);
 
 }  // namespace command
