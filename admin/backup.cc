@@ -14,12 +14,15 @@
 #include "admin/sqlite_connection.h"
 #include "base/atomic_file.h"
 #include "base/system_account.h"
+#include "keys.h"
+#include "sharing_db.h"
 
 namespace admin {
 
 namespace {
 
 using VEXO::base::AtomicFile;
+using VEXO::sharing::SZF_SHARING_DB_PATH;
 
 constexpr int kPagesAtOnce = 256;
 constexpr mode_t kFileMode = 0660;
@@ -98,30 +101,50 @@ Error CopyTo(const std::string& from, const std::string& to,
   return {};
 }
 
-/// Replaces the rows of a usable database in one transaction.
-Error ReplaceRows(BaseDB& database, const std::string& backup) {
+/// Replaces the links of a usable database in one transaction, in which nobody else can
+/// write: what is kept is exactly what was replaced.
+Error ReplaceRows(BaseDB& database, const std::string& path, const std::string& backup,
+                  const std::string& kept, const PageProgress& progress) {
   if (!AttachBackup(database, backup)) return DatabaseError(database);
   Error error;
   {
     Transaction transaction(database);
-    if (!transaction.good() || !ReplaceRowsByBackup(database) || !transaction.Commit()) {
+    error = transaction.good() ? CopyTo(path, kept, progress) : DatabaseError(database);
+    if (!error && !(ReplaceLinksByBackup(database) && transaction.Commit())) {
       error = DatabaseError(database);
+      unlink(kept.c_str());
     }
   }
   DetachBackup(database);
   return error;
 }
 
-/// Moves a database with its logs aside, if there is one.
-Error MoveAside(const std::string& path, const std::string& target) {
+/// Replaces a file that is no usable database, with its logs.  The new file is complete
+/// before the old one is moved, and there is a file under the name at every moment.
+Error ReplaceFile(const std::string& path, const std::string& backup,
+                  const std::string& kept, const PageProgress& progress) {
+  const std::string staged = path + ".restore";
+  unlink(staged.c_str());  // of a restore that was killed
+  Error error = CopyTo(backup, staged, progress);
+  if (error) return error;
   // The logs first: SQLite would apply them to the file that takes its place.
-  for (const char* const suffix : {"-wal", "-shm", "-journal", ""}) {
-    if (rename((path + suffix).c_str(), (target + suffix).c_str()) == -1 &&
-        errno != ENOENT) {
-      return FileError(path + suffix);
-    }
+  for (const char* const suffix : {"-wal", "-shm", "-journal"}) {
+    const bool moved = rename((path + suffix).c_str(), (kept + suffix).c_str()) == 0;
+    if (!error && !moved && errno != ENOENT) error = FileError(path + suffix);
   }
-  return {};
+  const bool linked = link(path.c_str(), kept.c_str()) == 0;
+  if (!error && !linked && errno != ENOENT) error = FileError(kept);
+  if (!error && rename(staged.c_str(), path.c_str()) == -1) error = FileError(path);
+  if (error) unlink(staged.c_str());
+  return error;
+}
+
+/// Whether SQLite finds the database damaged.  It is read from a copy, whose logs do not
+/// matter any more.
+bool IsDamaged(const std::string& path) {
+  PrivateFolder folder;
+  const std::string copy = folder.Copy(path);
+  return !copy.empty() && Verify(copy).code == kDatabaseNotUsable;
 }
 
 }  // namespace
@@ -131,7 +154,8 @@ Error CopyDatabase(const std::string& from, const std::string& to,
   int code = SQLITE_OK;
   const Connection source = Connect(from, SQLITE_OPEN_READWRITE, code);
   if (source == nullptr) return CopyError(code);
-  const Connection copy = Connect(to, SQLITE_OPEN_READWRITE, code);
+  // The directory may belong to another account: what it puts there is not followed.
+  const Connection copy = Connect(to, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOFOLLOW, code);
   if (copy == nullptr) return CopyError(code);
   // One view from beginning to end: without it every write of others restarts the copy.
   if (!Run(source.get(), "BEGIN; SELECT COUNT(*) FROM sqlite_master")) {
@@ -141,7 +165,10 @@ Error CopyDatabase(const std::string& from, const std::string& to,
   code = CopyPages(source.get(), copy.get(), progress);
   if (code != SQLITE_DONE) return CopyError(code);
   // One file, which can be read in a directory that cannot be written.
-  if (!Run(copy.get(), "PRAGMA journal_mode = DELETE")) {
+  const std::string mark =
+      "PRAGMA application_id = " + std::to_string(VEXO::sharing::db::kApplicationId);
+  if (!Run(copy.get(), "PRAGMA journal_mode = DELETE") ||
+      !Run(copy.get(), mark.c_str())) {
     return CopyError(sqlite3_errcode(copy.get()));
   }
   return Verify(to);
@@ -149,42 +176,38 @@ Error CopyDatabase(const std::string& from, const std::string& to,
 
 Error RestoreDatabase(const std::string& file, const std::string& path,
                       const PageProgress& progress, Restored& restored) {
-  const PrivateFolder folder;
-  DatabaseAccess backup;  // of a copy, brought to the current schema version
+  if (Error error = CheckCaller()) return error;
+  PrivateFolder folder;
   const std::string copy = folder.Copy(file);
   if (copy.empty()) return FileError(file);
   if (ContentOf(copy) != DatabaseContent::kLinks) {
     return {kFailed, file + ": not a backup of links", ""};
   }
   if (Error error = Verify(copy)) return error;
+  DatabaseAccess backup;  // brings the copy to the current schema version
   if (Error error = backup.Open(copy, Access::kWrite)) return error;
-  if (!CountRows(backup.database(), "entry", "", restored.links)) {
+  long visitors = 0;
+  if (!DeleteRows(backup.database(), "token", "", visitors) ||
+      !DeleteRows(backup.database(), "session", "", visitors) ||
+      !CountRows(backup.database(), "entry", "", restored.links)) {
     return DatabaseError(backup.database());
   }
-  const std::string kept = KeptName(path);
+
   const DatabaseContent present = ContentOf(path);
-  if (present == DatabaseContent::kForeign) {
-    return {kDatabaseNotUsable, path + ": belongs to another program", ""};
+  const bool other =
+      present == DatabaseContent::kForeign ||
+      (present == DatabaseContent::kNotDatabase && path != SZF_SHARING_DB_PATH);
+  if (other) {
+    return {kDatabaseNotUsable, path + ": not a database of links", ""};
   }
-  if (present == DatabaseContent::kNothing) return CopyTo(copy, path, progress);
-  restored.kept = kept;
-  {
-    DatabaseAccess current;
-    const Error open_error = current.Open(path, Access::kWrite);
-    Error copy_error = CopyTo(path, kept, progress);
-    if (!copy_error) {
-      return open_error ? open_error : ReplaceRows(current.database(), copy);
-    }
-    const bool damaged = copy_error.code == kDatabaseNotUsable;
-    if (!damaged) return copy_error;
-  }
-  // The new file is complete before the old one is moved: a full disk changes nothing.
-  const std::string staged = path + ".restore";
-  if (Error error = CopyTo(copy, staged, progress)) return error;
-  Error error = MoveAside(path, kept);
-  if (!error && rename(staged.c_str(), path.c_str()) == -1) error = FileError(path);
-  if (error) unlink(staged.c_str());
-  return error;
+  const std::string kept = KeptName(path);
+  const bool replace = present == DatabaseContent::kNothing ||
+                       present == DatabaseContent::kNotDatabase || IsDamaged(path);
+  if (present != DatabaseContent::kNothing) restored.kept = kept;
+  if (replace) return ReplaceFile(path, copy, kept, progress);
+  DatabaseAccess current;
+  if (Error error = current.Open(path, Access::kWrite)) return error;
+  return ReplaceRows(current.database(), path, copy, kept, progress);
 }
 
 }  // namespace admin

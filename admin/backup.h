@@ -21,10 +21,12 @@ struct Restored {
   long links = 0;
 };
 
-/// Replaces the content of the database at `path` by that of the backup `file`, which is
-/// checked first, and keeps the previous database in the same directory.  Programs that
-/// have a usable database open continue with the new content.  A damaged one is replaced
-/// as a file, so no other program may have it open.
+/// Replaces the links of the database at `path` by those of the backup `file`, which is
+/// checked first, and keeps the previous database in the same directory.  Sessions and
+/// tokens are deleted, so that nobody keeps access that was revoked after the backup:
+/// visitors log in again.  Programs that have a usable database open continue with the
+/// new content.  A damaged one is replaced as a file, so no other program may have it
+/// open.
 Error RestoreDatabase(const std::string& file, const std::string& path,
                       const PageProgress& progress, Restored& restored);
 

@@ -35,6 +35,7 @@ constexpr size_t kApplicationIdAt = 68;
 constexpr size_t kPageTypeAt = 100;
 constexpr size_t kCellCountAt = 103;
 constexpr size_t kHeaderSize = 108;
+constexpr int kSchemaVersion = 2;
 constexpr int kLogVersion = 2;  // it is used with a write-ahead log
 constexpr long kLeafPage = 13;  // any other page 1 leads to further ones
 
@@ -92,7 +93,7 @@ DatabaseContent ContentWithLog(const std::string& path) {
   int reason = EIO;
   DatabaseContent content = DatabaseContent::kUnknown;
   {
-    const PrivateFolder folder;
+    PrivateFolder folder;
     const std::string copy = folder.Copy(path);
     if (copy.empty()) {
       reason = errno;
@@ -109,12 +110,14 @@ bool SystemAccountMayWrite(const struct stat& status) {
   return (status.st_mode & (status.st_gid == kSystemGid ? S_IWGRP : S_IWOTH)) != 0;
 }
 
-/// Whether the database is used with a write-ahead log.  A backup is not, and opening it
-/// in its place would change that.
-bool UsesLog(const std::string& path) {
+/// Whether opening the database in its place leaves it as it is: it is used with a
+/// write-ahead log, unlike a backup, and has the current schema version.
+bool IsCurrent(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   file.seekg(kReadVersionAt);
-  return file.get() == kLogVersion;
+  const bool uses_log = file.get() == kLogVersion;
+  file.seekg(kUserVersionAt + 3);  // its lowest byte
+  return uses_log && file.get() >= kSchemaVersion;
 }
 
 std::string FolderOf(const std::string& path) {
@@ -206,7 +209,6 @@ PrivateFolder::PrivateFolder() {
   std::string name = "/tmp/vexosharing.XXXXXX";
   if (mkdtemp(name.data()) == nullptr) return;
   path_ = name;
-  if (geteuid() == 0 && chown(path_.c_str(), kSystemUid, kSystemGid) == -1) path_.clear();
 }
 
 PrivateFolder::~PrivateFolder() {
@@ -214,9 +216,12 @@ PrivateFolder::~PrivateFolder() {
   if (!path_.empty()) fs::remove_all(path_, error);
 }
 
-std::string PrivateFolder::Copy(const std::string& database) const {
+std::string PrivateFolder::Copy(const std::string& database) {
   if (path_.empty()) return "";
   std::string copy = path_ + "/copy.db";
+  const auto give = [](const std::string& path) {
+    return geteuid() != 0 || lchown(path.c_str(), kSystemUid, kSystemGid) == 0;
+  };
   for (const char* const suffix : {"", "-wal", "-journal"}) {
     std::error_code error;
     const fs::path target = copy + suffix;
@@ -225,12 +230,12 @@ std::string PrivateFolder::Copy(const std::string& database) const {
     if (!error) {
       fs::permissions(target, fs::perms::owner_read | fs::perms::owner_write, error);
     }
-    const bool owned =
-        !error && (geteuid() != 0 || chown(target.c_str(), kSystemUid, kSystemGid) == 0);
+    const bool owned = !error && give(target);
     if (error) errno = error.value();
     if (!owned) return "";
   }
-  return copy;
+  // Last: until then the system account cannot put anything in the place of a copy.
+  return give(path_) ? copy : "";
 }
 
 Error CheckCaller() {
@@ -252,7 +257,7 @@ Error DatabaseAccess::Open(const std::string& path, Access access) {
   path_ = path;
   Error error = CheckPlace(path);
   if (error && access != Access::kRead) return error;
-  if (error || (access == Access::kRead && !UsesLog(path))) {
+  if (error || (access == Access::kRead && !IsCurrent(path))) {
     copy_ = std::make_unique<PrivateFolder>();
     path_ = copy_->Copy(path);
     if (path_.empty()) {

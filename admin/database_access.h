@@ -35,7 +35,7 @@ class PrivateFolder {
   /// Empty when it could not be created; the reason is in errno.
   const std::string& path() const { return path_; }
   /// Copies a database with its logs; returns the path of the copy, empty on failure.
-  std::string Copy(const std::string& database) const;
+  std::string Copy(const std::string& database);
 
  private:
   std::string path_;

@@ -155,8 +155,7 @@ class Checker {
                        {"vexosharing check --repair"},
                        {}};
     for (const auto& [name, sql] : missing) {
-      Finding& finding = name.first == "table" ? wrong : dropped;
-      finding.items.push_back("missing " + name.first + " " + name.second);
+      dropped.items.push_back("missing " + name.first + " " + name.second);
     }
     if (application_id == 0) dropped.items.emplace_back("missing application id");
     Problem(wrong);
@@ -349,7 +348,7 @@ class Checker {
 /// Faults that SQLite finds in a database which is copied first: it belongs to another
 /// program, and may be in use.
 std::string IntegrityOfCopy(const std::string& path) {
-  const PrivateFolder folder;
+  PrivateFolder folder;
   const std::string copy = folder.Copy(path);
   if (copy.empty()) return strerror(errno);
   int code = SQLITE_OK;
@@ -439,6 +438,12 @@ void CheckSystem(Findings& findings) {
 }
 
 Error RepairSchema(SharingDB& database) {
+  long present = 0;
+  if (!SelectSchemaVersion(database, present)) return DatabaseError(database);
+  if (present > kSchemaVersion) {
+    return {kFailed, "unknown schema version " + std::to_string(present),
+            "install a newer version of the programs"};
+  }
   for (int version = 1; version <= kSchemaVersion; ++version) {
     if (!database.Execute(SchemaFile(version))) {
       Error error = DatabaseError(database);

@@ -7,6 +7,7 @@ std::string LinkFilter::Sql(const VEXO::sharing::db::BaseDB& database, long now)
   const auto add = [&sql](const std::string& term) {
     sql += (sql.empty() ? "" : " AND ") + term;
   };
+  if (!hash.empty()) add("hash = '" + database.Escape(hash) + "'");
   if (!project.empty()) add("project_name = '" + database.Escape(project) + "'");
   if (owner) add("owner_uid = " + std::to_string(*owner));
   if (!state.empty()) add(StateSql(now) + " = '" + database.Escape(state) + "'");

@@ -10,6 +10,7 @@ namespace admin {
 
 /// Selects links.  A member that is not set matches every link.
 struct LinkFilter {
+  std::string hash;
   std::string project;
   std::optional<unsigned int> owner;
   std::string state;   // name of a LinkState
@@ -17,7 +18,7 @@ struct LinkFilter {
                        // is ignored
 
   bool empty() const {
-    return project.empty() && !owner && state.empty() && search.empty();
+    return hash.empty() && project.empty() && !owner && state.empty() && search.empty();
   }
   /// The filter as an SQL condition; empty when nothing is set.
   std::string Sql(const VEXO::sharing::db::BaseDB& database, long now) const;

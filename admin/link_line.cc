@@ -50,7 +50,7 @@ const std::vector<Member>& Members() {
       {SZK_ENABLE_MATCH_IP, Kind::kFlag, true},
       {SZK_PROTECT_TYPE,
        Kind::kText,
-       SZK_PROTECT_PROTECT_NONE,
+       "",  // see CheckMeaning
        {SZK_PROTECT_PROTECT_NONE, SZK_PROTECT_PROTECT_PASSWORD,
         SZK_PROTECT_PROTECT_USER}},
       {SZK_PROTECT_TITLE, Kind::kText, ""},
@@ -169,6 +169,11 @@ std::string CheckMeaning(Json::Value& line) {
   const bool names = !line[SZK_PROTECT_UIDS].empty() || !line[SZK_PROTECT_GIDS].empty() ||
                      !line[SZK_PROTECT_USERS].empty() ||
                      !line[SZK_PROTECT_GROUPS].empty();
+  if (line[SZK_PROTECT_TYPE] == "") {
+    // An open link must not come of one that is protected.
+    if (names || !password.empty()) return "\"protect_type\" is required";
+    line[SZK_PROTECT_TYPE] = SZK_PROTECT_PROTECT_NONE;
+  }
   if (line[SZK_PROTECT_TYPE] == SZK_PROTECT_PROTECT_USER && !names) {
     return "\"protect_type\" is \"user\" without any user or group";
   }

@@ -88,7 +88,11 @@ Error ApplyProtection(const LinkSettings& settings, Entry& link) {
   if (type == Entry::PROTECT_PASSWORD && link.get_protect_password().empty()) {
     return {kMissingParameter, "a password is required", ""};
   }
-  if (AdmitsNobody(link)) {
+  // Empty lists do not make an open link of one that is meant for users.
+  const bool listed = settings.users || settings.groups;
+  const bool open = listed && !settings.protect_type && !settings.remove_protection &&
+                    type == Entry::PROTECT_NONE;
+  if (open || AdmitsNobody(link)) {
     return {kMissingParameter, "a user or a group is required", ""};
   }
   return {};
@@ -129,14 +133,7 @@ Error NewLink(const LinkSettings& settings, Entry& link) {
     return {kMissingParameter, "a project and an owner are required", ""};
   }
   link.set_app(Json::Value(Json::objectValue));
-  if (Error error = ApplySettings(settings, link)) return error;
-  // A link that was meant for users must not be open because its lists are empty.
-  const bool listed = settings.users || settings.groups;
-  if (listed && !settings.protect_type &&
-      link.get_protect_type() == Entry::PROTECT_NONE) {
-    return {kMissingParameter, "a user or a group is required", ""};
-  }
-  return {};
+  return ApplySettings(settings, link);
 }
 
 Error FindOwner(const std::string& text, bool existing,

@@ -141,13 +141,14 @@ bool AttachBackup(BaseDB& database, const std::string& path) {
 
 bool DetachBackup(BaseDB& database) { return database.Execute("DETACH backup"); }
 
-bool ReplaceRowsByBackup(BaseDB& database) {
-  // Everything is deleted first: triggers delete the tokens of a link or session.
+bool ReplaceLinksByBackup(BaseDB& database) {
+  const std::string columns =
+      "id, hash, project_name, enabled, owner_uid, start_at, expire_at, expire_times, "
+      "use_count, auto_gc, data";
   return database.Execute(
-      "DELETE FROM main.token; DELETE FROM main.session; DELETE FROM main.entry; "
-      "INSERT INTO main.entry SELECT * FROM backup.entry; "
-      "INSERT INTO main.session SELECT * FROM backup.session; "
-      "INSERT INTO main.token SELECT * FROM backup.token");
+      "DELETE FROM main.token; DELETE FROM main.session; "
+      "DELETE FROM main.entry; INSERT INTO main.entry (" +
+      columns + ") SELECT " + columns + " FROM backup.entry");
 }
 
 Transaction::Transaction(BaseDB& database)

@@ -60,8 +60,8 @@ bool CheckIntegrity(BaseDB& database, Result& result);
 /// Makes the tables of another database visible as "backup", until it is detached.
 bool AttachBackup(BaseDB& database, const std::string& path);
 bool DetachBackup(BaseDB& database);
-/// Replaces the rows of every table by those of the attached database.
-bool ReplaceRowsByBackup(BaseDB& database);
+/// Replaces the links by those of the attached database; deletes sessions and tokens.
+bool ReplaceLinksByBackup(BaseDB& database);
 
 /// A write transaction: it takes the write lock when it begins, so no other process can
 /// change what it has read.  Rolled back on destruction unless committed.

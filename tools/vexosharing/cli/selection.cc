@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <ctime>
 #include <iostream>
 
@@ -34,13 +35,27 @@ Error SelectHashes(const Selection& selection, admin::BaseDB& database,
                    std::vector<std::string>& hashes) {
   admin::LinkFilter filter;
   if (Error error = ParseFilter(selection.filter, filter)) return error;
-  hashes = selection.hashes;
+  for (const std::string& hash : selection.hashes) {
+    const bool is_new = std::find(hashes.begin(), hashes.end(), hash) == hashes.end();
+    if (is_new) hashes.push_back(hash);
+  }
   if (!hashes.empty()) return {};
   admin::LinkReader reader(database, filter.Sql(database, time(nullptr)), "id");
   admin::Entry link;
   while (!Interrupted() && reader.Next(link)) hashes.push_back(link.get_hash());
   ReportUnreadable(reader.unreadable());
   return reader.good() ? Error{} : admin::DatabaseError(database);
+}
+
+/// Whether a link that filters selected still matches them: somebody may have changed it
+/// during the question.
+bool StillMatches(const Selection& selection, const std::string& hash, LinkAdmin& links) {
+  if (!selection.hashes.empty()) return true;
+  admin::LinkFilter filter;
+  long count = 0;
+  if (ParseFilter(selection.filter, filter)) return false;
+  filter.hash = hash;
+  return links.Count(filter, count) || count != 0;
 }
 
 /// Asks on a terminal.
@@ -120,6 +135,7 @@ ExitCode ForEachLink(const Selection& selection, const std::string& verb,
   Json::Value out(Json::objectValue);
   out["items"] = out["missing"] = Json::Value(Json::arrayValue);
   for (const std::string& hash : hashes) {
+    if (!StillMatches(selection, hash, admin)) continue;
     LinkChange change;
     change.text = "would " + verb;
     Error error;

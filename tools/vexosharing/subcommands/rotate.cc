@@ -7,6 +7,7 @@
 #include "cli/interrupt.h"
 #include "cli/link_text.h"
 #include "cli/options.h"
+#include "cli/output.h"
 #include "cli/report.h"
 #include "subcommands/table.h"
 #include "terminal/json.h"
@@ -22,6 +23,22 @@ struct Options {
   std::string hash;
 };
 
+void Print(const Options& options, const admin::StoredLink& stored) {
+  admin::LinkUrls urls;
+  if (options.common.json) {
+    Json::Value out = LinkDetailsJson(stored.link, urls, time(nullptr));
+    out["old_hash"] = options.hash;
+    out["revoked"] = Json::Int64{stored.revoked};
+    PrintJson(out);
+    return;
+  }
+  DetailList list;
+  list.Add("Hash", stored.link.get_hash());
+  const std::string url = UrlText(stored.link, urls);
+  if (!url.empty()) list.Add("URL", url);
+  list.Add("Revoked", Counted(stored.revoked, "token"));
+}
+
 ExitCode Rotate(const Options& options) {
   admin::DatabaseAccess access;
   admin::Error error = access.Open(options.common.database, admin::Access::kWrite);
@@ -30,20 +47,11 @@ ExitCode Rotate(const Options& options) {
   admin::StoredLink stored;
   error = links.Rotate(options.hash, stored);
   if (error) return Fail(error);
-  admin::LinkUrls urls;
-  if (options.common.json) {
-    Json::Value out = LinkDetailsJson(stored.link, urls, time(nullptr));
-    out["old_hash"] = options.hash;
-    out["revoked"] = Json::Int64{stored.revoked};
-    PrintJson(out);
-    return kSuccess;
-  }
-  DetailList list;
-  list.Add("Hash", stored.link.get_hash());
-  const std::string url = UrlText(stored.link, urls);
-  if (!url.empty()) list.Add("URL", url);
-  list.Add("Revoked", Counted(stored.revoked, "token"));
-  return kSuccess;
+  Print(options, stored);
+  if (FlushOutput()) return kSuccess;
+  // The old hash does not work any more, so the new one must be known.
+  return Fail(kRefused, "cannot write to standard output: the new hash is " +
+                            stored.link.get_hash());
 }
 
 }  // namespace
