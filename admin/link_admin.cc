@@ -191,7 +191,7 @@ Error LinkAdmin::Purge(const PurgeScope& scope, PurgeCounts& counts,
                        const std::function<void(long step)>& begin) {
   const bool named = scope.every_owner || scope.owner;
   if (!scope.project.empty() && !named) {
-    return {kMissingParameter, "a purge of one project requires an owner, or all", ""};
+    return {kMissingParameter, "purging one project requires an owner or all owners", ""};
   }
   const auto show = [&begin](long step) {
     if (begin) begin(step);

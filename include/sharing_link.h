@@ -46,7 +46,7 @@ enum VexoSharingLinkState {
   SHARING_LINK_EXPIRED = 2,
   /// The link has been used as often as it allows.
   SHARING_LINK_USE_LIMIT_REACHED = 3,
-  /// The owner has disabled the link.
+  /// The link is disabled.
   SHARING_LINK_DISABLED = 4
 };
 

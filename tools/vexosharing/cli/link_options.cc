@@ -128,7 +128,7 @@ void AddLinkOptions(CLI::App& command, LinkOptions& options) {
       ->transform(Utf8())
       ->type_name("URI");
   AddSwitch(command, "--keep", options.settings.auto_gc, false,
-            "exclude the link from the general purge");
+            "keep the link unless purge has --owner or --all");
   AddProtectionOptions(command, options);
 }
 

@@ -125,7 +125,7 @@ void AddBackup(CLI::App& command, Action& action) {
 
 void AddRestore(CLI::App& command, Action& action) {
   const auto options = std::make_shared<RestoreOptions>();
-  command.add_option("FILE", options->file, "a file that backup wrote")
+  command.add_option("FILE", options->file, "backup to restore")
       ->transform(NotEmpty())
       ->required();
   AddCommon(command, options->common);

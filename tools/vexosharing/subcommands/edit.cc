@@ -69,7 +69,7 @@ void AddEdit(CLI::App& command, Action& action) {
             "visitors must keep their IP address")
       ->excludes("--no-match-ip");
   AddSwitch(command, "--no-keep", settings.auto_gc, true,
-            "include the link in the general purge")
+            "let every purge delete the link")
       ->excludes("--keep");
   CLI::Option* const enable =
       AddSwitch(command, "--enable", settings.enabled, true, "enable the link");

@@ -177,7 +177,8 @@ CLI::Validator ColumnList() {
       [](std::string& text) -> std::string {
         std::vector<const ListColumn*> columns;
         if (SelectColumns(text, columns)) return "";
-        return "invalid list \"" + text + "\": must consist of " + Join(ColumnNames());
+        return "invalid column list \"" + text + "\": must consist of " +
+               Join(ColumnNames());
       },
       "");
 }

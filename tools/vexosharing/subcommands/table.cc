@@ -10,7 +10,7 @@ const std::string kValuesHelp =
     "WHEN is now, never, a local date such as 2026-12-31 (at 00:00:00) or\n"
     "\"2026-12-31 18:00\", or a time span from now: 90s, 15m, 12h, 7d, 4w.\n"
     "JSON is an object, @FILE to read it from a file, or @- to read it from standard\n"
-    "input; other users can see the command line, but not these.";
+    "input.  Use @FILE or @- for secrets: other users can see the command line.";
 
 }  // namespace
 
@@ -25,23 +25,22 @@ const std::vector<Subcommand>& Subcommands() {
        AddCreate},
       {"list",
        "List links.\n"
-       "Links are sorted by creation unless --order is given.  STATE is usable,\n"
-       "not_started, expired, used_up or disabled.  --search looks for the text in\n"
-       "titles, in the members \"path\" and \"note\" of --app and in the member "
-       "\"note\"\n"
-       "of --private-data; it ignores the case of ASCII letters.  LIST is a\n"
-       "comma-separated list of columns: hash, title, project, owner, state, starts,\n"
-       "expires, uses, protection.  Unreadable rows are reported.",
+       "Links are sorted by creation time unless --order is given.  STATE is usable,\n"
+       "not_started, expired, used_up (use limit reached) or disabled.  --search looks\n"
+       "for the text in titles, in the members \"path\" and \"note\" of --app and in\n"
+       "the member \"note\" of --private-data; it ignores the case of ASCII letters.\n"
+       "LIST is a comma-separated list of columns: hash, title, project, owner, state,\n"
+       "starts, expires, uses, protection.  Unreadable rows are reported.",
        "vexosharing list --owner alice --state expired", AddList},
       {"show", "Show the details of a link, without secrets.",
        "vexosharing show xK3fQ9aZb", AddShow},
       {"edit",
        "Change the settings of links.\n"
-       "Links are named by HASH, or selected by the filters --where-...  A link keeps\n"
-       "its hash.  If the change affects who may use the link, its tokens are\n"
-       "revoked.  A link is protected either by a password or by users and\n"
-       "groups: setting one removes the other.  --user replaces the list of users,\n"
-       "--group the list of groups; \"\" clears the list.\n" +
+       "Links are named by HASH, or selected by the --where options.  A link keeps\n"
+       "its hash.  If the change affects who may use the link, its tokens are revoked.\n"
+       "A link is protected either by a password or by users and groups: setting one\n"
+       "removes the other.  --user replaces the list of users, --group the list of\n"
+       "groups; \"\" clears the list.\n" +
            kValuesHelp,
        "vexosharing edit xK3fQ9aZb --expire 4w --uses 0", AddEdit},
       {"delete",
@@ -72,7 +71,7 @@ const std::vector<Subcommand>& Subcommands() {
        "id from the environment variable SHARING_SID or from the next line of standard\n"
        "input.  visit always uses the system's database.",
        "vexosharing visit xK3fQ9aZb login --password-stdin <secret-file\n"
-       "  SHARING_SID=the-second-line vexosharing visit xK3fQ9aZb check",
+       "  SHARING_SID=session-id vexosharing visit xK3fQ9aZb check",
        AddVisit},
       {"check",
        "Check the whole database and suggest repairs.\n"
@@ -85,7 +84,7 @@ const std::vector<Subcommand>& Subcommands() {
        "atomically.  The copy holds the same secrets as the database.",
        "vexosharing backup /var/backups/sharing.db", AddBackup},
       {"restore",
-       "Replace the database by a backup.\n"
+       "Replace the database with a backup.\n"
        "The backup is checked first.  The previous database is kept in the same\n"
        "directory.  Programs that use the database continue with the restored rows.\n"
        "If the database is damaged, stop them first.",
