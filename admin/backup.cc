@@ -194,11 +194,11 @@ Error RestoreDatabase(const std::string& file, const std::string& path,
   }
 
   const DatabaseContent present = ContentOf(path);
-  const bool other =
-      present == DatabaseContent::kForeign ||
-      (present == DatabaseContent::kNotDatabase && path != SZF_SHARING_DB_PATH);
-  if (other) {
-    return {kDatabaseNotUsable, path + ": not a database of links", ""};
+  if (present == DatabaseContent::kForeign) {
+    return {kDatabaseNotUsable, path + ": belongs to another program", ""};
+  }
+  if (present == DatabaseContent::kNotDatabase && path != SZF_SHARING_DB_PATH) {
+    return {kDatabaseNotUsable, path + ": file is not a database", ""};
   }
   const std::string kept = KeptName(path);
   const bool replace = present == DatabaseContent::kNothing ||

@@ -136,7 +136,7 @@ class Admin {
   void CheckTitle(const std::string& link, Answer& answer) const {
     const auto wanted = titles_.find(link);
     if (wanted == titles_.end() || wanted->second == kUnknown) return;
-    const std::string title = Output()["protect_title"].asString();
+    const std::string title = Output()["link"]["protect_title"].asString();
     if (title == wanted->second) return;
     answer.complaint = "title set by vexosharing edit was overwritten";
     answer.detail = link + " has \"" + title + "\" instead of \"" + wanted->second + "\"";

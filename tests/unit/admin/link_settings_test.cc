@@ -244,8 +244,7 @@ TEST_F(LinkSettingsTest, EmptyList_RemovesOneSideOnly) {
 
   settings_.groups = Names{""};
   EXPECT_EQ(Code(named_), kMissingParameter);
-  Apply(plain_);
-  EXPECT_EQ(plain_.get_protect_type(), Entry::PROTECT_NONE);
+  EXPECT_EQ(Code(plain_), kMissingParameter);
   Apply(locked_);
   EXPECT_TRUE(locked_.IsPasswordValid("old"));
 }
