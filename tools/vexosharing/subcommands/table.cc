@@ -84,16 +84,17 @@ const std::vector<Subcommand>& Subcommands() {
        "atomically.  The copy holds the same secrets as the database.",
        "vexosharing backup /var/backups/sharing.db", AddBackup},
       {"restore",
-       "Replace the database with a backup.\n"
+       "Replace the links with those of a backup.\n"
        "The backup is checked first.  The previous database is kept in the same\n"
-       "directory.  Programs that use the database continue with the restored rows.\n"
-       "If the database is damaged, stop them first.",
+       "directory.  All sessions end: visitors must log in again.  Programs that use\n"
+       "the database continue with the restored links.  If the database is damaged,\n"
+       "stop them first.",
        "vexosharing restore /var/backups/sharing.db", AddRestore},
       {"export",
        "Write links as lines of JSON, for import.\n"
        "Stored passwords and private data are omitted unless --with-secrets is given.\n"
        "FILE is created atomically and is readable by its owner only.  Sessions and\n"
-       "tokens are not exported; use backup to keep them.",
+       "tokens are not exported.",
        "vexosharing export links.jsonl", AddExport},
       {"import",
        "Read links from a file written by export.\n"
