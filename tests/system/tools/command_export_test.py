@@ -557,7 +557,7 @@ class Import(ExportTest):
             command_support.waits_for_input(process))
         process.communicate(b"{\n", timeout=60)
         self.assertEqual(process.returncode, REFUSED)
-        return os.read(seeing, 65536).decode()
+        return command_support.read_terminal(seeing)
 
     def test_message_replaces_the_progress(self):
         self.assertIn("importing, line: 1000\033[K\r\033[Kvexosharing: line 1001: ",

@@ -92,6 +92,17 @@ def waits_for_input(process):
     return call.split()[:2] == ["0", "0x0"]
 
 
+def read_terminal(seeing):
+    """All that is shown until the last program has closed the terminal."""
+    shown = b""
+    while True:
+        try:
+            part = os.read(seeing, 65536)
+        except OSError:  # the other end is closed
+            return shown.decode()
+        shown += part
+
+
 class CommandTest(unittest.TestCase):
     def setUp(self):
         self.forget()
@@ -277,12 +288,10 @@ class CommandTest(unittest.TestCase):
         self.addCleanup(os.close, seeing)
         with subprocess.Popen([COMMAND, *arguments], stdout=subprocess.DEVNULL,
                               stderr=terminal, env=environment()) as process:
+            os.close(terminal)
+            shown = read_terminal(seeing)
             self.assertEqual(process.wait(60), DONE)
-        os.close(terminal)
-        try:
-            return os.read(seeing, 65536).decode()
-        except OSError:  # nothing was shown
-            return ""
+        return shown
 
 
 def install(build, program):
