@@ -76,6 +76,8 @@ class Fail2banTest(unittest.TestCase):
         away = FOLDER.with_name("away")
         FOLDER.rename(away)
         self.addCleanup(away.rename, FOLDER)
+        FOLDER.touch()  # so the folder cannot be created again
+        self.addCleanup(FOLDER.unlink)
         failed = provider_log(("fail", "192.0.2.1", "SHARING"))
         refused = provider_log(("login", "192.0.2.2", ""))
 
