@@ -35,7 +35,6 @@ constexpr size_t kApplicationIdAt = 68;
 constexpr size_t kPageTypeAt = 100;
 constexpr size_t kCellCountAt = 103;
 constexpr size_t kHeaderSize = 108;
-constexpr int kSchemaVersion = 2;
 constexpr int kLogVersion = 2;  // it is used with a write-ahead log
 constexpr long kLeafPage = 13;  // any other page 1 leads to further ones
 
@@ -125,8 +124,8 @@ std::string FolderOf(const std::string& path) {
   return fs::absolute(path, error).parent_path();
 }
 
-/// Why the system account cannot use the file in its place; none when it can, or when
-/// there is no file.
+/// Checks that the system account may write the database, if it exists, and its
+/// directory.
 Error CheckPlace(const std::string& path) {
   struct stat status = {};
   if (stat(path.c_str(), &status) == 0) {

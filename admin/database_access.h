@@ -8,6 +8,9 @@
 
 namespace admin {
 
+/// The version that the installed schema files bring a database to.
+inline constexpr int kSchemaVersion = 2;
+
 /// Suffixes of the files that belong to a database; "" is the database itself.
 inline constexpr const char* kDatabaseFiles[] = {"", "-wal", "-shm", "-lock"};
 

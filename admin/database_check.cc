@@ -35,7 +35,6 @@ using VEXO::sharing::db::SharingDB;
 
 namespace fs = std::filesystem;
 
-constexpr int kSchemaVersion = 2;
 constexpr mode_t kFileMode = 0660;
 constexpr mode_t kFolderMode = 0750;
 const char* const kSchemaFolder = "/usr/vexo/share/vexosharing/db_schema/";

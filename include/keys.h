@@ -11,8 +11,7 @@
 extern "C" {
 #endif
 
-/// CGI name of the request header that marks a sharing request.  It is for callers; the
-/// library does not read it.
+/// CGI name of the request header that marks a sharing request.  Only callers use it.
 SHARING_EXPORT extern const char* const SZ_X_SHARING_HEADER;
 
 #ifdef __cplusplus

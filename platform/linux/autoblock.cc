@@ -152,8 +152,8 @@ std::optional<Address> ParseAddress(const char* text) {
   return address;
 }
 
-/// Logs for auditors and for fail2ban, whose filter knows these lines.  Nothing that a
-/// visitor chooses stands in them as it is.
+/// Logs for auditors and for fail2ban, whose filter matches these lines.  They contain no
+/// text that a visitor can choose, unless it is escaped.
 void LogFailure(const Address& address, const std::string& service,
                 const std::string& failures) {
   syslog(LOG_AUTHPRIV | LOG_NOTICE,

@@ -192,8 +192,8 @@ bool BlockStore::FindBlock(const std::string& address, bool* blocked, bool* set_
   return code == SQLITE_ROW || code == SQLITE_DONE || Failed();
 }
 
-/// A failure that cannot be counted would be a free guess.  So the count is tried and
-/// taken back, which costs no wait for the disk.
+/// A failure that cannot be counted would be a free guess.  So a failure is counted and
+/// rolled back, which does not wait for the disk.
 ///
 /// While another process writes, this one does not wait for its turn and takes the store
 /// for writable.  The cost: if a process never releases the lock, Count gives up after

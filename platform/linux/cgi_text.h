@@ -9,7 +9,7 @@ namespace VEXO::platform {
 using TextMap = std::map<std::string, std::string>;
 
 /// Parameters of a query string or a form body, decoded; the first of a name counts.  A
-/// percent sign without two hexadecimal digits stands for itself.  A parameter with a NUL
+/// percent sign without two hexadecimal digits is kept.  A parameter with a NUL
 /// in it is left out: no C string could hold it whole.
 TextMap ParseForm(std::string_view text);
 
@@ -26,7 +26,7 @@ TextMap ParseCookies(const std::string& header);
 /// The Cookie header of `cookies`.
 std::string CookieHeader(const TextMap& cookies);
 
-/// What may stand in a cookie (RFC 6265): a name is a token of RFC 2616, and a value has
+/// What a cookie may contain (RFC 6265): a name is a token of RFC 2616, and a value has
 /// no control character, blank, quote, comma, semicolon or backslash, and nothing beyond
 /// ASCII.
 bool IsCookieName(const std::string& name);

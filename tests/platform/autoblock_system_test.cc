@@ -231,7 +231,7 @@ class AutoBlock : public testing::Test {
 
 }  // namespace
 
-/// The provider's clock, which stands still until a test sets it.
+/// The provider's clock.  Only tests change it.
 extern "C" time_t time(time_t* out) noexcept {
   if (out != nullptr) *out = clock_time;
   return clock_time;

@@ -27,7 +27,7 @@ for call, address, service in zip(*[iter(sys.argv[2:])] * 3):
         provider.VexoCgiIsDeniedIP(address.encode())
 """
 
-# What stands before a line in a log file, and in a journal that Fail2Ban reads.
+# The prefix of a line in a log file, and in a journal that Fail2Ban reads.
 HEADERS = ["2026-11-21T20:15:42.123456+00:00 nas ", "Nov 21 20:15:42 nas "]
 
 

@@ -10,14 +10,14 @@
 class Secret {
  public:
   explicit Secret(std::string_view text);
-  /// The bytes that the hexadecimal digits stand for.
+  /// The bytes that the hexadecimal digits encode.
   static Secret FromHex(const std::string& digits);
 
   /// The secret with a 0 behind it, until Hide.
   const char* Reveal();
   void Hide();
 
-  /// How often it stands in the writable memory of this process.
+  /// How often it occurs in the writable memory of this process.
   int CountInMemory() const;
   int CountIn(const void* memory, size_t size) const;
 

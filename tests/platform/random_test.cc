@@ -45,7 +45,7 @@ constexpr int kSerialClasses = 8;
 constexpr int kLargestLag = 64;  // four times what is fetched from the kernel at once
 
 /// For draws below kSerialClasses: the largest of the distances between the pairs that
-/// stand `lag` draws apart and pairs that are equally likely, over all lags.  A good
+/// are `lag` draws apart and pairs that are equally likely, over all lags.  A good
 /// generator stays below kLargestDistance, whatever the lag.
 double SerialDistance(const std::vector<int>& draws) {
   double largest = 0;

@@ -302,7 +302,7 @@ class Check(CommandTest):
         self.create()
         connection = sqlite3.connect(DATABASE)
         connection.execute("PRAGMA writable_schema = ON")
-        # The index now says that it stands on another column than it does.
+        # The schema now names another column for the index than it was built from.
         connection.execute("UPDATE sqlite_master SET sql = replace(sql, 'owner_uid,', "
                            "'start_at,') WHERE name = 'entry_owner'")
         connection.commit()

@@ -30,7 +30,7 @@ class Shell:
                        "LD_LIBRARY_PATH": str(command_support.LIBRARIES)})
         self.pid = pid
         # With the echo off, readline shows what it offers and nothing of the line; ^T tells
-        # the line as it stands.
+        # the line as it is.
         os.write(self.terminal,
                  "bind 'set completion-query-items 0'; bind 'set page-completions off'; "
                  "bind 'set enable-bracketed-paste off'; bind 'set bell-style none'; "

@@ -50,14 +50,14 @@ Json::Value ObjectWith(const char* key, const char* value) {
 }
 
 void Fill(Entry& entry) {
-  entry.set_hash("a hash that is too long to stand inside the string");
+  entry.set_hash("a hash that is too long for the string object");
   entry.set_project_name("project");
   entry.set_owner_uid(5001);
   entry.set_app(ObjectWith("name", "value"));
   entry.set_protect_uids({1, 2});
 }
 void Fill(Session& session) {
-  session.set_session_id("a session id that is too long to stand inside");
+  session.set_session_id("a session id that is too long for it");
   session.set_ip("192.0.2.7");
   session.set_timeout(time(nullptr) + 3600);
 }
