@@ -13,8 +13,8 @@
 
 namespace web {
 
-/// Receives a body piece by piece.  Returns false when there is nobody to receive it any
-/// more.
+/// Receives a body piece by piece, and throws nothing.  Returns false when there is
+/// nobody to receive it any more.
 using Sink = std::function<bool(std::string_view)>;
 
 /// Largest piece that a body hands to a sink.
@@ -33,6 +33,10 @@ class Body {
   /// sent is not taken for the whole.
   virtual bool Send(const Sink& sink) = 0;
 };
+
+/// Hands bytes of a file to the sink.  False as for Body::Send; also when the file has
+/// become too short.
+bool SendBytes(int file, std::uint64_t first, std::uint64_t length, const Sink& sink);
 
 /// A file or one range of it.
 class FileBody : public Body {

@@ -1,12 +1,14 @@
 #pragma once
 
 #include <dirent.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <cstdint>
 #include <ctime>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "base/unique_fd.h"
 #include "web/files/owner.h"
@@ -72,13 +74,21 @@ class SharedTree {
 
  private:
   friend class FolderReader;
+  class Access;
 
-  SharedTree(const Share& share, const Owner& owner, bool becomes_owner);
+  SharedTree(const Share& share, const Owner& owner);
 
   OpenResult OpenRoot(const std::string& path);
-  OpenResult OpenBelow(const std::string& path, Node* node) const;
-  bool Shows(const std::string& name) const;
-  bool OwnerMayRead(int fd, const struct stat& status) const;
+  /// Finds what is at a path below the root, links followed.
+  OpenResult Find(const std::string& path, VEXO::base::UniqueFd* located,
+                  struct stat* status) const;
+  /// Whether a file that was found exists for visitors by its kind and rights.
+  OpenResult Examine(int located, struct stat* status) const;
+  /// Opens a file that was examined.
+  static OpenResult Take(int located, const struct stat& status, const std::string& path,
+                         Node* node);
+  bool Shows(std::string_view name) const;
+  bool IsPath(std::string_view names) const;
 
   std::string name_;
   Owner owner_;
@@ -86,6 +96,9 @@ class SharedTree {
   bool becomes_owner_;
   Node root_;
 };
+
+/// The path of an entry of the folder at `path`, which is empty for the root.
+std::string JoinPath(const std::string& path, const std::string& name);
 
 /// An entry of a folder.
 struct FolderEntry {
@@ -112,9 +125,12 @@ class FolderReader {
   Step Next(FolderEntry* entry);
 
  private:
+  OpenResult Look(const std::string& name, FolderEntry* entry) const;
+
   const SharedTree& tree_;
   std::string path_;
-  DIR* stream_;
+  DIR* stream_ = nullptr;
+  int failure_ = 0;  // why there is no stream
 };
 
 }  // namespace web
