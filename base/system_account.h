@@ -2,6 +2,8 @@
 
 #include <sys/types.h>
 
+#include <string>
+
 namespace VEXO::base {
 
 /// The account that owns the databases.
@@ -30,5 +32,10 @@ class AsSystemAccount {
   bool switched_ = false;
   bool good_;
 };
+
+/// Makes sure that a folder of the system account exists.  Root creates a missing one,
+/// with mode 0750 and a line in the log.  False, with the reason in errno, when it is
+/// missing and cannot be created.
+bool EnsureSystemFolder(const std::string& path);
 
 }  // namespace VEXO::base

@@ -32,7 +32,6 @@ namespace {
 
 constexpr int kMaxAttempts = 3;
 constexpr FileAccess kAccess = {base::kSystemUid, base::kSystemGid, 0660};
-constexpr mode_t kFolderMode = 0750;
 
 // A failed login needs less: its pages, their copies in the journal, and room to grow.
 constexpr unsigned long kNeededBytes = 128UL * 1024;
@@ -84,24 +83,6 @@ std::string Folder() {
   return path.substr(0, path.rfind('/'));
 }
 
-/// Root creates a missing folder: without it every login would be refused.
-bool EnsureFolder() {
-  const std::string folder = Folder();
-  struct stat status = {};
-  if (stat(folder.c_str(), &status) == 0) return true;
-  if (errno != ENOENT || geteuid() != 0) return false;
-  if (mkdir(folder.c_str(), S_IRWXU) == -1) return errno == EEXIST;
-  if (chown(folder.c_str(), kAccess.owner, kAccess.group) == -1 ||
-      chmod(folder.c_str(), kFolderMode) == -1) {
-    const int reason = errno;
-    rmdir(folder.c_str());
-    errno = reason;
-    return false;
-  }
-  syslog(LOG_WARNING, "%s: created, because it was missing", folder.c_str());
-  return true;
-}
-
 /// What to do when there is no store yet.
 enum class Missing { kCreate, kTryToCreate, kSkip };
 
@@ -109,7 +90,8 @@ enum class Missing { kCreate, kTryToCreate, kSkip };
 bool PrepareMissing(Missing missing) {
   switch (missing) {
     case Missing::kCreate:
-      return (EnsureFolder() && CreateFileWith(kAccess, BlockStore::Path())) ||
+      return (base::EnsureSystemFolder(Folder()) &&
+              CreateFileWith(kAccess, BlockStore::Path())) ||
              CannotCreate();
     case Missing::kTryToCreate: {
       base::AtomicFile file(BlockStore::Path());
@@ -206,7 +188,8 @@ int Remove(const char* text, BlockStore::Forget what) {
 bool HasRoom() {
   const char* const path = BlockStore::Path();
   struct statvfs status = {};
-  if (!EnsureFolder() || statvfs(Folder().c_str(), &status) == -1) {
+  // Without its folder every login would be refused.
+  if (!base::EnsureSystemFolder(Folder()) || statvfs(Folder().c_str(), &status) == -1) {
     syslog(LOG_ERR, "%s: %m", path);
     return false;
   }

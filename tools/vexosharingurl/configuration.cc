@@ -1,7 +1,5 @@
 #include "configuration.h"
 
-#include <iostream>
-
 #include "base/key_value_file.h"
 
 namespace url_tool {
@@ -59,20 +57,20 @@ Settings Configuration::SettingsFor(const std::string& project) const {
   return settings;
 }
 
-bool LoadConfiguration(Configuration& out) {
+bool LoadConfiguration(Configuration& out, const Report& report) {
   Configuration configuration;
   const auto apply = [&configuration](const std::string& key, const std::string& value) {
     return ApplySetting(key, value, configuration);
   };
-  const auto report = [&configuration](int line, const std::string& reason) {
-    std::cerr << "vexosharingurl: " << kPath << ":" << line
-              << ": line ignored: " << reason << "\n";
+  const auto skip = [&configuration, &report](int line, const std::string& reason) {
+    report(std::string(kPath) + ":" + std::to_string(line) +
+           ": line ignored: " + reason);
     ++configuration.wrong_lines;
   };
   std::string reason;
-  if (VEXO::base::ReadKeyValueFile(kPath, apply, report, &reason) ==
+  if (VEXO::base::ReadKeyValueFile(kPath, apply, skip, &reason) ==
       VEXO::base::FileRead::kFailed) {
-    std::cerr << "vexosharingurl: " << kPath << ": " << reason << "\n";
+    report(std::string(kPath) + ": " + reason);
     return false;
   }
   out = configuration;

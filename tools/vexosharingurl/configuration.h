@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -25,9 +26,11 @@ struct Configuration {
   Settings SettingsFor(const std::string& project) const;
 };
 
+/// Called with a line of text for people.
+using Report = std::function<void(const std::string& line)>;
+
 /// Reads the configuration file; a missing file is an empty one.  Wrong lines are
-/// reported on standard error and ignored.  False, reported there too, when the file
-/// cannot be read.
-bool LoadConfiguration(Configuration& out);
+/// reported and ignored.  False, reported too, when the file cannot be read.
+bool LoadConfiguration(Configuration& out, const Report& report);
 
 }  // namespace url_tool

@@ -99,13 +99,18 @@ bool MachineHost(std::string& host) {
   return true;
 }
 
+bool LoadConfiguration(Configuration& out) {
+  return url_tool::LoadConfiguration(
+      out, [](const std::string& line) { std::cerr << "vexosharingurl: " << line << "\n"; });
+}
+
 /// The settings that apply to the link.  Its project is looked up only where a project
 /// has settings, so that the tool needs no database otherwise.
 bool FindSettings(const std::string& hash, Settings& settings) {
   Configuration configuration;
   std::string project;
   std::string reason;
-  if (!url_tool::LoadConfiguration(configuration)) return false;
+  if (!LoadConfiguration(configuration)) return false;
   if (!configuration.projects.empty() && !url_tool::FindProject(hash, project, reason)) {
     return Refuse("cannot look up the project of the link in " +
                   std::string(VEXO::sharing::SZF_SHARING_DB_PATH) + ": " + reason);
@@ -149,7 +154,7 @@ int Print(const std::string& text) {
 
 int Check() {
   Configuration configuration;
-  if (!url_tool::LoadConfiguration(configuration)) return kFailed;
+  if (!LoadConfiguration(configuration)) return kFailed;
   std::string host;
   const bool has_host = configuration.general.base || MachineHost(host);
   return has_host && configuration.wrong_lines == 0 ? kDone : kFailed;

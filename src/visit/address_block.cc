@@ -1,0 +1,45 @@
+#include "visit/address_block.h"
+
+#include <arpa/inet.h>
+#include <vexo/autoblock.h>
+#include <vexo/cgi.h>
+
+#include <algorithm>
+#include <ctime>
+
+namespace VEXO::sharing {
+namespace {
+
+constexpr size_t kNetworkBytes = 8;
+
+struct Block {
+  std::string address;
+  long until = 0;
+};
+
+int FindBlock(const VexoAutoBlockEntry* entry, void* context) {
+  auto& block = *static_cast<Block*>(context);
+  if (block.address != entry->address) return 0;
+  block.until = entry->blocked_until;
+  return 1;
+}
+
+}  // namespace
+
+std::string BlockingKey(const std::string& address) {
+  in6_addr bytes = {};
+  if (inet_pton(AF_INET6, address.c_str(), &bytes) != 1) return address;
+  std::fill(std::begin(bytes.s6_addr) + kNetworkBytes, std::end(bytes.s6_addr), 0);
+  char text[INET6_ADDRSTRLEN] = "";
+  return inet_ntop(AF_INET6, &bytes, text, sizeof(text));
+}
+
+long SecondsBlocked(const std::string& address) {
+  if (VexoCgiIsDeniedIP(address.c_str()) != 1) return 0;
+  Block block;
+  block.address = BlockingKey(address);
+  VEXOAutoBlockList(FindBlock, &block);
+  return std::max(0L, block.until - static_cast<long>(time(nullptr)));
+}
+
+}  // namespace VEXO::sharing

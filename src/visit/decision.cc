@@ -1,0 +1,355 @@
+#include "visit/decision.h"
+
+#include <syslog.h>
+#include <vexo/autoblock.h>
+#include <vexo/cgi.h>
+
+#include <ctime>
+#include <utility>
+
+#include "base/wipe.h"
+#include "entry_db.h"
+#include "session_db.h"
+#include "sharing_db.h"
+#include "sharinglogin.h"
+#include "token_db.h"
+#include "visit/address_block.h"
+#include "visit/attempt_store.h"
+#include "visit/cookie.h"
+#include "visit/link_lock.h"
+#include "visit/same_site.h"
+
+namespace VEXO::sharing {
+namespace {
+
+using db::EntryDB;
+using db::SessionDB;
+using db::SharingDB;
+using db::TokenDB;
+using record::Entry;
+using record::Session;
+
+const char kBlockService[] = "SHARING";
+constexpr int kGuessesPerLink = 30;
+constexpr long kRetrySeconds = 10;  // after a failure
+constexpr size_t kAddressSize = 65;
+
+enum class Task { kShow, kLogIn, kLogOut };
+
+Task TaskOf(const VisitRequest& request) {
+  if (request.method != "POST") return Task::kShow;
+  if (request.action.empty() || request.action == "login") return Task::kLogIn;
+  return request.action == "logout" ? Task::kLogOut : Task::kShow;
+}
+
+enum class Lookup { kAvailable, kMissing, kFailed };
+
+Lookup LookupFailed() {
+  syslog(LOG_ERR, "visit: cannot look up a link: %s",
+         SharingDB::Instance().GetLastError().c_str());
+  return Lookup::kFailed;
+}
+
+/// The rule of Entry::IsValid for a link that was read, but for the use limit, and
+/// without lines in the log: all links that are missing must cost the same time.
+bool IsAvailable(const Entry& link) {
+  const long now = time(nullptr);
+  return link.get_enabled() && link.get_start_at() <= now &&
+         (link.get_expire_at() <= 0 || link.get_expire_at() >= now);
+}
+
+bool IsUseLimited(const Entry& link) { return link.get_expire_times() > 0; }
+
+bool IsUseLimitReached(const Entry& link) {
+  return IsUseLimited(link) && link.get_use_count() >= link.get_expire_times();
+}
+
+bool IsProtected(const Entry& link) {
+  return link.get_protect_type() == Entry::PROTECT_PASSWORD ||
+         link.get_protect_type() == Entry::PROTECT_USER;
+}
+
+/// Whether a session has no token for a link.  The check of the session answers so, too,
+/// when its lookup failed.
+bool IsLoggedOut(const Entry& link, const std::string& session_id) {
+  SharingDB& database = SharingDB::Instance();
+  const SessionDB sessions(database);
+  Session session;
+  int count = 0;
+  if (!sessions.GetBySessionId(session_id, session) && session.get_id() == 0) {
+    sessions.GetCondition().Where(SZK_SESSION_ID_, session_id);
+    return sessions.Count(count) && count == 0;
+  }
+  const TokenDB tokens(database);
+  tokens.GetCondition().Where(SZK_SESSION_ID_, std::to_string(session.get_id()));
+  tokens.GetCondition().Where(SZK_ENTRY_ID, std::to_string(link.get_id()));
+  return tokens.Count(count) && count == 0;
+}
+
+class Decision {
+ public:
+  Decision(const VisitRequest& request, const std::string& folder)
+      : request_(request), folder_(folder), task_(TaskOf(request)) {}
+
+  VisitAnswer Make();
+
+ private:
+  enum class Inside { kYes, kNo, kFailed };
+
+  Lookup Find();
+  Inside CheckSession();
+
+  VisitAnswer AnswerInside();
+  VisitAnswer AnswerMissing();
+  VisitAnswer AnswerOutside();
+  VisitAnswer LogIn();
+  VisitAnswer AnswerLogin(const std::string& session_id);
+  VisitAnswer LogOut();
+
+  VisitAnswer WithoutLink(VexoSharingVisitOutcome outcome, long retry_after = 0) const;
+  VisitAnswer WithLink(VexoSharingVisitOutcome outcome) const;
+  VisitAnswer TryLater() const;
+  VisitAnswer Blocked(long seconds) const;
+  VisitAnswer Form(VexoSharingVisitProblem problem) const;
+  VexoSharingVisitProblem EmptyField() const;
+
+  const VisitRequest& request_;
+  const std::string& folder_;
+  const Task task_;
+  std::string address_;
+  Entry link_;
+  int result_ = 0;
+};
+
+VisitAnswer Decision::Make() {
+  char address[kAddressSize] = {};
+  if (VexoCgiGetRemoteIP(address, sizeof(address)) == -1) {
+    syslog(LOG_ERR, "visit: the request has no address");
+    return TryLater();
+  }
+  address_ = address;
+
+  const Lookup lookup = Find();
+  if (lookup == Lookup::kFailed) return TryLater();
+  bool available = lookup == Lookup::kAvailable;
+  if (available && IsCookieValue(request_.session_id)) {
+    const Inside inside = CheckSession();
+    if (inside == Inside::kFailed) return TryLater();
+    if (inside == Inside::kYes) return AnswerInside();
+    // It may have been disabled since it was read.
+    available = result_ != SHARING_CHECK_LINK_NOT_VALID || IsUseLimitReached(link_);
+  }
+  const long seconds = SecondsBlocked(address_);
+  if (seconds > 0) return Blocked(seconds);
+  return available ? AnswerOutside() : AnswerMissing();
+}
+
+/// Finds the link.  Those of other applications and damaged ones are missing, too.
+Lookup Decision::Find() {
+  SharingDB& database = SharingDB::Instance();
+  if (!database.IsGood()) return LookupFailed();
+  const EntryDB links(database);
+  Entry link;
+  if (links.GetByHash(request_.hash, link) &&
+      link.get_hash() == request_.hash &&  // SQL text ends at a NUL
+      link.get_project_name() == request_.project && IsAvailable(link)) {
+    link_ = std::move(link);
+    return Lookup::kAvailable;
+  }
+  // Tells an absent link from a failed lookup.  The other links that are missing do not
+  // need it, but must cost the same time.
+  links.GetCondition().Where(SZK_HASH, request_.hash);
+  int count = 0;
+  return links.Count(count) ? Lookup::kMissing : LookupFailed();
+}
+
+Decision::Inside Decision::CheckSession() {
+  _tag_sharing_login_params visitor = {};
+  visitor.hash = request_.hash.c_str();
+  visitor.session_id = request_.session_id.c_str();
+  result_ = VEXO::VexoSharingIsAuthorized(&visitor);
+  switch (result_) {
+    case SHARING_CHECK_SUCCESS:
+      return Inside::kYes;
+    case SHARING_CHECK_GENERAL_FAILURE:
+      return Inside::kFailed;
+    case SHARING_CHECK_NO_SESSION:
+    case SHARING_CHECK_NO_TOKEN:
+      return IsLoggedOut(link_, request_.session_id) ? Inside::kNo : Inside::kFailed;
+    default:
+      return Inside::kNo;
+  }
+}
+
+VisitAnswer Decision::AnswerInside() {
+  if (task_ == Task::kLogOut) return LogOut();
+  VisitAnswer answer =
+      WithLink(task_ == Task::kLogIn ? SHARING_VISIT_LOGGED_IN : SHARING_VISIT_CONTENT);
+  answer.has_session = true;
+  return answer;
+}
+
+/// All links that are missing take the same steps: absent ones, those of another
+/// application, and those that are disabled, not started or expired.
+VisitAnswer Decision::AnswerMissing() {
+  AttemptStore attempts(folder_);
+  const AttemptStore::Attempt attempt =
+      attempts.Add("missing " + BlockingKey(address_) + " " + request_.hash, 1);
+  // Visitors who share an address and a dead link must not block each other.
+  if (attempt.result == AttemptStore::Result::kLimitReached) {
+    return WithoutLink(SHARING_VISIT_MISSING);
+  }
+  if (AutoBlockFailLoginSet(address_.c_str(), kBlockService) != 0) {
+    if (attempt.result == AttemptStore::Result::kAdded) attempts.Remove(attempt.id);
+    return TryLater();  // it would be a free guess
+  }
+  return WithoutLink(SHARING_VISIT_MISSING);
+}
+
+VisitAnswer Decision::AnswerOutside() {
+  if (task_ == Task::kLogOut) return LogOut();
+  if (IsUseLimitReached(link_)) return WithLink(SHARING_VISIT_USED_UP);
+  if (!IsProtected(link_) && !IsUseLimited(link_)) {
+    return WithLink(task_ == Task::kLogIn ? SHARING_VISIT_LOGGED_IN
+                                          : SHARING_VISIT_CONTENT);
+  }
+  return task_ == Task::kLogIn ? LogIn() : Form(SHARING_VISIT_NO_PROBLEM);
+}
+
+VisitAnswer Decision::LogIn() {
+  const VexoSharingVisitProblem problem = EmptyField();
+  if (problem != SHARING_VISIT_NO_PROBLEM) return Form(problem);
+  if (!CanSetCookie(request_)) {
+    syslog(LOG_ERR, "visit: the name or the path of the cookie cannot be sent");
+    return TryLater();
+  }
+  LinkLock lock;
+  if (IsUseLimited(link_) && !lock.Take(folder_, request_.hash)) return TryLater();
+
+  // The guess is counted before it is made: many at the same moment are not free.
+  AttemptStore attempts(folder_);
+  AttemptStore::Attempt guess;
+  if (IsProtected(link_)) {
+    guess = attempts.Add("guess " + request_.hash, kGuessesPerLink);
+    if (guess.result == AttemptStore::Result::kFailed) return TryLater();
+    if (guess.result == AttemptStore::Result::kLimitReached) {
+      return Blocked(guess.seconds_left);
+    }
+  }
+  _tag_sharing_login_params visitor = {};
+  visitor.hash = request_.hash.c_str();
+  if (link_.get_protect_type() == Entry::PROTECT_USER) {
+    visitor.username = request_.username.c_str();
+    visitor.user_password = request_.password.c_str();
+  } else {
+    visitor.password = request_.password.c_str();
+  }
+  // No session_id: whoever planted it would share the new session.
+  std::string session_id;
+  result_ = VEXO::VexoSharingLogin(session_id, &visitor, false);
+  const bool wrong =
+      result_ == SHARING_LOGIN_WRONG_PASSWORD || result_ == SHARING_LOGIN_REFUSED;
+  if (guess.result == AttemptStore::Result::kAdded && !wrong) attempts.Remove(guess.id);
+  VisitAnswer answer = AnswerLogin(session_id);
+  base::Wipe(&session_id);
+  return answer;
+}
+
+VisitAnswer Decision::AnswerLogin(const std::string& session_id) {
+  switch (result_) {
+    case SHARING_LOGIN_SUCCESS: {
+      VisitAnswer answer = WithLink(SHARING_VISIT_LOGGED_IN);
+      answer.has_session = true;
+      answer.set_cookie = SessionCookie(request_, session_id);
+      return answer;
+    }
+    case SHARING_LOGIN_WRONG_PASSWORD:
+      return Form(SHARING_VISIT_PASSWORD_WRONG);
+    case SHARING_LOGIN_REFUSED:
+      return Form(SHARING_VISIT_CREDENTIALS_WRONG);
+    case SHARING_LOGIN_USER_NOT_ADMITTED: {
+      VisitAnswer answer = WithLink(SHARING_VISIT_REFUSED);
+      answer.problem = SHARING_VISIT_USER_NOT_ADMITTED;
+      return answer;
+    }
+    case SHARING_LOGIN_USES_EXHAUSTED:
+      return WithLink(SHARING_VISIT_USED_UP);
+    case SHARING_LOGIN_ADDRESS_BLOCKED: {
+      const long seconds = SecondsBlocked(address_);
+      return seconds > 0 ? Blocked(seconds) : TryLater();
+    }
+    case SHARING_LOGIN_NO_USABLE_LINK:  // also when a lookup of the login failed
+      return Find() == Lookup::kMissing ? AnswerMissing() : TryLater();
+    default:
+      return TryLater();
+  }
+}
+
+VisitAnswer Decision::LogOut() {
+  // Without a token there is nothing to delete.
+  if (result_ != 0 && result_ != SHARING_CHECK_NO_SESSION &&
+      result_ != SHARING_CHECK_NO_TOKEN) {
+    VEXO::VexoSharingLogout(request_.hash, request_.session_id);
+  }
+  return WithLink(SHARING_VISIT_LOGGED_OUT);
+}
+
+VisitAnswer Decision::WithoutLink(VexoSharingVisitOutcome outcome,
+                                  long retry_after) const {
+  VisitAnswer answer;
+  answer.outcome = outcome;
+  answer.result = result_;
+  answer.retry_after = retry_after;
+  return answer;
+}
+
+VisitAnswer Decision::WithLink(VexoSharingVisitOutcome outcome) const {
+  VisitAnswer answer = WithoutLink(outcome);
+  answer.link = link_;
+  return answer;
+}
+
+VisitAnswer Decision::TryLater() const {
+  return WithoutLink(SHARING_VISIT_TRY_LATER, kRetrySeconds);
+}
+
+VisitAnswer Decision::Blocked(long seconds) const {
+  return WithoutLink(SHARING_VISIT_BLOCKED, seconds);
+}
+
+VisitAnswer Decision::Form(VexoSharingVisitProblem problem) const {
+  VisitAnswer answer =
+      WithLink(IsProtected(link_) ? SHARING_VISIT_LOGIN : SHARING_VISIT_OPEN);
+  answer.problem = problem;
+  return answer;
+}
+
+VexoSharingVisitProblem Decision::EmptyField() const {
+  if (!IsProtected(link_)) return SHARING_VISIT_NO_PROBLEM;
+  if (link_.get_protect_type() == Entry::PROTECT_USER && request_.username.empty()) {
+    return SHARING_VISIT_USERNAME_EMPTY;
+  }
+  return request_.password.empty() ? SHARING_VISIT_PASSWORD_EMPTY
+                                   : SHARING_VISIT_NO_PROBLEM;
+}
+
+}  // namespace
+
+VisitAnswer Decide(const VisitRequest& request, const std::string& folder) {
+  VisitAnswer answer;
+  if (request.method != "GET" && request.method != "HEAD" && request.method != "POST") {
+    answer.outcome = SHARING_VISIT_BAD_METHOD;
+    return answer;
+  }
+  if (request.method == "POST" && IsCrossSite(request)) {
+    answer.outcome = SHARING_VISIT_REFUSED;
+    answer.problem = SHARING_VISIT_CROSS_SITE;
+    return answer;
+  }
+  answer = Decision(request, folder).Make();
+  // Whatever became of the link or its session: this browser keeps nothing.
+  if (TaskOf(request) == Task::kLogOut) answer.set_cookie = DeletedCookie(request);
+  return answer;
+}
+
+}  // namespace VEXO::sharing

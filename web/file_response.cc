@@ -1,0 +1,119 @@
+#include "file_response.h"
+
+#include <optional>
+#include <utility>
+
+#include "web/files/conditions.h"
+#include "web/files/content_disposition.h"
+#include "web/files/content_type.h"
+#include "web/files/etag.h"
+#include "web/files/http_date.h"
+#include "web/files/ranges.h"
+#include "web/files/zip.h"
+
+namespace web {
+namespace {
+
+/// A zip file, and the tree that it is read from.
+class TreeBody : public Body {
+ public:
+  TreeBody(std::unique_ptr<SharedTree> tree, std::unique_ptr<Body> body)
+      : tree_(std::move(tree)), body_(std::move(body)) {}
+
+  std::optional<std::uint64_t> Length() const override { return body_->Length(); }
+  bool Send(const Sink& sink) override { return body_->Send(sink); }
+
+ private:
+  std::unique_ptr<SharedTree> tree_;  // outlives the body
+  std::unique_ptr<Body> body_;
+};
+
+std::optional<std::string> HeaderOf(const Variables& request, const std::string& name) {
+  if (!request.Has(name)) return std::nullopt;
+  return request.Get(name);
+}
+
+RequestConditions ConditionsOf(const Variables& request) {
+  RequestConditions conditions;
+  conditions.if_match = HeaderOf(request, "HTTP_IF_MATCH");
+  conditions.if_unmodified_since = HeaderOf(request, "HTTP_IF_UNMODIFIED_SINCE");
+  conditions.if_none_match = HeaderOf(request, "HTTP_IF_NONE_MATCH");
+  conditions.if_modified_since = HeaderOf(request, "HTTP_IF_MODIFIED_SINCE");
+  conditions.if_range = HeaderOf(request, "HTTP_IF_RANGE");
+  conditions.range = HeaderOf(request, "HTTP_RANGE");
+  return conditions;
+}
+
+void AddRanges(const std::vector<ByteRange>& ranges, Node file, const std::string& type,
+               Response* response) {
+  const std::uint64_t size = file.info.size;
+  if (ranges.size() == 1) {
+    const ByteRange& range = ranges.front();
+    response->Add("Content-Type", type);
+    response->Add("Content-Range", ContentRange(range, size));
+    response->body = std::make_unique<FileBody>(std::move(file.fd), range.first,
+                                                range.last - range.first + 1);
+    return;
+  }
+  auto body = std::make_unique<MultipartBody>(std::move(file.fd), size, type, ranges);
+  response->Add("Content-Type", body->ContentType());
+  response->body = std::move(body);
+}
+
+}  // namespace
+
+Response MakeFileResponse(const Variables& request, Node file, const std::string& name,
+                          bool attachment, bool open_link, time_t now) {
+  const ContentType type = ContentTypeOf(name);
+  const RequestConditions conditions = ConditionsOf(request);
+  const CurrentFile current = {EntityTag(file.info), LastModified(file.info, now),
+                               file.info.size};
+  Response response = MakeResponse(
+      200, type.preview == Preview::kPdf && !attachment ? kFramedFilePolicy : kFilePolicy);
+  response.Add("Cache-Control", open_link ? "private, no-cache" : "no-store");
+  response.Add("ETag", current.etag);
+  response.Add("Last-Modified", FormatHttpDate(current.last_modified));
+  response.Add("Accept-Ranges", "bytes");
+  const Precondition precondition = EvaluatePreconditions(conditions, current, now);
+  if (precondition != Precondition::kServe) {
+    response.status = precondition == Precondition::kFailed ? 412 : 304;
+    return response;
+  }
+  RangeSelection selection;
+  if (request.Get("REQUEST_METHOD") == "GET") {
+    selection = SelectRanges(conditions, current, now);
+  }
+  if (selection.kind == RangeSelection::Kind::kUnsatisfiable) {
+    response.status = 416;
+    response.Add("Content-Range", UnsatisfiedContentRange(current.size));
+    return response;
+  }
+  const bool shown = type.Inline() && !attachment;
+  response.Add(
+      "Content-Disposition",
+      ContentDisposition(shown ? Disposition::kInline : Disposition::kAttachment, name));
+  if (selection.kind == RangeSelection::Kind::kPart) {
+    response.status = 206;
+    AddRanges(selection.ranges, std::move(file), type.type, &response);
+  } else {
+    response.Add("Content-Type", type.type);
+    response.body = std::make_unique<FileBody>(std::move(file.fd), 0, current.size);
+  }
+  return response;
+}
+
+std::optional<Response> MakeZipResponse(std::unique_ptr<SharedTree> tree, Node folder,
+                         const std::string& name) {
+  std::unique_ptr<Body> zip = ZipFolder(*tree, std::move(folder), name);
+  if (zip == nullptr) return std::nullopt;
+  Response response = MakeResponse(200, kFilePolicy);
+  response.Add("Cache-Control", "no-store");
+  response.Add("Content-Type", "application/zip");
+  response.Add("Content-Disposition",
+               ContentDisposition(Disposition::kAttachment, name + ".zip"));
+  response.Add("Accept-Ranges", "none");
+  response.body = std::make_unique<TreeBody>(std::move(tree), std::move(zip));
+  return response;
+}
+
+}  // namespace web

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <ctime>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "response.h"
+#include "variables.h"
+#include "web/files/shared_tree.h"
+
+namespace web {
+
+/// The answer to a GET or HEAD request for the bytes of a file, with conditions and
+/// ranges.  Takes the file over.
+///
+/// @param attachment  save the file instead of showing it, also when it could be shown
+/// @param open_link   whether the link needs no login: a browser may then keep the file
+Response MakeFileResponse(const Variables& request, Node file, const std::string& name,
+                          bool attachment, bool open_link, time_t now);
+
+/// The answer with a folder as zip file.  Nothing when zip files cannot be made.
+std::optional<Response> MakeZipResponse(std::unique_ptr<SharedTree> tree, Node folder,
+                         const std::string& name);
+
+}  // namespace web

@@ -1,0 +1,58 @@
+#include "web/files/owner.h"
+
+#include <grp.h>
+#include <pwd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "base/account_state.h"
+
+namespace web {
+
+namespace {
+
+using VEXO::base::AccountState;
+using VEXO::base::StateOfAccount;
+
+/// All groups of the user, as a login would set them.
+std::vector<gid_t> GroupsOf(const passwd& user) {
+  std::vector<gid_t> groups(32);
+  int count = static_cast<int>(groups.size());
+  while (getgrouplist(user.pw_name, user.pw_gid, groups.data(), &count) == -1) {
+    if (count <= static_cast<int>(groups.size())) return {user.pw_gid};  // it failed
+    groups.resize(count);
+  }
+  groups.resize(count);
+  return groups;
+}
+
+}  // namespace
+
+bool Owner::IsIn(gid_t id) const {
+  return id == group || std::find(groups.begin(), groups.end(), id) != groups.end();
+}
+
+OwnerLookup FindOwner(uid_t user, time_t now, Owner* owner) {
+  passwd record = {};
+  passwd* found = nullptr;
+  std::vector<char> texts(1024);
+  int reason = 0;
+  while ((reason = getpwuid_r(user, &record, texts.data(), texts.size(), &found)) ==
+         ERANGE) {
+    texts.resize(texts.size() * 2);
+  }
+  if (found == nullptr) {
+    errno = reason;
+    return reason == 0 || reason == ENOENT ? OwnerLookup::kGone : OwnerLookup::kFailed;
+  }
+  if (StateOfAccount(record.pw_name, now) != AccountState::kActive) {
+    return OwnerLookup::kGone;
+  }
+  owner->user = user;
+  owner->group = record.pw_gid;
+  owner->groups = GroupsOf(record);
+  return OwnerLookup::kFound;
+}
+
+}  // namespace web

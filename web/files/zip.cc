@@ -1,0 +1,246 @@
+#include "web/files/zip.h"
+
+#include <archive.h>
+#include <archive_entry.h>
+#include <dlfcn.h>
+#include <locale.h>
+#include <syslog.h>
+
+#include <algorithm>
+#include <string_view>
+#include <type_traits>
+
+#include "web/files/display_name.h"
+#include "web/files/listing.h"
+
+namespace web {
+
+namespace {
+
+constexpr char kLibrary[] = "libarchive.so.13";
+
+/// The functions of the archive library.  It brings many other libraries along, so it is
+/// loaded only when a zip is wanted; it then stays.
+struct ArchiveLibrary {
+  decltype(&archive_write_new) write_new;
+  decltype(&archive_write_free) write_free;
+  decltype(&archive_write_set_format_zip) set_format_zip;
+  decltype(&archive_write_zip_set_compression_store) store;
+  decltype(&archive_write_set_bytes_per_block) set_block_size;
+  decltype(&archive_write_set_bytes_in_last_block) set_last_block_size;
+  decltype(&archive_write_open) write_open;
+  decltype(&archive_write_header) write_header;
+  decltype(&archive_write_data) write_data;
+  decltype(&archive_write_finish_entry) finish_entry;
+  decltype(&archive_write_close) write_close;
+  decltype(&archive_write_fail) write_fail;
+  decltype(&archive_entry_new) entry_new;
+  decltype(&archive_entry_free) entry_free;
+  decltype(&archive_entry_clear) entry_clear;
+  decltype(&archive_entry_set_pathname) set_pathname;
+  decltype(&archive_entry_set_filetype) set_filetype;
+  decltype(&archive_entry_set_perm) set_perm;
+  decltype(&archive_entry_set_mtime) set_mtime;
+  decltype(&archive_entry_set_size) set_size;
+
+  bool Load() {
+    void* const library = dlopen(kLibrary, RTLD_NOW | RTLD_LOCAL);
+    if (library == nullptr) return false;
+    const auto find = [library](const char* name, auto* function) {
+      using Function = std::remove_pointer_t<decltype(function)>;
+      *function = reinterpret_cast<Function>(dlsym(library, name));
+      return *function != nullptr;
+    };
+    return find("archive_write_new", &write_new) &&
+           find("archive_write_free", &write_free) &&
+           find("archive_write_set_format_zip", &set_format_zip) &&
+           find("archive_write_zip_set_compression_store", &store) &&
+           find("archive_write_set_bytes_per_block", &set_block_size) &&
+           find("archive_write_set_bytes_in_last_block", &set_last_block_size) &&
+           find("archive_write_open", &write_open) &&
+           find("archive_write_header", &write_header) &&
+           find("archive_write_data", &write_data) &&
+           find("archive_write_finish_entry", &finish_entry) &&
+           find("archive_write_close", &write_close) &&
+           find("archive_write_fail", &write_fail) &&
+           find("archive_entry_new", &entry_new) &&
+           find("archive_entry_free", &entry_free) &&
+           find("archive_entry_clear", &entry_clear) &&
+           find("archive_entry_set_pathname", &set_pathname) &&
+           find("archive_entry_set_filetype", &set_filetype) &&
+           find("archive_entry_set_perm", &set_perm) &&
+           find("archive_entry_set_mtime", &set_mtime) &&
+           find("archive_entry_set_size", &set_size);
+  }
+};
+
+/// Null when the library cannot be loaded.
+const ArchiveLibrary* LoadedLibrary() {
+  static ArchiveLibrary library;
+  static const bool loaded = library.Load();
+  return loaded ? &library : nullptr;
+}
+
+/// Makes the calling thread use UTF-8, in which the library takes names.
+class Utf8Names {
+ public:
+  Utf8Names()
+      : utf8_(newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr)),
+        before_(utf8_ == nullptr ? nullptr : uselocale(utf8_)) {}
+  Utf8Names(const Utf8Names&) = delete;
+  Utf8Names& operator=(const Utf8Names&) = delete;
+  ~Utf8Names() {
+    if (utf8_ == nullptr) return;
+    uselocale(before_);
+    freelocale(utf8_);
+  }
+  bool good() const { return utf8_ != nullptr; }
+
+ private:
+  locale_t utf8_;
+  locale_t before_;
+};
+
+la_ssize_t WriteToSink(archive* /*writer*/, void* sink, const void* bytes, size_t size) {
+  const std::string_view piece(static_cast<const char*>(bytes), size);
+  return (*static_cast<const Sink*>(sink))(piece) ? static_cast<la_ssize_t>(size) : -1;
+}
+
+/// Writes one zip file.  After a failure it can only be destroyed.
+class ZipWriter {
+ public:
+  ZipWriter(const ArchiveLibrary& library, const Sink& sink)
+      : library_(library), writer_(library.write_new()), entry_(library.entry_new()) {
+    good_ = writer_ != nullptr && entry_ != nullptr &&
+            library_.set_format_zip(writer_) == ARCHIVE_OK &&
+            library_.store(writer_) == ARCHIVE_OK &&
+            library_.set_block_size(writer_, kPieceSize) == ARCHIVE_OK &&
+            library_.set_last_block_size(writer_, 1) == ARCHIVE_OK &&
+            library_.write_open(writer_, const_cast<Sink*>(&sink), nullptr, WriteToSink,
+                                nullptr) == ARCHIVE_OK;
+  }
+  ZipWriter(const ZipWriter&) = delete;
+  ZipWriter& operator=(const ZipWriter&) = delete;
+  ~ZipWriter() {
+    if (entry_ != nullptr) library_.entry_free(entry_);
+    if (writer_ == nullptr) return;
+    if (!closed_) library_.write_fail(writer_);  // or the directory would be written
+    library_.write_free(writer_);
+  }
+
+  bool good() const { return good_; }
+
+  bool AddFolder(const std::string& path, const NodeInfo& info) {
+    return Begin(path + "/", info) && library_.finish_entry(writer_) == ARCHIVE_OK;
+  }
+
+  bool AddFile(const std::string& path, const Node& file) {
+    const Sink write = [this](std::string_view piece) {
+      return library_.write_data(writer_, piece.data(), piece.size()) ==
+             static_cast<la_ssize_t>(piece.size());
+    };
+    return Begin(path, file.info) && SendBytes(file.fd.get(), 0, file.info.size, write) &&
+           library_.finish_entry(writer_) == ARCHIVE_OK;
+  }
+
+  /// Writes the directory of the zip.
+  bool Close() {
+    closed_ = true;
+    return library_.write_close(writer_) == ARCHIVE_OK;
+  }
+
+ private:
+  bool Begin(const std::string& path, const NodeInfo& info) {
+    const bool folder = info.kind == NodeKind::kFolder;
+    library_.entry_clear(entry_);
+    library_.set_pathname(entry_, path.c_str());
+    library_.set_filetype(entry_, folder ? AE_IFDIR : AE_IFREG);
+    library_.set_perm(entry_, folder ? 0755 : 0644);
+    library_.set_mtime(entry_, info.modified.tv_sec, 0);
+    library_.set_size(entry_, static_cast<la_int64_t>(info.size));
+    return library_.write_header(writer_, entry_) == ARCHIVE_OK;
+  }
+
+  const ArchiveLibrary& library_;
+  archive* writer_;
+  archive_entry* entry_;
+  bool good_ = false;
+  bool closed_ = false;
+};
+
+class ZipBody : public Body {
+ public:
+  ZipBody(const ArchiveLibrary& library, const SharedTree& tree, Node folder,
+          const std::string& name)
+      : library_(library),
+        tree_(tree),
+        folder_(std::move(folder)),
+        name_(ArchiveName(name)) {}
+
+  std::optional<std::uint64_t> Length() const override { return std::nullopt; }
+
+  bool Send(const Sink& sink) override {
+    const Utf8Names utf8;
+    ZipWriter zip(library_, sink);
+    return utf8.good() && zip.good() && AddFolder(folder_, name_, &zip) && zip.Close();
+  }
+
+ private:
+  /// Adds a folder and all that is in it under `path`, a path within the zip.
+  bool AddFolder(const Node& folder, const std::string& path, ZipWriter* zip) {
+    if (!zip->AddFolder(path, folder.info)) return false;
+    FolderReader reader(tree_, folder);
+    FolderEntry entry;
+    for (;;) {
+      switch (reader.Next(&entry)) {
+        case FolderReader::Step::kFailed:
+          return false;
+        case FolderReader::Step::kEnd:
+          return true;
+        case FolderReader::Step::kEntry:
+          if (!AddEntry(folder, entry, path, zip)) return false;
+      }
+    }
+  }
+
+  bool AddEntry(const Node& folder, const FolderEntry& entry, const std::string& path,
+                ZipWriter* zip) {
+    if (entry.link && entry.info.kind == NodeKind::kFolder) return true;
+    const std::string from = JoinPath(folder.path, entry.name);
+    const std::string to = path + "/" + ArchiveName(entry.name);
+    path_bytes_ += to.size();
+    if (++count_ > kMaxEntries || path_bytes_ > kMaxNameBytes ||
+        std::count(from.begin(), from.end(), '/') >= kMaxDepth) {
+      return false;
+    }
+    Node node;
+    const OpenResult result = tree_.OpenNode(from, &node);
+    if (result == OpenResult::kFailed) return false;
+    const bool replaced =
+        node.info.inode != entry.info.inode || node.info.device != entry.info.device;
+    if (result == OpenResult::kAbsent || replaced) return true;  // gone meanwhile
+    return node.info.kind == NodeKind::kFolder ? AddFolder(node, to, zip)
+                                               : zip->AddFile(to, node);
+  }
+
+  const ArchiveLibrary& library_;
+  const SharedTree& tree_;
+  Node folder_;
+  std::string name_;
+  size_t count_ = 0;
+  size_t path_bytes_ = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<Body> ZipFolder(const SharedTree& tree, Node folder,
+                                const std::string& name) {
+  const ArchiveLibrary* const library = LoadedLibrary();
+  if (library == nullptr) {
+    syslog(LOG_ERR, "cannot load %s for a zip: %s", kLibrary, dlerror());
+    return nullptr;
+  }
+  return std::make_unique<ZipBody>(*library, tree, std::move(folder), name);
+}
+
+}  // namespace web

@@ -1,0 +1,394 @@
+#include "handler.h"
+
+#include <strings.h>
+#include <syslog.h>
+
+#include <algorithm>
+#include <ctime>
+#include <memory>
+
+#include "base/text.h"
+#include "base/wipe.h"
+#include "entry.h"
+#include "file_response.h"
+#include "language.h"
+#include "link_address.h"
+#include "pages/pages.h"
+#include "parameters.h"
+#include "redirect.h"
+#include "sharing_visit.h"
+#include "visit_request.h"
+#include "web/files/body.h"
+#include "web/files/owner.h"
+#include "web/files/share.h"
+#include "web/files/shared_tree.h"
+
+namespace web {
+namespace {
+
+using VEXO::sharing::VisitAnswer;
+using VEXO::sharing::VisitRequest;
+using VEXO::sharing::record::Entry;
+
+constexpr size_t kLargestTarget = 8 << 10;
+constexpr size_t kLargestVariables = 64 << 10;
+constexpr size_t kLargestForm = 16 << 10;
+constexpr size_t kLargestPreview = 1 << 20;
+constexpr long kRetryAfter = 10;
+
+const char kRealm[] = "Form realm=\"sharing\"";
+const char kMethods[] = "GET, HEAD, POST";
+
+struct PageOfMessage {
+  int status;
+  Message message;
+};
+
+Response MakeMessage(int status, Message message) {
+  return MakePage(status, RenderMessage(message));
+}
+
+/// The one answer for everything that is unknown to strangers.
+Response MakeMissing() { return MakeMessage(404, Message::kMissing); }
+
+/// For those who are admitted.
+Response MakeGone() { return MakeMessage(404, Message::kGone); }
+
+Response MakeTryLater(long seconds) {
+  Response response = MakeMessage(503, Message::kTryLater);
+  response.Add("Retry-After", std::to_string(seconds > 0 ? seconds : kRetryAfter));
+  return response;
+}
+
+/// The address of the request, relative to itself.
+std::string SameAddress(const LinkAddress& address) {
+  const std::string query = address.query.empty() ? "" : "?" + address.query;
+  return EscapeLocation("./" + (address.slash ? "" : address.last) + query);
+}
+
+/// The same with a slash at the end of the path.
+std::string WithSlash(const LinkAddress& address) {
+  const std::string query = address.query.empty() ? "" : "?" + address.query;
+  return EscapeLocation("./" + address.last + "/" + query);
+}
+
+bool IsRoot(const LinkAddress& address) { return address.names.empty(); }
+
+/// The redirect URI of the link, where it has one that may be used.
+std::optional<RedirectTarget> RedirectOf(const Entry& link) {
+  if (link.get_redirect_type() == Entry::REDIRECT_NONE) return std::nullopt;
+  std::optional<RedirectTarget> target = ParseRedirectUri(link.get_redirect_uri());
+  if (!target) {
+    syslog(LOG_WARNING, "link %s: redirect URI ignored: it is neither a URL nor a path",
+           link.get_hash().c_str());
+  }
+  return target;
+}
+
+/// Where a visitor goes who has just logged in.
+std::string AfterLogin(const LinkAddress& address, const Entry& link) {
+  if (link.get_redirect_type() != Entry::REDIRECT_URLPARAM) return SameAddress(address);
+  const std::string* const to = address.parameters.Find("to");
+  std::optional<RedirectTarget> target;
+  if (to != nullptr) {
+    target = ParseSitePath(*to);
+    if (!target) {
+      syslog(LOG_WARNING, "link %s: parameter \"to\" ignored: not a path of this site",
+             link.get_hash().c_str());
+    }
+  }
+  if (!target) target = RedirectOf(link);
+  return target ? target->location : SameAddress(address);
+}
+
+/// The origin that the forms of the link may lead to, for the policy of their page.
+std::string FormTarget(const Entry& link) {
+  const std::optional<RedirectTarget> target = RedirectOf(link);
+  return target ? target->origin : "";
+}
+
+LoginPage::Problem ProblemOf(VexoSharingVisitProblem problem) {
+  switch (problem) {
+    case SHARING_VISIT_PASSWORD_EMPTY:
+      return LoginPage::Problem::kPasswordEmpty;
+    case SHARING_VISIT_USERNAME_EMPTY:
+      return LoginPage::Problem::kUsernameEmpty;
+    case SHARING_VISIT_PASSWORD_WRONG:
+      return LoginPage::Problem::kPasswordWrong;
+    case SHARING_VISIT_CREDENTIALS_WRONG:
+      return LoginPage::Problem::kCredentialsWrong;
+    default:
+      return LoginPage::Problem::kNone;
+  }
+}
+
+Response MakeLogin(const VisitRequest& visit, const VisitAnswer& answer) {
+  LoginPage page;
+  page.title = answer.link.get_protect_title();
+  page.users = answer.link.get_protect_type() == Entry::PROTECT_USER;
+  page.username = visit.username;
+  page.problem = ProblemOf(answer.problem);
+  Response response = MakePage(401, RenderLogin(page), FormTarget(answer.link));
+  response.Add("WWW-Authenticate", kRealm);
+  return response;
+}
+
+Response MakeOpen(const Entry& link) {
+  Response response =
+      MakePage(401, RenderOpen(link.get_protect_title()), FormTarget(link));
+  response.Add("WWW-Authenticate", kRealm);
+  return response;
+}
+
+bool IsOpen(const Entry& link) {
+  return link.get_protect_type() == Entry::PROTECT_NONE && link.get_expire_times() == 0;
+}
+
+/// An admitted visitor's request for something that the link shares.
+class Content {
+ public:
+  Content(const Variables& request, const LinkAddress& address, const VisitAnswer& answer)
+      : request_(request), address_(address), answer_(answer), link_(answer.link) {}
+
+  Response Answer();
+
+ private:
+  bool OpenTree(Response* failure);
+  Response AnswerFileLink();
+  Response AnswerBelow();
+  Response Folder(Node folder);
+  Response File(Node file, const std::string& name);
+  Response FileView(const Node& file, const std::string& name);
+
+  LinkFacts Facts() const;
+  std::string Heading() const;
+  std::string Path() const;
+  std::vector<Crumb> Crumbs(size_t above) const;
+  bool Asks(const char* parameter) const { return address_.parameters.Has(parameter); }
+
+  const Variables& request_;
+  const LinkAddress& address_;
+  const VisitAnswer& answer_;
+  const Entry& link_;
+  const time_t now_ = time(nullptr);
+  std::unique_ptr<SharedTree> tree_;
+};
+
+Response Content::Answer() {
+  if (IsRoot(address_) && link_.get_redirect_type() == Entry::REDIRECT_ALWAYS) {
+    const std::optional<RedirectTarget> target = RedirectOf(link_);
+    if (target) return MakeRedirect(303, target->location);
+  }
+  if (IsRoot(address_) && !address_.slash) return MakeRedirect(308, WithSlash(address_));
+  Response failure;
+  if (!OpenTree(&failure)) return failure;
+  if (!address_.reachable) return MakeGone();
+  return tree_->root().info.kind == NodeKind::kFile ? AnswerFileLink() : AnswerBelow();
+}
+
+/// Opens what the link shares.  Where that fails, `failure` is the answer.
+bool Content::OpenTree(Response* failure) {
+  Owner owner;
+  const OwnerLookup lookup = FindOwner(link_.get_owner_uid(), now_, &owner);
+  const std::optional<Share> share = ReadShare(link_.get_app());
+  if (lookup == OwnerLookup::kFailed) {
+    *failure = MakeTryLater(0);
+  } else if (lookup == OwnerLookup::kGone || !share) {
+    *failure = MakeMissing();
+  } else {
+    const OpenResult opened = SharedTree::Open(*share, owner, &tree_);
+    if (opened == OpenResult::kOpened) return true;
+    *failure = opened == OpenResult::kAbsent ? MakeGone() : MakeTryLater(0);
+  }
+  return false;
+}
+
+/// The root is a page; its only entry is the file itself.
+Response Content::AnswerFileLink() {
+  const std::string& name = tree_->name();
+  const bool by_name =
+      address_.names.size() == 1 && address_.names[0] == name && !address_.slash;
+  if (!IsRoot(address_) && !by_name) return MakeGone();
+  Node file;
+  if (tree_->OpenNode("", &file) != OpenResult::kOpened) return MakeTryLater(0);
+  const bool page = IsRoot(address_) ? !Asks("download") : Asks("view");
+  return page ? FileView(file, name) : File(std::move(file), name);
+}
+
+Response Content::AnswerBelow() {
+  Node node;
+  const OpenResult opened = tree_->OpenNode(Path(), &node);
+  if (opened == OpenResult::kAbsent) return MakeGone();
+  if (opened == OpenResult::kFailed) return MakeTryLater(0);
+  if (node.info.kind == NodeKind::kFolder) {
+    if (!address_.slash) return MakeRedirect(308, WithSlash(address_));
+    return Folder(std::move(node));
+  }
+  const std::string& name = address_.names.back();
+  if (Asks("view")) return FileView(node, name);
+  return File(std::move(node), name);
+}
+
+Response Content::Folder(Node folder) {
+  const std::string& name = IsRoot(address_) ? tree_->name() : address_.names.back();
+  if (Asks("zip")) {
+    std::optional<Response> zip =
+        MakeZipResponse(std::move(tree_), std::move(folder), name);
+    return zip ? std::move(*zip) : MakeTryLater(0);
+  }
+  const Parameters& parameters = address_.parameters;
+  FolderPage page;
+  page.query = ParseListingQuery(parameters.Get("sort"), parameters.Get("order"),
+                                 parameters.Get("page"), parameters.Get("q"));
+  if (!ReadListing(*tree_, folder, page.query, &page.listing)) return MakeTryLater(0);
+  page.heading = IsRoot(address_) ? Heading() : name;
+  page.crumbs = Crumbs(address_.names.size());
+  page.facts = Facts();
+  return MakePage(200, RenderFolder(page));
+}
+
+Response Content::File(Node file, const std::string& name) {
+  return MakeFileResponse(request_, std::move(file), name, Asks("download"),
+                          IsOpen(link_), now_);
+}
+
+Response Content::FileView(const Node& file, const std::string& name) {
+  FilePage page;
+  page.heading = IsRoot(address_) ? Heading() : name;
+  page.name = name;
+  page.facts = Facts();
+  page.href = EntryHref(name);
+  page.download = (IsRoot(address_) ? "" : page.href) + "?download";
+  page.size = file.info.size;
+  page.modified = file.info.modified.tv_sec;
+  page.preview = ContentTypeOf(name).preview;
+  if (tree_->root().info.kind == NodeKind::kFolder) {
+    page.crumbs = Crumbs(address_.names.size() - 1);
+    page.crumbs.push_back({address_.names.size() == 1
+                               ? Heading()
+                               : address_.names[address_.names.size() - 2],
+                           "./"});
+  }
+  if (page.preview == Preview::kText) {
+    TextPreview preview;
+    if (!ReadTextPreview(file.fd.get(), kLargestPreview, &preview)) {
+      return MakeTryLater(0);
+    }
+    page.text = std::move(preview.text);
+    page.text_cut = !preview.complete;
+  }
+  return MakePage(200, RenderFile(page));
+}
+
+LinkFacts Content::Facts() const {
+  LinkFacts facts;
+  facts.owner = link_.get_owner_user();
+  facts.expires = link_.get_expire_at();
+  if (link_.get_expire_times() != 0) {
+    facts.uses = std::max(0, link_.get_expire_times() - link_.get_use_count());
+  }
+  facts.has_session = answer_.has_session;
+  return facts;
+}
+
+std::string Content::Heading() const {
+  const std::string title = link_.get_protect_title();
+  return title.empty() ? tree_->name() : title;
+}
+
+/// The path below the root of the tree.
+std::string Content::Path() const {
+  std::string path;
+  for (const std::string& name : address_.names) path += (path.empty() ? "" : "/") + name;
+  return address_.slash && !path.empty() ? path + "/" : path;
+}
+
+/// The folders that are `above` to 1 levels above the folder of the page.
+std::vector<Crumb> Content::Crumbs(size_t above) const {
+  std::vector<Crumb> crumbs;
+  for (size_t i = 0; i < above; ++i) {
+    std::string href;
+    for (size_t up = i; up < above; ++up) href += "../";
+    crumbs.push_back({i == 0 ? Heading() : address_.names[i - 1], href});
+  }
+  return crumbs;
+}
+
+/// Reads the form of a POST request.  Returns the answer where that fails.
+std::optional<Response> ReadForm(const Variables& request, const ReadBody& read_body,
+                                 Parameters* form) {
+  std::optional<std::string> body = read_body(kLargestForm);
+  if (!body) return MakeMessage(400, Message::kBadRequest);
+  if (body->size() > kLargestForm) return MakeMessage(413, Message::kFormTooLarge);
+  const std::string type =
+      VEXO::base::Split(request.Get("CONTENT_TYPE"), ";").front();
+  const bool urlencoded =
+      strcasecmp(type.c_str(), "application/x-www-form-urlencoded") == 0;
+  if (!body->empty() && !urlencoded) return MakeMessage(415, Message::kFormType);
+  std::optional<Parameters> parsed = Parameters::Parse(*body);
+  VEXO::base::Wipe(&*body);
+  if (!parsed) return MakeMessage(400, Message::kBadRequest);
+  *form = std::move(*parsed);
+  return std::nullopt;
+}
+
+Response MakeAnswer(const Variables& request, const LinkAddress& address,
+                    const VisitRequest& visit, const VisitAnswer& answer) {
+  switch (answer.outcome) {
+    case SHARING_VISIT_CONTENT:
+      return Content(request, address, answer).Answer();
+    case SHARING_VISIT_LOGGED_IN:
+      return MakeRedirect(303, AfterLogin(address, answer.link));
+    case SHARING_VISIT_LOGGED_OUT:
+      return MakeRedirect(303, SameAddress(address));
+    case SHARING_VISIT_LOGIN:
+      return MakeLogin(visit, answer);
+    case SHARING_VISIT_OPEN:
+      return MakeOpen(answer.link);
+    case SHARING_VISIT_REFUSED:
+      return MakeMessage(403, answer.problem == SHARING_VISIT_CROSS_SITE
+                                  ? Message::kCrossSite
+                                  : Message::kNotAdmitted);
+    case SHARING_VISIT_USED_UP:
+      return MakeMessage(410, Message::kUsedUp);
+    case SHARING_VISIT_BLOCKED: {
+      Response response = MakeMessage(429, Message::kBlocked);
+      response.Add("Retry-After", std::to_string(std::max(1L, answer.retry_after)));
+      return response;
+    }
+    case SHARING_VISIT_TRY_LATER:
+      return MakeTryLater(answer.retry_after);
+    case SHARING_VISIT_BAD_METHOD: {
+      Response response = MakeMessage(405, Message::kMethod);
+      response.Add("Allow", kMethods);
+      return response;
+    }
+    default:
+      return MakeMissing();
+  }
+}
+
+}  // namespace
+
+Response Handler::Answer(const Variables& request, const ReadBody& read_body) const {
+  UseLanguage(ChooseLanguage(request.Get("HTTP_ACCEPT_LANGUAGE"), settings_.language));
+  const std::string& target = request.Get("REQUEST_URI");
+  if (target.size() > kLargestTarget) return MakeMessage(414, Message::kTooLong);
+  if (request.size() > kLargestVariables) return MakeMessage(431, Message::kTooLong);
+  const std::optional<LinkAddress> address = ParseTarget(target, site_);
+  if (!address) return MakeMessage(400, Message::kBadRequest);
+  if (address->hash.empty()) return MakeMissing();
+
+  Parameters form;
+  if (request.Get("REQUEST_METHOD") == "POST") {
+    std::optional<Response> failure = ReadForm(request, read_body, &form);
+    if (failure) return std::move(*failure);
+  }
+  const VisitRequest visit = MakeVisitRequest(request, *address, form, site_);
+  const VisitAnswer answer = VEXO::sharing::Visit(visit);
+  Response response = MakeAnswer(request, *address, visit, answer);
+  if (!answer.set_cookie.empty()) response.Add("Set-Cookie", answer.set_cookie);
+  return response;
+}
+
+}  // namespace web

@@ -1,0 +1,65 @@
+#include "link_address.h"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+#include "base/percent.h"
+
+namespace web {
+namespace {
+
+constexpr size_t kLargestDepth = 64;
+
+/// Whether a file may have this name.
+bool IsName(const std::string& name) {
+  return !name.empty() && name != "." && name != ".." &&
+         name.find('/') == std::string::npos;
+}
+
+/// The segment as it may stand in the path of a cookie.
+std::string PlainSegment(std::string_view segment, const std::string& decoded) {
+  const bool plain = std::all_of(segment.begin(), segment.end(), [](char c) {
+    return c == '%' || VEXO::base::IsUnreserved(c);
+  });
+  return plain ? std::string(segment) : VEXO::base::PercentEncode(decoded);
+}
+
+}  // namespace
+
+std::optional<LinkAddress> ParseTarget(const std::string& target, const Site& site) {
+  const size_t path_end = std::min(target.find('?'), target.size());
+  const std::string_view path(target.data(), path_end);
+  LinkAddress address;
+  if (path_end < target.size()) address.query = target.substr(path_end + 1);
+  std::optional<Parameters> parameters = Parameters::Parse(address.query);
+  if (!parameters || !DecodePart(path)) return std::nullopt;
+  address.parameters = std::move(*parameters);
+
+  const size_t begin = site.LengthBeforeHash(path);
+  if (begin == 0) return address;
+  address.before = path.substr(0, begin);
+  std::string_view rest = path.substr(begin);
+  for (bool first = true;; first = false) {
+    const size_t end = std::min(rest.find('/'), rest.size());
+    const std::string_view segment = rest.substr(0, end);
+    const std::string name = *DecodePart(segment);  // the whole path is good
+    address.slash = segment.empty() && !first;
+    if (first) {
+      address.hash = name;
+      address.segment = PlainSegment(segment, name);
+    } else if (!address.slash || end < rest.size()) {
+      address.reachable = address.reachable && IsName(name);
+      if (address.names.size() < kLargestDepth) {
+        address.names.push_back(name);
+      } else {
+        address.reachable = false;
+      }
+    }
+    if (!segment.empty()) address.last = segment;
+    if (end == rest.size()) return address;
+    rest.remove_prefix(end + 1);
+  }
+}
+
+}  // namespace web

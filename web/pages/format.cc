@@ -1,0 +1,45 @@
+#include "format.h"
+
+#include "web/language.h"
+
+namespace web {
+namespace {
+
+std::string FormatLocal(time_t time, const char* format) {
+  struct tm local = {};
+  char text[64];
+  if (localtime_r(&time, &local) == nullptr) return "";
+  return {text, strftime(text, sizeof(text), format, &local)};
+}
+
+/// Tenths as a number with one decimal place.
+std::string FormatTenths(std::uint64_t tenths) {
+  // TRANSLATORS: the sign between a whole number and its decimal places
+  const std::string point = TranslateIn("decimal point", ".");
+  return std::to_string(tenths / 10) + point + std::to_string(tenths % 10);
+}
+
+}  // namespace
+
+std::string FormatSize(std::uint64_t bytes) {
+  const char* const units[] = {"kB", "MB", "GB", "TB", "PB", "EB"};
+  if (bytes < 1000) return std::to_string(bytes) + " B";
+  size_t unit = 0;
+  while (bytes >= 1000 * 1000) {
+    bytes /= 1000;
+    ++unit;
+  }
+  const std::string number =
+      bytes < 100 * 1000 ? FormatTenths(bytes / 100) : std::to_string(bytes / 1000);
+  return number + " " + units[unit];
+}
+
+std::string FormatTime(time_t time) { return FormatLocal(time, "%Y-%m-%d %H:%M"); }
+
+std::string FormatTimeAndZone(time_t time) {
+  std::string zone = FormatLocal(time, "%z");  // +0100
+  if (zone.size() == 5) zone.insert(3, ":");
+  return FormatTime(time) + " (UTC" + (zone == "+00:00" ? "" : zone) + ")";
+}
+
+}  // namespace web

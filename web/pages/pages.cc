@@ -1,0 +1,336 @@
+#include "pages.h"
+
+#include <kainjow/mustache.hpp>
+
+#include <utility>
+
+#include "base/percent.h"
+#include "templates.h"
+#include "web/files/display_name.h"
+#include "web/language.h"
+#include "web/pages/format.h"
+
+namespace web {
+namespace {
+
+using kainjow::mustache::data;
+using kainjow::mustache::lambda;
+using kainjow::mustache::mustache;
+using kainjow::mustache::partial;
+
+/// The text with `value` in place of "{name}".
+std::string Fill(std::string text, const std::string& name, const std::string& value) {
+  const std::string place = "{" + name + "}";
+  const size_t found = text.find(place);
+  if (found != std::string::npos) text.replace(found, place.size(), value);
+  return text;
+}
+
+std::string Count(const char* one, const char* many, unsigned long number) {
+  return Fill(TranslateCount(one, many, number), "count", std::to_string(number));
+}
+
+/// The text where it is not empty: a template takes any text for true.
+void SetUnlessEmpty(data* values, const std::string& name, const std::string& text) {
+  if (!text.empty()) values->set(name, text);
+}
+
+// Stands in a rendered page for the text of a file.  Texts for people have no control
+// characters.
+constexpr char kPlaceOfText = '\x01';
+
+/// The page with the text in its place.  The text may be long: it is escaped as it is
+/// copied, not in the templates, which would make several copies.
+std::string InsertText(const std::string& html, const std::string& text) {
+  const size_t place = html.find(kPlaceOfText);
+  if (place == std::string::npos) return html;
+  std::string page;
+  page.reserve(html.size() + text.size() + text.size() / 8);
+  page.append(html, 0, place);
+  for (const char c : text) {
+    if (c == '<') {
+      page += "&lt;";
+    } else if (c == '&') {
+      page += "&amp;";
+    } else {
+      page += c;
+    }
+  }
+  return page.append(html, place + 1);
+}
+
+/// Renders a page around `content`, which is the template of its body.
+std::string Render(const std::string& kind, const std::string& title,
+                   const char* content, data values) {
+  values.set("language", CurrentLanguage());
+  values.set("title", title);
+  values.set("page", kind);
+  values.set("style", kStyle);
+  values.set("t", data(lambda([](const std::string& text) { return Translate(text.c_str()); })));
+  values.set("content", data(partial([content] { return std::string(content); })));
+  values.set("header", data(partial([] { return std::string(kHeaderTemplate); })));
+  return mustache(kPageTemplate).render(values);
+}
+
+/// The heading for those who are not admitted.
+std::string StrangerHeading(const std::string& title) {
+  return title.empty() ? Translate("Shared files") : DisplayName(title);
+}
+
+std::string ProblemText(LoginPage::Problem problem) {
+  switch (problem) {
+    case LoginPage::Problem::kPasswordEmpty:
+      return Translate("Enter the password.");
+    case LoginPage::Problem::kUsernameEmpty:
+      return Translate("Enter the user name.");
+    case LoginPage::Problem::kPasswordWrong:
+      return Translate("The password is wrong.");
+    case LoginPage::Problem::kCredentialsWrong:
+      return Translate("User name or password is wrong.");
+    default:
+      return "";
+  }
+}
+
+/// What header.mustache shows.
+data HeaderValues(const std::string& heading, const std::vector<Crumb>& crumbs,
+                  const LinkFacts& facts) {
+  data values;
+  values.set("heading", DisplayName(heading));
+  values.set("has_crumbs", !crumbs.empty());
+  data list(data::type::list);
+  for (const Crumb& crumb : crumbs) {
+    data item;
+    item.set("name", DisplayName(crumb.name));
+    item.set("href", crumb.href);
+    list.push_back(item);
+  }
+  values.set("crumbs", list);
+  SetUnlessEmpty(&values, "owner", DisplayName(facts.owner));
+  if (facts.expires != 0) {
+    const std::string time = FormatTimeAndZone(facts.expires);
+    values.set("expires", time);
+  }
+  if (facts.uses) values.set("uses", Count("{count} use left", "{count} uses left", *facts.uses));
+  values.set("has_session", facts.has_session);
+  return values;
+}
+
+const char* SortName(SortKey key) {
+  switch (key) {
+    case SortKey::kSize:
+      return "size";
+    case SortKey::kTime:
+      return "time";
+    default:
+      return "name";
+  }
+}
+
+/// The relative address of another page or order of the folder.
+std::string ListingHref(SortKey sort, bool descending, size_t page,
+                        const std::string& search) {
+  std::string query;
+  const auto add = [&query](const std::string& name, const std::string& value) {
+    query += (query.empty() ? "?" : "&") + name + "=" + VEXO::base::PercentEncode(value);
+  };
+  if (sort != SortKey::kName || descending) {
+    add("sort", SortName(sort));
+    add("order", descending ? "desc" : "asc");
+  }
+  if (!search.empty()) add("q", search);
+  if (page > 1) add("page", std::to_string(page));
+  return query.empty() ? "./" : query;
+}
+
+data ColumnValues(const FolderPage& page) {
+  const std::pair<SortKey, std::string> columns[] = {
+      {SortKey::kName, Translate("Name")},
+      {SortKey::kSize, Translate("Size")},
+      {SortKey::kTime, Translate("Changed")}};
+  data list(data::type::list);
+  for (const auto& [key, label] : columns) {
+    const bool current = page.query.sort == key;
+    const bool ascending = current && !page.query.descending;
+    data item;
+    item.set("label", label);
+    item.set("current", current);
+    item.set("direction", ascending ? "ascending" : "descending");
+    item.set("href", ListingHref(key, ascending, 1, page.query.search));
+    list.push_back(item);
+  }
+  return list;
+}
+
+data RowValues(const ListingEntry& entry) {
+  const bool folder = entry.kind == NodeKind::kFolder;
+  const std::string name = DisplayName(entry.name);
+  data row;
+  row.set("kind", folder ? "folder" : "file");
+  row.set("bytes", std::to_string(entry.size));
+  row.set("epoch", std::to_string(entry.modified));
+  row.set("href", EntryHref(entry.name) + (folder ? "/" : ""));
+  row.set("name", name);
+  row.set("size", folder ? "" : FormatSize(entry.size));
+  row.set("time", FormatTime(entry.modified));
+  const bool shown = !folder && ContentTypeOf(entry.name).Inline();
+  row.set("preview", shown);
+  if (shown) row.set("preview_label", Fill(Translate("Preview of {name}"), "name", name));
+  return row;
+}
+
+std::string TotalText(const FolderPage& page) {
+  const Listing& listing = page.listing;
+  if (listing.folders + listing.files == 0) {
+    return page.query.search.empty() ? Translate("This folder is empty.")
+                                     : Translate("No name contains this text.");
+  }
+  std::string text = Translate("{folders}, {files}, {size}");
+  text = Fill(text, "folders", Count("{count} folder", "{count} folders", listing.folders));
+  text = Fill(text, "files", Count("{count} file", "{count} files", listing.files));
+  return Fill(text, "size", FormatSize(listing.bytes));
+}
+
+void AddPages(const FolderPage& page, data* values) {
+  const Listing& listing = page.listing;
+  const auto href = [&page](size_t number) {
+    return ListingHref(page.query.sort, page.query.descending, number, page.query.search);
+  };
+  std::string position = Translate("Page {page} of {count}");
+  position = Fill(position, "page", std::to_string(listing.page));
+  position = Fill(position, "count", std::to_string(listing.page_count));
+  values->set("has_pages", listing.page_count > 1);
+  values->set("position", position);
+  if (listing.page > 1) values->set("previous", href(listing.page - 1));
+  if (listing.page < listing.page_count) values->set("next", href(listing.page + 1));
+}
+
+struct MessageTexts {
+  const char* page;  ///< the value of data-page
+  std::string heading;
+  std::string text;
+  bool retry = false;
+};
+
+MessageTexts TextsOf(Message message) {
+  switch (message) {
+    case Message::kMissing:
+      return {"missing", Translate("Not found"),
+              Translate("This link does not exist or is not available.")};
+    case Message::kGone:
+      return {"missing", Translate("Not found"),
+              Translate("There is nothing at this address any more.")};
+    case Message::kUsedUp:
+      return {"used-up", Translate("Use limit reached"),
+              Translate("This link cannot be used any more.")};
+    case Message::kBlocked:
+      return {"blocked", Translate("Too many attempts"), Translate("Try again later.")};
+    case Message::kNotAdmitted:
+      return {"refused", Translate("No access"),
+              Translate("You have no access to this link."), true};
+    case Message::kCrossSite:
+      return {"refused", Translate("Not accepted"),
+              Translate("The form was sent by another website.")};
+    case Message::kMethod:
+      return {"error", Translate("Not accepted"),
+              Translate("This address does not accept such a request.")};
+    case Message::kTooLong:
+      return {"error", Translate("Not accepted"), Translate("The request is too large.")};
+    case Message::kFormTooLarge:
+      return {"error", Translate("Not accepted"), Translate("The form is too large.")};
+    case Message::kFormType:
+      return {"error", Translate("Not accepted"),
+              Translate("The form has an unknown format.")};
+    case Message::kTryLater:
+      return {"error", Translate("Not available"), Translate("Try again later."), true};
+    case Message::kFailed:
+      return {"error", Translate("Error"), Translate("Something went wrong."), true};
+    default:
+      return {"error", Translate("Not accepted"),
+              Translate("The address is not valid.")};
+  }
+}
+
+}  // namespace
+
+std::string RenderLogin(const LoginPage& page) {
+  using Problem = LoginPage::Problem;
+  const std::string heading = StrangerHeading(page.title);
+  const bool name_wrong = page.problem == Problem::kUsernameEmpty ||
+                          page.problem == Problem::kCredentialsWrong;
+  data values;
+  values.set("heading", heading);
+  values.set("users", page.users);
+  values.set("username", ToValidUtf8(page.username));
+  SetUnlessEmpty(&values, "problem", ProblemText(page.problem));
+  values.set("username_wrong", name_wrong);
+  values.set("password_wrong", page.problem != Problem::kNone &&
+                                   page.problem != Problem::kUsernameEmpty);
+  values.set("focus_username",
+             page.users && (page.problem == Problem::kNone ||
+                            page.problem == Problem::kUsernameEmpty));
+  return Render("login", heading, kLoginTemplate, values);
+}
+
+std::string RenderOpen(const std::string& title) {
+  const std::string heading = StrangerHeading(title);
+  data values;
+  values.set("heading", heading);
+  return Render("open", heading, kOpenTemplate, values);
+}
+
+std::string RenderFolder(const FolderPage& page) {
+  const bool searched = !page.query.search.empty();
+  data values = HeaderValues(page.heading, page.crumbs, page.facts);
+  values.set("q", ToValidUtf8(page.query.search));
+  values.set("sorted", page.query.sort != SortKey::kName || page.query.descending);
+  values.set("sort", SortName(page.query.sort));
+  values.set("order", page.query.descending ? "desc" : "asc");
+  values.set("total", TotalText(page));
+  values.set("searched", searched);
+  values.set("all", ListingHref(page.query.sort, page.query.descending, 1, ""));
+  values.set("incomplete", !page.listing.complete);
+  values.set("has_rows", !page.listing.entries.empty());
+  values.set("columns", ColumnValues(page));
+  values.set("preview_text", Translate("Preview"));
+  AddPages(page, &values);
+  data rows(data::type::list);
+  for (const ListingEntry& entry : page.listing.entries) rows.push_back(RowValues(entry));
+  values.set("rows", std::move(rows));
+  return Render("folder", DisplayName(page.heading), kFolderTemplate, std::move(values));
+}
+
+std::string RenderFile(const FilePage& page) {
+  data values = HeaderValues(page.heading, page.crumbs, page.facts);
+  values.set("name", DisplayName(page.name));
+  values.set("href", page.href);
+  values.set("download", page.download);
+  values.set("size", FormatSize(page.size));
+  values.set("time", FormatTime(page.modified));
+  values.set("inline", page.preview != Preview::kNone);
+  values.set("picture", page.preview == Preview::kPicture);
+  values.set("audio", page.preview == Preview::kAudio);
+  values.set("video", page.preview == Preview::kVideo);
+  values.set("pdf", page.preview == Preview::kPdf);
+  values.set("text", page.preview == Preview::kText);
+  values.set("cut", page.text_cut);
+  values.set("content_of_text", std::string(1, kPlaceOfText));
+  return InsertText(
+      Render("file", DisplayName(page.heading), kFileTemplate, std::move(values)),
+      page.text);
+}
+
+std::string RenderMessage(Message message) {
+  const MessageTexts texts = TextsOf(message);
+  data values;
+  values.set("heading", texts.heading);
+  values.set("message", texts.text);
+  values.set("retry", texts.retry);
+  return Render(texts.page, texts.heading, kMessageTemplate, values);
+}
+
+std::string EntryHref(const std::string& name) {
+  return "./" + VEXO::base::PercentEncode(name);
+}
+
+}  // namespace web

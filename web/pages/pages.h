@@ -1,0 +1,97 @@
+#pragma once
+
+#include <cstdint>
+#include <ctime>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "web/files/content_type.h"
+#include "web/files/listing.h"
+
+namespace web {
+
+/// The pages, in the current language (language.h).  Texts of links and of visitors, and
+/// names of files, are passed as they are: the pages escape them.
+
+/// The form that asks for a password or an account.
+struct LoginPage {
+  std::string title;     ///< what the link's owner set; may be empty
+  bool users = false;    ///< asks for a user name, too
+  std::string username;  ///< what the visitor entered
+  enum class Problem {
+    kNone,
+    kPasswordEmpty,
+    kUsernameEmpty,
+    kPasswordWrong,
+    kCredentialsWrong
+  } problem = Problem::kNone;
+};
+
+/// What a page of content says about its link.
+struct LinkFacts {
+  std::string owner;         ///< user name; empty when it is not known
+  time_t expires = 0;        ///< 0 for never
+  std::optional<int> uses;   ///< that are left; nothing without a limit
+  bool has_session = false;  ///< whether there is something to log out of
+};
+
+/// A folder above the page, and the relative address that leads to it.
+struct Crumb {
+  std::string name;
+  std::string href;
+};
+
+struct FolderPage {
+  std::string heading;
+  std::vector<Crumb> crumbs;
+  LinkFacts facts;
+  Listing listing;
+  ListingQuery query;
+};
+
+struct FilePage {
+  std::string heading;
+  std::vector<Crumb> crumbs;
+  LinkFacts facts;
+  std::string name;
+  std::string href;      ///< the file
+  std::string download;  ///< the file as an attachment
+  std::uint64_t size = 0;
+  time_t modified = 0;
+  Preview preview = Preview::kNone;
+  std::string text;      ///< for Preview::kText
+  bool text_cut = false;
+};
+
+/// A page that says why nothing else is shown.
+enum class Message {
+  kMissing,
+  kGone,  ///< what the link shares does not exist any more
+  kUsedUp,
+  kBlocked,
+  kNotAdmitted,
+  kCrossSite,
+  kBadRequest,
+  kMethod,
+  kTooLong,
+  kFormTooLarge,
+  kFormType,
+  kTryLater,
+  kFailed,
+};
+
+std::string RenderLogin(const LoginPage& page);
+std::string RenderOpen(const std::string& title);
+std::string RenderFolder(const FolderPage& page);
+std::string RenderFile(const FilePage& page);
+std::string RenderMessage(Message message);
+
+/// The style of the pages for a Content-Security-Policy: 'sha256-...'.
+extern const char* const kStyleHash;
+
+/// The relative address of an entry of the folder that a page shows.  A name that a
+/// browser would take for something else is behind "./".
+std::string EntryHref(const std::string& name);
+
+}  // namespace web

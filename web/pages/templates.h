@@ -1,0 +1,15 @@
+#pragma once
+
+namespace web {
+
+/// The templates of the pages (Mustache), and their style.
+extern const char* const kPageTemplate;
+extern const char* const kHeaderTemplate;
+extern const char* const kLoginTemplate;
+extern const char* const kOpenTemplate;
+extern const char* const kFolderTemplate;
+extern const char* const kFileTemplate;
+extern const char* const kMessageTemplate;
+extern const char* const kStyle;
+
+}  // namespace web

@@ -1,0 +1,115 @@
+#include "response.h"
+
+#include <optional>
+
+#include "language.h"
+#include "pages/pages.h"
+
+namespace web {
+namespace {
+
+const char* ReasonOf(int status) {
+  switch (status) {
+    case 200:
+      return "OK";
+    case 206:
+      return "Partial Content";
+    case 303:
+      return "See Other";
+    case 304:
+      return "Not Modified";
+    case 308:
+      return "Permanent Redirect";
+    case 400:
+      return "Bad Request";
+    case 401:
+      return "Unauthorized";
+    case 403:
+      return "Forbidden";
+    case 404:
+      return "Not Found";
+    case 405:
+      return "Method Not Allowed";
+    case 410:
+      return "Gone";
+    case 412:
+      return "Precondition Failed";
+    case 413:
+      return "Content Too Large";
+    case 414:
+      return "URI Too Long";
+    case 415:
+      return "Unsupported Media Type";
+    case 416:
+      return "Range Not Satisfiable";
+    case 429:
+      return "Too Many Requests";
+    case 431:
+      return "Request Header Fields Too Large";
+    case 503:
+      return "Service Unavailable";
+    default:
+      return "Internal Server Error";
+  }
+}
+
+std::string PagePolicy(const std::string& form_target) {
+  return std::string("default-src 'none'; style-src ") + kStyleHash +
+         "; img-src 'self' data:; media-src 'self'; frame-src 'self'; form-action 'self'" +
+         (form_target.empty() ? "" : " " + form_target) +
+         "; base-uri 'none'; frame-ancestors 'none'";
+}
+
+std::optional<std::uint64_t> LengthOf(const Response& response) {
+  if (response.body != nullptr) return response.body->Length();
+  if (response.status == 304) return std::nullopt;  // would be that of the file
+  return response.content.size();
+}
+
+}  // namespace
+
+const char* const kFilePolicy = "default-src 'none'; style-src 'unsafe-inline'; sandbox";
+const char* const kFramedFilePolicy =
+    "default-src 'none'; style-src 'unsafe-inline'; frame-ancestors 'self'";
+
+Response MakeResponse(int status, const std::string& policy) {
+  Response response;
+  response.status = status;
+  response.Add("Content-Security-Policy", policy);
+  response.Add("X-Content-Type-Options", "nosniff");
+  response.Add("Referrer-Policy", "same-origin");
+  response.Add("Cross-Origin-Resource-Policy", "same-origin");
+  response.Add("X-Robots-Tag", "noindex, nofollow");
+  return response;
+}
+
+Response MakePage(int status, std::string html, const std::string& form_target) {
+  Response response = MakeResponse(status, PagePolicy(form_target));
+  response.Add("Cache-Control", "no-store");
+  response.Add("Content-Type", "text/html; charset=utf-8");
+  response.Add("Content-Language", CurrentLanguage());
+  response.Add("Vary", "Accept-Language, Cookie");
+  response.Add("Accept-Ranges", "none");
+  response.content = std::move(html);
+  return response;
+}
+
+Response MakeRedirect(int status, const std::string& location) {
+  Response response = MakeResponse(status, PagePolicy(""));
+  response.Add("Cache-Control", "no-store");
+  response.Add("Location", location);
+  return response;
+}
+
+std::string FormatHeaders(const Response& response) {
+  std::string text =
+      "Status: " + std::to_string(response.status) + " " + ReasonOf(response.status) + "\r\n";
+  for (const auto& [name, value] : response.headers) {
+    text.append(name).append(": ").append(value).append("\r\n");
+  }
+  const std::optional<std::uint64_t> length = LengthOf(response);
+  if (length) text += "Content-Length: " + std::to_string(*length) + "\r\n";
+  return text + "\r\n";
+}
+
+}  // namespace web

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "web/files/body.h"
+
+namespace web {
+
+/// An answer: its body is `content`, or `body` when there is one.
+struct Response {
+  int status = 200;
+  std::vector<std::pair<std::string, std::string>> headers;
+  std::string content;
+  std::unique_ptr<Body> body;
+
+  void Add(const std::string& name, const std::string& value) {
+    headers.emplace_back(name, value);
+  }
+};
+
+/// An answer without body and type, with the headers that every answer has.
+Response MakeResponse(int status, const std::string& policy);
+
+/// An answer with a page in the current language.
+///
+/// @param form_target  an origin that a form of the page may lead to; empty for none
+Response MakePage(int status, std::string html, const std::string& form_target = "");
+
+/// A redirect; `location` is as EscapeLocation returns it.
+Response MakeRedirect(int status, const std::string& location);
+
+/// Policies for the bytes of files, and for those that a page of ours shows in a frame.
+extern const char* const kFilePolicy;
+extern const char* const kFramedFilePolicy;
+
+/// The status line and the headers as a CGI program writes them, Content-Length included
+/// where it is known.
+std::string FormatHeaders(const Response& response);
+
+}  // namespace web

@@ -1,0 +1,187 @@
+#include "fastcgi.h"
+
+#include <fcgiapp.h>
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/wipe.h"
+#include "web/pages/pages.h"
+#include "web/server/exchange.h"
+#include "web/server/stop.h"
+
+namespace web {
+namespace {
+
+// What the worker itself sends.  A larger body could fill the buffers of the socket, and
+// would then be sent at the pace of the visitor.
+constexpr std::uint64_t kLargestOwnBody = 128 << 10;
+
+// How long a write to the server may take: in the worker, and in a child.
+constexpr time_t kWorkerPatience = 5;
+constexpr time_t kChildPatience = 600;
+
+void SetPatience(int socket, time_t seconds) {
+  const timeval time = {seconds, 0};
+  setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &time, sizeof(time));
+  setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &time, sizeof(time));
+}
+
+/// The children that send bodies.
+class Children {
+ public:
+  /// Forgets those that have ended.  No other child of the process is waited for.
+  void Reap() {
+    const auto ended = [](pid_t child) { return waitpid(child, nullptr, WNOHANG) != 0; };
+    pids_.erase(std::remove_if(pids_.begin(), pids_.end(), ended), pids_.end());
+  }
+  void Add(pid_t child) { pids_.push_back(child); }
+  size_t size() const { return pids_.size(); }
+
+ private:
+  std::vector<pid_t> pids_;
+};
+
+/// Reads the form, at most `limit` bytes and one more.
+std::optional<std::string> ReadInput(FCGX_Stream* input, size_t limit) {
+  const Deadline deadline(kBodyTime);
+  std::string body;
+  body.reserve(limit + 1);  // not grown later: a secret must not leave copies
+  while (body.size() <= limit) {
+    const int byte = FCGX_GetChar(input);
+    if (byte == EOF) break;
+    body += static_cast<char>(byte);
+    if (deadline.MillisecondsLeft() == 0) break;
+  }
+  if (FCGX_GetError(input) == 0 && deadline.MillisecondsLeft() > 0) return body;
+  VEXO::base::Wipe(&body);
+  return std::nullopt;
+}
+
+class Worker {
+ public:
+  Worker(const Handler& handler, int downloads)
+      : handler_(handler), downloads_(downloads) {}
+
+  int Serve();
+
+ private:
+  void AnswerOne();
+  bool NeedsChild(const Variables& variables, const Response& response) const;
+  bool SendByChild(const Variables& variables, const Response& response);
+  bool Send(const Variables& variables, const Response& response);
+  void BreakOff();
+
+  const Handler& handler_;
+  const size_t downloads_;
+  FCGX_Request request_ = {};
+  Children children_;
+};
+
+int Worker::Serve() {
+  FCGX_InitRequest(&request_, STDIN_FILENO, FCGI_FAIL_ACCEPT_ON_INTR);
+  while (!IsStopping()) {
+    children_.Reap();
+    const int result = FCGX_Accept_r(&request_);
+    if (result == 0) {
+      AnswerOne();
+    } else if (!IsStopping() && result != -EINTR) {
+      syslog(LOG_ERR, "cannot accept a connection of the web server: %s",
+             strerror(result < 0 ? -result : errno));
+      return EXIT_FAILURE;
+    }
+  }
+  return EXIT_SUCCESS;
+}
+
+void Worker::AnswerOne() {
+  SetPatience(request_.ipcFd, kWorkerPatience);
+  const Variables variables(request_.envp);
+  const Response response =
+      AnswerSafely(handler_, variables,
+                   [this](size_t limit) { return ReadInput(request_.in, limit); });
+  if (!NeedsChild(variables, response)) {
+    if (!Send(variables, response)) return BreakOff();
+    FCGX_Finish_r(&request_);
+  } else if (!SendByChild(variables, response)) {
+    Response busy = MakePage(503, RenderMessage(Message::kTryLater));
+    busy.Add("Retry-After", "10");
+    if (!Send(variables, busy)) return BreakOff();
+    FCGX_Finish_r(&request_);
+  }
+}
+
+bool Worker::NeedsChild(const Variables& variables, const Response& response) const {
+  if (variables.Get("REQUEST_METHOD") == "HEAD") return false;
+  if (response.body == nullptr) return response.content.size() > kLargestOwnBody;
+  return response.body->Length().value_or(kLargestOwnBody + 1) > kLargestOwnBody;
+}
+
+bool Worker::Send(const Variables& variables, const Response& response) {
+  const bool sent =
+      SendResponse(variables, response, [this](std::string_view piece) {
+        return FCGX_PutStr(piece.data(), static_cast<int>(piece.size()), request_.out) ==
+               static_cast<int>(piece.size());
+      });
+  return sent && FCGX_FFlush(request_.out) == 0;
+}
+
+/// Ends the connection without the record that ends a request, so that the server does
+/// not take what was sent for the whole answer.
+void Worker::BreakOff() {
+  FCGX_Free(&request_, 1);
+  FCGX_InitRequest(&request_, STDIN_FILENO, FCGI_FAIL_ACCEPT_ON_INTR);
+}
+
+bool Worker::SendByChild(const Variables& variables, const Response& response) {
+  children_.Reap();
+  if (children_.size() >= downloads_) return false;
+  FCGX_Detach(&request_);  // closing the parent's end must not end the connection
+  const pid_t parent = getpid();
+  const pid_t child = fork();
+  if (child == -1) {
+    FCGX_Attach(&request_);
+    return false;
+  }
+  if (child == 0) {
+    // From here on nothing of the library is called, and nothing is destroyed.
+    signal(SIGTERM, SIG_DFL);
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    if (getppid() != parent) _exit(EXIT_FAILURE);
+    const int nothing = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    dup2(nothing, STDIN_FILENO);  // the listening socket
+    FCGX_Attach(&request_);
+    SetPatience(request_.ipcFd, kChildPatience);
+    if (!Send(variables, response)) _exit(EXIT_FAILURE);
+    FCGX_Finish_r(&request_);
+    _exit(EXIT_SUCCESS);
+  }
+  children_.Add(child);
+  BreakOff();
+  return true;
+}
+
+}  // namespace
+
+int ServeFastCgi(const Handler& handler, int downloads) {
+  CatchStopSignals();
+  if (FCGX_Init() != 0) {
+    syslog(LOG_ERR, "FastCGI cannot be set up");
+    return EXIT_FAILURE;
+  }
+  return Worker(handler, downloads).Serve();
+}
+
+}  // namespace web

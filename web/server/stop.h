@@ -1,0 +1,11 @@
+#pragma once
+
+namespace web {
+
+/// From now on SIGTERM and SIGINT make IsStopping true, and end the wait that the process
+/// is in, instead of the process.
+void CatchStopSignals();
+
+bool IsStopping();
+
+}  // namespace web

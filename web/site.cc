@@ -1,0 +1,73 @@
+#include "site.h"
+
+#include <syslog.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "base/percent.h"
+#include "tools/vexosharingurl/configuration.h"
+
+namespace web {
+namespace {
+
+const char kProject[] = "files";
+constexpr std::string_view kLinkFolder = "/sharing/";
+
+bool BeginsWith(std::string_view text, std::string_view begin) {
+  return text.substr(0, begin.size()) == begin;
+}
+
+/// The host of a header as url_tool writes hosts: in lower case.
+std::string LowerCase(std::string text) {
+  for (char& c : text) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return text;
+}
+
+}  // namespace
+
+std::optional<Site> Site::Read() {
+  url_tool::Configuration configuration;
+  const bool read = url_tool::LoadConfiguration(
+      configuration,
+      [](const std::string& line) { syslog(LOG_ERR, "%s", line.c_str()); });
+  if (!read) return std::nullopt;
+  const url_tool::Settings settings = configuration.SettingsFor(kProject);
+  return Site(settings.base, settings.prefix.value_or(""));
+}
+
+size_t Site::LengthBeforeHash(std::string_view path) const {
+  const std::string outside = base_ ? base_->path : "";
+  for (const std::string& begin : {outside + prefix_, prefix_}) {
+    if (BeginsWith(path, begin) && BeginsWith(path.substr(begin.size()), kLinkFolder)) {
+      return begin.size() + kLinkFolder.size();
+    }
+  }
+  return 0;
+}
+
+bool Site::IsBase(const std::string& host) const {
+  if (!base_) return false;
+  const int standard = base_->https ? 443 : 80;
+  const int port = base_->port == url_tool::kDefaultPort ? standard : base_->port;
+  const std::string lower = LowerCase(host);
+  return lower == base_->host + ":" + std::to_string(port) ||
+         (port == standard && lower == base_->host);
+}
+
+std::string Site::LinkPath(const std::string& host, const std::string& before,
+                           const std::string& segment) const {
+  if (!IsBase(host)) return before + segment;
+  return base_->path + prefix_ + std::string(kLinkFolder) + segment;
+}
+
+std::string Site::BaseUrl() const {
+  if (!base_) return "";
+  std::string url = (base_->https ? "https://" : "http://") + base_->host;
+  if (base_->port != url_tool::kDefaultPort) url += ":" + std::to_string(base_->port);
+  return url + base_->path;
+}
+
+}  // namespace web
