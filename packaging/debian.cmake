@@ -85,6 +85,13 @@ vexo_library_package(vexosharingc libvexosharingc.so.1
     "This is a small library for C programs that read a sharing link: its title,\n\
 project, protection, data and state.")
 
+vexo_library_package(vexosharingvisit libvexosharing-visit.so.1
+  DEPENDS "vexosharing-common (>= ${version})" "libvexosharing7 (>= ${version})"
+          "libvexoplatform1 (>= ${version})"
+  DESCRIPTION
+    "This is a library for web handlers of sharing links.  It decides what a request is\n\
+answered with: the content, a login page, a refusal or a failure.")
+
 vexo_package(development libvexosharing-dev
   SECTION libdevel
   DEPENDS ${development_depends} libjsoncpp-dev pkg-config

@@ -1,11 +1,9 @@
 # Writes the templates and the style of the pages as a C++ source:
 #   cmake -D FOLDER=... -D OUTPUT=... -P embed.cmake
 set(text "#include \"web/pages/templates.h\"\n\n#include \"web/pages/pages.h\"\n\nnamespace web {\n\n")
-foreach(name page header login open folder file message)
-  file(READ ${FOLDER}/${name}.mustache content)
-  string(SUBSTRING ${name} 0 1 first)
-  string(TOUPPER ${first} first)
-  string(REGEX REPLACE "^." "${first}" name ${name})
+foreach(name Page Header Login Open Folder File Message)
+  string(TOLOWER ${name} file)
+  file(READ ${FOLDER}/${file}.mustache content)
   string(APPEND text "const char* const k${name}Template = R\"__(${content})__\";\n")
 endforeach()
 

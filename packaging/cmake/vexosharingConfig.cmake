@@ -1,6 +1,7 @@
 # find_package(vexosharing) gives the targets vexosharing::vexosharing, for callers of the
 # library and of the platform interface, vexosharing::vexosharingc, for C programs that read
-# links, and vexosharing::vexoplatform, for callers of the platform interface alone.
+# links, vexosharing::vexosharing-visit, for web handlers of links, and
+# vexosharing::vexoplatform, for callers of the platform interface alone.
 include(CMakeFindDependencyMacro)
 find_dependency(PkgConfig)
 pkg_check_modules(JSONCPP QUIET IMPORTED_TARGET jsoncpp)

@@ -4,6 +4,7 @@
 #include <vexo/autoblock.h>
 #include <vexo/cgi.h>
 
+#include <chrono>
 #include <ctime>
 #include <utility>
 
@@ -31,6 +32,7 @@ using record::Session;
 
 const char kBlockService[] = "SHARING";
 constexpr int kGuessesPerLink = 30;
+constexpr std::chrono::seconds kLockTimeout(10);
 constexpr long kRetrySeconds = 10;  // after a failure
 constexpr size_t kAddressSize = 65;
 
@@ -160,7 +162,8 @@ Lookup Decision::Find() {
   // need it, but must cost the same time.
   links.GetCondition().Where(SZK_HASH, request_.hash);
   int count = 0;
-  return links.Count(count) ? Lookup::kMissing : LookupFailed();
+  const bool known = links.Count(count) && (link.get_id() != 0 || count == 0);
+  return known ? Lookup::kMissing : LookupFailed();
 }
 
 Decision::Inside Decision::CheckSession() {
@@ -224,7 +227,8 @@ VisitAnswer Decision::LogIn() {
     return TryLater();
   }
   LinkLock lock;
-  if (IsUseLimited(link_) && !lock.Take(folder_, request_.hash)) return TryLater();
+  if (IsUseLimited(link_) && !lock.Take(folder_, request_.hash, kLockTimeout))
+    return TryLater();
 
   // The guess is counted before it is made: many at the same moment are not free.
   AttemptStore attempts(folder_);

@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <chrono>
 #include <cstdlib>
 #include <thread>
 
@@ -18,7 +17,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds kTimeout(10);
 constexpr std::chrono::milliseconds kPause(2);
 constexpr int kOffsetDigits = 15;  // fits into off_t
 
@@ -30,7 +28,8 @@ base::UniqueFd OpenFile(const std::string& folder, const std::string& path) {
 
 }  // namespace
 
-bool LinkLock::Take(const std::string& folder, const std::string& hash) {
+bool LinkLock::Take(const std::string& folder, const std::string& hash,
+                    std::chrono::milliseconds timeout) {
   const std::string path = folder + "/visit.lock";
   file_ = OpenFile(folder, path);
   if (!file_) {
@@ -41,7 +40,7 @@ bool LinkLock::Take(const std::string& folder, const std::string& hash) {
   lock.l_type = F_WRLCK;
   lock.l_start = strtol(Digest(hash).substr(0, kOffsetDigits).c_str(), nullptr, 16);
   lock.l_len = 1;
-  const Clock::time_point end = Clock::now() + kTimeout;
+  const Clock::time_point end = Clock::now() + timeout;
   while (fcntl(file_.get(), F_OFD_SETLK, &lock) == -1) {
     const bool busy = errno == EAGAIN || errno == EACCES || errno == EINTR;
     if (!busy || Clock::now() >= end) {

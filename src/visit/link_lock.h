@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <string>
 
 #include "base/unique_fd.h"
@@ -10,12 +11,14 @@ namespace VEXO::sharing {
 /// the object.
 class LinkLock {
  public:
-  /// Waits for up to ten seconds.
+  /// Waits for the lock.
   ///
-  /// @param folder  the folder of the lock file; root creates a missing one
-  /// @param hash    hash of the link
+  /// @param folder   the folder of the lock file; root creates a missing one
+  /// @param hash     hash of the link
+  /// @param timeout  for how long to wait
   /// @return false, logged, when the lock cannot be taken
-  bool Take(const std::string& folder, const std::string& hash);
+  bool Take(const std::string& folder, const std::string& hash,
+            std::chrono::milliseconds timeout);
 
  private:
   base::UniqueFd file_;

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <iterator>
 #include <string_view>
 
@@ -23,24 +24,30 @@ bool IsRequestVariable(std::string_view variable) {
                      });
 }
 
-}  // namespace
-
-// The array is replaced as a whole: setenv would keep every address in memory forever,
-// and copies of the other variables would be copies of secrets.
-RequestEnvironment::RequestEnvironment(const VisitRequest& request)
-    : remote_address_("REMOTE_ADDR=" + request.remote_address),
-      forwarded_for_("HTTP_X_FORWARDED_FOR=" + request.forwarded_for),
-      before_(environ) {
-  for (char** variable = environ; variable != nullptr && *variable != nullptr;
-       ++variable) {
-    if (!IsRequestVariable(*variable)) variables_.push_back(*variable);
-  }
-  if (!request.remote_address.empty()) variables_.push_back(remote_address_.data());
-  if (!request.forwarded_for.empty()) variables_.push_back(forwarded_for_.data());
-  variables_.push_back(nullptr);
-  environ = variables_.data();
+void Unset(const char* variable) {
+  const std::string_view text = variable;
+  unsetenv(std::string(text.substr(0, text.find('='))).c_str());
 }
 
-RequestEnvironment::~RequestEnvironment() { environ = before_; }
+}  // namespace
+
+// Not with setenv: it would copy secrets, and keep every address in memory forever.
+RequestEnvironment::RequestEnvironment(const VisitRequest& request)
+    : remote_address_("REMOTE_ADDR=" + request.remote_address),
+      forwarded_for_("HTTP_X_FORWARDED_FOR=" + request.forwarded_for) {
+  for (char** variable = environ; variable != nullptr && *variable != nullptr;
+       ++variable) {
+    if (IsRequestVariable(*variable)) hidden_.push_back(*variable);
+  }
+  for (const char* const variable : hidden_) Unset(variable);
+  if (!request.remote_address.empty()) putenv(remote_address_.data());
+  if (!request.forwarded_for.empty()) putenv(forwarded_for_.data());
+}
+
+RequestEnvironment::~RequestEnvironment() {
+  Unset(remote_address_.c_str());
+  Unset(forwarded_for_.c_str());
+  for (char* const variable : hidden_) putenv(variable);
+}
 
 }  // namespace VEXO::sharing

@@ -9,7 +9,7 @@ struct VisitRequest;
 
 /// Shows the platform one request while it exists: the environment has the address of the
 /// visitor, and no other variable with which a request could be described.  The
-/// destructor puts the environment of before in place, unchanged.
+/// destructor restores the variables of before.
 class RequestEnvironment {
  public:
   explicit RequestEnvironment(const VisitRequest& request);
@@ -20,8 +20,7 @@ class RequestEnvironment {
  private:
   std::string remote_address_;
   std::string forwarded_for_;
-  std::vector<char*> variables_;
-  char** before_;
+  std::vector<char*> hidden_;
 };
 
 }  // namespace VEXO::sharing

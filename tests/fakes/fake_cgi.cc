@@ -122,7 +122,11 @@ int VEXOAutoBlockList(int (*each)(const VexoAutoBlockEntry* entry, void* context
   for (const auto& [address, failures] : platform.failed_logins) {
     const VexoAutoBlockEntry entry = {address.c_str(), failures.second,
                                       failures.first.c_str(), 0};
-    if (each(&entry, context) != 0) break;
+    if (each(&entry, context) != 0) return 0;
+  }
+  for (const auto& [address, until] : platform.blocked_until) {
+    const VexoAutoBlockEntry entry = {address.c_str(), 0, "", until};
+    if (each(&entry, context) != 0) return 0;
   }
   return 0;
 }

@@ -128,6 +128,8 @@ class Platform {
 
   std::string remote_ip = "192.0.2.7";
   std::set<std::string> denied_ips;
+  /// Until when an address is blocked, for VEXOAutoBlockList.
+  std::map<std::string, long> blocked_until;
   std::map<std::string, std::string> request_params;
   std::vector<LoginRequest> logins;
   /// Failed logins recorded, as {service, number} by address.

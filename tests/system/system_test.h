@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "entry.h"
+#include "sql_value.h"
 
 namespace system_test {
 
@@ -42,9 +43,7 @@ struct Answer {
 /// destructors or the leak checker.
 Answer InChild(const Account& account, const std::function<std::string()>& work);
 
-/// First column of the first row, read with SQLite and not with the library; the error
-/// message when that fails.
-std::string SqlValue(const std::string& path, const std::string& sql);
+using fakes::SqlValue;
 
 std::string ReadFile(const std::string& path);
 void WriteFile(const std::string& path, const std::string& text);

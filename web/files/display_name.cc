@@ -84,6 +84,7 @@ std::string DisplayText(std::string_view text) {
 }
 
 std::string ArchiveName(std::string_view name) {
+  if (name.empty() || name == "." || name == "..") return "_";
   const auto append = [](char32_t code, std::string* out) {
     std::string character;
     Append(code, &character);

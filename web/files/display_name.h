@@ -19,7 +19,8 @@ std::string DisplayText(std::string_view text);
 
 /// A name for an entry of an archive: one component, in valid UTF-8.  What a program that
 /// unpacks it could stumble over is percent-encoded: control characters, those that
-/// change the writing direction, slashes of both kinds, and bytes that are not UTF-8.
+/// change the writing direction, slashes of both kinds, and bytes that are not UTF-8.  An
+/// empty name, "." and ".." become _.
 std::string ArchiveName(std::string_view name);
 
 /// A name for a program to save a file under: one component, in valid UTF-8.  Control

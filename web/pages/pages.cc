@@ -185,8 +185,12 @@ std::string TotalText(const FolderPage& page) {
     return page.query.search.empty() ? Translate("This folder is empty.")
                                      : Translate("No name contains this text.");
   }
-  std::string text = Translate("{folders}, {files}, {size}");
-  text = Fill(text, "folders", Count("{count} folder", "{count} folders", listing.folders));
+  const std::string folders =
+      Count("{count} folder", "{count} folders", listing.folders);
+  if (listing.files == 0) return folders;
+  std::string text = listing.folders == 0 ? Translate("{files}, {size}")
+                                          : Translate("{folders}, {files}, {size}");
+  text = Fill(text, "folders", folders);
   text = Fill(text, "files", Count("{count} file", "{count} files", listing.files));
   return Fill(text, "size", FormatSize(listing.bytes));
 }
