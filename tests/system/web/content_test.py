@@ -67,10 +67,16 @@ class FileTest(WebTest):
     def test_only_a_pdf_may_be_framed_by_our_pages(self):
         self.write("a.pdf")
         policy = self.visitor.get(self.link + "/a.pdf").header("Content-Security-Policy")
-        self.assertIn("frame-ancestors 'self'", policy)
-        self.assertIn("default-src 'none'", policy)
+        self.assertEqual(policy, FILE_POLICY + "; frame-ancestors 'self'")
         download = self.visitor.get(self.link + "/a.pdf?download")
         self.assertEqual(download.header("Content-Security-Policy"), FILE_POLICY)
+
+    def test_player_of_a_browser_may_load_audio_and_video_but_run_nothing(self):
+        for name in ("a.mp3", "a.mp4"):
+            self.write(name)
+            policy = self.visitor.get(f"{self.link}/{name}").header("Content-Security-Policy")
+            self.assertEqual(policy, "default-src 'none'; style-src 'unsafe-inline'; "
+                                     "sandbox allow-same-origin; media-src 'self'")
 
     def test_disposition_has_the_name_in_two_forms(self):
         name = 'a "ü"\u202e\n.bin'
