@@ -44,6 +44,18 @@ RequestConditions ConditionsOf(const Variables& request) {
   return conditions;
 }
 
+const char* PolicyOf(Preview preview) {
+  switch (preview) {
+    case Preview::kPdf:
+      return kPdfPolicy;
+    case Preview::kAudio:
+    case Preview::kVideo:
+      return kMediaPolicy;
+    default:
+      return kFilePolicy;
+  }
+}
+
 void AddRanges(const std::vector<ByteRange>& ranges, Node file, const std::string& type,
                Response* response) {
   const std::uint64_t size = file.info.size;
@@ -68,8 +80,8 @@ Response MakeFileResponse(const Variables& request, Node file, const std::string
   const RequestConditions conditions = ConditionsOf(request);
   const CurrentFile current = {EntityTag(file.info), LastModified(file.info, now),
                                file.info.size};
-  Response response = MakeResponse(
-      200, type.preview == Preview::kPdf && !attachment ? kFramedFilePolicy : kFilePolicy);
+  const bool shown = type.Inline() && !attachment;
+  Response response = MakeResponse(200, shown ? PolicyOf(type.preview) : kFilePolicy);
   response.Add("Cache-Control", open_link ? "private, no-cache" : "no-store");
   response.Add("ETag", current.etag);
   response.Add("Last-Modified", FormatHttpDate(current.last_modified));
@@ -88,7 +100,6 @@ Response MakeFileResponse(const Variables& request, Node file, const std::string
     response.Add("Content-Range", UnsatisfiedContentRange(current.size));
     return response;
   }
-  const bool shown = type.Inline() && !attachment;
   response.Add(
       "Content-Disposition",
       ContentDisposition(shown ? Disposition::kInline : Disposition::kAttachment, name));

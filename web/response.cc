@@ -69,8 +69,11 @@ std::optional<std::uint64_t> LengthOf(const Response& response) {
 }  // namespace
 
 const char* const kFilePolicy = "default-src 'none'; style-src 'unsafe-inline'; sandbox";
-const char* const kFramedFilePolicy =
-    "default-src 'none'; style-src 'unsafe-inline'; frame-ancestors 'self'";
+const char* const kPdfPolicy =
+    "default-src 'none'; style-src 'unsafe-inline'; sandbox; frame-ancestors 'self'";
+const char* const kMediaPolicy =
+    "default-src 'none'; style-src 'unsafe-inline'; sandbox allow-same-origin; "
+    "media-src 'self'";
 
 Response MakeResponse(int status, const std::string& policy) {
   Response response;
