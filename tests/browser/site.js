@@ -59,12 +59,13 @@ class Site {
     const answer = this.run(
         ['/usr/vexo/bin/vexosharing', 'share', sharedPath, '--json', '--owner', 'alice',
          ...options], input);
-    return `/sharing/${JSON.parse(answer).hash}`;
+    return `/sharing/${JSON.parse(answer).link.hash}`;
   }
 
   // A new visitor.  `requests` collects the URLs that the browser asks for.
   async visitor(options = {}) {
     const context = await this.browser.newContext({baseURL: this.base, ...options});
+    context.setDefaultTimeout(10000);
     const page = await context.newPage();
     page.requests = [];
     page.on('request', request => page.requests.push(request.url()));

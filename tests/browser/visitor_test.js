@@ -30,8 +30,7 @@ function passwordLink() { return site.share(ROOT, ['--password-stdin'], `${PASSW
 
 async function logIn(page, password = PASSWORD) {
   await page.getByLabel('Password').fill(password);
-  await page.keyboard.press('Enter');
-  await page.waitForLoadState();
+  await Promise.all([page.waitForEvent('load'), page.keyboard.press('Enter')]);
 }
 
 test('a wrong password, the right one, a folder, a preview, a download, a zip, log out, Back', async () => {
@@ -119,9 +118,13 @@ test('robots that come first use nothing up', async () => {
 test('the keyboard alone is enough', async () => {
   const page = await site.visitor();
   await page.goto(passwordLink());
-  await page.keyboard.type(PASSWORD);  // the field has the focus
+  const field = page.getByLabel('Password');
+  while (!await field.evaluate(f => f === document.activeElement)) {
+    await page.keyboard.press('Tab');
+  }
+  await page.keyboard.type(PASSWORD);
   await page.keyboard.press('Enter');
-  await page.waitForURL(/\/$/);
+  await page.locator('#files').waitFor();
   for (let tabs = 0; tabs < 30; ++tabs) {
     await page.keyboard.press('Tab');
     const text = await page.evaluate(() => document.activeElement.innerText);
