@@ -108,6 +108,19 @@ vexo_package(tools vexosharing-tools
     "This package contains the administrator's command vexosharing, the two tools that the\n\
 sharing library runs, and a timer that deletes expired links.")
 
+vexo_package(web vexosharing-web
+  SECTION web
+  DEPENDS "libvexosharing-visit1 (>= ${version})" "libvexosharing7 (>= ${version})"
+          "libvexoplatform1 (>= ${version})" "vexosharing-tools (>= ${version})" multiwatch
+          libarchive13
+  CONTROL ${debian}/vexosharing-web/postinst ${debian}/vexosharing-web/prerm
+          ${debian}/vexosharing-web/postrm
+  DESCRIPTION
+    "This package contains the web front end of links that share files and folders, the\n\
+units that run it, and configurations for lighttpd, nginx and Apache.")
+set(CPACK_DEBIAN_WEB_PACKAGE_RECOMMENDS "lighttpd | nginx | apache2")
+set(CPACK_DEBIAN_WEB_PACKAGE_SUGGESTS fcgiwrap)
+
 # The command is in the administrator's PATH.
 file(CREATE_LINK ../vexo/bin/vexosharing ${CMAKE_CURRENT_BINARY_DIR}/vexosharing SYMBOLIC)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vexosharing DESTINATION ${CMAKE_INSTALL_SBINDIR}
