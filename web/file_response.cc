@@ -114,7 +114,7 @@ Response MakeFileResponse(const Variables& request, Node file, const std::string
 }
 
 std::optional<Response> MakeZipResponse(std::unique_ptr<SharedTree> tree, Node folder,
-                         const std::string& name) {
+                                        const std::string& name) {
   std::unique_ptr<Body> zip = ZipFolder(*tree, std::move(folder), name);
   if (zip == nullptr) return std::nullopt;
   Response response = MakeResponse(200, kFilePolicy);

@@ -61,8 +61,9 @@ std::optional<Parameters> Parameters::Parse(std::string_view text) {
 }
 
 const std::string* Parameters::Find(const std::string& name) const {
-  const auto found = std::find_if(pairs_.begin(), pairs_.end(),
-                                  [&name](const auto& pair) { return pair.first == name; });
+  const auto found =
+      std::find_if(pairs_.begin(), pairs_.end(),
+                   [&name](const auto& pair) { return pair.first == name; });
   return found == pairs_.end() ? nullptr : &found->second;
 }
 

@@ -63,8 +63,7 @@ bool LoadConfiguration(Configuration& out, const Report& report) {
     return ApplySetting(key, value, configuration);
   };
   const auto skip = [&configuration, &report](int line, const std::string& reason) {
-    report(std::string(kPath) + ":" + std::to_string(line) +
-           ": line ignored: " + reason);
+    report(std::string(kPath) + ":" + std::to_string(line) + ": line ignored: " + reason);
     ++configuration.wrong_lines;
   };
   std::string reason;

@@ -100,8 +100,9 @@ bool MachineHost(std::string& host) {
 }
 
 bool LoadConfiguration(Configuration& out) {
-  return url_tool::LoadConfiguration(
-      out, [](const std::string& line) { std::cerr << "vexosharingurl: " << line << "\n"; });
+  return url_tool::LoadConfiguration(out, [](const std::string& line) {
+    std::cerr << "vexosharingurl: " << line << "\n";
+  });
 }
 
 /// The settings that apply to the link.  Its project is looked up only where a project

@@ -45,7 +45,8 @@ void RunWorkers(int count, const std::function<int()>& work) {
   // Again and again: a worker may have been about to wait when the signal came.
   for (; !workers.empty(); usleep(kPause)) {
     for (const pid_t worker : workers) kill(worker, SIGTERM);
-    for (pid_t ended = 1; ended > 0;) workers.erase(ended = waitpid(-1, nullptr, WNOHANG));
+    for (pid_t ended = 1; ended > 0;)
+      workers.erase(ended = waitpid(-1, nullptr, WNOHANG));
   }
 }
 
