@@ -186,7 +186,7 @@ std::string TotalText(const FolderPage& page) {
     return page.query.search.empty() ? Translate("This folder is empty.")
                                      : Translate("No name contains this text.");
   }
-  const std::string folders = Count("{count} folder", "{count} folders", listing.folders);
+  std::string folders = Count("{count} folder", "{count} folders", listing.folders);
   if (listing.files == 0) return folders;
   std::string text = listing.folders == 0 ? Translate("{files}, {size}")
                                           : Translate("{folders}, {files}, {size}");
@@ -298,7 +298,7 @@ std::string RenderFolder(const FolderPage& page) {
   AddPages(page, &values);
   data rows(data::type::list);
   for (const ListingEntry& entry : page.listing.entries) rows.push_back(RowValues(entry));
-  values.set("rows", std::move(rows));
+  values.set("rows", rows);
   return Render("folder", DisplayName(page.heading), kFolderTemplate, std::move(values));
 }
 
