@@ -79,9 +79,14 @@ class OneWorkerTest(FastCgiTest):
     def test_stalled_downloads_keep_nobody_waiting(self):
         self.write("large.bin", bytes(8 << 20))
         link = self.share()
-        for _ in range(6):
-            self.stalled(link, "large.bin")
+        stalled = [self.stalled(link, "large.bin") for _ in range(6)]
         self.assertEqual(self.visitor.get(link + "/").page, "folder")
+        (worker,) = self.server.workers()
+        self.assertEqual(len(children(worker)), 6)
+        while stalled[0].read_some():  # a visitor who goes on reading gets all of it
+            pass
+        self.assertTrue(stalled[0].ended)
+        self.assertGreater(len(stalled[0].output), 8 << 20)
 
     def test_downloads_are_bounded_and_those_that_have_ended_are_forgotten(self):
         self.write("large.bin", bytes(8 << 20))
