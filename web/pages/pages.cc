@@ -49,6 +49,8 @@ std::string InsertText(const std::string& html, const std::string& text) {
   for (const char c : text) {
     if (c == '<') {
       page += "&lt;";
+    } else if (c == '>') {
+      page += "&gt;";
     } else if (c == '&') {
       page += "&amp;";
     } else {

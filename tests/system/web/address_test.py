@@ -90,6 +90,10 @@ class AddressTest(WebTest):
         answer = self.visitor.get(self.link + "/?q=" + "x" * 8200)
         self.assertIn(answer.status, (400, 414, 431))
 
+    def test_large_headers_are_refused(self):
+        answer = self.visitor.get(self.link + "/", x_large="x" * (70 << 10))
+        self.assertIn(answer.status, (400, 413, 431))
+
     def test_too_many_parameters_are_refused(self):
         self.assertEqual(self.status("GET", self.link + "/?" + "a=1&" * 64), 200)
         self.assertEqual(self.status("GET", self.link + "/?" + "a=1&" * 65), 400)

@@ -73,7 +73,7 @@ TEST_F(Pages, TextPreview_IsEscapedAndInItsPlace) {
   page.name = "a.txt";
   page.preview = web::Preview::kText;
   page.text = "<b>{{title}}&";
-  EXPECT_THAT(web::RenderFile(page), HasSubstr(">\n&lt;b>{{title}}&amp;</pre>"));
+  EXPECT_THAT(web::RenderFile(page), HasSubstr(">\n&lt;b&gt;{{title}}&amp;</pre>"));
 }
 
 TEST_F(Pages, OtherFiles_HaveNoPlaceForAText) {
