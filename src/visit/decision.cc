@@ -227,8 +227,9 @@ VisitAnswer Decision::LogIn() {
     return TryLater();
   }
   LinkLock lock;
-  if (IsUseLimited(link_) && !lock.Take(folder_, request_.hash, kLockTimeout))
+  if (IsUseLimited(link_) && !lock.Take(folder_, request_.hash, kLockTimeout)) {
     return TryLater();
+  }
 
   // The guess is counted before it is made: many at the same moment are not free.
   AttemptStore attempts(folder_);
