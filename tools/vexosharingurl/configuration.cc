@@ -74,22 +74,17 @@ std::string FindProject(const std::string& hash, std::string& project) {
 }  // namespace
 
 std::string LoadConfiguration(Configuration& out) {
-  Configuration configuration;
-  const auto apply = [&configuration](const std::string& key, const std::string& value) {
-    return ApplySetting(key, value, configuration);
+  const auto apply = [&out](const std::string& key, const std::string& value) {
+    return ApplySetting(key, value, out);
   };
-  const auto report = [&configuration](int line, const std::string& reason) {
+  const auto report = [&out](int line, const std::string& reason) {
     std::cerr << "vexosharingurl: " << kPath << ":" << line
               << ": line ignored: " << reason << "\n";
-    ++configuration.wrong_lines;
+    ++out.wrong_lines;
   };
   std::string reason;
-  if (VEXO::base::ReadKeyValueFile(kPath, apply, report, &reason) ==
-      VEXO::base::FileRead::kFailed) {
-    return kPath + (": " + reason);
-  }
-  out = configuration;
-  return "";
+  const auto read = VEXO::base::ReadKeyValueFile(kPath, apply, report, &reason);
+  return read == VEXO::base::FileRead::kFailed ? kPath + (": " + reason) : "";
 }
 
 std::string FindSettings(const std::string& hash, Settings& out) {

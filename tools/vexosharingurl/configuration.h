@@ -22,9 +22,9 @@ struct Configuration {
   int wrong_lines = 0;
 };
 
-/// Reads the configuration file; a missing file is an empty one.  Wrong lines are
-/// reported on standard error and ignored.  Returns why the file cannot be read, or an
-/// empty text.
+/// Adds the settings of the configuration file; a missing file is an empty one.  Wrong
+/// lines are reported on standard error and ignored.  Returns why the file cannot be
+/// read, or an empty text.
 std::string LoadConfiguration(Configuration& out);
 
 /// Finds the settings for a link: those of its project, and the general ones for the

@@ -11,9 +11,6 @@ namespace url_tool {
 
 namespace {
 
-// The longest host name that every resolver accepts.
-constexpr size_t kLongestName = 255;
-
 // A name whose last label is a decimal or hexadecimal number.  Browsers parse it as an
 // IPv4 address, never as a name.
 const char kEndsInNumber[] = R"((.*\.)?(0x[0-9a-f]*|\d+)\.?)";
@@ -42,7 +39,7 @@ std::string ReadIPv6Host(const std::string& text, std::string& out) {
 }
 
 std::string ReadName(const std::string& text, std::string& out) {
-  if (text.size() > kLongestName) return "the host name is longer than 255 bytes";
+  if (text.size() > 255) return "the host name is longer than 255 bytes";
   if (!utf8::is_valid(text)) return "the host name is not valid UTF-8";
   if (text.front() == '.' || text.find("..") != std::string::npos) {
     return "the host name has an empty label";

@@ -12,13 +12,8 @@
 #include "configuration.h"
 #include "url.h"
 
-using url_tool::Address;
-using url_tool::Configuration;
-using url_tool::Settings;
-using VEXO::sharing::_tag_SHARING_URL_TYPE;
-using VEXO::sharing::SHARING_URL_TYPE_CONFIGURED;
-using VEXO::sharing::SHARING_URL_TYPE_LOCAL;
-using VEXO::sharing::SHARING_URL_TYPE_UNKNOWN;
+using namespace url_tool;
+using namespace VEXO::sharing;  // the types of URLs
 
 namespace {
 
@@ -66,29 +61,28 @@ std::string ReadCall(char** arguments, Call& call) {
   const std::string prefix = arguments[4];
   std::string reason;
   call.hash = arguments[0];
-  if (call.hash.empty() || url_tool::IsDotSegment(call.hash)) {
+  if (call.hash.empty() || IsDotSegment(call.hash)) {
     return "HASH must not be empty, \".\" or \"..\"";
   }
-  const auto port = VEXO::base::ParseNumber(arguments[1], 0, url_tool::kLargestPort);
+  const auto port = VEXO::base::ParseNumber(arguments[1], 0, kLargestPort);
   if (!port) return "PORT must be a number from 0 to 65535";
   call.address.port = *port;
   if (https != "0" && https != "1") return "HTTPS must be 0 or 1";
   call.address.https = https == "1";
-  if (!host.empty()) reason = url_tool::ReadHost(host, call.address.host);
+  if (!host.empty()) reason = ReadHost(host, call.address.host);
   if (!reason.empty()) return "HOST: " + reason;
-  if (!prefix.empty()) reason = url_tool::ReadPlainPath(prefix, call.prefix.emplace());
+  if (!prefix.empty()) reason = ReadPlainPath(prefix, call.prefix.emplace());
   return reason.empty() ? "" : "PREFIX: " + reason;
 }
 
 /// Returns why the host name of this machine cannot be used, or an empty text.
 std::string ReadMachineHost(std::string& host) {
   char name[256] = {};
-  const std::string reason = gethostname(name, sizeof(name) - 1) == 0
-                                 ? url_tool::ReadHost(name, host)
-                                 : "it cannot be read";
-  return reason.empty() ? ""
-                        : "the host name of this machine is not valid in a URL (" +
-                              reason + "): set base in /usr/vexo/etc/sharing-url.conf";
+  std::string reason = "it cannot be read";
+  if (gethostname(name, sizeof(name) - 1) == 0) reason = ReadHost(name, host);
+  if (reason.empty()) return "";
+  return "the host name of this machine is not valid in a URL (" + reason +
+         "): set base in /usr/vexo/etc/sharing-url.conf";
 }
 
 /// The address of the call; the settings fill in the host and the prefix where the call
@@ -97,20 +91,17 @@ std::string FindAddress(const Call& call, Address& address, _tag_SHARING_URL_TYP
   Settings settings;
   std::string reason;
   address = call.address;
-  if (address.host.empty() || !call.prefix) {
-    reason = url_tool::FindSettings(call.hash, settings);
-  }
+  if (address.host.empty() || !call.prefix) reason = FindSettings(call.hash, settings);
   if (!reason.empty()) return reason;
   if (!address.host.empty()) {
-    type = url_tool::IsLocalHost(address.host) ? SHARING_URL_TYPE_LOCAL
-                                               : SHARING_URL_TYPE_UNKNOWN;
+    type = IsLocalHost(address.host) ? SHARING_URL_TYPE_LOCAL : SHARING_URL_TYPE_UNKNOWN;
   } else if (!settings.base) {
     type = SHARING_URL_TYPE_LOCAL;
     reason = ReadMachineHost(address.host);
   } else {
     type = settings.type.value_or(SHARING_URL_TYPE_CONFIGURED);
     address = *settings.base;
-    if (call.address.port != url_tool::kDefaultPort) {  // scheme and port go together
+    if (call.address.port != kDefaultPort) {  // scheme and port go together
       address.https = call.address.https;
       address.port = call.address.port;
     }
@@ -127,7 +118,7 @@ int Print(const std::string& text) {
 int Check() {
   Configuration configuration;
   std::string host;
-  std::string reason = url_tool::LoadConfiguration(configuration);
+  std::string reason = LoadConfiguration(configuration);
   if (reason.empty() && !configuration.general.base) reason = ReadMachineHost(host);
   if (!reason.empty()) return Fail(kFailed, reason);
   return configuration.wrong_lines == 0 ? kDone : kFailed;
@@ -141,7 +132,7 @@ int PrintUrl(char** arguments) {
   if (!reason.empty()) return Fail(kWrongCall, reason);
   reason = FindAddress(call, address, type);
   if (!reason.empty()) return Fail(kFailed, reason);
-  const std::string url = url_tool::MakeUrl(address, call.hash);
+  const std::string url = MakeUrl(address, call.hash);
   if (url.size() > kLongestUrl) {
     return Fail(kWrongCall, "the URL is longer than 4094 bytes");
   }

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <optional>
 #include <sstream>
-#include <string_view>
 
 #include "base/number.h"
 #include "base/percent.h"
@@ -15,12 +14,6 @@ namespace url_tool {
 namespace {
 
 using VEXO::base::PercentEncode;
-
-constexpr int kHttpPort = 80;
-constexpr int kHttpsPort = 443;
-
-// What a path may hold besides unreserved characters and escapes.
-constexpr std::string_view kPlainInPath = "/!$&'()*+,;=:@";
 
 /// Drops the empty segments of an escaped path.  Nothing for a "." or ".." segment.
 std::optional<std::string> JoinSegments(const std::string& path) {
@@ -39,15 +32,12 @@ std::optional<std::string> JoinSegments(const std::string& path) {
 std::optional<std::string> NormalizePath(const std::string& text) {
   std::string path;
   for (size_t i = 0; i < text.size(); ++i) {
-    const std::string_view character(&text[i], 1);
-    if (const auto byte = VEXO::base::PercentDecodeAt(text, i)) {
-      path += PercentEncode({&*byte, 1});
-      i += 2;
-      continue;
-    }
-    const std::string encoded = PercentEncode(character, kPlainInPath);
-    if (encoded != character && IsAscii(text[i])) return std::nullopt;
+    const std::optional<char> byte = VEXO::base::PercentDecodeAt(text, i);
+    const std::string character(1, byte.value_or(text[i]));
+    const std::string encoded = PercentEncode(character, byte ? "" : "/!$&'()*+,;=:@");
+    if (!byte && encoded != character && IsAscii(text[i])) return std::nullopt;
     path += encoded;
+    if (byte) i += 2;
   }
   return JoinSegments(path);
 }
@@ -92,8 +82,8 @@ std::string ReadBase(const std::string& text, Address& out) {
 
 std::string MakeUrl(const Address& address, const std::string& hash) {
   std::string url = (address.https ? "https://" : "http://") + address.host;
-  if (address.port != kDefaultPort &&
-      address.port != (address.https ? kHttpsPort : kHttpPort)) {
+  const int usual_port = address.https ? 443 : 80;
+  if (address.port != kDefaultPort && address.port != usual_port) {
     url += ":" + std::to_string(address.port);
   }
   return url + address.path + "/sharing/" + PercentEncode(hash);
