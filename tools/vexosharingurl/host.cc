@@ -15,7 +15,7 @@ namespace {
 // IPv4 address, never as a name.
 const char kEndsInNumber[] = R"((.*\.)?(0x[0-9a-f]*|\d+)\.?)";
 
-// What only the local network knows.
+// Hosts that only the local network knows, as ReadHost returns them.
 const char kLocalHost[] =
     // loopback, link-local and private IPv4 addresses, also as IPv6 addresses
     R"((\[::ffff:)?(10|127|169\.254|172\.(1[6-9]|2\d|3[01])|192\.168)(\.\d+)+\]?)"
