@@ -344,23 +344,22 @@ class Checker {
                       {}};
 };
 
-/// Faults that SQLite finds in a database which is copied first: it belongs to another
-/// program, and may be in use.
-std::string IntegrityOfCopy(const std::string& path) {
-  PrivateFolder folder;
-  const std::string copy = folder.Copy(path);
-  if (copy.empty()) return strerror(errno);
+/// The first fault that SQLite finds in the file, which programs may be writing; a lock
+/// that is held for long is none.  Empty if there is none.
+std::string IntegrityOf(const std::string& path) {
   int code = SQLITE_OK;
-  const Connection connection = Connect(copy, SQLITE_OPEN_READWRITE, code);
+  const Connection connection = Connect(path, SQLITE_OPEN_READWRITE, code);
   std::string fault;
   const auto read = [](void* out, int /*columns*/, char** values, char** /*names*/) {
     *static_cast<std::string*>(out) = values[0];
     return 0;
   };
-  if (connection == nullptr || sqlite3_exec(connection.get(), "PRAGMA integrity_check(1)",
-                                            read, &fault, nullptr) != SQLITE_OK) {
-    return "not a database";
+  if (connection != nullptr) {
+    code = sqlite3_exec(connection.get(), "PRAGMA integrity_check(1)", read, &fault,
+                        nullptr);
   }
+  if (code == SQLITE_NOTADB) return "not a database";
+  if (code != SQLITE_OK) return code == SQLITE_BUSY ? "" : sqlite3_errstr(code);
   return fault == "ok" ? "" : fault;
 }
 
@@ -377,7 +376,7 @@ void CheckBlockList(Findings& findings) {
                    {}};
   std::error_code error;
   if (fs::exists(path, error)) {
-    const std::string fault = IntegrityOfCopy(path);
+    const std::string fault = IntegrityOf(path);
     if (!fault.empty()) damaged.items.push_back(path + ": " + fault);
   }
   for (const auto& file : fs::directory_iterator(kBlockFolder, error)) {
