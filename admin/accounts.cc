@@ -1,50 +1,72 @@
 #include "admin/accounts.h"
 
 #include <shadow.h>
-#include <vexo/account.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <vector>
+#include <tuple>
+
+#include "utils.h"
 
 namespace admin {
 
 namespace {
 
+using VEXO::sharing::GIDToGroup;
+using VEXO::sharing::GroupToGID;
+using VEXO::sharing::UIDToUser;
+using VEXO::sharing::UserToUID;
+
 constexpr long kSecondsPerDay = 24L * 60 * 60;
 
-Lookup Result(int code) {
-  if (code == 0) return Lookup::kFound;
+/// Calls one of the library's lookups.
+template <class Key, class Value>
+Lookup Find(bool (*find)(const Key&, Value&), const Key& key, Value& value) {
+  errno = ENOENT;  // a name that no account can have is not looked up
+  if (find(key, value)) return Lookup::kFound;
   return errno == ENOENT ? Lookup::kNotFound : Lookup::kUnknown;
+}
+
+std::vector<AllowedAccount> Allowed(
+    const std::vector<std::string>& names, const std::vector<unsigned int>& ids,
+    bool (*to_id)(const std::string& name, unsigned int& id),
+    bool (*to_name)(const unsigned int& id, std::string& name)) {
+  std::vector<AllowedAccount> accounts;
+  unsigned int found_id = 0;
+  std::string found_name;
+  for (const std::string& name : names) {
+    accounts.push_back({name, Find(to_id, name, found_id)});
+  }
+  for (const unsigned int id : ids) {
+    accounts.push_back({std::to_string(id), Find(to_name, id, found_name)});
+  }
+  return accounts;
+}
+
+std::vector<std::string> Unresolved(const std::vector<AllowedAccount>& accounts) {
+  std::vector<std::string> names;
+  for (const auto& [name, found] : accounts) {
+    if (found != Lookup::kFound) names.push_back(name);
+  }
+  return names;
+}
+
+/// What decides who is admitted; the order of names and ids does not matter.
+auto Admission(const Entry& link) {
+  const auto sorted = [](auto list) {
+    std::sort(list.begin(), list.end());
+    return list;
+  };
+  return std::make_tuple(
+      link.get_enabled(), link.get_protect_type(), link.get_protect_password(),
+      sorted(link.get_protect_uids()), sorted(link.get_protect_users()),
+      sorted(link.get_protect_gids()), sorted(link.get_protect_groups()));
 }
 
 }  // namespace
 
-Lookup FindUser(unsigned int uid, std::string* name) {
-  VEXOUSER* user = nullptr;
-  const Lookup found = Result(VEXOUserGetByUID(uid, &user));
-  if (found != Lookup::kFound) return found;
-  if (name != nullptr) *name = user->name;
-  VEXOUserFree(user);
-  return found;
-}
-
-Lookup FindUser(const std::string& name) {
-  VEXOUSER* user = nullptr;
-  const Lookup found = Result(VEXOUserGet(name.c_str(), &user));
-  if (found == Lookup::kFound) VEXOUserFree(user);
-  return found;
-}
-
-Lookup FindGroup(unsigned int gid) {
-  VEXOGROUP* group = nullptr;
-  const Lookup found = Result(VEXOGroupGetByGID(gid, &group));
-  if (found == Lookup::kFound) VEXOGroupFree(group);
-  return found;
-}
-
-Lookup FindGroup(const std::string& name) {
-  gid_t gid = 0;
-  return Result(VEXOGroupGetGID(name.c_str(), &gid));
+Lookup FindUser(unsigned int uid, std::string& name) {
+  return Find(UIDToUser, uid, name);
 }
 
 AccountState StateOfAccount(const std::string& name, long now) {
@@ -60,6 +82,34 @@ AccountState StateOfAccount(const std::string& name, long now) {
   const bool expires = record.sp_expire > 0;
   return expires && record.sp_expire <= now / kSecondsPerDay ? AccountState::kExpired
                                                              : AccountState::kActive;
+}
+
+std::vector<AllowedAccount> AllowedUsers(const Entry& link) {
+  return Allowed(link.get_protect_users(), link.get_protect_uids(), UserToUID, UIDToUser);
+}
+
+std::vector<AllowedAccount> AllowedGroups(const Entry& link) {
+  return Allowed(link.get_protect_groups(), link.get_protect_gids(), GroupToGID,
+                 GIDToGroup);
+}
+
+std::vector<std::string> UnresolvedUsers(const Entry& link) {
+  return Unresolved(AllowedUsers(link));
+}
+
+std::vector<std::string> UnresolvedGroups(const Entry& link) {
+  return Unresolved(AllowedGroups(link));
+}
+
+bool AccessChanged(const Entry& before, const Entry& after) {
+  return Admission(before) != Admission(after);
+}
+
+bool AdmitsNobody(const Entry& link) {
+  // Ids of accounts that are gone have no name, and names not known yet have no id.
+  return link.get_protect_type() == Entry::PROTECT_USER &&
+         link.get_protect_uids().empty() && link.get_protect_users().empty() &&
+         link.get_protect_gids().empty() && link.get_protect_groups().empty();
 }
 
 }  // namespace admin

@@ -43,9 +43,22 @@ Error NotUsable(const std::string& path, const std::string& reason,
   return {kDatabaseNotUsable, "cannot open database " + path + ": " + reason, hint};
 }
 
-bool HasContent(const std::string& path) {
-  struct stat status = {};
-  return stat(path.c_str(), &status) == 0 && status.st_size > 0;
+/// The start of a database file.
+struct Header {
+  std::array<unsigned char, kHeaderSize> bytes;
+
+  /// The big-endian number of this many bytes.
+  long Number(size_t at, size_t count) const {
+    long value = 0;
+    for (size_t i = 0; i < count; ++i) value = value * 256 + bytes.at(at + i);
+    return value;
+  }
+};
+
+/// False when the file is not a database.
+bool ReadHeader(std::ifstream& file, Header& header) {
+  file.read(reinterpret_cast<char*>(header.bytes.data()), header.bytes.size());
+  return file && memcmp(header.bytes.data(), kMagic, sizeof(kMagic)) == 0;
 }
 
 /// What marks a database: two numbers of its header, and how many tables and indexes it
@@ -69,39 +82,21 @@ DatabaseContent Judge(const std::string& path, const Marks& marks) {
 
 /// The same for a database whose log may hold a newer header: it is read from a copy,
 /// since SQLite creates files next to the one it opens.
-DatabaseContent ContentOfCopy(const std::string& path, const std::string& copy) {
-  Marks marks = {};
-  const auto read = [](void* out, int /*columns*/, char** values, char** /*names*/) {
-    *static_cast<Marks*>(out) = {strtol(values[0], nullptr, 10),
-                                 strtol(values[1], nullptr, 10),
-                                 strtol(values[2], nullptr, 10)};
-    return 0;
-  };
-  int code = SQLITE_OK;
-  const Connection connection = Connect(copy, SQLITE_OPEN_READWRITE, code);
-  const bool done = connection != nullptr &&
-                    sqlite3_exec(connection.get(),
-                                 "SELECT application_id, user_version, (SELECT COUNT(*) "
-                                 "FROM sqlite_master) FROM pragma_application_id, "
-                                 "pragma_user_version",
-                                 read, &marks, nullptr) == SQLITE_OK;
-  return done ? Judge(path, marks) : DatabaseContent::kUnknown;
-}
-
 DatabaseContent ContentWithLog(const std::string& path) {
-  int reason = EIO;
-  DatabaseContent content = DatabaseContent::kUnknown;
-  {
-    PrivateFolder folder;
-    const std::string copy = folder.Copy(path);
-    if (copy.empty()) {
-      reason = errno;
-    } else {
-      content = ContentOfCopy(path, copy);
-    }
-  }
-  errno = reason;  // closing and removing the copy changed it
-  return content;
+  PrivateFolder folder;
+  const std::string copy = folder.Copy(path);
+  if (copy.empty()) return DatabaseContent::kUnknown;
+  Rows rows;
+  const int code = Connection(copy, SQLITE_OPEN_READWRITE)
+                       .Run(
+                           "SELECT application_id, user_version, (SELECT COUNT(*) FROM "
+                           "sqlite_master) FROM pragma_application_id, "
+                           "pragma_user_version",
+                           &rows);
+  errno = EIO;
+  if (code != SQLITE_OK) return DatabaseContent::kUnknown;
+  const std::vector<std::string>& marks = rows.at(0);
+  return Judge(path, {stol(marks[0]), stol(marks[1]), stol(marks[2])});
 }
 
 bool SystemAccountMayWrite(const struct stat& status) {
@@ -113,15 +108,9 @@ bool SystemAccountMayWrite(const struct stat& status) {
 /// write-ahead log, unlike a backup, and has the current schema version.
 bool IsCurrent(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
-  file.seekg(kReadVersionAt);
-  const bool uses_log = file.get() == kLogVersion;
-  file.seekg(kUserVersionAt + 3);  // its lowest byte
-  return uses_log && file.get() >= kSchemaVersion;
-}
-
-std::string FolderOf(const std::string& path) {
-  std::error_code error;
-  return fs::absolute(path, error).parent_path();
+  Header header = {};
+  return ReadHeader(file, header) && header.Number(kReadVersionAt, 1) == kLogVersion &&
+         header.Number(kUserVersionAt, 4) >= kSchemaVersion;
 }
 
 /// Checks that the system account may write the database, if it exists, and its
@@ -137,7 +126,8 @@ Error CheckPlace(const std::string& path) {
                        "run chmod 660 " + path);
     }
   }
-  const std::string folder = FolderOf(path);
+  std::error_code error;
+  const std::string folder = fs::absolute(path, error).parent_path();
   if (stat(folder.c_str(), &status) == -1) {
     return NotUsable(path, "directory not found: " + folder);
   }
@@ -186,22 +176,16 @@ DatabaseContent ContentOf(const std::string& path) {
   if (status.st_size == 0) return DatabaseContent::kNothing;
   std::ifstream file(path, std::ios::binary);
   if (!file) return DatabaseContent::kUnknown;
-  std::array<unsigned char, kHeaderSize> header = {};
-  file.read(reinterpret_cast<char*>(header.data()), header.size());
-  if (!file || memcmp(header.data(), kMagic, sizeof(kMagic)) != 0) {
-    return DatabaseContent::kNotDatabase;
-  }
-  const auto number = [&header](size_t at, size_t bytes) {
-    long value = 0;
-    for (size_t i = 0; i < bytes; ++i) value = value * 256 + header.at(at + i);
-    return value;
-  };
-  const long application_id = number(kApplicationIdAt, 4);
+  Header header = {};
+  if (!ReadHeader(file, header)) return DatabaseContent::kNotDatabase;
+  const long application_id = header.Number(kApplicationIdAt, 4);
   const bool ours = application_id == VEXO::sharing::db::kApplicationId;
-  if (!ours && HasContent(path + "-wal")) return ContentWithLog(path);
-  const bool is_leaf = number(kPageTypeAt, 1) == kLeafPage;
-  return Judge(path, {application_id, number(kUserVersionAt, 4),
-                      is_leaf ? number(kCellCountAt, 2) : 1});
+  if (!ours && stat((path + "-wal").c_str(), &status) == 0 && status.st_size > 0) {
+    return ContentWithLog(path);
+  }
+  const bool is_leaf = header.Number(kPageTypeAt, 1) == kLeafPage;
+  return Judge(path, {application_id, header.Number(kUserVersionAt, 4),
+                      is_leaf ? header.Number(kCellCountAt, 2) : 1});
 }
 
 PrivateFolder::PrivateFolder() {
@@ -211,8 +195,10 @@ PrivateFolder::PrivateFolder() {
 }
 
 PrivateFolder::~PrivateFolder() {
+  const int reason = errno;
   std::error_code error;
   if (!path_.empty()) fs::remove_all(path_, error);
+  errno = reason;
 }
 
 std::string PrivateFolder::Copy(const std::string& database) {

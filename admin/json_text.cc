@@ -125,10 +125,4 @@ std::string JsonText(const Json::Value& value) { return Write(value, false); }
 
 std::string JsonAscii(const Json::Value& value) { return Write(value, true); }
 
-Json::Value JsonArray(const std::vector<std::string>& texts) {
-  Json::Value array(Json::arrayValue);
-  for (const std::string& text : texts) array.append(text);
-  return array;
-}
-
 }  // namespace admin

@@ -4,8 +4,9 @@
 #include <climits>
 #include <ctime>
 #include <map>
+#include <utility>
 
-#include "admin/access.h"
+#include "admin/accounts.h"
 #include "keys.h"
 
 namespace admin {
@@ -32,26 +33,23 @@ LinkAdmin::LinkAdmin(BaseDB& database, bool (*stopped)())
       sessions_(database),
       tokens_(database) {}
 
-/// Runs `change` in a transaction, which is committed unless it returns an error or,
-/// except for an undo, the caller has been stopped.
-template <class Change>
-Error LinkAdmin::Run(Change change, bool is_undo) {
+Error LinkAdmin::Run(const std::function<Error()>& change, bool is_undo) {
   Transaction transaction(database_);
-  Error error = transaction.good() ? Error{} : Failed();
+  Error error = Check(transaction.good());
   if (!error) error = change();
   if (!is_undo && Stopped()) {  // may be the reason for the failure
     return {kInterrupted, "interrupted: nothing was changed", ""};
   }
-  if (error) return error;
-  return transaction.Commit() ? Error{} : Failed();
+  return error ? error : Check(transaction.Commit());
 }
 
 Error LinkAdmin::Find(const std::string& hash, Entry& link, bool& readable) {
   Result result;
-  if (!SelectLinkByHash(database_, hash, result)) return Failed();
+  if (!SelectLinkByHash(database_, hash, result)) return Check(false);
   Row row;
-  if (!result.NextRow(row))
+  if (!result.NextRow(row)) {
     return {kNoSuchObject, "link not found: " + (hash.empty() ? "\"\"" : hash), ""};
+  }
   readable = link.FromRow(row);
   link.set_id(row.GetField("id").AsInt(0));
   link.set_hash(hash);
@@ -66,7 +64,7 @@ Error LinkAdmin::Find(const std::string& hash, Entry& link) {
 }
 
 Error LinkAdmin::Create(Entry& link) {
-  return Run([&] { return links_.CreateWithHash(link) ? Error{} : Failed(); });
+  return Run([&] { return Check(links_.CreateWithHash(link)); });
 }
 
 std::string LinkAdmin::UndoCreate(const Entry& link) {
@@ -82,11 +80,9 @@ Error LinkAdmin::Edit(const std::string& hash, const LinkSettings& settings,
     stored.before = stored.link;
     if (Error error = ApplySettings(settings, stored.link)) return error;
     stored.access_changed = AccessChanged(stored.before, stored.link);
-    const bool done =
-        links_.Update(stored.link) &&
-        (!stored.access_changed ||
-         DeleteRows(database_, "token", OfLink(stored.link), stored.revoked));
-    return done ? Error{} : Failed();
+    return Check(links_.Update(stored.link) &&
+                 (!stored.access_changed ||
+                  DeleteRows(database_, "token", OfLink(stored.link), stored.revoked)));
   });
 }
 
@@ -101,7 +97,7 @@ std::string LinkAdmin::UndoEdit(const StoredLink& stored) {
                       stored.link.get_use_count();
     link = stored.before;
     link.set_use_count(static_cast<int>(std::min<long>(uses, INT_MAX)));
-    return links_.Update(link) ? Error{} : Failed();
+    return Check(links_.Update(link));
   };
   return Run(restore, true) ? "the change of link " + stored.link.get_hash() +
                                   " could not be undone: set a new password"
@@ -114,30 +110,18 @@ Error LinkAdmin::Rotate(const std::string& hash, StoredLink& stored) {
     stored.before = stored.link;
     // The store tries random hashes until one is free, so a copy is made and the original
     // deleted, with its tokens.
-    const bool done =
-        CountRows(database_, "token", OfLink(stored.before), stored.revoked) &&
-        links_.CreateWithHash(stored.link) && links_.Delete(stored.before);
-    return done ? Error{} : Failed();
+    return Check(CountRows(database_, "token", OfLink(stored.before), stored.revoked) &&
+                 links_.CreateWithHash(stored.link) && links_.Delete(stored.before));
   });
 }
 
-Error LinkAdmin::Delete(const std::string& hash, long& revoked) {
+Error LinkAdmin::DeleteTokens(const std::string& hash, bool with_link, long& revoked) {
   return Run([&]() -> Error {
     Entry link;
     bool readable = false;
     if (Error error = Find(hash, link, readable)) return error;
-    const bool done =
-        CountRows(database_, "token", OfLink(link), revoked) && links_.Delete(link);
-    return done ? Error{} : Failed();
-  });
-}
-
-Error LinkAdmin::Revoke(const std::string& hash, long& revoked) {
-  return Run([&]() -> Error {
-    Entry link;
-    bool readable = false;
-    if (Error error = Find(hash, link, readable)) return error;
-    return DeleteRows(database_, "token", OfLink(link), revoked) ? Error{} : Failed();
+    return Check(DeleteRows(database_, "token", OfLink(link), revoked) &&
+                 (!with_link || links_.Delete(link)));
   });
 }
 
@@ -150,13 +134,15 @@ Error LinkAdmin::Import(std::vector<LineLink>& links, bool new_hash, ImportCount
       const std::string hash = link.get_hash();
       Result result;
       Row row;
-      if (!SelectLinkByHash(database_, hash, result)) return Failed();
+      if (!SelectLinkByHash(database_, hash, result)) return Check(false);
       const bool taken = result.NextRow(row);
       if (taken && !new_hash) {
         ++sum.skipped;
         continue;
       }
-      if (!(taken ? links_.CreateWithHash(link) : links_.Create(link))) return Failed();
+      if (!(taken ? links_.CreateWithHash(link) : links_.Create(link))) {
+        return Check(false);
+      }
       if (taken) fresh.push_back({hash, link.get_hash()});
       ++sum.imported;
       if (without_password) ++sum.disabled;
@@ -170,21 +156,7 @@ Error LinkAdmin::Import(std::vector<LineLink>& links, bool new_hash, ImportCount
 }
 
 Error LinkAdmin::Transfer(unsigned int from, unsigned int to, long& count) {
-  return Run([&] { return SetOwner(database_, from, to, count) ? Error{} : Failed(); });
-}
-
-/// Counts the tokens that are gone after `work`, by their own deadline or with what they
-/// belonged to.
-template <class Work>
-Error LinkAdmin::PurgeRows(PurgeCounts& counts, Work work) {
-  return Run([&] {
-    long before = 0;
-    long after = 0;
-    const bool done = CountRows(database_, "token", "", before) && work() &&
-                      CountRows(database_, "token", "", after);
-    counts.tokens = before - after;
-    return done ? Error{} : Failed();
-  });
+  return Run([&] { return Check(SetOwner(database_, from, to, count)); });
 }
 
 Error LinkAdmin::Purge(const PurgeScope& scope, PurgeCounts& counts,
@@ -193,46 +165,45 @@ Error LinkAdmin::Purge(const PurgeScope& scope, PurgeCounts& counts,
   if (!scope.project.empty() && !named) {
     return {kMissingParameter, "purging one project requires an owner or all owners", ""};
   }
-  const auto show = [&begin](long step) {
-    if (begin) begin(step);
+  const auto purge_links = [&] {
+    const unsigned int owner = scope.owner.value_or(UID_ERR);
+    return (named ? links_.PurgeExpiredByOwnerProject(owner, scope.project)
+                  : links_.PurgeExpired(kAlways)) &&
+           CountChanges(database_, counts.links);
   };
-  return PurgeRows(counts, [&] {
-    show(1);
-    if (!(named ? links_.PurgeExpiredByOwnerProject(scope.owner.value_or(UID_ERR),
-                                                    scope.project)
-                : links_.PurgeExpired(kAlways)) ||
-        !CountChanges(database_, counts.links)) {
-      return false;
-    }
-    if (scope.links_only || Stopped()) return true;
-    show(2);
-    if (!sessions_.PurgeExpired(kAlways) || !CountChanges(database_, counts.sessions)) {
-      return false;
-    }
-    if (Stopped()) return true;
-    show(3);
-    return tokens_.PurgeExpired(kAlways);
-  });
-}
-
-Error LinkAdmin::PurgeSessions(PurgeCounts& counts) {
-  return PurgeRows(counts, [&] {
+  const auto purge_sessions = [&] {
     return sessions_.PurgeExpired(kAlways) && CountChanges(database_, counts.sessions);
+  };
+  const auto purge_tokens = [&] { return tokens_.PurgeExpired(kAlways); };
+  const std::pair<bool, std::function<bool()>> steps[] = {
+      {scope.links, purge_links},
+      {scope.sessions, purge_sessions},
+      {scope.tokens, purge_tokens}};
+  return Run([&] {
+    // Tokens go by their own deadline, or with what they belonged to.
+    long before = 0;
+    long after = 0;
+    long step = 0;
+    bool done = CountRows(database_, "token", "", before);
+    for (const auto& [wanted, purge] : steps) {
+      if (!done || !wanted || Stopped()) continue;
+      if (begin) begin(++step);
+      done = purge();
+    }
+    done = done && CountRows(database_, "token", "", after);
+    counts.tokens = before - after;
+    return Check(done);
   });
-}
-
-Error LinkAdmin::PurgeTokens(PurgeCounts& counts) {
-  return PurgeRows(counts, [&] { return tokens_.PurgeExpired(kAlways); });
 }
 
 Error LinkAdmin::Count(const LinkFilter& filter, long& count) {
-  const std::string condition = filter.Sql(database_, time(nullptr));
-  return CountRows(database_, "entry", condition, count) ? Error{} : Failed();
+  return Check(
+      CountRows(database_, "entry", filter.Sql(database_, time(nullptr)), count));
 }
 
 Error LinkAdmin::CountLiveTokens(const Entry& link, long& count) {
   const std::string condition = OfLink(link) + " AND " + Alive(time(nullptr));
-  return CountRows(database_, "token", condition, count) ? Error{} : Failed();
+  return Check(CountRows(database_, "token", condition, count));
 }
 
 }  // namespace admin

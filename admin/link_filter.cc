@@ -1,6 +1,29 @@
 #include "admin/link_filter.h"
 
+#include "src/c/link_state.h"
+
 namespace admin {
+
+LinkState StateOf(const VEXO::sharing::record::Entry& link, long now) {
+  return static_cast<LinkState>(StateOfLink(link, now));
+}
+
+const char* StateName(LinkState state) {
+  const char* const names[] = {"usable", "not_started", "expired", "used_up", "disabled"};
+  return names[static_cast<int>(state)];
+}
+
+std::string StateSql(long now) {
+  const auto when = [](const std::string& condition, LinkState state) {
+    return " WHEN " + condition + " THEN '" + StateName(state) + "'";
+  };
+  const std::string moment = std::to_string(now);
+  return "CASE" + when("enabled != 1", LinkState::kDisabled) +
+         when("start_at > " + moment, LinkState::kNotStarted) +
+         when("expire_at > 0 AND expire_at < " + moment, LinkState::kExpired) +
+         when("expire_times > 0 AND use_count >= expire_times", LinkState::kUsedUp) +
+         " ELSE '" + StateName(LinkState::kUsable) + "' END";
+}
 
 std::string LinkFilter::Sql(const VEXO::sharing::db::BaseDB& database, long now) const {
   std::string sql;

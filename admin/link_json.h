@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "admin/link_admin.h"
-#include "admin/link_reader.h"
 
 // The JSON of links, the same in the command and in the web API.  docs/json.schema.json
 // describes it.

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <set>
 
-#include "admin/access.h"
+#include "admin/accounts.h"
 #include "base/number.h"
 #include "keys.h"
 #include "utils.h"

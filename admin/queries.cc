@@ -1,6 +1,8 @@
 #include "admin/queries.h"
 
-#include "admin/link_state.h"
+#include <algorithm>
+
+#include "admin/link_filter.h"
 #include "keys.h"
 
 namespace admin {
@@ -8,6 +10,8 @@ namespace admin {
 namespace {
 
 using VEXO::sharing::db::Row;
+
+constexpr size_t kBatch = 500;  // links in memory
 
 std::string Where(const std::string& condition) {
   return condition.empty() ? "" : " WHERE " + condition;
@@ -27,19 +31,14 @@ std::string OfLink(const Entry& link) {
   return "entry_id = " + std::to_string(link.get_id());
 }
 
+std::string Orphaned(const std::string& table) {
+  return "NOT EXISTS (SELECT 1 FROM " + table + " WHERE " + table + ".id = token." +
+         table + "_id)";
+}
+
 std::string WithId(long id) { return "id = " + std::to_string(id); }
 
 std::string Alive(long now) { return "timeout > " + std::to_string(now); }
-
-std::string DamagedSession() {
-  return "typeof(session_id) != 'text' OR session_id = '' OR typeof(uid) != 'integer' "
-         "OR typeof(ip) != 'text' OR ip = '' OR typeof(timeout) != 'integer'";
-}
-
-std::string DamagedToken() {
-  return "typeof(entry_id) != 'integer' OR typeof(session_id) != 'integer' "
-         "OR typeof(timeout) != 'integer'";
-}
 
 bool CountRows(BaseDB& database, const std::string& table, const std::string& condition,
                long& count) {
@@ -66,21 +65,6 @@ bool DeleteRows(BaseDB& database, const std::string& table, const std::string& c
 bool SelectLinkByHash(BaseDB& database, const std::string& hash, Result& result) {
   return database.Execute(
       "SELECT * FROM entry WHERE hash = '" + database.Escape(hash) + "'", result);
-}
-
-bool SelectLinkIds(BaseDB& database, const std::string& condition,
-                   const std::string& order, const std::string& limit, Result& result) {
-  return database.Execute("SELECT id FROM entry" + Where(condition) + " ORDER BY " +
-                              order + (limit.empty() ? "" : " LIMIT " + limit),
-                          result);
-}
-
-bool SelectLinksByIds(BaseDB& database, const std::vector<int>& ids,
-                      const std::string& order, Result& result) {
-  std::string list;
-  for (const int id : ids) list += (list.empty() ? "" : ",") + std::to_string(id);
-  return database.Execute(
-      "SELECT * FROM entry WHERE id IN (" + list + ") ORDER BY " + order, result);
 }
 
 bool CountLinksByState(BaseDB& database, long now, Result& result) {
@@ -110,29 +94,8 @@ bool CountChanges(BaseDB& database, long& count) {
   return SelectNumber(database, "SELECT changes() AS n", count);
 }
 
-bool CountOrphanTokens(BaseDB& database, const std::string& table, long& count) {
-  return CountRows(database, "token",
-                   "NOT EXISTS (SELECT 1 FROM " + table + " WHERE " + table +
-                       ".id = token." + table + "_id)",
-                   count);
-}
-
-bool SelectApplicationId(BaseDB& database, long& application_id) {
-  return SelectNumber(database, "SELECT application_id AS n FROM pragma_application_id",
-                      application_id);
-}
-
-bool SelectSchemaVersion(BaseDB& database, long& version) {
-  return SelectNumber(database, "SELECT user_version AS n FROM pragma_user_version",
-                      version);
-}
-
-bool SelectSchema(BaseDB& database, Result& result) {
-  return database.Execute("SELECT type, name, sql FROM sqlite_master", result);
-}
-
-bool CheckIntegrity(BaseDB& database, Result& result) {
-  return database.Execute("PRAGMA integrity_check", result);
+bool SelectPragma(BaseDB& database, const std::string& name, long& value) {
+  return SelectNumber(database, "SELECT " + name + " AS n FROM pragma_" + name, value);
 }
 
 bool AttachBackup(BaseDB& database, const std::string& path) {
@@ -151,17 +114,43 @@ bool ReplaceLinksByBackup(BaseDB& database) {
       columns + ") SELECT " + columns + " FROM backup.entry");
 }
 
-Transaction::Transaction(BaseDB& database)
-    : database_(database), open_(database.Execute("BEGIN IMMEDIATE")) {}
-
-Transaction::~Transaction() {
-  if (open_) database_.Execute("ROLLBACK");
+LinkReader::LinkReader(BaseDB& database, const std::string& condition,
+                       const std::string& order, const std::string& limit)
+    : database_(database), order_(order) {
+  Result result;
+  good_ = database.Execute("SELECT id FROM entry" + Where(condition) + " ORDER BY " +
+                               order + (limit.empty() ? "" : " LIMIT " + limit),
+                           result);
+  Row row;
+  while (result.NextRow(row)) ids_.push_back(row.GetField("id").AsInt(0));
 }
 
-bool Transaction::Commit() {
-  // A failed one is rolled back on destruction: until then its reason can be read.
-  open_ = !database_.Execute("COMMIT");
-  return !open_;
+bool LinkReader::Next(Entry& link) {
+  while (good_) {
+    Row row;
+    if (batch_ == nullptr || !batch_->NextRow(row)) {
+      if (!FetchBatch()) return false;
+      continue;
+    }
+    ++done_;
+    if (link.FromRow(row)) return true;
+    unreadable_.push_back(
+        {row.GetField("id").AsInt(0), row.GetField("hash").AsString("")});
+  }
+  return false;
+}
+
+bool LinkReader::FetchBatch() {
+  if (fetched_ == ids_.size()) return false;
+  const size_t end = std::min(fetched_ + kBatch, ids_.size());
+  std::string list;
+  for (; fetched_ < end; ++fetched_) {
+    list += (list.empty() ? "" : ",") + std::to_string(ids_[fetched_]);
+  }
+  batch_ = std::make_unique<Result>();  // a result takes a handle once
+  good_ = database_.Execute(
+      "SELECT * FROM entry WHERE id IN (" + list + ") ORDER BY " + order_, *batch_);
+  return good_;
 }
 
 }  // namespace admin

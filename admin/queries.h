@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -18,11 +19,20 @@ using VEXO::sharing::db::Result;
 using VEXO::sharing::record::Entry;
 
 // Conditions; an empty one matches every row.
-std::string OfLink(const Entry& link);  // tokens of a link
+inline constexpr char kDamagedSession[] =
+    "typeof(session_id) != 'text' OR session_id = '' OR typeof(uid) != 'integer' "
+    "OR typeof(ip) != 'text' OR ip = '' OR typeof(timeout) != 'integer'";
+inline constexpr char kDamagedToken[] =
+    "typeof(entry_id) != 'integer' OR typeof(session_id) != 'integer' "
+    "OR typeof(timeout) != 'integer'";
+std::string OfLink(const Entry& link);           // tokens of a link
+std::string Orphaned(const std::string& table);  // tokens whose row in `table` is gone
 std::string WithId(long id);
 std::string Alive(long now);  // sessions or tokens that have not expired
-std::string DamagedSession();
-std::string DamagedToken();
+
+// Queries.
+inline constexpr char kSelectSchema[] = "SELECT type, name, sql FROM sqlite_master";
+inline constexpr char kCheckIntegrity[] = "PRAGMA integrity_check";  // a row per fault
 
 bool CountRows(BaseDB& database, const std::string& table, const std::string& condition,
                long& count);
@@ -34,11 +44,6 @@ bool DeleteRows(BaseDB& database, const std::string& table, const std::string& c
                 long& count);
 
 bool SelectLinkByHash(BaseDB& database, const std::string& hash, Result& result);
-/// The column "id" of the links that match; `order` and `limit` are SQL, or empty.
-bool SelectLinkIds(BaseDB& database, const std::string& condition,
-                   const std::string& order, const std::string& limit, Result& result);
-bool SelectLinksByIds(BaseDB& database, const std::vector<int>& ids,
-                      const std::string& order, Result& result);
 /// Columns "project_name", "state", "links" and "logins", by project and state.
 bool CountLinksByState(BaseDB& database, long now, Result& result);
 bool SetOwner(BaseDB& database, unsigned int from, unsigned int to, long& count);
@@ -48,14 +53,8 @@ bool SelectValues(BaseDB& database, const std::map<std::string, std::string>& co
 
 /// Rows that the last INSERT, UPDATE or DELETE changed.
 bool CountChanges(BaseDB& database, long& count);
-/// Tokens whose row in `table` ("entry" or "session") does not exist.
-bool CountOrphanTokens(BaseDB& database, const std::string& table, long& count);
-bool SelectApplicationId(BaseDB& database, long& application_id);
-bool SelectSchemaVersion(BaseDB& database, long& version);
-/// Columns "type", "name" and "sql" of every table, index and trigger.
-bool SelectSchema(BaseDB& database, Result& result);
-/// Column "integrity_check", one row for each fault.
-bool CheckIntegrity(BaseDB& database, Result& result);
+/// The value of a pragma that is a number.
+bool SelectPragma(BaseDB& database, const std::string& name, long& value);
 
 /// Makes the tables of another database visible as "backup", until it is detached.
 bool AttachBackup(BaseDB& database, const std::string& path);
@@ -67,18 +66,64 @@ bool ReplaceLinksByBackup(BaseDB& database);
 /// change what it has read.  Rolled back on destruction unless committed.
 class Transaction {
  public:
-  explicit Transaction(BaseDB& database);
-  ~Transaction();
+  explicit Transaction(BaseDB& database)
+      : database_(database), open_(database.Execute("BEGIN IMMEDIATE")) {}
+  ~Transaction() {
+    if (open_) database_.Execute("ROLLBACK");
+  }
   Transaction(const Transaction&) = delete;
   Transaction& operator=(const Transaction&) = delete;
 
   bool good() const { return open_; }
-  /// False when it failed.
-  bool Commit();
+  /// False when it failed.  It is rolled back on destruction: until then its reason can
+  /// be read.
+  bool Commit() {
+    open_ = !database_.Execute("COMMIT");
+    return !open_;
+  }
 
  private:
   BaseDB& database_;
   bool open_;
+};
+
+/// Id and hash of a row of the table of links that cannot be read.
+struct UnreadableLink {
+  int id;
+  std::string hash;
+};
+
+/// Reads links from the database.  Only their row ids and one batch of rows are held in
+/// memory.  A link deleted meanwhile is skipped.
+class LinkReader {
+ public:
+  /// `condition` (empty: every link), `order` and `limit` (empty: all) are SQL from the
+  /// program itself.
+  LinkReader(BaseDB& database, const std::string& condition, const std::string& order,
+             const std::string& limit = "");
+
+  /// Fills `link` with the next readable one.  False at the end, and when a statement
+  /// failed.
+  bool Next(Entry& link);
+
+  /// False once a statement failed.
+  bool good() const { return good_; }
+  /// Links to read, and rows done so far.
+  long total() const { return static_cast<long>(ids_.size()); }
+  long done() const { return done_; }
+  const std::vector<UnreadableLink>& unreadable() const { return unreadable_; }
+
+ private:
+  bool FetchBatch();
+
+  BaseDB& database_;
+  std::string order_;
+  std::vector<int> ids_;
+  size_t fetched_ = 0;
+  long done_ = 0;
+  std::unique_ptr<VEXO::sharing::db::Result> batch_;
+  std::vector<UnreadableLink> unreadable_;
+  bool good_ = true;
 };
 
 }  // namespace admin

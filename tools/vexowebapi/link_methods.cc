@@ -3,7 +3,6 @@
 #include <ctime>
 #include <optional>
 
-#include "admin/link_reader.h"
 #include "keys.h"
 #include "methods.h"
 #include "paging.h"
@@ -135,7 +134,7 @@ Response Purge(Call& call) {
   }
   if (Error error = call.Open(Access::kWrite)) return error;
   admin::PurgeCounts counts;
-  scope.links_only = true;
+  scope.sessions = scope.tokens = false;
   if (Error error = call.links().Purge(scope, counts)) return error;
   return PurgeJson(counts);
 }

@@ -157,11 +157,15 @@ Response Delete(Call& call) {
   return data;
 }
 
-template <Error (admin::LinkAdmin::*operation)(admin::PurgeCounts& counts)>
+template <class Rows>
 Response Purge(Call& call) {
   if (Error error = call.Open(Access::kWrite)) return error;
+  admin::PurgeScope scope;
+  scope.links = false;
+  scope.sessions = Rows::kTable == std::string("session");
+  scope.tokens = !scope.sessions;
   admin::PurgeCounts counts;
-  if (Error error = (call.links().*operation)(counts)) return error;
+  if (Error error = call.links().Purge(scope, counts)) return error;
   return PurgeJson(counts);
 }
 
@@ -182,7 +186,7 @@ std::vector<Method> SessionMethods() {
   return {{"list", {"user", kOffset, kLimit}, List<Sessions>},
           {"get", {SZK_ID_}, Get<Sessions>},
           {"delete", {SZK_ID_}, Delete<Sessions>},
-          {"purge", {}, Purge<&admin::LinkAdmin::PurgeSessions>},
+          {"purge", {}, Purge<Sessions>},
           {"info", {}, Info<Sessions>}};
 }
 
@@ -190,7 +194,7 @@ std::vector<Method> TokenMethods() {
   return {{"list", {"link", "session", kOffset, kLimit}, List<Tokens>},
           {"get", {SZK_ID_}, Get<Tokens>},
           {"delete", {SZK_ID_}, Delete<Tokens>},
-          {"purge", {}, Purge<&admin::LinkAdmin::PurgeTokens>},
+          {"purge", {}, Purge<Tokens>},
           {"info", {}, Info<Tokens>}};
 }
 

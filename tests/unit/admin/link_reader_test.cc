@@ -1,4 +1,4 @@
-#include "admin/link_reader.h"
+#include "admin/queries.h"
 
 #include <gmock/gmock.h>
 

@@ -1,4 +1,4 @@
-#include "admin/link_state.h"
+#include "admin/link_filter.h"
 
 #include "admin_test.h"
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <ctime>
 
-#include "admin/access.h"
 #include "admin/accounts.h"
 #include "cli/date.h"
 #include "cli/report.h"
@@ -50,7 +49,7 @@ std::string UsesText(const Entry& link, const char* between) {
 
 std::string UserText(unsigned int uid) {
   std::string name;
-  const bool known = admin::FindUser(uid, &name) == admin::Lookup::kFound;
+  const bool known = admin::FindUser(uid, name) == admin::Lookup::kFound;
   return known ? name : std::to_string(uid) + " (unknown)";
 }
 
