@@ -21,17 +21,17 @@ constexpr long kSecondsPerDay = 24L * 60 * 60;
 
 /// Calls one of the library's lookups.
 template <class Key, class Value>
-Lookup Find(bool (*find)(const Key&, Value&), const Key& key, Value& value) {
+AccountState Find(bool (*find)(const Key&, Value&), const Key& key, Value& value) {
   errno = ENOENT;  // a name that no account can have is not looked up
-  if (find(key, value)) return Lookup::kFound;
-  return errno == ENOENT ? Lookup::kNotFound : Lookup::kUnknown;
+  if (find(key, value)) return AccountState::kFound;
+  return errno == ENOENT ? AccountState::kNotFound : AccountState::kUnknown;
 }
 
-std::vector<AllowedAccount> Allowed(
-    const std::vector<std::string>& names, const std::vector<unsigned int>& ids,
-    bool (*to_id)(const std::string& name, unsigned int& id),
-    bool (*to_name)(const unsigned int& id, std::string& name)) {
-  std::vector<AllowedAccount> accounts;
+std::vector<Account> Allowed(const std::vector<std::string>& names,
+                             const std::vector<unsigned int>& ids,
+                             bool (*to_id)(const std::string& name, unsigned int& id),
+                             bool (*to_name)(const unsigned int& id, std::string& name)) {
+  std::vector<Account> accounts;
   unsigned int found_id = 0;
   std::string found_name;
   for (const std::string& name : names) {
@@ -43,10 +43,10 @@ std::vector<AllowedAccount> Allowed(
   return accounts;
 }
 
-std::vector<std::string> Unresolved(const std::vector<AllowedAccount>& accounts) {
+std::vector<std::string> Unresolved(const std::vector<Account>& accounts) {
   std::vector<std::string> names;
-  for (const auto& [name, found] : accounts) {
-    if (found != Lookup::kFound) names.push_back(name);
+  for (const auto& [name, state] : accounts) {
+    if (state != AccountState::kFound) names.push_back(name);
   }
   return names;
 }
@@ -65,30 +65,29 @@ auto Admission(const Entry& link) {
 
 }  // namespace
 
-Lookup FindUser(unsigned int uid, std::string& name) {
-  return Find(UIDToUser, uid, name);
-}
-
-AccountState StateOfAccount(const std::string& name, long now) {
+Account FindUser(unsigned int uid, long now) {
+  Account user = {std::to_string(uid), AccountState::kUnknown};
+  user.state = Find(UIDToUser, uid, user.name);
   spwd record = {};
   spwd* found = nullptr;
   std::vector<char> texts(4096);
-  if (getspnam_r(name.c_str(), &record, texts.data(), texts.size(), &found) != 0 ||
+  if (user.state != AccountState::kFound ||
+      getspnam_r(user.name.c_str(), &record, texts.data(), texts.size(), &found) != 0 ||
       found == nullptr) {
-    return AccountState::kActive;
+    return user;
   }
+  const bool expired = record.sp_expire > 0 && record.sp_expire <= now / kSecondsPerDay;
+  if (expired) user.state = AccountState::kExpired;
   // usermod(8) locks a password with an exclamation mark.
-  if (record.sp_pwdp[0] == '!') return AccountState::kLocked;
-  const bool expires = record.sp_expire > 0;
-  return expires && record.sp_expire <= now / kSecondsPerDay ? AccountState::kExpired
-                                                             : AccountState::kActive;
+  if (record.sp_pwdp[0] == '!') user.state = AccountState::kLocked;
+  return user;
 }
 
-std::vector<AllowedAccount> AllowedUsers(const Entry& link) {
+std::vector<Account> AllowedUsers(const Entry& link) {
   return Allowed(link.get_protect_users(), link.get_protect_uids(), UserToUID, UIDToUser);
 }
 
-std::vector<AllowedAccount> AllowedGroups(const Entry& link) {
+std::vector<Account> AllowedGroups(const Entry& link) {
   return Allowed(link.get_protect_groups(), link.get_protect_gids(), GroupToGID,
                  GIDToGroup);
 }

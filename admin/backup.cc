@@ -33,13 +33,13 @@ struct FinishBackup {
 
 Error CopyError(int code) {
   if (code == SQLITE_INTERRUPT) {
-    return {kInterrupted, "interrupted: nothing was copied", ""};
+    return {kInterrupted, "interrupted: nothing was copied"};
   }
   if (code == SQLITE_CORRUPT || code == SQLITE_NOTADB) {
     return {kDatabaseNotUsable, "the database is damaged: nothing was copied",
             "run vexosharing check"};
   }
-  return {kFailed, std::string("cannot copy: ") + sqlite3_errstr(code), ""};
+  return {kFailed, std::string("cannot copy: ") + sqlite3_errstr(code)};
 }
 
 int CopyPages(sqlite3* from, sqlite3* to, const PageProgress& progress) {
@@ -67,7 +67,7 @@ Error Verify(const std::string& file) {
 }
 
 Error FileError(const std::string& path) {
-  return {kFailed, path + ": " + strerror(errno), ""};
+  return {kFailed, path + ": " + strerror(errno)};
 }
 
 /// A verified copy of `from` under the name `to`, which does not appear before the copy
@@ -126,9 +126,8 @@ Error ReplaceFile(const std::string& path, const std::string& backup,
 /// Whether SQLite finds the database damaged.  It is read from a copy, whose logs do not
 /// matter any more.
 bool IsDamaged(const std::string& path) {
-  PrivateFolder folder;
-  const std::string copy = folder.Copy(path);
-  return !copy.empty() && Verify(copy).code == kDatabaseNotUsable;
+  const PrivateCopy copy(path);
+  return !copy.path().empty() && Verify(copy.path()).code == kDatabaseNotUsable;
 }
 
 }  // namespace
@@ -153,11 +152,11 @@ Error CopyDatabase(const std::string& from, const std::string& to,
 Error RestoreDatabase(const std::string& file, const std::string& path,
                       const PageProgress& progress, Restored& restored) {
   if (Error error = CheckCaller()) return error;
-  PrivateFolder folder;
-  const std::string copy = folder.Copy(file);
+  const PrivateCopy private_copy(file);
+  const std::string copy = private_copy.path();
   if (copy.empty()) return FileError(file);
   if (ContentOf(copy) != DatabaseContent::kLinks) {
-    return {kFailed, file + ": not a backup of links", ""};
+    return {kFailed, file + ": not a backup of links"};
   }
   if (Error error = Verify(copy)) return error;
   DatabaseAccess backup;  // brings the copy to the current schema version
@@ -171,10 +170,10 @@ Error RestoreDatabase(const std::string& file, const std::string& path,
 
   const DatabaseContent present = ContentOf(path);
   if (present == DatabaseContent::kForeign) {
-    return {kDatabaseNotUsable, path + ": belongs to another program", ""};
+    return {kDatabaseNotUsable, path + ": belongs to another program"};
   }
   if (present == DatabaseContent::kNotDatabase && path != SZF_SHARING_DB_PATH) {
-    return {kDatabaseNotUsable, path + ": file is not a database", ""};
+    return {kDatabaseNotUsable, path + ": file is not a database"};
   }
   const std::string kept = path + ".before-restore-" + std::to_string(time(nullptr));
   const bool replace = present == DatabaseContent::kNothing ||

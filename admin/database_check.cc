@@ -1,8 +1,8 @@
 #include "admin/database_check.h"
 
 #include <sys/stat.h>
-#include <sys/wait.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -11,14 +11,10 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <memory>
-#include <set>
 #include <sstream>
-#include <utility>
 
 #include "admin/accounts.h"
 #include "admin/database_access.h"
-#include "admin/link_filter.h"
 #include "admin/queries.h"
 #include "admin/sqlite_connection.h"
 #include "base/system_account.h"
@@ -93,19 +89,32 @@ constexpr Kind kKinds[] = {
      "delete them", true},
 };
 
-/// Items and their own advice, by the name of the kind.
-using Found = std::map<std::string, Finding>;
-
-void Report(Found found, Findings& findings) {
-  for (const Kind& kind : kKinds) {
-    Finding& finding = found[kind.name];
-    if (finding.items.empty()) continue;
-    finding.kind = kind.name;
-    finding.text = kind.text;
-    if (kind.advice != nullptr) finding.advice.emplace_back(kind.advice);
-    (kind.is_remark ? findings.remarks : findings.problems).push_back(finding);
+/// Findings by the name of the kind.
+class Found {
+ public:
+  /// Adds a place, and a step of advice that depends on it.
+  void Add(const std::string& kind, const std::string& item,
+           const std::string& step = "") {
+    auto& [name, text, advice, items] = findings_[kind];
+    items.push_back(item);
+    const bool known = std::count(advice.begin(), advice.end(), step) != 0;
+    if (!step.empty() && !known) advice.push_back(step);
   }
-}
+
+  void Report(Findings& findings) {
+    for (const Kind& kind : kKinds) {
+      Finding& finding = findings_[kind.name];
+      if (finding.items.empty()) continue;
+      finding.kind = kind.name;
+      finding.text = kind.text;
+      if (kind.advice != nullptr) finding.advice.emplace_back(kind.advice);
+      (kind.is_remark ? findings.remarks : findings.problems).push_back(finding);
+    }
+  }
+
+ private:
+  std::map<std::string, Finding> findings_;
+};
 
 std::string Octal(mode_t mode) {
   std::array<char, 8> text = {};
@@ -115,23 +124,24 @@ std::string Octal(mode_t mode) {
 
 /// Adds what is wrong with owner and mode, and the commands that correct it.  A missing
 /// file is skipped.
-void CheckMode(const std::string& path, mode_t mode, Finding& finding) {
+void CheckMode(const std::string& path, mode_t mode, Found& found) {
   using namespace VEXO::base;
   struct stat status = {};
   if (stat(path.c_str(), &status) == -1) return;
   if (status.st_uid != kSystemUid || status.st_gid != kSystemGid) {
-    finding.items.push_back(path + " is owned by " + std::to_string(status.st_uid) + ":" +
-                            std::to_string(status.st_gid));
-    finding.advice.push_back("chown 1:1 " + path);
+    found.Add("file_mode",
+              path + " is owned by " + std::to_string(status.st_uid) + ":" +
+                  std::to_string(status.st_gid),
+              "chown 1:1 " + path);
   }
   if ((status.st_mode & 07777) != mode) {
-    finding.items.push_back(path + " has mode " + Octal(status.st_mode));
-    finding.advice.push_back("chmod " + Octal(mode) + " " + path);
+    found.Add("file_mode", path + " has mode " + Octal(status.st_mode),
+              "chmod " + Octal(mode) + " " + path);
   }
 }
 
-/// The name and SQL text of every table, index and trigger, by type and name.
-using Schema = std::map<std::pair<std::string, std::string>, std::string>;
+/// The SQL text of every table, index and trigger, by type and name.
+using Schema = std::map<std::string, std::string>;
 
 std::string SchemaFile(int version) {
   std::ifstream file(kSchemaFolder + std::to_string(version) + ".sql");
@@ -150,7 +160,7 @@ Schema ExpectedSchema() {
   connection.Run(kSelectSchema, &rows);
   Schema schema;
   for (const auto& row : rows) {
-    if (!row[2].empty()) schema[{row[0], row[1]}] = row[2];
+    if (!row[2].empty()) schema[row[0] + " " + row[1]] = row[2];
   }
   return schema;
 }
@@ -168,7 +178,7 @@ class Checker {
       std::istringstream lines(row.GetField("integrity_check").AsString(""));
       for (std::string line; std::getline(lines, line);) {
         const bool heading = line == "ok" || line == "*** in database main ***";
-        if (!heading) Add("integrity", line);
+        if (!heading) damage_.push_back(line);
       }
     }
   }
@@ -183,78 +193,63 @@ class Checker {
       return;
     }
     if (version != kSchemaVersion) {
-      return Add("schema_version", "version " + std::to_string(version));
+      return found_.Add("schema_version", "version " + std::to_string(version));
     }
     Schema missing = ExpectedSchema();
     Row row;
     while (result.NextRow(row)) {
-      const auto expected = missing.find(
-          {row.GetField("type").AsString(""), row.GetField("name").AsString("")});
+      const std::string name =
+          row.GetField("type").AsString("") + " " + row.GetField("name").AsString("");
+      const auto expected = missing.find(name);
       if (expected == missing.end()) continue;
-      const auto& [type, name] = expected->first;
-      if (expected->second != row.GetField("sql").AsString("")) {
-        Add("wrong_table", type + " " + name);
-      }
+      const bool same = expected->second == row.GetField("sql").AsString("");
+      if (!same) found_.Add("wrong_table", name);
       missing.erase(expected);
     }
-    for (const auto& [object, sql] : missing) {
-      Add("missing_schema", "missing " + object.first + " " + object.second);
+    for (const auto& [name, sql] : missing) {
+      found_.Add("missing_schema", "missing " + name);
     }
-    if (application_id == 0) Add("missing_schema", "missing application id");
+    if (application_id == 0) found_.Add("missing_schema", "missing application id");
   }
 
-  /// Calls `progress` for each link; false when that ended it.  `links` is their number.
-  bool CheckLinks(const std::function<bool(long done, long total)>& progress,
-                  long& links) {
+  /// False when `progress` ended it.
+  bool CheckLinks(const std::function<bool(long done, long total)>& progress) {
     LinkReader reader(database_, "", "id");
     Entry link;
     while (reader.Next(link)) {
       CheckLink(link);
       if (!progress(reader.done(), reader.total())) return false;
     }
-    links = reader.done();
+    links_ = reader.done();
     for (const auto& [id, hash] : reader.unreadable()) {
-      Add("damaged_row", hash + " (id " + std::to_string(id) + ")");
+      found_.Add("damaged_row", hash + " (id " + std::to_string(id) + ")");
     }
-    if (Read("links", reader.good())) {
-      found_["integrity"].advice = {"vexosharing export FILE to save the links"};
-    }
+    can_export_ = Read("links", reader.good());
     return true;
   }
 
   void CheckVisitors() {
-    for (const auto& [table, damaged] :
-         {std::pair("session", kDamagedSession), std::pair("token", kDamagedToken)}) {
-      Result result;
-      Read(std::string(table) + "s",
-           SelectRows(database_, "id", table, damaged, 0, 0, result));
-      Row row;
-      while (result.NextRow(row)) {
-        Add(std::string("damaged_") + table, "id " + row.GetField("id").AsString(""));
-      }
-    }
+    CheckRows("session", kDamagedSession);
+    CheckRows("token", kDamagedToken);
     CheckOrphans("entry", "link");
     CheckOrphans("session", "session");
   }
 
-  const Found& found() const { return found_; }
-
- private:
-  struct Owner {
-    Lookup found = Lookup::kUnknown;
-    std::string name;
-    AccountState state = AccountState::kActive;
-    bool reported = false;
-  };
-
-  void Add(const std::string& kind, const std::string& item) {
-    found_[kind].items.push_back(item);
+  void Report(Findings& findings) {
+    for (const std::string& item : damage_) {
+      found_.Add("integrity", item,
+                 can_export_ ? "vexosharing export FILE to save the links" : "");
+    }
+    found_.Report(findings);
+    findings.links = links_;
   }
 
+ private:
   bool Read(const std::string& part, bool read) {
-    std::vector<std::string>& damage = found_["integrity"].items;
     // Before the single pages, because the text output shows the first items only.
-    if (!read) damage.insert(damage.begin(), part + ": " + database_.GetLastError());
+    if (!read) {
+      damage_.insert(damage_.begin(), part + ": " + database_.GetLastError());
+    }
     return read;
   }
 
@@ -265,84 +260,82 @@ class Checker {
     CheckAllowed(hash + " allows group ", AllowedGroups(link));
     if (link.get_protect_type() == Entry::PROTECT_PASSWORD &&
         link.get_protect_password_algo() == Entry::ENCRYPT_ALGO_MD5) {
-      Add("md5_password", hash);
+      found_.Add("md5_password", hash);
     }
-    if (link.get_expire_at() == 0) Add("no_expiry", hash);
+    if (link.get_expire_at() == 0) found_.Add("no_expiry", hash);
   }
 
   void CheckOwner(const Entry& link) {
-    const std::string hash = link.get_hash();
     const unsigned int uid = link.get_owner_uid();
-    const auto [known, is_new] = owners_.try_emplace(uid);
-    Owner& owner = known->second;
-    if (is_new) {
-      owner.found = FindUser(uid, owner.name);
-      if (owner.found == Lookup::kFound) owner.state = StateOfAccount(owner.name, now_);
-    }
-    if (owner.found == Lookup::kNotFound) {
-      Add("owner_gone", hash + " of " + std::to_string(uid));
-    } else if (owner.found == Lookup::kUnknown) {
-      Add("lookup_failed", hash + ": owner " + std::to_string(uid));
-    } else if (owner.state != AccountState::kActive &&
+    if (owners_.count(uid) == 0) owners_[uid] = FindUser(uid, now_);
+    const auto& [name, state] = owners_[uid];
+    const std::string item = link.get_hash() + " of " + name;
+    if (state == AccountState::kNotFound) {
+      found_.Add("owner_gone", item);
+    } else if (state == AccountState::kUnknown) {
+      found_.Add("lookup_failed", link.get_hash() + ": owner " + name);
+    } else if (state != AccountState::kFound &&
                StateOf(link, now_) == LinkState::kUsable) {
-      const bool locked = owner.state == AccountState::kLocked;
-      Add("owner_disabled",
-          hash + " of " + owner.name + (locked ? " (locked)" : " (expired)"));
-      if (owner.reported) return;
-      owner.reported = true;
-      found_["owner_disabled"].advice.push_back("vexosharing edit --where-owner " +
-                                                owner.name + " --disable");
+      const bool locked = state == AccountState::kLocked;
+      found_.Add("owner_disabled", item + (locked ? " (locked)" : " (expired)"),
+                 "vexosharing edit --where-owner " + name + " --disable");
     }
   }
 
-  void CheckAllowed(const std::string& item,
-                    const std::vector<AllowedAccount>& accounts) {
-    for (const auto& [name, found] : accounts) {
-      if (found == Lookup::kNotFound) Add("unknown_name", item + name);
-      if (found == Lookup::kUnknown) Add("lookup_failed", item + name);
+  void CheckAllowed(const std::string& item, const std::vector<Account>& accounts) {
+    for (const auto& [name, state] : accounts) {
+      if (state == AccountState::kNotFound) found_.Add("unknown_name", item + name);
+      if (state == AccountState::kUnknown) found_.Add("lookup_failed", item + name);
+    }
+  }
+
+  void CheckRows(const std::string& table, const std::string& damaged) {
+    Result result;
+    Read(table + "s", SelectRows(database_, "id", table, damaged, 0, 0, result));
+    Row row;
+    while (result.NextRow(row)) {
+      found_.Add("damaged_" + table, "id " + row.GetField("id").AsString(""));
     }
   }
 
   void CheckOrphans(const std::string& table, const std::string& owner) {
     long tokens = 0;
-    if (!Read("tokens", CountRows(database_, "token", Orphaned(table), tokens)) ||
-        tokens == 0) {
-      return;
-    }
-    Add("token_without_" + owner, std::to_string(tokens) +
-                                      (tokens == 1 ? " token" : " tokens") +
-                                      " of deleted " + owner + "s");
+    if (!Read("tokens", CountRows(database_, "token", Orphaned(table), tokens))) return;
+    if (tokens == 0) return;
+    found_.Add("token_without_" + owner, std::to_string(tokens) +
+                                             (tokens == 1 ? " token" : " tokens") +
+                                             " of deleted " + owner + "s");
   }
 
   SharingDB& database_;
   const long now_;
   Found found_;
-  std::map<unsigned int, Owner> owners_;  // each looked up once
+  std::vector<std::string> damage_;
+  long links_ = 0;
+  bool can_export_ = false;
+  std::map<unsigned int, Account> owners_;  // each looked up once
 };
 
 /// Faults that SQLite finds in a database which is copied first: it belongs to another
 /// program, and may be in use.
 std::string IntegrityOfCopy(const std::string& path) {
-  PrivateFolder folder;
-  const std::string copy = folder.Copy(path);
-  if (copy.empty()) return strerror(errno);
+  const PrivateCopy copy(path);
+  if (copy.path().empty()) return strerror(errno);
   Rows rows;
-  const Connection connection(copy, SQLITE_OPEN_READWRITE);
-  if (connection.Run("PRAGMA integrity_check(1)", &rows) != SQLITE_OK) {
-    return "not a database";
-  }
-  return rows == Rows{{"ok"}} ? "" : rows.at(0).at(0);
+  Connection(copy.path(), SQLITE_OPEN_READWRITE).Run("PRAGMA integrity_check(1)", &rows);
+  if (rows.empty()) return "not a database";
+  return rows == Rows{{"ok"}} ? "" : rows[0][0];
 }
 
 void CheckBlockList(Found& found) {
   const std::string path = std::string(kBlockFolder) + "/autoblock.db";
   std::error_code error;
   const std::string fault = fs::exists(path, error) ? IntegrityOfCopy(path) : "";
-  if (!fault.empty()) found["block_list"].items.push_back(path + ": " + fault);
+  if (!fault.empty()) found.Add("block_list", path + ": " + fault);
   for (const auto& file : fs::directory_iterator(kBlockFolder, error)) {
     const std::string name = file.path().filename();
     if (name.rfind("autoblock.db.damaged-", 0) == 0) {
-      found["moved_block_list"].items.push_back(file.path());
+      found.Add("moved_block_list", file.path());
     }
   }
 }
@@ -358,9 +351,7 @@ void CheckUrls(Found& found) {
   }
   if (pclose(tool) == 0) return;
   std::istringstream lines(output);
-  for (std::string line; std::getline(lines, line);) {
-    found["url"].items.push_back(line);
-  }
+  for (std::string line; std::getline(lines, line);) found.Add("url", line);
 }
 
 }  // namespace
@@ -369,12 +360,12 @@ void CheckFiles(const std::string& path, Findings& findings) {
   Found found;
   // Another database may be in any folder.
   if (path == SZF_SHARING_DB_PATH) {
-    CheckMode(path.substr(0, path.rfind('/')), kFolderMode, found["file_mode"]);
+    CheckMode(path.substr(0, path.rfind('/')), kFolderMode, found);
   }
   for (const char* const suffix : kDatabaseFiles) {
-    CheckMode(path + suffix, kFileMode, found["file_mode"]);
+    CheckMode(path + suffix, kFileMode, found);
   }
-  Report(found, findings);
+  found.Report(findings);
 }
 
 Error CheckDatabase(SharingDB& database,
@@ -383,11 +374,9 @@ Error CheckDatabase(SharingDB& database,
   Checker checker(database);
   checker.CheckPages();
   checker.CheckSchema();
-  if (!checker.CheckLinks(progress, findings.links)) {
-    return {kInterrupted, "interrupted", ""};
-  }
+  if (!checker.CheckLinks(progress)) return {kInterrupted, "interrupted"};
   checker.CheckVisitors();
-  Report(checker.found(), findings);
+  checker.Report(findings);
   return {};
 }
 
@@ -395,7 +384,7 @@ void CheckSystem(Findings& findings) {
   Found found;
   CheckBlockList(found);
   CheckUrls(found);
-  Report(found, findings);
+  found.Report(findings);
 }
 
 Error RepairSchema(SharingDB& database) {

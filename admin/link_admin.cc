@@ -38,7 +38,7 @@ Error LinkAdmin::Run(const std::function<Error()>& change, bool is_undo) {
   Error error = Check(transaction.good());
   if (!error) error = change();
   if (!is_undo && Stopped()) {  // may be the reason for the failure
-    return {kInterrupted, "interrupted: nothing was changed", ""};
+    return {kInterrupted, "interrupted: nothing was changed"};
   }
   return error ? error : Check(transaction.Commit());
 }
@@ -48,7 +48,7 @@ Error LinkAdmin::Find(const std::string& hash, Entry& link, bool& readable) {
   if (!SelectLinkByHash(database_, hash, result)) return Check(false);
   Row row;
   if (!result.NextRow(row)) {
-    return {kNoSuchObject, "link not found: " + (hash.empty() ? "\"\"" : hash), ""};
+    return {kNoSuchObject, "link not found: " + (hash.empty() ? "\"\"" : hash)};
   }
   readable = link.FromRow(row);
   link.set_id(row.GetField("id").AsInt(0));
@@ -91,7 +91,7 @@ std::string LinkAdmin::UndoEdit(const StoredLink& stored) {
     Entry link;
     if (Error found = Find(stored.link.get_hash(), link)) return found;
     if (Settings(link) != Settings(stored.link)) {
-      return {kFailed, "the link has been changed again", ""};
+      return {kFailed, "the link has been changed again"};
     }
     const long uses = long{stored.before.get_use_count()} + link.get_use_count() -
                       stored.link.get_use_count();
@@ -163,7 +163,7 @@ Error LinkAdmin::Purge(const PurgeScope& scope, PurgeCounts& counts,
                        const std::function<void(long step)>& begin) {
   const bool named = scope.every_owner || scope.owner;
   if (!scope.project.empty() && !named) {
-    return {kMissingParameter, "purging one project requires an owner or all owners", ""};
+    return {kMissingParameter, "purging one project requires an owner or all owners"};
   }
   const auto purge_links = [&] {
     const unsigned int owner = scope.owner.value_or(UID_ERR);

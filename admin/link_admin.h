@@ -4,7 +4,6 @@
 #include <string>
 
 #include "admin/error.h"
-#include "admin/link_filter.h"
 #include "admin/link_line.h"
 #include "admin/link_settings.h"
 #include "admin/queries.h"

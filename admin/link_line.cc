@@ -243,10 +243,10 @@ std::string LinkLine(const Entry& link, bool with_secrets) {
 Error ParseLinkLine(const std::string& text, db::BaseDB& database, LineLink& line) {
   Json::Value object;
   std::string reason;
-  if (!ParseJsonObject(text, object, reason)) return {kBadParameter, reason, ""};
+  if (!ParseJsonObject(text, object, reason)) return {kBadParameter, reason};
   reason = CheckMembers(object);
   if (reason.empty()) reason = CheckMeaning(object);
-  if (!reason.empty()) return {kBadParameter, reason, ""};
+  if (!reason.empty()) return {kBadParameter, reason};
 
   Json::Value& type = object[SZK_PROTECT_TYPE];
   line.without_password =
@@ -254,7 +254,7 @@ Error ParseLinkLine(const std::string& text, db::BaseDB& database, LineLink& lin
   if (line.without_password) type = SZK_PROTECT_PROTECT_NONE;
   if (!ReadAsRow(database, object, line.link) ||
       (line.without_password && !DisableWithoutPassword(line.link))) {
-    return {kFailed, "the link cannot be stored", ""};
+    return {kFailed, "the link cannot be stored"};
   }
   return {};
 }

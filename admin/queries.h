@@ -2,21 +2,56 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "admin/error.h"
 #include "base_db.h"
 #include "entry.h"
 #include "result.h"
 
 // Every SQL text that the administrator's programs need.  Functions return false when the
-// statement failed; GetLastError of the database has the reason.
+// statement failed; DatabaseError has the reason.
 
 namespace admin {
 
 using VEXO::sharing::db::BaseDB;
 using VEXO::sharing::db::Result;
 using VEXO::sharing::record::Entry;
+
+/// Whether a visitor can log in.  When several states apply, it is the first in the order
+/// in which the login checks: disabled, not started, expired, use limit reached.
+/// The numbers are those of VexoSharingLinkState.
+enum class LinkState { kUsable, kNotStarted, kExpired, kUsedUp, kDisabled };
+
+inline constexpr LinkState kLinkStates[] = {LinkState::kUsable, LinkState::kNotStarted,
+                                            LinkState::kExpired, LinkState::kUsedUp,
+                                            LinkState::kDisabled};
+
+LinkState StateOf(const Entry& link, long now);
+
+/// For programs: "usable", "not_started", "expired", "used_up" or "disabled".
+const char* StateName(LinkState state);
+
+/// The name of a row's state, as an SQL expression on the columns of the table of links.
+std::string StateSql(long now);
+
+/// Selects links.  A member that is not set matches every link.
+struct LinkFilter {
+  std::string hash;
+  std::string project;
+  std::optional<unsigned int> owner;
+  std::string state;   // name of a LinkState
+  std::string search;  // in title, application data and note; the case of ASCII letters
+                       // is ignored
+
+  bool empty() const {
+    return hash.empty() && project.empty() && !owner && state.empty() && search.empty();
+  }
+  /// The filter as an SQL condition; empty when nothing is set.
+  std::string Sql(const BaseDB& database, long now) const;
+};
 
 // Conditions; an empty one matches every row.
 inline constexpr char kDamagedSession[] =
@@ -29,6 +64,9 @@ std::string OfLink(const Entry& link);           // tokens of a link
 std::string Orphaned(const std::string& table);  // tokens whose row in `table` is gone
 std::string WithId(long id);
 std::string Alive(long now);  // sessions or tokens that have not expired
+
+/// The error for a statement that the database refused.
+Error DatabaseError(const BaseDB& database);
 
 // Queries.
 inline constexpr char kSelectSchema[] = "SELECT type, name, sql FROM sqlite_master";

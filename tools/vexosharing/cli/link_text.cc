@@ -7,6 +7,7 @@
 #include "cli/date.h"
 #include "cli/report.h"
 #include "terminal/text.h"
+#include "utils.h"
 
 namespace command {
 
@@ -49,7 +50,7 @@ std::string UsesText(const Entry& link, const char* between) {
 
 std::string UserText(unsigned int uid) {
   std::string name;
-  const bool known = admin::FindUser(uid, name) == admin::Lookup::kFound;
+  const bool known = VEXO::sharing::UIDToUser(uid, name);
   return known ? name : std::to_string(uid) + " (unknown)";
 }
 
