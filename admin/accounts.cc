@@ -2,9 +2,7 @@
 
 #include <shadow.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <tuple>
 
 #include "utils.h"
 
@@ -32,6 +30,7 @@ std::vector<Account> Allowed(const std::vector<std::string>& names,
                              bool (*to_id)(const std::string& name, unsigned int& id),
                              bool (*to_name)(const unsigned int& id, std::string& name)) {
   std::vector<Account> accounts;
+  accounts.reserve(names.size() + ids.size());
   unsigned int found_id = 0;
   std::string found_name;
   for (const std::string& name : names) {
@@ -49,18 +48,6 @@ std::vector<std::string> Unresolved(const std::vector<Account>& accounts) {
     if (state != AccountState::kFound) names.push_back(name);
   }
   return names;
-}
-
-/// What decides who is admitted; the order of names and ids does not matter.
-auto Admission(const Entry& link) {
-  const auto sorted = [](auto list) {
-    std::sort(list.begin(), list.end());
-    return list;
-  };
-  return std::make_tuple(
-      link.get_enabled(), link.get_protect_type(), link.get_protect_password(),
-      sorted(link.get_protect_uids()), sorted(link.get_protect_users()),
-      sorted(link.get_protect_gids()), sorted(link.get_protect_groups()));
 }
 
 }  // namespace
@@ -98,17 +85,6 @@ std::vector<std::string> UnresolvedUsers(const Entry& link) {
 
 std::vector<std::string> UnresolvedGroups(const Entry& link) {
   return Unresolved(AllowedGroups(link));
-}
-
-bool AccessChanged(const Entry& before, const Entry& after) {
-  return Admission(before) != Admission(after);
-}
-
-bool AdmitsNobody(const Entry& link) {
-  // Ids of accounts that are gone have no name, and names not known yet have no id.
-  return link.get_protect_type() == Entry::PROTECT_USER &&
-         link.get_protect_uids().empty() && link.get_protect_users().empty() &&
-         link.get_protect_gids().empty() && link.get_protect_groups().empty();
 }
 
 }  // namespace admin

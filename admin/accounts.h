@@ -36,11 +36,4 @@ std::vector<Account> AllowedGroups(const Entry& link);
 std::vector<std::string> UnresolvedUsers(const Entry& link);
 std::vector<std::string> UnresolvedGroups(const Entry& link);
 
-/// Whether the change may have altered who is admitted, so that earlier logins must not
-/// count any more.
-bool AccessChanged(const Entry& before, const Entry& after);
-
-/// Whether the link is for users and groups, and names none.
-bool AdmitsNobody(const Entry& link);
-
 }  // namespace admin

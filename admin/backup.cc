@@ -1,13 +1,11 @@
 #include "admin/backup.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 #include <ctime>
 #include <memory>
-#include <utility>
 
 #include "admin/database_access.h"
 #include "admin/queries.h"
@@ -15,7 +13,6 @@
 #include "base/atomic_file.h"
 #include "base/system_account.h"
 #include "keys.h"
-#include "sharing_db.h"
 
 namespace admin {
 
@@ -26,10 +23,6 @@ using VEXO::sharing::SZF_SHARING_DB_PATH;
 
 constexpr int kPagesAtOnce = 256;
 constexpr mode_t kFileMode = 0660;
-
-struct FinishBackup {
-  void operator()(sqlite3_backup* backup) const { sqlite3_backup_finish(backup); }
-};
 
 Error CopyError(int code) {
   if (code == SQLITE_INTERRUPT) {
@@ -43,8 +36,8 @@ Error CopyError(int code) {
 }
 
 int CopyPages(sqlite3* from, sqlite3* to, const PageProgress& progress) {
-  const std::unique_ptr<sqlite3_backup, FinishBackup> backup(
-      sqlite3_backup_init(to, "main", from, "main"));
+  const std::unique_ptr<sqlite3_backup, decltype(&sqlite3_backup_finish)> backup(
+      sqlite3_backup_init(to, "main", from, "main"), sqlite3_backup_finish);
   if (backup == nullptr) return sqlite3_errcode(to);
   int code = sqlite3_backup_step(backup.get(), 0);  // counts the pages
   while (code == SQLITE_OK) {
@@ -99,7 +92,7 @@ Error ReplaceRows(BaseDB& database, const std::string& path, const std::string& 
       unlink(kept.c_str());
     }
   }
-  DetachBackup(database);
+  database.Execute(kDetachBackup);
   return error;
 }
 
@@ -153,7 +146,7 @@ Error RestoreDatabase(const std::string& file, const std::string& path,
                       const PageProgress& progress, Restored& restored) {
   if (Error error = CheckCaller()) return error;
   const PrivateCopy private_copy(file);
-  const std::string copy = private_copy.path();
+  const std::string& copy = private_copy.path();
   if (copy.empty()) return FileError(file);
   if (ContentOf(copy) != DatabaseContent::kLinks) {
     return {kFailed, file + ": not a backup of links"};

@@ -4,9 +4,9 @@
 #include <climits>
 #include <ctime>
 #include <map>
+#include <tuple>
 #include <utility>
 
-#include "admin/accounts.h"
 #include "keys.h"
 
 namespace admin {
@@ -24,6 +24,19 @@ std::map<std::string, std::string> Settings(const Entry& link) {
   return columns;
 }
 
+/// What decides who is admitted, so that earlier logins must not count after a change.
+/// The order of names and ids does not matter.
+auto Admission(const Entry& link) {
+  const auto sorted = [](auto list) {
+    std::sort(list.begin(), list.end());
+    return list;
+  };
+  return std::make_tuple(
+      link.get_enabled(), link.get_protect_type(), link.get_protect_password(),
+      sorted(link.get_protect_uids()), sorted(link.get_protect_users()),
+      sorted(link.get_protect_gids()), sorted(link.get_protect_groups()));
+}
+
 }  // namespace
 
 LinkAdmin::LinkAdmin(BaseDB& database, bool (*stopped)())
@@ -35,17 +48,17 @@ LinkAdmin::LinkAdmin(BaseDB& database, bool (*stopped)())
 
 Error LinkAdmin::Run(const std::function<Error()>& change, bool is_undo) {
   Transaction transaction(database_);
-  Error error = Check(transaction.good());
+  Error error = ErrorUnless(transaction.good());
   if (!error) error = change();
   if (!is_undo && Stopped()) {  // may be the reason for the failure
     return {kInterrupted, "interrupted: nothing was changed"};
   }
-  return error ? error : Check(transaction.Commit());
+  return error ? error : ErrorUnless(transaction.Commit());
 }
 
 Error LinkAdmin::Find(const std::string& hash, Entry& link, bool& readable) {
   Result result;
-  if (!SelectLinkByHash(database_, hash, result)) return Check(false);
+  if (!SelectLinkByHash(database_, hash, result)) return DatabaseError(database_);
   Row row;
   if (!result.NextRow(row)) {
     return {kNoSuchObject, "link not found: " + (hash.empty() ? "\"\"" : hash)};
@@ -64,7 +77,7 @@ Error LinkAdmin::Find(const std::string& hash, Entry& link) {
 }
 
 Error LinkAdmin::Create(Entry& link) {
-  return Run([&] { return Check(links_.CreateWithHash(link)); });
+  return Run([&] { return ErrorUnless(links_.CreateWithHash(link)); });
 }
 
 std::string LinkAdmin::UndoCreate(const Entry& link) {
@@ -79,10 +92,11 @@ Error LinkAdmin::Edit(const std::string& hash, const LinkSettings& settings,
     if (Error error = Find(hash, stored.link)) return error;
     stored.before = stored.link;
     if (Error error = ApplySettings(settings, stored.link)) return error;
-    stored.access_changed = AccessChanged(stored.before, stored.link);
-    return Check(links_.Update(stored.link) &&
-                 (!stored.access_changed ||
-                  DeleteRows(database_, "token", OfLink(stored.link), stored.revoked)));
+    stored.access_changed = Admission(stored.before) != Admission(stored.link);
+    return ErrorUnless(
+        links_.Update(stored.link) &&
+        (!stored.access_changed ||
+         DeleteRows(database_, "token", OfLink(stored.link), stored.revoked)));
   });
 }
 
@@ -97,7 +111,7 @@ std::string LinkAdmin::UndoEdit(const StoredLink& stored) {
                       stored.link.get_use_count();
     link = stored.before;
     link.set_use_count(static_cast<int>(std::min<long>(uses, INT_MAX)));
-    return Check(links_.Update(link));
+    return ErrorUnless(links_.Update(link));
   };
   return Run(restore, true) ? "the change of link " + stored.link.get_hash() +
                                   " could not be undone: set a new password"
@@ -110,8 +124,9 @@ Error LinkAdmin::Rotate(const std::string& hash, StoredLink& stored) {
     stored.before = stored.link;
     // The store tries random hashes until one is free, so a copy is made and the original
     // deleted, with its tokens.
-    return Check(CountRows(database_, "token", OfLink(stored.before), stored.revoked) &&
-                 links_.CreateWithHash(stored.link) && links_.Delete(stored.before));
+    return ErrorUnless(
+        CountRows(database_, "token", OfLink(stored.before), stored.revoked) &&
+        links_.CreateWithHash(stored.link) && links_.Delete(stored.before));
   });
 }
 
@@ -120,8 +135,8 @@ Error LinkAdmin::DeleteTokens(const std::string& hash, bool with_link, long& rev
     Entry link;
     bool readable = false;
     if (Error error = Find(hash, link, readable)) return error;
-    return Check(DeleteRows(database_, "token", OfLink(link), revoked) &&
-                 (!with_link || links_.Delete(link)));
+    return ErrorUnless(DeleteRows(database_, "token", OfLink(link), revoked) &&
+                       (!with_link || links_.Delete(link)));
   });
 }
 
@@ -134,14 +149,14 @@ Error LinkAdmin::Import(std::vector<LineLink>& links, bool new_hash, ImportCount
       const std::string hash = link.get_hash();
       Result result;
       Row row;
-      if (!SelectLinkByHash(database_, hash, result)) return Check(false);
+      if (!SelectLinkByHash(database_, hash, result)) return DatabaseError(database_);
       const bool taken = result.NextRow(row);
       if (taken && !new_hash) {
         ++sum.skipped;
         continue;
       }
       if (!(taken ? links_.CreateWithHash(link) : links_.Create(link))) {
-        return Check(false);
+        return DatabaseError(database_);
       }
       if (taken) fresh.push_back({hash, link.get_hash()});
       ++sum.imported;
@@ -156,7 +171,7 @@ Error LinkAdmin::Import(std::vector<LineLink>& links, bool new_hash, ImportCount
 }
 
 Error LinkAdmin::Transfer(unsigned int from, unsigned int to, long& count) {
-  return Run([&] { return Check(SetOwner(database_, from, to, count)); });
+  return Run([&] { return ErrorUnless(SetOwner(database_, from, to, count)); });
 }
 
 Error LinkAdmin::Purge(const PurgeScope& scope, PurgeCounts& counts,
@@ -192,18 +207,18 @@ Error LinkAdmin::Purge(const PurgeScope& scope, PurgeCounts& counts,
     }
     done = done && CountRows(database_, "token", "", after);
     counts.tokens = before - after;
-    return Check(done);
+    return ErrorUnless(done);
   });
 }
 
 Error LinkAdmin::Count(const LinkFilter& filter, long& count) {
-  return Check(
+  return ErrorUnless(
       CountRows(database_, "entry", filter.Sql(database_, time(nullptr)), count));
 }
 
 Error LinkAdmin::CountLiveTokens(const Entry& link, long& count) {
   const std::string condition = OfLink(link) + " AND " + Alive(time(nullptr));
-  return Check(CountRows(database_, "token", condition, count));
+  return ErrorUnless(CountRows(database_, "token", condition, count));
 }
 
 }  // namespace admin

@@ -109,7 +109,7 @@ class LinkAdmin {
   Error Run(const std::function<Error()>& change, bool is_undo = false);
   Error DeleteTokens(const std::string& hash, bool with_link, long& revoked);
   /// The error of a statement, unless it was done.
-  Error Check(bool done) const { return done ? Error{} : DatabaseError(database_); }
+  Error ErrorUnless(bool done) const { return done ? Error{} : DatabaseError(database_); }
   bool Stopped() const { return stopped_ != nullptr && stopped_(); }
 
   BaseDB& database_;

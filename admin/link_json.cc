@@ -28,13 +28,18 @@ std::string LinkUrls::Get(const Entry& link) {
   return url;
 }
 
-Json::Value LinkJson(const Entry& link, LinkUrls& urls, long now) {
+Json::Value RecordJson(const Entry& link) {
   Json::Value out;
   link.ToJSON(out);
-  out[SZK_ID_] = link.get_id();
   out[SZK_OWNER_UID] = link.get_owner_uid();
   out[SZK_START_AT] = Json::Int64{link.get_start_at()};
   out[SZK_EXPIRE_AT] = Json::Int64{link.get_expire_at()};
+  return out;
+}
+
+Json::Value LinkJson(const Entry& link, LinkUrls& urls, long now) {
+  Json::Value out = RecordJson(link);
+  out[SZK_ID_] = link.get_id();
   out["state"] = StateName(StateOf(link, now));
   const std::string url = urls.Get(link);
   out["url"] = url.empty() ? Json::Value() : Json::Value(url);

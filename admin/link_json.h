@@ -28,6 +28,9 @@ class LinkUrls {
   bool unknown_ = false;
 };
 
+/// The public view of a link, with times in seconds since the epoch.
+Json::Value RecordJson(const Entry& link);
+
 /// The public view of a link, with ids, state, times in seconds since the epoch, and its
 /// URL, null when that is not known.  No secret, and no private data.
 Json::Value LinkJson(const Entry& link, LinkUrls& urls, long now);

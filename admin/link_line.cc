@@ -43,10 +43,6 @@ bool IsArrayOf(const Json::Value& value) {
   return value.isArray() && std::all_of(value.begin(), value.end(), accepts);
 }
 
-bool IsFlag(const Json::Value& value) { return value.isBool(); }
-
-bool IsObject(const Json::Value& value) { return value.isObject(); }
-
 /// What a member may hold.
 struct Kind {
   const char* fault;
@@ -54,14 +50,16 @@ struct Kind {
 };
 
 constexpr Kind kText = {"must be a string without NUL", IsText};
-constexpr Kind kFlag = {"must be true or false", IsFlag};
+constexpr Kind kFlag = {"must be true or false",
+                        [](const Json::Value& value) { return value.isBool(); }};
 constexpr Kind kSeconds = {"must be a number from 0 to 9223372036854775807",
                            IsNumber<LONG_MAX>};
 constexpr Kind kCount = {"must be a number from 0 to 2147483647", IsNumber<INT_MAX>};
 constexpr Kind kId = {"must be a number from 0 to 4294967294", IsNumber<kMaxId>};
 constexpr Kind kTexts = {"must be an array of strings", IsArrayOf<IsText>};
 constexpr Kind kIds = {"must be an array of ids", IsArrayOf<IsNumber<kMaxId>>};
-constexpr Kind kObject = {"must be an object", IsObject};
+constexpr Kind kObject = {"must be an object",
+                          [](const Json::Value& value) { return value.isObject(); }};
 
 struct Member {
   const char* name;
@@ -141,8 +139,9 @@ std::string CheckMeaning(Json::Value& line) {
   const bool md5 = line[SZK_PROTECT_PASSWORD_ALGO] == SZK_PROTECT_PASSWORD_ALGO_MD5;
   const bool stored = password.size() == (md5 ? kMd5Digits : kSha1Digits) &&
                       password.find_first_not_of("0123456789abcdef") == std::string::npos;
-  if (!password.empty() && !stored)
+  if (!password.empty() && !stored) {
     return "\"protect_password\" is not a stored password";
+  }
   if (!password.empty() && !md5 && line[SZK_PROTECT_PASSWORD_SALT] == "") {
     return "\"protect_password_salt\" is required";
   }
@@ -221,11 +220,7 @@ Json::Value Nameless(const std::vector<unsigned int>& ids, ToName to_name) {
 }  // namespace
 
 std::string LinkLine(const Entry& link, bool with_secrets) {
-  Json::Value line;
-  link.ToJSON(line);
-  line[SZK_OWNER_UID] = link.get_owner_uid();
-  line[SZK_START_AT] = Json::Int64{link.get_start_at()};
-  line[SZK_EXPIRE_AT] = Json::Int64{link.get_expire_at()};
+  Json::Value line = RecordJson(link);
   line[SZK_PROTECT_UIDS] = Nameless(link.get_protect_uids(), UIDToUser);
   line[SZK_PROTECT_GIDS] = Nameless(link.get_protect_gids(), GIDToGroup);
   if (with_secrets) {

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <set>
 
-#include "admin/accounts.h"
 #include "base/number.h"
 #include "keys.h"
 #include "utils.h"
@@ -42,6 +41,14 @@ Error ApplyTimes(const LinkSettings& settings, Entry& link) {
     return Bad("the link would expire before it starts");
   }
   return {};
+}
+
+/// Whether the link is for users and groups, and names none.
+bool AdmitsNobody(const Entry& link) {
+  // Ids of accounts that are gone have no name, and names not known yet have no id.
+  return link.get_protect_type() == Entry::PROTECT_USER &&
+         link.get_protect_uids().empty() && link.get_protect_users().empty() &&
+         link.get_protect_gids().empty() && link.get_protect_groups().empty();
 }
 
 Error ApplyProtection(const LinkSettings& settings, Entry& link) {

@@ -70,18 +70,10 @@ std::string LinkFilter::Sql(const BaseDB& database, long now) const {
   return sql;
 }
 
-std::string OfLink(const Entry& link) {
-  return "entry_id = " + std::to_string(link.get_id());
-}
-
 std::string Orphaned(const std::string& table) {
   return "NOT EXISTS (SELECT 1 FROM " + table + " WHERE " + table + ".id = token." +
          table + "_id)";
 }
-
-std::string WithId(long id) { return "id = " + std::to_string(id); }
-
-std::string Alive(long now) { return "timeout > " + std::to_string(now); }
 
 Error DatabaseError(const BaseDB& database) {
   const std::string reason = database.GetLastError();
@@ -164,8 +156,6 @@ bool SelectPragma(BaseDB& database, const std::string& name, long& value) {
 bool AttachBackup(BaseDB& database, const std::string& path) {
   return database.Execute("ATTACH '" + database.Escape(path) + "' AS backup");
 }
-
-bool DetachBackup(BaseDB& database) { return database.Execute("DETACH backup"); }
 
 bool ReplaceLinksByBackup(BaseDB& database) {
   const std::string columns =

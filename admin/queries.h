@@ -60,16 +60,22 @@ inline constexpr char kDamagedSession[] =
 inline constexpr char kDamagedToken[] =
     "typeof(entry_id) != 'integer' OR typeof(session_id) != 'integer' "
     "OR typeof(timeout) != 'integer'";
-std::string OfLink(const Entry& link);           // tokens of a link
-std::string Orphaned(const std::string& table);  // tokens whose row in `table` is gone
-std::string WithId(long id);
-std::string Alive(long now);  // sessions or tokens that have not expired
+inline std::string WithId(long id) { return "id = " + std::to_string(id); }
+/// Tokens of a link.
+inline std::string OfLink(const Entry& link) {
+  return "entry_id = " + std::to_string(link.get_id());
+}
+/// Tokens whose row in `table` is gone.
+std::string Orphaned(const std::string& table);
+/// Sessions or tokens that have not expired.
+inline std::string Alive(long now) { return "timeout > " + std::to_string(now); }
 
 /// The error for a statement that the database refused.
 Error DatabaseError(const BaseDB& database);
 
 // Queries.
 inline constexpr char kSelectSchema[] = "SELECT type, name, sql FROM sqlite_master";
+inline constexpr char kDetachBackup[] = "DETACH backup";
 inline constexpr char kCheckIntegrity[] = "PRAGMA integrity_check";  // a row per fault
 
 bool CountRows(BaseDB& database, const std::string& table, const std::string& condition,
@@ -94,9 +100,8 @@ bool CountChanges(BaseDB& database, long& count);
 /// The value of a pragma that is a number.
 bool SelectPragma(BaseDB& database, const std::string& name, long& value);
 
-/// Makes the tables of another database visible as "backup", until it is detached.
+/// Makes the tables of another database visible as "backup", until kDetachBackup is run.
 bool AttachBackup(BaseDB& database, const std::string& path);
-bool DetachBackup(BaseDB& database);
 /// Replaces the links by those of the attached database; deletes sessions and tokens.
 bool ReplaceLinksByBackup(BaseDB& database);
 

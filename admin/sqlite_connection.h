@@ -25,8 +25,6 @@ class Connection {
   }
 
   sqlite3* get() const { return connection_.get(); }
-  /// Whether the database was opened.
-  int code() const { return code_; }
 
   /// Runs statements.  Adds the rows that they return to `rows`.  The code of the failed
   /// opening when there is no connection.
@@ -43,12 +41,9 @@ class Connection {
  private:
   static constexpr int kPatienceMilliseconds = 10000;
 
-  struct Close {
-    void operator()(sqlite3* connection) const { sqlite3_close_v2(connection); }
-  };
-
   int code_;
-  std::unique_ptr<sqlite3, Close> connection_;
+  std::unique_ptr<sqlite3, decltype(&sqlite3_close_v2)> connection_{nullptr,
+                                                                    sqlite3_close_v2};
 };
 
 }  // namespace admin

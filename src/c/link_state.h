@@ -3,8 +3,8 @@
 #include "entry.h"
 #include "sharing_link.h"
 
-/// The state of a link at the time `now`, by the rule of the login.  Entry::IsValid allows
-/// one use more.
+/// The state of a link at the time `now`, by the rule of the login.  Entry::IsValid
+/// allows one use more.
 inline VexoSharingLinkState StateOfLink(const VEXO::sharing::record::Entry& link,
                                         long now) {
   if (!link.get_enabled()) return SHARING_LINK_DISABLED;
