@@ -1,7 +1,6 @@
 #include <ctime>
 #include <limits>
 
-#include "admin/link_reader.h"
 #include "admin/link_settings.h"
 #include "call.h"
 #include "keys.h"
@@ -159,7 +158,7 @@ Response Purge(Call& call) {
   }
   if (Error error = call.Open(Access::kWrite)) return error;
   admin::PurgeCounts counts;
-  scope.links_only = true;
+  scope.sessions = scope.tokens = false;
   if (Error error = call.links->Purge(scope, counts)) return error;
   return PurgeJson(counts);
 }

@@ -24,7 +24,6 @@ constexpr long kMaxId = std::numeric_limits<int>::max();
 struct Sessions {
   static constexpr char kTable[] = "session";
   static constexpr char kColumns[] = "id, uid, ip, timeout";  // not the secret id
-  static constexpr auto kPurge = &admin::LinkAdmin::PurgeSessions;
 
   static bool Read(const db::Row& row, Json::Value& view) {
     const unsigned int uid = row.GetField(SZK_UID_).AsUInt(UID_ERR);
@@ -48,7 +47,6 @@ struct Sessions {
 struct Tokens {
   static constexpr char kTable[] = "token";
   static constexpr char kColumns[] = "id, entry_id, session_id, timeout";
-  static constexpr auto kPurge = &admin::LinkAdmin::PurgeTokens;
 
   static bool Read(const db::Row& row, Json::Value& view) {
     const int link = row.GetField(SZK_ENTRY_ID).AsInt(0);
@@ -154,8 +152,12 @@ Response Delete(Call& call) {
 template <class Rows>
 Response Purge(Call& call) {
   if (Error error = call.Open(Access::kWrite)) return error;
+  admin::PurgeScope scope;
+  scope.links = false;
+  scope.sessions = Rows::kTable == std::string("session");
+  scope.tokens = !scope.sessions;
   admin::PurgeCounts counts;
-  if (Error error = (call.links.get()->*Rows::kPurge)(counts)) return error;
+  if (Error error = call.links->Purge(scope, counts)) return error;
   return PurgeJson(counts);
 }
 

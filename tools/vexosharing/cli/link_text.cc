@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <ctime>
 
-#include "admin/access.h"
 #include "admin/accounts.h"
 #include "cli/date.h"
 #include "cli/report.h"
 #include "terminal/text.h"
+#include "utils.h"
 
 namespace command {
 
@@ -50,7 +50,7 @@ std::string UsesText(const Entry& link, const char* between) {
 
 std::string UserText(unsigned int uid) {
   std::string name;
-  const bool known = admin::FindUser(uid, &name) == admin::Lookup::kFound;
+  const bool known = VEXO::sharing::UIDToUser(uid, name);
   return known ? name : std::to_string(uid) + " (unknown)";
 }
 

@@ -8,7 +8,6 @@
 
 #include "admin/database_access.h"
 #include "admin/json_text.h"
-#include "admin/link_reader.h"
 #include "cli/interrupt.h"
 #include "cli/link_text.h"
 #include "cli/output.h"

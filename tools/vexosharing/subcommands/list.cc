@@ -11,7 +11,6 @@
 #include "admin/database_access.h"
 #include "admin/json_text.h"
 #include "admin/link_json.h"
-#include "admin/link_reader.h"
 #include "cli/date.h"
 #include "cli/interrupt.h"
 #include "cli/link_text.h"

@@ -24,7 +24,8 @@ struct Options {
 ExitCode Purge(const Options& options) {
   admin::PurgeScope scope = options.scope;
   // Sessions belong to no owner and to no project.
-  scope.links_only = !options.owner.empty() || !scope.project.empty();
+  scope.sessions = options.owner.empty() && scope.project.empty();
+  scope.tokens = scope.sessions;
   if (!scope.project.empty() && options.owner.empty() && !scope.every_owner) {
     return Fail(kUsageError, "--project requires --owner or --all");
   }
@@ -36,7 +37,7 @@ ExitCode Purge(const Options& options) {
   admin::LinkAdmin links(access.database(), Interrupted);
   admin::PurgeCounts counts;
   {
-    Progress progress("purging, step", scope.links_only ? 1 : 3);
+    Progress progress("purging, step", scope.sessions ? 3 : 1);
     error =
         links.Purge(scope, counts, [&progress](long step) { progress.ShowNow(step); });
   }

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "admin/access.h"
+#include "admin/accounts.h"
 #include "admin/database_access.h"
 #include "admin/json_text.h"
 #include "admin/link_json.h"
