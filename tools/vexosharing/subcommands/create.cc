@@ -7,7 +7,6 @@
 #include "cli/link_options.h"
 #include "cli/link_text.h"
 #include "cli/options.h"
-#include "cli/output.h"
 #include "cli/report.h"
 #include "subcommands/table.h"
 #include "terminal/json.h"

@@ -5,7 +5,6 @@
 #include "admin/link_json.h"
 #include "cli/link_options.h"
 #include "cli/link_text.h"
-#include "cli/output.h"
 #include "cli/report.h"
 #include "cli/selection.h"
 #include "subcommands/table.h"

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/exit_code.h"
+#include "cli/report.h"
 
 namespace command {
 

@@ -7,9 +7,9 @@
 #include <string>
 
 #include "admin/database_access.h"
+#include "cli/input.h"
 #include "cli/options.h"
 #include "cli/report.h"
-#include "cli/secret_input.h"
 #include "keys.h"
 #include "result_code.h"
 #include "sharinglogin.h"
