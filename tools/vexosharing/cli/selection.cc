@@ -72,23 +72,14 @@ bool Confirms(const Selection& selection, const std::string& question) {
 }  // namespace
 
 void AddFilters(CLI::App& command, FilterOptions& options, const std::string& prefix) {
-  command
-      .add_option(prefix + "project", options.project, "only links of this application")
-      ->transform(NotEmpty())
-      ->type_name("NAME");
-  command
-      .add_option(prefix + "owner", options.owner,
-                  "only links of this user, by name or number")
-      ->transform(NotEmpty())
-      ->type_name("USER");
-  command.add_option(prefix + "state", options.state, "only links in this state")
-      ->check(OneOf(StateNames()))
-      ->type_name("STATE");
-  command
-      .add_option(prefix + "search", options.search,
-                  "only links with this text in title, path or note")
-      ->transform(NotEmpty())
-      ->type_name("TEXT");
+  AddValue(command, prefix + "project", options.project, "NAME", NotEmpty(),
+           "only links of this application");
+  AddValue(command, prefix + "owner", options.owner, "USER", NotEmpty(),
+           "only links of this user, by name or number");
+  AddValue(command, prefix + "state", options.state, "STATE", OneOf(StateNames()),
+           "only links in this state");
+  AddValue(command, prefix + "search", options.search, "TEXT", NotEmpty(),
+           "only links with this text in title, path or note");
 }
 
 Error ParseFilter(const FilterOptions& options, admin::LinkFilter& filter) {
