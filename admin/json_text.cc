@@ -131,4 +131,11 @@ Json::Value JsonArray(const std::vector<std::string>& texts) {
   return array;
 }
 
+Json::Value JsonObject(
+    std::initializer_list<std::pair<const char*, Json::Value>> members) {
+  Json::Value object(Json::objectValue);
+  for (const auto& [name, value] : members) object[name] = value;
+  return object;
+}
+
 }  // namespace admin

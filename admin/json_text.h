@@ -2,7 +2,9 @@
 
 #include <json/value.h>
 
+#include <initializer_list>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace admin {
@@ -20,5 +22,7 @@ std::string JsonText(const Json::Value& value);
 std::string JsonAscii(const Json::Value& value);
 
 Json::Value JsonArray(const std::vector<std::string>& texts);
+Json::Value JsonObject(
+    std::initializer_list<std::pair<const char*, Json::Value>> members);
 
 }  // namespace admin
