@@ -55,23 +55,16 @@ bool ReadLine(int fd, const std::string& source, Secret& secret) {
 
 }  // namespace
 
-bool ReadArgumentFile(std::string& value, std::string& reason) {
+bool ReadArgumentFile(const std::string& option, std::string& value) {
   if (value.empty() || value[0] != '@') return true;
   const std::string path = value.substr(1);
   const File file = Open(path);
-  std::string content(kLongestArgument + 1, '\0');
-  if (file != nullptr) {
-    content.resize(fread(content.data(), 1, content.size(), file.get()));
-  }
-  if (file == nullptr || ferror(file.get()) != 0) {
-    reason = ReadErrorText();
-  } else if (content.size() > kLongestArgument) {
-    reason = "larger than 1 MiB";
-  } else {
-    value = content;
-    return true;
-  }
-  reason = "cannot read " + (path == "-" ? "standard input" : path) + ": " + reason;
+  value.resize(kLongestArgument + 1);
+  if (file != nullptr) value.resize(fread(value.data(), 1, value.size(), file.get()));
+  const bool failed = file == nullptr || ferror(file.get()) != 0;
+  if (!failed && value.size() <= kLongestArgument) return true;
+  ReportError(option + ": cannot read " + (path == "-" ? "standard input" : path) + ": " +
+              (failed ? ReadErrorText() : "larger than 1 MiB"));
   return false;
 }
 

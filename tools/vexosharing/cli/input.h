@@ -8,10 +8,10 @@
 
 namespace command {
 
-/// Replaces the value "@FILE" by the content of the file, and "@-" by standard input up
-/// to its end; any other value stays.  At most 1 MiB is read.  False, with `reason`, when
-/// it cannot be read or is larger.
-bool ReadArgumentFile(std::string& value, std::string& reason);
+/// Replaces the value "@FILE" of an option by the content of the file, and "@-" by
+/// standard input up to its end; any other value stays.  At most 1 MiB is read.  False,
+/// reported, when it cannot be read or is larger.
+bool ReadArgumentFile(const std::string& option, std::string& value);
 
 /// Reads the next line of standard input and nothing beyond it.  On a terminal, prompts
 /// for `what` ("password") and does not echo the answer.  False, reported, when there is

@@ -52,10 +52,7 @@ bool ReadObject(const std::string& option, const std::optional<std::string>& val
   if (!value) return true;
   std::string text = *value;
   std::string reason;
-  if (!ReadArgumentFile(text, reason)) {
-    ReportError(option + ": " + reason);
-    return false;
-  }
+  if (!ReadArgumentFile(option, text)) return false;
   if (admin::ParseJsonObject(text, setting.emplace(), reason)) return true;
   ReportError(option + ": not a JSON object such as {\"path\":\"/photo\"}: " + reason);
   return false;

@@ -6,6 +6,7 @@
 #include <iostream>
 #include <utility>
 
+#include "admin/json_text.h"
 #include "terminal/text.h"
 
 namespace command {
@@ -46,5 +47,16 @@ ExitCode CloseOutput(ExitCode exit_code) {
   return Fail(exit_code == kSuccess ? kRefused : exit_code,
               "cannot write to standard output: the output is incomplete");
 }
+
+void PrintJson(const Json::Value& value) { std::cout << admin::JsonText(value) << "\n"; }
+
+void JsonArrayWriter::Begin() const { std::cout << "["; }
+
+void JsonArrayWriter::Add(const Json::Value& element) {
+  std::cout << (empty_ ? "\n" : ",\n") << admin::JsonText(element);
+  empty_ = false;
+}
+
+void JsonArrayWriter::End() const { std::cout << (empty_ ? "]" : "\n]"); }
 
 }  // namespace command

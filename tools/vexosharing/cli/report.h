@@ -1,5 +1,7 @@
 #pragma once
 
+#include <json/value.h>
+
 #include <string>
 
 #include "admin/error.h"
@@ -36,5 +38,21 @@ bool FlushOutput();
 /// Flushes standard output and returns the final exit code: an error when that fails, and
 /// kReaderLeft, without a message, when its reader has closed it ("list | head").
 ExitCode CloseOutput(ExitCode exit_code);
+
+/// Writes the value to standard output, in a line of its own.
+void PrintJson(const Json::Value& value);
+
+/// Writes an array element by element to standard output, one on each line, so that only
+/// one element is held in memory.  It stays open until End, so that an incomplete one is
+/// not valid JSON.
+class JsonArrayWriter {
+ public:
+  void Begin() const;
+  void Add(const Json::Value& element);
+  void End() const;
+
+ private:
+  bool empty_ = true;
+};
 
 }  // namespace command

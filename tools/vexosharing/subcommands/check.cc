@@ -10,22 +10,15 @@ namespace {
 using admin::Finding;
 using admin::Findings;
 
-constexpr size_t kNamed = 10;  // items shown to a person
-
 struct Options : CommonOptions {
   bool repair = false;
 };
 
 void PrintDetails(const Finding& finding, Style style) {
-  std::vector<std::string> shown = finding.items;
-  if (shown.size() > kNamed) {
-    shown.resize(kNamed);
-    shown.push_back("and " + std::to_string(finding.items.size() - kNamed) + " more");
-  }
   {
     DetailList list;
     list.Add("Found", finding.text, style);
-    list.Add("Where", Join(shown));
+    list.Add("Where", JoinFirst(finding.items));
     const char* name = "To do";
     for (const std::string& step : finding.advice) {
       list.Add(name, step);  // each on a line of its own, to be pasted

@@ -1,6 +1,6 @@
 #include "cli/link_options.h"
 #include "subcommands/table.h"
-#include "terminal/qr_code.h"
+#include "terminal/terminal.h"
 
 namespace command {
 

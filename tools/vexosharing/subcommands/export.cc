@@ -1,7 +1,6 @@
 #include "admin/link_line.h"
 #include "cli/new_file.h"
 #include "subcommands/table.h"
-#include "terminal/progress.h"
 #include "terminal/terminal.h"
 
 namespace command {

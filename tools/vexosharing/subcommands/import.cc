@@ -2,7 +2,6 @@
 
 #include "cli/input.h"
 #include "subcommands/table.h"
-#include "terminal/progress.h"
 #include "terminal/terminal.h"
 
 namespace command {

@@ -7,7 +7,6 @@
 #include "cli/date.h"
 #include "cli/selection.h"
 #include "subcommands/table.h"
-#include "terminal/progress.h"
 #include "terminal/terminal.h"
 
 namespace command {

@@ -1,5 +1,5 @@
 #include "subcommands/table.h"
-#include "terminal/progress.h"
+#include "terminal/terminal.h"
 
 namespace command {
 

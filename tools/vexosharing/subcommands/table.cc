@@ -1,6 +1,6 @@
 #include "subcommands/table.h"
 
-#include "terminal/progress.h"
+#include "terminal/terminal.h"
 
 namespace command {
 

@@ -15,7 +15,6 @@
 #include "cli/link_text.h"
 #include "cli/options.h"
 #include "cli/report.h"
-#include "terminal/json.h"
 #include "terminal/table.h"
 #include "terminal/text.h"
 

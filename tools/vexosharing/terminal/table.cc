@@ -106,18 +106,20 @@ void Table::Write(const std::vector<Cell>& row) const {
 }
 
 void DetailList::Add(const std::string& name, const std::string& text, Style style) {
-  lines_.push_back({name.empty() ? "" : Printable(name) + ":", Printable(text), style});
+  const Table::Cell heading(name.empty() ? "" : name + ":", Style::kHeading);
+  lines_.emplace_back(heading, Table::Cell(text, style));
 }
 
 DetailList::~DetailList() {
   size_t column = 0;
-  for (const Line& line : lines_) column = std::max(column, DisplayWidth(line.name));
-  column += kGapWidth;
-  for (const Line& line : lines_) {
-    std::cout << Styled(line.name, Style::kHeading);
-    size_t indent = column - DisplayWidth(line.name);
-    for (const std::string& part : Parts(line.text, column)) {
-      std::cout << std::string(indent, ' ') << Styled(part, line.style) << "\n";
+  for (const auto& [name, value] : lines_) {
+    column = std::max(column, DisplayWidth(name.text) + kGapWidth);
+  }
+  for (const auto& [name, value] : lines_) {
+    std::cout << Styled(name.text, name.style);
+    size_t indent = column - DisplayWidth(name.text);
+    for (const std::string& part : Parts(value.text, column)) {
+      std::cout << std::string(indent, ' ') << Styled(part, value.style) << "\n";
       indent = column;
     }
   }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "terminal/terminal.h"
@@ -65,13 +66,7 @@ class DetailList {
   void Add(const std::string& name, const std::string& text, Style style = Style::kPlain);
 
  private:
-  struct Line {
-    std::string name;
-    std::string text;
-    Style style;
-  };
-
-  std::vector<Line> lines_;
+  std::vector<std::pair<Table::Cell, Table::Cell>> lines_;
 };
 
 }  // namespace command
