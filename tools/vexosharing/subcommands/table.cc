@@ -1,6 +1,6 @@
 #include "subcommands/table.h"
 
-#include <string>
+#include "terminal/terminal.h"
 
 namespace command {
 
@@ -118,7 +118,17 @@ const std::vector<Subcommand>& Subcommands() {
 void AddSubcommand(CLI::App& parent, const Subcommand& subcommand, Action& action) {
   CLI::App& command = *parent.add_subcommand(subcommand.name, subcommand.description);
   command.footer(std::string("Example:\n  ") + subcommand.example);
-  subcommand.add(command, action);
+  const Action run = subcommand.add(command);
+  if (run) command.callback([&action, run] { action = run; });
+}
+
+std::function<bool(long done, long total)> ShowProgress(const std::string& what) {
+  const auto progress = std::make_shared<Progress>(what, 0);
+  return [progress](long done, long total) {
+    progress->SetTotal(total);
+    progress->Show(done);
+    return !Interrupted();
+  };
 }
 
 }  // namespace command
