@@ -1,4 +1,5 @@
-#include "cli/link_options.h"
+#include "subcommands/create.h"
+
 #include "subcommands/table.h"
 #include "terminal/terminal.h"
 
@@ -6,12 +7,7 @@ namespace command {
 
 namespace {
 
-struct Options : CommonOptions {
-  LinkOptions link;
-  bool qr = false;
-};
-
-void Print(const Options& options, const Entry& link) {
+void Print(const CreateOptions& options, const Entry& link) {
   admin::LinkUrls urls;
   const std::string url = UrlText(link, urls);
   if (options.json) {
@@ -31,9 +27,17 @@ void Print(const Options& options, const Entry& link) {
   }
 }
 
-ExitCode Create(Options& options) {
-  const ExitCode exit_code = ReadInputs(options.link);
-  if (exit_code != kSuccess) return exit_code;
+}  // namespace
+
+void AddCreateOptions(CLI::App& command, CreateOptions& options) {
+  AddLinkOptions(command, options.link);
+  CLI::Option* const qr =
+      command.add_flag("--qr", options.qr, "print the URL as a QR code");
+  AddCommon(command, options);
+  qr->excludes("--json");
+}
+
+ExitCode StoreNewLink(const CreateOptions& options) {
   Entry link;
   admin::DatabaseAccess access;
   Error error = NewLink(options.link.settings, link);
@@ -51,18 +55,15 @@ ExitCode Create(Options& options) {
   return kSuccess;
 }
 
-}  // namespace
-
 Action AddCreate(CLI::App& command) {
-  const auto options = std::make_shared<Options>();
-  AddLinkOptions(command, options->link);
+  const auto options = std::make_shared<CreateOptions>();
+  AddCreateOptions(command, *options);
   command.get_option("--project")->required();
   command.get_option("--owner")->required();
-  CLI::Option* const qr =
-      command.add_flag("--qr", options->qr, "print the URL as a QR code");
-  AddCommon(command, *options);
-  qr->excludes(command.get_option("--json"));
-  return [options] { return Create(*options); };
+  return [options] {
+    const ExitCode exit_code = ReadInputs(options->link);
+    return exit_code == kSuccess ? StoreNewLink(*options) : exit_code;
+  };
 }
 
 }  // namespace command

@@ -23,6 +23,13 @@ const std::vector<Subcommand>& Subcommands() {
        "vexosharing create --project photos --owner alice --expire 7d \\\n"
        "      --app @album.json --generate-password",
        AddCreate},
+      {"share",
+       "Create a link to a file or directory.\n"
+       "The web front end of this machine serves it.  The link belongs to the owner of\n"
+       "PATH, who must be able to read it.  If that is root, --owner is required.  The\n"
+       "link expires after 30 days unless --expire is given.\n" +
+           kValuesHelp,
+       "vexosharing share /srv/photos/summer --generate-password", AddShare},
       {"list",
        "List links.\n"
        "Links are sorted by creation time unless --order is given.  STATE is usable,\n"

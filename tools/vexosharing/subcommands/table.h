@@ -59,6 +59,7 @@ Action AddPurge(CLI::App& command);
 Action AddRestore(CLI::App& command);
 Action AddRevoke(CLI::App& command);
 Action AddRotate(CLI::App& command);
+Action AddShare(CLI::App& command);
 Action AddShow(CLI::App& command);
 Action AddStats(CLI::App& command);
 Action AddTransfer(CLI::App& command);
