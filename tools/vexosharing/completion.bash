@@ -17,6 +17,7 @@ _vexosharing_options() {
     --generate-password --user --group'
   case $1 in
     create) echo "$common $link --qr" ;;
+    share) echo "$common ${link//--project /} --qr" | sed 's/--no-match-ip/--match-ip/' ;;
     list) echo "$common --project --owner --state --search --order --reverse --columns --page
       --page-size" ;;
     edit) echo "$common $link --match-ip --no-keep --enable --disable --unprotect --where-project
@@ -37,7 +38,7 @@ _vexosharing_options() {
 }
 
 _vexosharing() {
-  local subcommands='create list show edit delete revoke rotate transfer purge visit check backup
+  local subcommands='create share list show edit delete revoke rotate transfer purge visit check backup
     restore export import block stats help'
   local word=${COMP_WORDS[COMP_CWORD]}
   local before=${COMP_WORDS[COMP_CWORD - 1]}
@@ -101,7 +102,7 @@ _vexosharing() {
     return
   fi
   case $subcommand in
-    backup | restore | export | import) _vexosharing_files "$word" ;;
+    share | backup | restore | export | import) _vexosharing_files "$word" ;;
     help)
       if [[ $COMP_CWORD -eq 2 ]]; then _vexosharing_words "$subcommands" "$word"; fi
       ;;

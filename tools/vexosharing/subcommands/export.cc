@@ -1,26 +1,13 @@
-#include <iostream>
-#include <memory>
-#include <string>
-
-#include "admin/database_access.h"
-#include "admin/link_json.h"
 #include "admin/link_line.h"
-#include "cli/interrupt.h"
-#include "cli/link_text.h"
 #include "cli/new_file.h"
-#include "cli/options.h"
-#include "cli/report.h"
 #include "subcommands/table.h"
-#include "terminal/json.h"
-#include "terminal/progress.h"
-#include "terminal/text.h"
+#include "terminal/terminal.h"
 
 namespace command {
 
 namespace {
 
-struct Options {
-  CommonOptions common;
+struct Options : CommonOptions {
   std::string file = "-";
   bool with_secrets = false;
   bool force = false;
@@ -45,12 +32,10 @@ bool WriteLinks(admin::LinkReader& reader, bool with_secrets, NewFile* file) {
 
 void Print(const Options& options, const admin::LinkReader& reader) {
   const long written = reader.done() - static_cast<long>(reader.unreadable().size());
-  if (options.common.json) {
-    Json::Value out(Json::objectValue);
-    out["file"] = options.file;
-    out["exported"] = Json::Int64{written};
-    out["unreadable"] = UnreadableJson(reader.unreadable());
-    PrintJson(out);
+  if (options.json) {
+    PrintJson(admin::JsonObject({{"file", options.file},
+                                 {"exported", Json::Int64{written}},
+                                 {"unreadable", UnreadableJson(reader.unreadable())}}));
   } else {
     std::cout << "Exported " << Counted(written, "link") << " to "
               << Printable(options.file) << ".\n";
@@ -59,13 +44,11 @@ void Print(const Options& options, const admin::LinkReader& reader) {
 
 ExitCode Export(const Options& options) {
   admin::DatabaseAccess access;
-  if (admin::Error error = access.Open(options.common.database, admin::Access::kRead)) {
-    return Fail(error);
-  }
+  if (Error error = access.Open(options.database, Access::kRead)) return Fail(error);
   std::unique_ptr<NewFile> file;
   if (options.file != "-") {
     file = std::make_unique<NewFile>(options.file, options.force);
-    if (!file->Make(options.common.database)) return kRefused;
+    if (!file->Make(options.database)) return kRefused;
   }
   admin::LinkReader reader(access.database(), "", "id");
   if (!WriteLinks(reader, options.with_secrets, file.get())) return kRefused;
@@ -85,15 +68,15 @@ ExitCode Export(const Options& options) {
 
 }  // namespace
 
-void AddExport(CLI::App& command, Action& action) {
+Action AddExport(CLI::App& command) {
   const auto options = std::make_shared<Options>();
   command.add_option("FILE", options->file, "file to create (default: standard output)")
       ->transform(NotEmpty());
   command.add_flag("--with-secrets", options->with_secrets,
                    "include stored passwords and private data");
   command.add_flag("--force", options->force, "replace an existing file");
-  AddCommon(command, options->common);
-  SetAction(command, action, options, Export);
+  AddCommon(command, *options);
+  return [options] { return Export(*options); };
 }
 
 }  // namespace command

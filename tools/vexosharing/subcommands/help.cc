@@ -1,13 +1,8 @@
-#include <iostream>
-#include <memory>
-#include <string>
-#include <vector>
-
 #include "subcommands/table.h"
 
 namespace command {
 
-void AddHelp(CLI::App& command, Action& /*action*/) {
+Action AddHelp(CLI::App& command) {
   const auto names = std::make_shared<std::vector<std::string>>();
   command.add_option("SUBCOMMAND", *names, "subcommand (default: all of them)");
   // While the command line is parsed, as --help: neither root nor a database is needed.
@@ -25,6 +20,7 @@ void AddHelp(CLI::App& command, Action& /*action*/) {
                                                    CLI::AppFormatMode::Normal);
     throw CLI::Success();
   });
+  return nullptr;
 }
 
 }  // namespace command

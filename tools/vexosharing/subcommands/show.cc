@@ -1,27 +1,14 @@
 #include <ctime>
-#include <memory>
-#include <string>
-#include <vector>
 
-#include "admin/access.h"
-#include "admin/database_access.h"
-#include "admin/json_text.h"
-#include "admin/link_json.h"
+#include "admin/accounts.h"
 #include "cli/date.h"
-#include "cli/link_text.h"
-#include "cli/options.h"
-#include "cli/report.h"
 #include "subcommands/table.h"
-#include "terminal/json.h"
-#include "terminal/table.h"
-#include "terminal/text.h"
 
 namespace command {
 
 namespace {
 
-struct Options {
-  CommonOptions common;
+struct Options : CommonOptions {
   std::string hash;
 };
 
@@ -88,7 +75,7 @@ void PrintDetails(const Entry& link, const std::string& url, long tokens, long n
 
 ExitCode Show(const Options& options) {
   admin::DatabaseAccess access;
-  admin::Error error = access.Open(options.common.database, admin::Access::kRead);
+  Error error = access.Open(options.database, Access::kRead);
   if (error) return Fail(error);
   admin::LinkAdmin links(access.database());
   Entry link;
@@ -99,7 +86,7 @@ ExitCode Show(const Options& options) {
   admin::LinkUrls urls;
   const std::string url = UrlText(link, urls);
   const long now = time(nullptr);
-  if (options.common.json) {
+  if (options.json) {
     Json::Value out = LinkDetailsJson(link, urls, now);
     out["tokens"] = Json::Int64{tokens};
     PrintJson(out);
@@ -111,11 +98,11 @@ ExitCode Show(const Options& options) {
 
 }  // namespace
 
-void AddShow(CLI::App& command, Action& action) {
+Action AddShow(CLI::App& command) {
   const auto options = std::make_shared<Options>();
   AddHash(command, options->hash);
-  AddCommon(command, options->common);
-  SetAction(command, action, options, Show);
+  AddCommon(command, *options);
+  return [options] { return Show(*options); };
 }
 
 }  // namespace command

@@ -1,6 +1,6 @@
 #include "subcommands/table.h"
 
-#include <string>
+#include "terminal/terminal.h"
 
 namespace command {
 
@@ -23,6 +23,13 @@ const std::vector<Subcommand>& Subcommands() {
        "vexosharing create --project photos --owner alice --expire 7d \\\n"
        "      --app @album.json --generate-password",
        AddCreate},
+      {"share",
+       "Create a link to a file or directory.\n"
+       "The web front end of this machine serves it.  The link belongs to the owner of\n"
+       "PATH, who must be able to read it.  If that is root, --owner is required.  The\n"
+       "link expires after 30 days unless --expire is given.\n" +
+           kValuesHelp,
+       "vexosharing share /srv/photos/summer --generate-password", AddShare},
       {"list",
        "List links.\n"
        "Links are sorted by creation time unless --order is given.  STATE is usable,\n"
@@ -118,7 +125,17 @@ const std::vector<Subcommand>& Subcommands() {
 void AddSubcommand(CLI::App& parent, const Subcommand& subcommand, Action& action) {
   CLI::App& command = *parent.add_subcommand(subcommand.name, subcommand.description);
   command.footer(std::string("Example:\n  ") + subcommand.example);
-  subcommand.add(command, action);
+  const Action run = subcommand.add(command);
+  if (run) command.callback([&action, run] { action = run; });
+}
+
+std::function<bool(long done, long total)> ShowProgress(const std::string& what) {
+  const auto progress = std::make_shared<Progress>(what, 0);
+  return [progress](long done, long total) {
+    progress->SetTotal(total);
+    progress->Show(done);
+    return !Interrupted();
+  };
 }
 
 }  // namespace command

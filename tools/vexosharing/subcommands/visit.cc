@@ -1,21 +1,11 @@
 #include <arpa/inet.h>
-#include <unistd.h>
 
 #include <cstdlib>
-#include <iostream>
-#include <memory>
-#include <string>
 
-#include "admin/database_access.h"
-#include "cli/options.h"
-#include "cli/report.h"
-#include "cli/secret_input.h"
-#include "keys.h"
+#include "cli/input.h"
 #include "result_code.h"
 #include "sharinglogin.h"
 #include "subcommands/table.h"
-#include "terminal/json.h"
-#include "terminal/text.h"
 
 namespace command {
 
@@ -70,11 +60,10 @@ Result Visit(const Options& options, const admin::Secret& password,
 
 void Print(const Options& options, const Result& result) {
   if (options.json) {
-    Json::Value out(Json::objectValue);
-    out["action"] = options.action;
-    out["hash"] = options.hash;
-    out["result"] = result.code;
-    out["meaning"] = result.meaning;
+    Json::Value out = admin::JsonObject({{"action", options.action},
+                                         {"hash", options.hash},
+                                         {"result", result.code},
+                                         {"meaning", result.meaning}});
     if (!result.session_id.empty()) out["session_id"] = result.session_id;
     PrintJson(out);
     return;
@@ -94,10 +83,8 @@ ExitCode Run(const Options& options) {
     return kUsageError;
   }
   admin::DatabaseAccess access;  // reports what the library would only log
-  if (admin::Error error =
-          access.Open(VEXO::sharing::SZF_SHARING_DB_PATH, admin::Access::kWrite)) {
-    return Fail(error);
-  }
+  const Error error = access.Open(VEXO::sharing::SZF_SHARING_DB_PATH, Access::kWrite);
+  if (error) return Fail(error);
   setenv("REMOTE_ADDR", options.address.c_str(), 1);
   const Result result = Visit(options, password, given.empty() ? session.text() : given);
   Print(options, result);
@@ -117,7 +104,7 @@ CLI::Validator Address() {
 
 }  // namespace
 
-void AddVisit(CLI::App& command, Action& action) {
+Action AddVisit(CLI::App& command) {
   const auto options = std::make_shared<Options>();
   AddHash(command, options->hash);
   command.add_option("ACTION", options->action, "login, check or logout")
@@ -134,7 +121,7 @@ void AddVisit(CLI::App& command, Action& action) {
   command.add_flag("--password-stdin", options->password_stdin,
                    "read the password from standard input");
   AddJson(command, options->json);
-  SetAction(command, action, options, Run);
+  return [options] { return Run(*options); };
 }
 
 }  // namespace command
