@@ -77,8 +77,8 @@ ExitCode Restore(const Options& options) {
 
 Action AddBackup(CLI::App& command) {
   const auto options = std::make_shared<Options>();
-  command.add_option("FILE", options->file, "file to create; - for standard output")
-      ->transform(NotEmpty())
+  AddValue(command, "FILE", options->file, "PATH", NotEmpty(),
+           "file to create; - for standard output")
       ->required();
   command.add_flag("--force", options->force, "replace an existing file");
   AddCommon(command, *options);
@@ -87,8 +87,7 @@ Action AddBackup(CLI::App& command) {
 
 Action AddRestore(CLI::App& command) {
   const auto options = std::make_shared<Options>();
-  command.add_option("FILE", options->file, "backup to restore")
-      ->transform(NotEmpty())
+  AddValue(command, "FILE", options->file, "PATH", NotEmpty(), "backup to restore")
       ->required();
   AddCommon(command, *options);
   return [options] { return Restore(*options); };

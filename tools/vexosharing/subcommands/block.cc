@@ -109,9 +109,8 @@ Action AddBlockList(CLI::App& command) {
 
 Action AddBlockClear(CLI::App& command) {
   const auto options = std::make_shared<Options>();
-  command.add_option("ADDRESS", options->address, "IP address")
-      ->required()
-      ->transform(NotEmpty());
+  AddValue(command, "ADDRESS", options->address, "IP", NotEmpty(), "IP address")
+      ->required();
   AddJson(command, options->json);
   return [options] { return Clear(*options); };
 }

@@ -25,130 +25,125 @@ bool IsBlank(const std::string& text) {
 
 class Importer {
  public:
-  Importer(const Options& options, admin::BaseDB& database)
-      : options_(options), database_(database), links_(database) {}
+  Importer(const Options& options, LineReader& lines, admin::BaseDB& database)
+      : options_(options), lines_(lines), database_(database), links_(database) {}
 
   /// Imports every line, in batches of one transaction each.
-  ExitCode Run(LineReader& lines);
+  ExitCode Run() {
+    if (options_.json) {
+      std::cout << "{\"new_hashes\":";
+      new_hashes_.Begin();
+    }
+    bool more = true;
+    while (more) {
+      more = ReadBatch();
+      if (const Error error = StoreBatch()) {
+        const ExitCode exit_code = Fail(error);
+        ReportError(Counted(counts_.imported, "link") + " imported before the error");
+        return exit_code;
+      }
+      // Progress on the same terminal would overwrite the JSON array.
+      if (!options_.json || !IsOutputTerminal()) progress_.Show(lines_.number());
+    }
+    progress_.Wipe();
+    Print();
+    if (!lines_.good()) {
+      return Fail(kRefused, "cannot read beyond line " + std::to_string(lines_.number()) +
+                                ": " + strerror(lines_.error()));
+    }
+    if (Interrupted()) {
+      return Fail(kInterrupted,
+                  "interrupted: " + Counted(counts_.imported, "link") + " imported");
+    }
+    return refused_ == 0 && counts_.skipped == 0 ? kSuccess : kRefused;
+  }
 
  private:
   /// Reads a batch; false when it is the last one.  No lock is held meanwhile, because
   /// the input may be slow.
-  bool ReadBatch(LineReader& lines, std::vector<admin::LineLink>& batch);
-  /// Prints the links that got a new hash.
-  Error StoreBatch(std::vector<admin::LineLink>& batch);
-  void Print();
+  bool ReadBatch() {
+    batch_.clear();
+    std::string text;
+    size_t bytes = 0;
+    while (batch_.size() < kBatch && bytes < kBatchBytes) {
+      if (!lines_.Next(text)) return false;
+      if (IsBlank(text) && !lines_.too_long()) continue;
+      admin::LineLink line;
+      Error error = {admin::kBadParameter, "line too long", ""};
+      if (!lines_.too_long()) error = ParseLinkLine(text, database_, line);
+      if (!error) {
+        batch_.push_back(line);
+        bytes += text.size();
+        continue;
+      }
+      ++refused_;
+      progress_.Wipe();
+      ReportError("line " + std::to_string(lines_.number()) + ": " + error.Text());
+      if (!options_.keep_going) return false;
+    }
+    return true;
+  }
+
+  /// Stores the batch, and prints the links that got a new hash.
+  Error StoreBatch() {
+    std::vector<admin::NewHash> renamed;
+    Error error = links_.Import(batch_, options_.new_hash, counts_, renamed);
+    if (error || !renamed.empty()) progress_.Wipe();
+    for (const auto& [from, to] : renamed) {
+      if (options_.json) {
+        new_hashes_.Add(admin::JsonObject({{"from", from}, {"to", to}}));
+      } else {
+        std::cout << Printable(from) << ": new hash " << Printable(to) << "\n";
+      }
+    }
+    return error;
+  }
+
+  void Print() {
+    if (options_.json) {
+      new_hashes_.End();
+      const Json::Value out =
+          admin::JsonObject({{"imported", Json::Int64{counts_.imported}},
+                             {"skipped", Json::Int64{counts_.skipped}},
+                             {"refused", Json::Int64{refused_}},
+                             {"disabled", Json::Int64{counts_.disabled}}});
+      std::cout << "," << admin::JsonText(out).substr(1) << "\n";  // continues the object
+      return;
+    }
+    DetailList list;
+    list.Add("Imported", Counted(counts_.imported, "link"));
+    if (counts_.disabled > 0) {
+      list.Add("Disabled",
+               Counted(counts_.disabled, "link") +
+                   " without a password in the file; use vexosharing edit HASH "
+                   "--generate-password --enable",
+               Style::kWarning);
+    }
+    if (counts_.skipped > 0) {
+      list.Add("Skipped",
+               Counted(counts_.skipped, "link") +
+                   " with an existing hash; use --new-hash to assign a new one",
+               Style::kWarning);
+    }
+    if (refused_ > 0) {
+      const char* const advice =
+          options_.keep_going
+              ? ""
+              : ", the rest was not read; use --keep-going to skip invalid lines";
+      list.Add("Refused", Counted(refused_, "line") + advice, Style::kBad);
+    }
+  }
 
   const Options& options_;
+  LineReader& lines_;
   admin::BaseDB& database_;
   admin::LinkAdmin links_;
+  std::vector<admin::LineLink> batch_;
   JsonArrayWriter new_hashes_;
   admin::ImportCounts counts_;
   long refused_ = 0;
   Progress progress_{"importing, line", 0};
 };
-
-ExitCode Importer::Run(LineReader& lines) {
-  if (options_.json) {
-    std::cout << "{\"new_hashes\":";
-    new_hashes_.Begin();
-  }
-  std::vector<admin::LineLink> batch;
-  bool more = true;
-  while (more) {
-    more = ReadBatch(lines, batch);
-    if (const Error error = StoreBatch(batch)) {
-      const ExitCode exit_code = Fail(error);
-      ReportError(Counted(counts_.imported, "link") + " imported before the error");
-      return exit_code;
-    }
-    // Progress on the same terminal would overwrite the JSON array.
-    if (!options_.json || !IsOutputTerminal()) progress_.Show(lines.number());
-  }
-  progress_.Wipe();
-  Print();
-  if (!lines.good()) {
-    return Fail(kRefused, "cannot read beyond line " + std::to_string(lines.number()) +
-                              ": " + strerror(lines.error()));
-  }
-  if (Interrupted()) {
-    return Fail(kInterrupted,
-                "interrupted: " + Counted(counts_.imported, "link") + " imported");
-  }
-  return refused_ == 0 && counts_.skipped == 0 ? kSuccess : kRefused;
-}
-
-bool Importer::ReadBatch(LineReader& lines, std::vector<admin::LineLink>& batch) {
-  batch.clear();
-  std::string text;
-  size_t bytes = 0;
-  while (batch.size() < kBatch && bytes < kBatchBytes) {
-    if (!lines.Next(text)) return false;
-    if (IsBlank(text) && !lines.too_long()) continue;
-    admin::LineLink line;
-    Error error = {admin::kBadParameter, "line too long", ""};
-    if (!lines.too_long()) error = ParseLinkLine(text, database_, line);
-    if (!error) {
-      batch.push_back(line);
-      bytes += text.size();
-      continue;
-    }
-    ++refused_;
-    progress_.Wipe();
-    ReportError("line " + std::to_string(lines.number()) + ": " + error.Text());
-    if (!options_.keep_going) return false;
-  }
-  return true;
-}
-
-Error Importer::StoreBatch(std::vector<admin::LineLink>& batch) {
-  std::vector<admin::NewHash> renamed;
-  Error error = links_.Import(batch, options_.new_hash, counts_, renamed);
-  if (error || !renamed.empty()) progress_.Wipe();
-  for (const auto& [from, to] : renamed) {
-    if (options_.json) {
-      new_hashes_.Add(admin::JsonObject({{"from", from}, {"to", to}}));
-    } else {
-      std::cout << Printable(from) << ": new hash " << Printable(to) << "\n";
-    }
-  }
-  return error;
-}
-
-void Importer::Print() {
-  if (options_.json) {
-    new_hashes_.End();
-    const Json::Value out =
-        admin::JsonObject({{"imported", Json::Int64{counts_.imported}},
-                           {"skipped", Json::Int64{counts_.skipped}},
-                           {"refused", Json::Int64{refused_}},
-                           {"disabled", Json::Int64{counts_.disabled}}});
-    std::cout << "," << admin::JsonText(out).substr(1) << "\n";  // continues the object
-    return;
-  }
-  DetailList list;
-  list.Add("Imported", Counted(counts_.imported, "link"));
-  if (counts_.disabled > 0) {
-    list.Add("Disabled",
-             Counted(counts_.disabled, "link") +
-                 " without a password in the file; use vexosharing edit HASH "
-                 "--generate-password --enable",
-             Style::kWarning);
-  }
-  if (counts_.skipped > 0) {
-    list.Add("Skipped",
-             Counted(counts_.skipped, "link") +
-                 " with an existing hash; use --new-hash to assign a new one",
-             Style::kWarning);
-  }
-  if (refused_ > 0) {
-    const char* const advice =
-        options_.keep_going
-            ? ""
-            : ", the rest was not read; use --keep-going to skip invalid lines";
-    list.Add("Refused", Counted(refused_, "line") + advice, Style::kBad);
-  }
-}
 
 ExitCode Import(const Options& options) {
   LineReader lines(options.file);
@@ -157,7 +152,7 @@ ExitCode Import(const Options& options) {
   }
   admin::DatabaseAccess access;
   if (Error error = access.Open(options.database, Access::kCreate)) return Fail(error);
-  return Importer(options, access.database()).Run(lines);
+  return Importer(options, lines, access.database()).Run();
 }
 
 }  // namespace

@@ -95,25 +95,14 @@ std::vector<size_t> SelectColumns(const std::string& list) {
   return selected;
 }
 
-CLI::Validator ColumnList() {
-  return CLI::Validator(
-      [](std::string& text) -> std::string {
-        if (!SelectColumns(text).empty()) return "";
-        return "invalid column list \"" + text + "\": must consist of " +
-               Join(Names(kColumns));
-      },
-      "");
+std::string CheckColumns(const std::string& list) {
+  if (!SelectColumns(list).empty()) return "";
+  return "invalid column list \"" + list + "\": must consist of " + Join(Names(kColumns));
 }
 
 std::string ProtectionText(const Entry& link) {
-  switch (link.get_protect_type()) {
-    case Entry::PROTECT_PASSWORD:
-      return "password";
-    case Entry::PROTECT_USER:
-      return "user";
-    default:
-      return "none";
-  }
+  if (link.get_protect_type() == Entry::PROTECT_NONE) return "none";
+  return link.get_protect_type() == Entry::PROTECT_USER ? "user" : "password";
 }
 
 /// The cells of a link in the order of kColumns.  `owners` holds the names found so far.
@@ -223,25 +212,18 @@ ExitCode List(const Options& options) {
 Action AddList(CLI::App& command) {
   const auto options = std::make_shared<Options>();
   AddFilters(command, options->filter, "--");
-  command
-      .add_option("--order", options->order,
-                  "created, hash, project, owner, start, expire or uses")
-      ->check(OneOf(Names(kOrders)))
-      ->type_name("COLUMN");
+  AddValue(command, "--order", options->order, "COLUMN", OneOf(Names(kOrders)),
+           "created, hash, project, owner, start, expire or uses");
   command.add_flag("--reverse", options->reverse, "reverse the order");
   CLI::Option* const columns =
-      command.add_option("--columns", options->columns, "columns to print");
-  columns->check(ColumnList())->type_name("LIST");
-  command.add_option("--page", options->page, "print this page, starting at 1")
-      ->transform(WholeNumber(1))
-      ->type_name("N");
-  CLI::Option* const page_size =
-      command
-          .add_option("--page-size", options->page_size, "links per page (default: 50)")
-          ->transform(WholeNumber(1))
-          ->type_name("N");
+      AddValue(command, "--columns", options->columns, "LIST",
+               CLI::Validator(CheckColumns, ""), "columns to print");
+  AddValue(command, "--page", options->page, "N", WholeNumber(1),
+           "print this page, starting at 1");
+  CLI::Option* const page_size = AddValue(command, "--page-size", options->page_size, "N",
+                                          WholeNumber(1), "links per page (default: 50)");
   AddCommon(command, *options);
-  columns->excludes(command.get_option("--json"));
+  columns->excludes("--json");
   return [options, page_size] {
     if (page_size->count() > 0 && options->page == 0) options->page = 1;
     return List(*options);
