@@ -46,8 +46,8 @@ ExitCode Backup(const Options& options) {
   if (!file.Publish()) return kRefused;
   if (file.is_standard_output()) return kSuccess;
   if (options.json) {
-    PrintJson(admin::JsonObject(
-        {{"file", options.file}, {"bytes", Json::Int64{status.st_size}}}));
+    PrintJson(
+        JsonObject({{"file", options.file}, {"bytes", Json::Int64{status.st_size}}}));
   } else {
     std::cout << "Wrote " << Counted(status.st_size, "byte") << " to "
               << Printable(options.file) << ".\n";
@@ -62,9 +62,9 @@ ExitCode Restore(const Options& options) {
   if (error) return Fail(error);
   const std::string& kept = restored.kept;
   if (options.json) {
-    PrintJson(admin::JsonObject({{"file", options.file},
-                                 {"kept", kept.empty() ? Json::Value() : kept},
-                                 {"links", Json::Int64{restored.links}}}));
+    PrintJson(JsonObject({{"file", options.file},
+                          {"kept", kept.empty() ? Json::Value() : kept},
+                          {"links", Json::Int64{restored.links}}}));
   } else {
     std::cout << "Restored " << Counted(restored.links, "link")
               << (kept.empty() ? "" : "; the previous database is " + Printable(kept))

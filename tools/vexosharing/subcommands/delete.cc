@@ -14,7 +14,7 @@ Action AddOperation(CLI::App& command, const std::string& verb, Operation operat
                        LinkChange& change) {
     long revoked = 0;
     Error error = (links.*operation)(hash, revoked);
-    change.json = admin::JsonObject({{"hash", hash}, {"revoked", Json::Int64{revoked}}});
+    change.json = JsonObject({{"hash", hash}, {"revoked", Json::Int64{revoked}}});
     change.text = verb + "d, " + Counted(revoked, "token");
     return error;
   };

@@ -14,13 +14,8 @@ namespace command {
 
 namespace {
 
-/// A value of --order and its SQL.
-struct Order {
-  const char* name;
-  const char* sql;
-};
-
-const Order kOrders[] = {
+/// Values of --order and their SQL.
+const std::pair<const char*, const char*> kOrders[] = {
     {"created", "id"},
     {"hash", "hash"},
     {"project", "project_name"},
@@ -30,13 +25,8 @@ const Order kOrders[] = {
     {"expire", "CASE expire_at WHEN 0 THEN 9223372036854775807 ELSE expire_at END"},
     {"uses", "use_count"}};
 
-/// A value of --columns and its heading.
-struct ListColumn {
-  const char* name;
-  Table::Column heading;
-};
-
-const ListColumn kColumns[] = {
+/// Names in --columns and their headings.
+const std::pair<const char*, Table::Column> kColumns[] = {
     {"hash", "HASH"},
     {"title", {"TITLE", true}},
     {"project", {"PROJECT", true}},
@@ -60,7 +50,7 @@ struct Options : CommonOptions {
 template <class Row, size_t size>
 std::vector<std::string> Names(const Row (&table)[size]) {
   std::vector<std::string> names;
-  for (const Row& row : table) names.emplace_back(row.name);
+  for (const Row& row : table) names.emplace_back(row.first);
   return names;
 }
 
@@ -68,12 +58,12 @@ std::vector<std::string> Names(const Row (&table)[size]) {
 template <class Row, size_t size>
 const Row* Find(const Row (&table)[size], const std::string& name) {
   return std::find_if(table, table + size,
-                      [&name](const Row& row) { return name == row.name; });
+                      [&name](const Row& row) { return name == row.first; });
 }
 
 std::string OrderSql(const Options& options) {
   const std::string direction = options.reverse ? " DESC" : "";
-  const std::string column = Find(kOrders, options.order)->sql;
+  const std::string column = Find(kOrders, options.order)->second;
   return column == "id" ? "id" + direction : column + direction + ", id" + direction;
 }
 
@@ -88,7 +78,7 @@ std::vector<size_t> SelectColumns(const std::string& list) {
   std::vector<size_t> selected;
   std::istringstream names(list + ",");
   for (std::string name; std::getline(names, name, ',');) {
-    const ListColumn* const column = Find(kColumns, name);
+    const auto* const column = Find(kColumns, name);
     if (column == std::end(kColumns)) return {};
     selected.push_back(static_cast<size_t>(column - kColumns));
   }
@@ -139,7 +129,7 @@ void PrintTable(const Options& options, admin::LinkReader& reader, long now) {
   const std::vector<size_t> columns = SelectColumns(options.columns);
   std::vector<Table::Column> headings;
   headings.reserve(columns.size());
-  for (const size_t column : columns) headings.push_back(kColumns[column].heading);
+  for (const size_t column : columns) headings.push_back(kColumns[column].second);
   Table table(headings);
   std::map<unsigned int, std::string> owners;
   ForEach(reader, [&](const Entry& link) {

@@ -108,6 +108,27 @@ void AddSubcommand(CLI::App& parent, const Subcommand& subcommand, Action& actio
   if (run) command.callback([&action, run] { action = run; });
 }
 
+Action AddHelp(CLI::App& command) {
+  const auto names = std::make_shared<std::vector<std::string>>();
+  command.add_option("SUBCOMMAND", *names, "subcommand (default: all of them)");
+  // While the command line is parsed, as --help: neither root nor a database is needed.
+  command.callback([names, &command] {
+    const CLI::App* shown = command.get_parent();
+    std::string path = shown->get_name();
+    for (const std::string& name : *names) {
+      const auto found = shown->get_subcommands(
+          [&name](const CLI::App* app) { return app->get_name() == name; });
+      if (found.empty()) throw CLI::ValidationError("unknown subcommand: " + name);
+      shown = found.front();
+      path += " " + name;
+    }
+    std::cout << shown->get_formatter()->make_help(shown, path,
+                                                   CLI::AppFormatMode::Normal);
+    throw CLI::Success();
+  });
+  return nullptr;
+}
+
 std::function<bool(long done, long total)> ShowProgress(const std::string& what) {
   const auto progress = std::make_shared<Progress>(what, 0);
   return [progress](long done, long total) {

@@ -23,6 +23,7 @@ namespace command {
 
 using admin::Access;
 using admin::Error;
+using admin::JsonObject;
 
 /// Runs the subcommand after its command line has been parsed.
 using Action = std::function<ExitCode()>;

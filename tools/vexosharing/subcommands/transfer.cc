@@ -23,7 +23,7 @@ ExitCode Transfer(const Options& options) {
   error = admin::LinkAdmin(access.database(), Interrupted).Transfer(*from, *to, count);
   if (error) return Fail(error);
   if (options.json) {
-    PrintJson(admin::JsonObject(
+    PrintJson(JsonObject(
         {{"from_uid", *from}, {"to_uid", *to}, {"links", Json::Int64{count}}}));
   } else if (count > 0) {
     std::cout << "Transferred " << Counted(count, "link") << " from " << UserText(*from)

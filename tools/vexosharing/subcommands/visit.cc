@@ -53,10 +53,10 @@ Result Visit(const Options& options, const admin::Secret& password,
 
 void Print(const Options& options, const Result& result) {
   if (options.json) {
-    Json::Value out = admin::JsonObject({{"action", options.action},
-                                         {"hash", options.hash},
-                                         {"result", result.code},
-                                         {"meaning", result.meaning}});
+    Json::Value out = JsonObject({{"action", options.action},
+                                  {"hash", options.hash},
+                                  {"result", result.code},
+                                  {"meaning", result.meaning}});
     if (!result.session_id.empty()) out["session_id"] = result.session_id;
     PrintJson(out);
     return;
