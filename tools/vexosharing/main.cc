@@ -11,10 +11,8 @@
 
 #include "admin/database_access.h"
 #include "base/standard_streams.h"
-#include "cli/exit_code.h"
 #include "cli/help.h"
 #include "cli/interrupt.h"
-#include "cli/output.h"
 #include "cli/report.h"
 #include "subcommands/table.h"
 #include "terminal/text.h"

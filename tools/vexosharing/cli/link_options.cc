@@ -6,10 +6,9 @@
 #include <iterator>
 
 #include "admin/json_text.h"
-#include "cli/argument_file.h"
+#include "cli/input.h"
 #include "cli/options.h"
 #include "cli/report.h"
-#include "cli/secret_input.h"
 
 namespace command {
 

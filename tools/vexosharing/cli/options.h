@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/exit_code.h"
+#include "cli/report.h"
 #include "keys.h"
 
 namespace command {

@@ -1,5 +1,8 @@
 #include "cli/report.h"
 
+#include <poll.h>
+#include <unistd.h>
+
 #include <iostream>
 #include <utility>
 
@@ -30,6 +33,18 @@ ExitCode Fail(const admin::Error& error) {
     if (error.code == code) return Fail(exit_code, error.Text());
   }
   return Fail(kRefused, error.Text());
+}
+
+bool FlushOutput() { return std::cout.flush().good(); }
+
+ExitCode CloseOutput(ExitCode exit_code) {
+  if (FlushOutput() || exit_code == kInterrupted) return exit_code;
+  pollfd output = {STDOUT_FILENO, POLLOUT, 0};
+  if (poll(&output, 1, 0) == 1 && (output.revents & (POLLERR | POLLHUP)) != 0) {
+    return exit_code == kSuccess ? kReaderLeft : exit_code;
+  }
+  return Fail(exit_code == kSuccess ? kRefused : exit_code,
+              "cannot write to standard output: the output is incomplete");
 }
 
 }  // namespace command

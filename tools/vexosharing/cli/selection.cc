@@ -11,7 +11,6 @@
 #include "admin/link_reader.h"
 #include "cli/interrupt.h"
 #include "cli/link_text.h"
-#include "cli/output.h"
 #include "cli/report.h"
 #include "terminal/json.h"
 #include "terminal/text.h"

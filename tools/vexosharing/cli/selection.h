@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "admin/link_admin.h"
-#include "cli/exit_code.h"
 #include "cli/options.h"
+#include "cli/report.h"
 
 namespace command {
 

@@ -1,5 +1,3 @@
-#include <algorithm>
-
 #include "admin/database_check.h"
 #include "subcommands/table.h"
 

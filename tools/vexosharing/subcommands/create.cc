@@ -1,5 +1,4 @@
 #include "cli/link_options.h"
-#include "cli/output.h"
 #include "subcommands/table.h"
 #include "terminal/qr_code.h"
 

@@ -1,7 +1,7 @@
 #include <cstring>
 
 #include "admin/link_line.h"
-#include "cli/line_reader.h"
+#include "cli/input.h"
 #include "cli/new_file.h"
 #include "subcommands/table.h"
 #include "terminal/progress.h"

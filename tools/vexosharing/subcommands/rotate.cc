@@ -1,6 +1,5 @@
 #include <ctime>
 
-#include "cli/output.h"
 #include "subcommands/table.h"
 
 namespace command {

@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "cli/secret_input.h"
+#include "cli/input.h"
 #include "result_code.h"
 #include "sharinglogin.h"
 #include "subcommands/table.h"

@@ -1,26 +1,8 @@
 #include "terminal/progress.h"
 
 #include <iostream>
-#include <utility>
-
-#include "terminal/terminal.h"
 
 namespace command {
-
-namespace {
-
-// An operation that ends before the first pause shows no progress.
-constexpr std::chrono::milliseconds kPause(200);
-
-}  // namespace
-
-Progress::Progress(std::string what, long total)
-    : what_(std::move(what)),
-      total_(total),
-      terminal_(IsErrorTerminal()),
-      next_(Clock::now() + kPause) {}
-
-Progress::~Progress() { Wipe(); }
 
 void Progress::Show(long done) {
   if (Clock::now() >= next_) ShowNow(done);

@@ -2,6 +2,9 @@
 
 #include <chrono>
 #include <string>
+#include <utility>
+
+#include "terminal/terminal.h"
 
 namespace command {
 
@@ -10,8 +13,8 @@ namespace command {
 class Progress {
  public:
   /// `what` names the operation, as in "reading links"; a total of 0 means unknown.
-  Progress(std::string what, long total);
-  ~Progress();
+  Progress(std::string what, long total) : what_(std::move(what)), total_(total) {}
+  ~Progress() { Wipe(); }
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
@@ -28,12 +31,14 @@ class Progress {
 
  private:
   using Clock = std::chrono::steady_clock;
+  // An operation that ends before the first pause shows no progress.
+  static constexpr std::chrono::milliseconds kPause{200};
 
   std::string what_;
   long total_;
-  bool terminal_;
+  bool terminal_ = IsErrorTerminal();
   bool shown_ = false;
-  Clock::time_point next_;
+  Clock::time_point next_ = Clock::now() + kPause;
 };
 
 }  // namespace command

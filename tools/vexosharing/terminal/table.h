@@ -43,14 +43,12 @@ class Table {
  private:
   void Flush();
   void KeepToTerminal();
-  size_t TotalWidth() const;
   void Write(const std::vector<Cell>& row) const;
 
-  std::vector<Cell> headings_;
-  std::vector<std::vector<Cell>> rows_;
+  std::vector<std::vector<Cell>> rows_;  // not written yet; the headings are the first
   std::vector<size_t> widths_;
   std::vector<bool> may_be_cut_;
-  bool begun_ = false;
+  bool has_rows_ = false;
 };
 
 /// Names and values in two columns.  On a terminal, long values continue on the next

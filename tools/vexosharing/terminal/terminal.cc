@@ -11,25 +11,6 @@ namespace command {
 
 namespace {
 
-constexpr size_t kUsualWidth = 80;
-
-const char* Code(Style style) {
-  switch (style) {
-    case Style::kHeading:
-      return "1";
-    case Style::kGood:
-      return "32";
-    case Style::kBad:
-      return "31";
-    case Style::kWarning:
-      return "33";
-    case Style::kFaint:
-      return "2";
-    default:
-      return "";
-  }
-}
-
 /// The text of an environment variable; empty when it is not set.
 std::string Variable(const char* name) {
   const char* const value = getenv(name);
@@ -47,8 +28,8 @@ size_t TerminalWidth() {
   std::from_chars(columns.data(), columns.data() + columns.size(), width);
   if (width > 0) return width;
   winsize size = {};
-  if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) return size.ws_col;
-  return kUsualWidth;
+  const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  return known ? size.ws_col : 80;
 }
 
 bool HasColours() {
@@ -57,7 +38,7 @@ bool HasColours() {
 
 std::string Styled(const std::string& text, Style style) {
   if (style == Style::kPlain || !HasColours()) return text;
-  return std::string("\033[") + Code(style) + "m" + text + "\033[0m";
+  return "\033[" + std::to_string(static_cast<int>(style)) + "m" + text + "\033[0m";
 }
 
 }  // namespace command
