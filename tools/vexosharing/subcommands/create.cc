@@ -61,7 +61,7 @@ Action AddCreate(CLI::App& command) {
   CLI::Option* const qr =
       command.add_flag("--qr", options->qr, "print the URL as a QR code");
   AddCommon(command, *options);
-  qr->excludes(command.get_option("--json"));
+  qr->excludes("--json");
   return [options] { return Create(*options); };
 }
 
