@@ -17,7 +17,10 @@ _vexosharing_options() {
     --generate-password --user --group'
   case $1 in
     create) echo "$common $link --qr" ;;
-    share) echo "$common ${link//--project /} --qr" | sed 's/--no-match-ip/--match-ip/' ;;
+    share)
+      link=${link/--project /}
+      echo "$common ${link/--no-match-ip/--match-ip} --qr"
+      ;;
     list) echo "$common --project --owner --state --search --order --reverse --columns --page
       --page-size" ;;
     edit) echo "$common $link --match-ip --no-keep --enable --disable --unprotect --where-project

@@ -46,8 +46,8 @@ ExitCode Backup(const Options& options) {
   if (!file.Publish()) return kRefused;
   if (file.is_standard_output()) return kSuccess;
   if (options.json) {
-    PrintJson(admin::JsonObject(
-        {{"file", options.file}, {"bytes", Json::Int64{status.st_size}}}));
+    PrintJson(
+        JsonObject({{"file", options.file}, {"bytes", Json::Int64{status.st_size}}}));
   } else {
     std::cout << "Wrote " << Counted(status.st_size, "byte") << " to "
               << Printable(options.file) << ".\n";
@@ -62,9 +62,9 @@ ExitCode Restore(const Options& options) {
   if (error) return Fail(error);
   const std::string& kept = restored.kept;
   if (options.json) {
-    PrintJson(admin::JsonObject({{"file", options.file},
-                                 {"kept", kept.empty() ? Json::Value() : kept},
-                                 {"links", Json::Int64{restored.links}}}));
+    PrintJson(JsonObject({{"file", options.file},
+                          {"kept", kept.empty() ? Json::Value() : kept},
+                          {"links", Json::Int64{restored.links}}}));
   } else {
     std::cout << "Restored " << Counted(restored.links, "link")
               << (kept.empty() ? "" : "; the previous database is " + Printable(kept))
@@ -77,8 +77,8 @@ ExitCode Restore(const Options& options) {
 
 Action AddBackup(CLI::App& command) {
   const auto options = std::make_shared<Options>();
-  command.add_option("FILE", options->file, "file to create; - for standard output")
-      ->transform(NotEmpty())
+  AddValue(command, "FILE", options->file, "PATH", NotEmpty(),
+           "file to create; - for standard output")
       ->required();
   command.add_flag("--force", options->force, "replace an existing file");
   AddCommon(command, *options);
@@ -87,8 +87,7 @@ Action AddBackup(CLI::App& command) {
 
 Action AddRestore(CLI::App& command) {
   const auto options = std::make_shared<Options>();
-  command.add_option("FILE", options->file, "backup to restore")
-      ->transform(NotEmpty())
+  AddValue(command, "FILE", options->file, "PATH", NotEmpty(), "backup to restore")
       ->required();
   AddCommon(command, *options);
   return [options] { return Restore(*options); };

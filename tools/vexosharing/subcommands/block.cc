@@ -48,22 +48,20 @@ ExitCode List(const Options& options) {
   if (options.json) {
     Json::Value array(Json::arrayValue);
     for (const Address& address : addresses) {
-      array.append(
-          admin::JsonObject({{"address", address.text},
-                             {"failures", address.failures},
-                             {"service", address.service},
-                             {"blocked_until", Json::Int64{address.blocked_until}}}));
+      array.append(JsonObject({{"address", address.text},
+                               {"failures", address.failures},
+                               {"service", address.service},
+                               {"blocked_until", Json::Int64{address.blocked_until}}}));
     }
-    PrintJson(admin::JsonObject({{"addresses", array}}));
+    PrintJson(JsonObject({{"addresses", array}}));
     return kSuccess;
   }
   if (addresses.empty()) ReportError("no failed logins");
   Table table({"ADDRESS", "FAILURES", {"SERVICE", true}, "BLOCKED UNTIL"});
   for (const Address& address : addresses) {
-    const Table::Cell blocked =
-        address.blocked_until == 0
-            ? Table::Cell("not blocked")
-            : Table::Cell(DateText(address.blocked_until), Style::kBad);
+    const long until = address.blocked_until;
+    const Table::Cell blocked(until == 0 ? "not blocked" : DateText(until),
+                              until == 0 ? Style::kPlain : Style::kBad);
     table.Add({NetworkText(address.text), std::to_string(address.failures),
                address.service, blocked});
   }
@@ -92,7 +90,7 @@ ExitCode Clear(const Options& options) {
     return Fail(kRefused, "no failed logins from " + options.address);
   }
   if (options.json) {
-    PrintJson(admin::JsonObject({{"cleared", cleared->text}}));
+    PrintJson(JsonObject({{"cleared", cleared->text}}));
   } else {
     std::cout << "Cleared " << Printable(NetworkText(cleared->text)) << ": "
               << Counted(cleared->failures, "failure")
@@ -109,9 +107,8 @@ Action AddBlockList(CLI::App& command) {
 
 Action AddBlockClear(CLI::App& command) {
   const auto options = std::make_shared<Options>();
-  command.add_option("ADDRESS", options->address, "IP address")
-      ->required()
-      ->transform(NotEmpty());
+  AddValue(command, "ADDRESS", options->address, "IP", NotEmpty(), "IP address")
+      ->required();
   AddJson(command, options->json);
   return [options] { return Clear(*options); };
 }

@@ -1,5 +1,3 @@
-#include <algorithm>
-
 #include "admin/database_check.h"
 #include "subcommands/table.h"
 
@@ -31,19 +29,19 @@ void PrintDetails(const Finding& finding, Style style) {
 Json::Value FindingsJson(const std::vector<Finding>& findings) {
   Json::Value array(Json::arrayValue);
   for (const Finding& finding : findings) {
-    array.append(admin::JsonObject({{"kind", finding.kind},
-                                    {"text", finding.text},
-                                    {"advice", admin::JsonArray(finding.advice)},
-                                    {"items", admin::JsonArray(finding.items)}}));
+    array.append(JsonObject({{"kind", finding.kind},
+                             {"text", finding.text},
+                             {"advice", admin::JsonArray(finding.advice)},
+                             {"items", admin::JsonArray(finding.items)}}));
   }
   return array;
 }
 
 void Print(const Findings& findings, bool json) {
   if (json) {
-    PrintJson(admin::JsonObject({{"links", Json::Int64{findings.links}},
-                                 {"problems", FindingsJson(findings.problems)},
-                                 {"remarks", FindingsJson(findings.remarks)}}));
+    PrintJson(JsonObject({{"links", Json::Int64{findings.links}},
+                          {"problems", FindingsJson(findings.problems)},
+                          {"remarks", FindingsJson(findings.remarks)}}));
     return;
   }
   for (const Finding& problem : findings.problems) PrintDetails(problem, Style::kBad);

@@ -7,14 +7,14 @@ namespace {
 
 using Operation = Error (admin::LinkAdmin::*)(const std::string& hash, long& revoked);
 
-Action Add(CLI::App& command, const std::string& verb, Operation operation) {
+Action AddOperation(CLI::App& command, const std::string& verb, Operation operation) {
   const auto selection = std::make_shared<Selection>();
   AddSelection(command, *selection, "--");
   const auto run = [=](admin::LinkAdmin& links, const std::string& hash,
                        LinkChange& change) {
     long revoked = 0;
     Error error = (links.*operation)(hash, revoked);
-    change.json = admin::JsonObject({{"hash", hash}, {"revoked", Json::Int64{revoked}}});
+    change.json = JsonObject({{"hash", hash}, {"revoked", Json::Int64{revoked}}});
     change.text = verb + "d, " + Counted(revoked, "token");
     return error;
   };
@@ -24,11 +24,11 @@ Action Add(CLI::App& command, const std::string& verb, Operation operation) {
 }  // namespace
 
 Action AddDelete(CLI::App& command) {
-  return Add(command, "delete", &admin::LinkAdmin::Delete);
+  return AddOperation(command, "delete", &admin::LinkAdmin::Delete);
 }
 
 Action AddRevoke(CLI::App& command) {
-  return Add(command, "revoke", &admin::LinkAdmin::Revoke);
+  return AddOperation(command, "revoke", &admin::LinkAdmin::Revoke);
 }
 
 }  // namespace command

@@ -10,42 +10,36 @@ struct Options : Selection {
   LinkOptions link;
 };
 
-Error EditLink(const Options& options, admin::LinkUrls& urls, admin::LinkAdmin& links,
-               const std::string& hash, LinkChange& change) {
-  admin::StoredLink stored;
-  if (Error error = links.Edit(hash, options.link.settings, stored)) return error;
-  change.json = StoredLinkJson(stored.link, options.link.generated(), urls);
-  change.json["revoked"] = Json::Int64{stored.revoked};
-  change.text = "changed";
-  if (stored.access_changed) {
-    change.text += ", revoked " + Counted(stored.revoked, "token");
-  }
-  if (options.link.generate_password) {
-    if (!options.common.json) {
-      change.text += "\nPassword: " + options.link.password.text();
-    }
-    // A password that nobody has seen must not remain.
-    change.undo = [&links, stored] { return links.UndoEdit(stored); };
-  }
-  WarnAboutLink(options.link.settings, stored.link);
-  return {};
-}
-
 ExitCode Edit(Options& options) {
-  if (options.link.generate_password && options.hashes.size() != 1) {
+  LinkOptions& given = options.link;
+  if (given.generate_password && options.hashes.size() != 1) {
     return Fail(kUsageError, "--generate-password requires exactly one HASH");
   }
-  const ExitCode exit_code = ReadInputs(options.link);
+  const ExitCode exit_code = ReadInputs(given);
   if (exit_code != kSuccess) return exit_code;
-  if (options.link.settings.empty()) {
+  if (given.settings.empty()) {
     return Fail(kUsageError, "nothing to change; see vexosharing edit --help");
   }
   admin::LinkUrls urls;
-  return ForEachLink(
-      options, "change",
-      [&](admin::LinkAdmin& links, const std::string& hash, LinkChange& change) {
-        return EditLink(options, urls, links, hash, change);
-      });
+  const auto edit = [&](admin::LinkAdmin& links, const std::string& hash,
+                        LinkChange& change) -> Error {
+    admin::StoredLink stored;
+    if (Error error = links.Edit(hash, given.settings, stored)) return error;
+    change.json = StoredLinkJson(stored.link, given.generated(), urls);
+    change.json["revoked"] = Json::Int64{stored.revoked};
+    change.text = "changed";
+    if (stored.access_changed) {
+      change.text += ", revoked " + Counted(stored.revoked, "token");
+    }
+    if (given.generate_password) {
+      if (!options.common.json) change.text += "\nPassword: " + given.password.text();
+      // A password that nobody has seen must not remain.
+      change.undo = [&links, stored] { return links.UndoEdit(stored); };
+    }
+    WarnAboutLink(given.settings, stored.link);
+    return {};
+  };
+  return ForEachLink(options, "change", edit);
 }
 
 }  // namespace

@@ -13,13 +13,8 @@ namespace command {
 
 namespace {
 
-/// A value of --order and its SQL.
-struct Order {
-  const char* name;
-  const char* sql;
-};
-
-const Order kOrders[] = {
+/// Values of --order and their SQL.
+const std::pair<const char*, const char*> kOrders[] = {
     {"created", "id"},
     {"hash", "hash"},
     {"project", "project_name"},
@@ -29,13 +24,8 @@ const Order kOrders[] = {
     {"expire", "CASE expire_at WHEN 0 THEN 9223372036854775807 ELSE expire_at END"},
     {"uses", "use_count"}};
 
-/// A value of --columns and its heading.
-struct ListColumn {
-  const char* name;
-  Table::Column heading;
-};
-
-const ListColumn kColumns[] = {
+/// Names in --columns and their headings.
+const std::pair<const char*, Table::Column> kColumns[] = {
     {"hash", "HASH"},
     {"title", {"TITLE", true}},
     {"project", {"PROJECT", true}},
@@ -59,7 +49,7 @@ struct Options : CommonOptions {
 template <class Row, size_t size>
 std::vector<std::string> Names(const Row (&table)[size]) {
   std::vector<std::string> names;
-  for (const Row& row : table) names.emplace_back(row.name);
+  for (const Row& row : table) names.emplace_back(row.first);
   return names;
 }
 
@@ -67,12 +57,12 @@ std::vector<std::string> Names(const Row (&table)[size]) {
 template <class Row, size_t size>
 const Row* Find(const Row (&table)[size], const std::string& name) {
   return std::find_if(table, table + size,
-                      [&name](const Row& row) { return name == row.name; });
+                      [&name](const Row& row) { return name == row.first; });
 }
 
 std::string OrderSql(const Options& options) {
   const std::string direction = options.reverse ? " DESC" : "";
-  const std::string column = Find(kOrders, options.order)->sql;
+  const std::string column = Find(kOrders, options.order)->second;
   return column == "id" ? "id" + direction : column + direction + ", id" + direction;
 }
 
@@ -87,32 +77,21 @@ std::vector<size_t> SelectColumns(const std::string& list) {
   std::vector<size_t> selected;
   std::istringstream names(list + ",");
   for (std::string name; std::getline(names, name, ',');) {
-    const ListColumn* const column = Find(kColumns, name);
+    const auto* const column = Find(kColumns, name);
     if (column == std::end(kColumns)) return {};
     selected.push_back(static_cast<size_t>(column - kColumns));
   }
   return selected;
 }
 
-CLI::Validator ColumnList() {
-  return CLI::Validator(
-      [](std::string& text) -> std::string {
-        if (!SelectColumns(text).empty()) return "";
-        return "invalid column list \"" + text + "\": must consist of " +
-               Join(Names(kColumns));
-      },
-      "");
+std::string CheckColumns(const std::string& list) {
+  if (!SelectColumns(list).empty()) return "";
+  return "invalid column list \"" + list + "\": must consist of " + Join(Names(kColumns));
 }
 
 std::string ProtectionText(const Entry& link) {
-  switch (link.get_protect_type()) {
-    case Entry::PROTECT_PASSWORD:
-      return "password";
-    case Entry::PROTECT_USER:
-      return "user";
-    default:
-      return "none";
-  }
+  if (link.get_protect_type() == Entry::PROTECT_NONE) return "none";
+  return link.get_protect_type() == Entry::PROTECT_USER ? "user" : "password";
 }
 
 /// The cells of a link in the order of kColumns.  `owners` holds the names found so far.
@@ -149,7 +128,7 @@ void PrintTable(const Options& options, admin::LinkReader& reader, long now) {
   const std::vector<size_t> columns = SelectColumns(options.columns);
   std::vector<Table::Column> headings;
   headings.reserve(columns.size());
-  for (const size_t column : columns) headings.push_back(kColumns[column].heading);
+  for (const size_t column : columns) headings.push_back(kColumns[column].second);
   Table table(headings);
   std::map<unsigned int, std::string> owners;
   ForEach(reader, [&](const Entry& link) {
@@ -222,25 +201,18 @@ ExitCode List(const Options& options) {
 Action AddList(CLI::App& command) {
   const auto options = std::make_shared<Options>();
   AddFilters(command, options->filter, "--");
-  command
-      .add_option("--order", options->order,
-                  "created, hash, project, owner, start, expire or uses")
-      ->check(OneOf(Names(kOrders)))
-      ->type_name("COLUMN");
+  AddValue(command, "--order", options->order, "COLUMN", OneOf(Names(kOrders)),
+           "created, hash, project, owner, start, expire or uses");
   command.add_flag("--reverse", options->reverse, "reverse the order");
   CLI::Option* const columns =
-      command.add_option("--columns", options->columns, "columns to print");
-  columns->check(ColumnList())->type_name("LIST");
-  command.add_option("--page", options->page, "print this page, starting at 1")
-      ->transform(WholeNumber(1))
-      ->type_name("N");
-  CLI::Option* const page_size =
-      command
-          .add_option("--page-size", options->page_size, "links per page (default: 50)")
-          ->transform(WholeNumber(1))
-          ->type_name("N");
+      AddValue(command, "--columns", options->columns, "LIST",
+               CLI::Validator(CheckColumns, ""), "columns to print");
+  AddValue(command, "--page", options->page, "N", WholeNumber(1),
+           "print this page, starting at 1");
+  CLI::Option* const page_size = AddValue(command, "--page-size", options->page_size, "N",
+                                          WholeNumber(1), "links per page (default: 50)");
   AddCommon(command, *options);
-  columns->excludes(command.get_option("--json"));
+  columns->excludes("--json");
   return [options, page_size] {
     if (page_size->count() > 0 && options->page == 0) options->page = 1;
     return List(*options);

@@ -45,20 +45,14 @@ ExitCode Purge(Options& options) {
 
 Action AddPurge(CLI::App& command) {
   const auto options = std::make_shared<Options>();
-  CLI::Option* const owner =
-      command
-          .add_option("--owner", options->owner,
-                      "links of this user, including those with --keep")
-          ->transform(NotEmpty())
-          ->type_name("USER");
-  command
-      .add_option("--project", options->scope.project, "links of this application only")
-      ->transform(NotEmpty())
-      ->type_name("NAME");
+  AddValue(command, "--owner", options->owner, "USER", NotEmpty(),
+           "links of this user, including those with --keep");
+  AddValue(command, "--project", options->scope.project, "NAME", NotEmpty(),
+           "links of this application only");
   command
       .add_flag("--all", options->scope.every_owner,
                 "links of all owners, including those with --keep")
-      ->excludes(owner);
+      ->excludes("--owner");
   AddCommon(command, *options);
   return [options] { return Purge(*options); };
 }

@@ -42,7 +42,8 @@ void AddNames(DetailList& list, const std::string& heading,
   if (!names.empty()) list.Add(heading, Join(names), style);
 }
 
-void PrintDetails(const Entry& link, const std::string& url, long tokens, long now) {
+void PrintDetails(const Entry& link, const std::string& url, long tokens) {
+  const long now = time(nullptr);
   const LinkState state = admin::StateOf(link, now);
   DetailList list;
   list.Add("Hash", link.get_hash());
@@ -85,13 +86,12 @@ ExitCode Show(const Options& options) {
   if (error) return Fail(error);
   admin::LinkUrls urls;
   const std::string url = UrlText(link, urls);
-  const long now = time(nullptr);
   if (options.json) {
-    Json::Value out = LinkDetailsJson(link, urls, now);
+    Json::Value out = LinkDetailsJson(link, urls, time(nullptr));
     out["tokens"] = Json::Int64{tokens};
     PrintJson(out);
   } else {
-    PrintDetails(link, url, tokens, now);
+    PrintDetails(link, url, tokens);
   }
   return kSuccess;
 }

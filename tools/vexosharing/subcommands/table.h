@@ -22,16 +22,19 @@ namespace command {
 
 using admin::Access;
 using admin::Error;
+using admin::JsonObject;
 
 /// Runs the subcommand after its command line has been parsed.
 using Action = std::function<ExitCode()>;
+
+/// Adds the options of a subcommand to its command and returns what it does.
+using AddFunction = Action(CLI::App& command);
 
 struct Subcommand {
   const char* name;
   std::string description;  // its first line is the summary
   const char* example;
-  /// Adds the options to the command and returns what it does.
-  Action (*add)(CLI::App& command);
+  AddFunction* add;
 };
 
 /// Every subcommand, in the order of the help.
@@ -45,24 +48,8 @@ void AddSubcommand(CLI::App& parent, const Subcommand& subcommand, Action& actio
 /// destroyed.  It returns false once the program was interrupted.
 std::function<bool(long done, long total)> ShowProgress(const std::string& what);
 
-Action AddBackup(CLI::App& command);
-Action AddBlock(CLI::App& command);
-Action AddCheck(CLI::App& command);
-Action AddCreate(CLI::App& command);
-Action AddDelete(CLI::App& command);
-Action AddEdit(CLI::App& command);
-Action AddExport(CLI::App& command);
-Action AddHelp(CLI::App& command);
-Action AddImport(CLI::App& command);
-Action AddList(CLI::App& command);
-Action AddPurge(CLI::App& command);
-Action AddRestore(CLI::App& command);
-Action AddRevoke(CLI::App& command);
-Action AddRotate(CLI::App& command);
-Action AddShare(CLI::App& command);
-Action AddShow(CLI::App& command);
-Action AddStats(CLI::App& command);
-Action AddTransfer(CLI::App& command);
-Action AddVisit(CLI::App& command);
+AddFunction AddBackup, AddBlock, AddCheck, AddCreate, AddDelete, AddEdit, AddExport,
+    AddHelp, AddImport, AddList, AddPurge, AddRestore, AddRevoke, AddRotate, AddShare,
+    AddShow, AddStats, AddTransfer, AddVisit;
 
 }  // namespace command

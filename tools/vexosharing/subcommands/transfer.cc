@@ -23,7 +23,7 @@ ExitCode Transfer(const Options& options) {
   error = admin::LinkAdmin(access.database(), Interrupted).Transfer(*from, *to, count);
   if (error) return Fail(error);
   if (options.json) {
-    PrintJson(admin::JsonObject(
+    PrintJson(JsonObject(
         {{"from_uid", *from}, {"to_uid", *to}, {"links", Json::Int64{count}}}));
   } else if (count > 0) {
     std::cout << "Transferred " << Counted(count, "link") << " from " << UserText(*from)
@@ -36,16 +36,10 @@ ExitCode Transfer(const Options& options) {
 
 Action AddTransfer(CLI::App& command) {
   const auto options = std::make_shared<Options>();
-  command
-      .add_option("--from", options->from,
-                  "present owner; a deleted user is named by number")
-      ->transform(NotEmpty())
-      ->type_name("USER")
+  AddValue(command, "--from", options->from, "USER", NotEmpty(),
+           "present owner; a deleted user is named by number")
       ->required();
-  command.add_option("--to", options->to, "new owner")
-      ->transform(NotEmpty())
-      ->type_name("USER")
-      ->required();
+  AddValue(command, "--to", options->to, "USER", NotEmpty(), "new owner")->required();
   AddCommon(command, *options);
   return [options] { return Transfer(*options); };
 }
