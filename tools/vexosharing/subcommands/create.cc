@@ -1,25 +1,12 @@
-#include <memory>
-#include <string>
-
-#include "admin/database_access.h"
-#include "admin/link_json.h"
-#include "cli/interrupt.h"
 #include "cli/link_options.h"
-#include "cli/link_text.h"
-#include "cli/options.h"
-#include "cli/output.h"
-#include "cli/report.h"
 #include "subcommands/table.h"
-#include "terminal/json.h"
-#include "terminal/qr_code.h"
-#include "terminal/table.h"
+#include "terminal/terminal.h"
 
 namespace command {
 
 namespace {
 
-struct Options {
-  CommonOptions common;
+struct Options : CommonOptions {
   LinkOptions link;
   bool qr = false;
 };
@@ -27,7 +14,7 @@ struct Options {
 void Print(const Options& options, const Entry& link) {
   admin::LinkUrls urls;
   const std::string url = UrlText(link, urls);
-  if (options.common.json) {
+  if (options.json) {
     PrintJson(StoredLinkJson(link, options.link.generated(), urls));
     return;
   }
@@ -49,8 +36,8 @@ ExitCode Create(Options& options) {
   if (exit_code != kSuccess) return exit_code;
   Entry link;
   admin::DatabaseAccess access;
-  admin::Error error = NewLink(options.link.settings, link);
-  if (!error) error = access.Open(options.common.database, admin::Access::kCreate);
+  Error error = NewLink(options.link.settings, link);
+  if (!error) error = access.Open(options.database, Access::kCreate);
   if (error) return Fail(error);
   admin::LinkAdmin links(access.database(), Interrupted);
   error = links.Create(link);
@@ -66,16 +53,16 @@ ExitCode Create(Options& options) {
 
 }  // namespace
 
-void AddCreate(CLI::App& command, Action& action) {
+Action AddCreate(CLI::App& command) {
   const auto options = std::make_shared<Options>();
   AddLinkOptions(command, options->link);
   command.get_option("--project")->required();
   command.get_option("--owner")->required();
   CLI::Option* const qr =
       command.add_flag("--qr", options->qr, "print the URL as a QR code");
-  AddCommon(command, options->common);
-  qr->excludes(command.get_option("--json"));
-  SetAction(command, action, options, Create);
+  AddCommon(command, *options);
+  qr->excludes("--json");
+  return [options] { return Create(*options); };
 }
 
 }  // namespace command

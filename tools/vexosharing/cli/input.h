@@ -1,10 +1,26 @@
 #pragma once
 
+#include <cstdio>
+#include <memory>
 #include <string>
 
-#include "base/unique_fd.h"
+#include "admin/secret.h"
 
 namespace command {
+
+/// Replaces the value "@FILE" of an option by the content of the file, and "@-" by
+/// standard input up to its end; any other value stays.  At most 1 MiB is read.  False,
+/// reported, when it cannot be read or is larger.
+bool ReadArgumentFile(const std::string& option, std::string& value);
+
+/// Reads the next line of standard input and nothing beyond it.  On a terminal, prompts
+/// for `what` ("password") and does not echo the answer.  False, reported, when there is
+/// none.
+bool ReadSecret(const std::string& what, admin::Secret& secret);
+
+/// Reads a password from the first line of a file.  False, reported, when there is none
+/// or when all users may read the file.
+bool ReadSecretFile(const std::string& path, admin::Secret& secret);
 
 /// Reads lines of any input.  Only one line is held in memory, and a line longer than
 /// kLongest is skipped.
@@ -29,15 +45,10 @@ class LineReader {
   bool too_long() const { return too_long_; }
 
  private:
-  bool Fill();
-
-  VEXO::base::UniqueFd file_;  // none for standard input
-  int fd_;
+  std::unique_ptr<FILE, int (*)(FILE*)> file_;
   int error_ = 0;
   long number_ = 0;
   bool too_long_ = false;
-  std::string buffer_;
-  size_t at_ = 0;
 };
 
 }  // namespace command
