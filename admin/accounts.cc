@@ -1,9 +1,8 @@
 #include "admin/accounts.h"
 
-#include <shadow.h>
-
 #include <cerrno>
 
+#include "base/account_state.h"
 #include "utils.h"
 
 namespace admin {
@@ -14,8 +13,6 @@ using VEXO::sharing::GIDToGroup;
 using VEXO::sharing::GroupToGID;
 using VEXO::sharing::UIDToUser;
 using VEXO::sharing::UserToUID;
-
-constexpr long kSecondsPerDay = 24L * 60 * 60;
 
 /// Calls one of the library's lookups.
 template <class Key, class Value>
@@ -55,18 +52,10 @@ std::vector<std::string> Unresolved(const std::vector<Account>& accounts) {
 Account FindUser(unsigned int uid, long now) {
   Account user = {std::to_string(uid), AccountState::kUnknown};
   user.state = Find(UIDToUser, uid, user.name);
-  spwd record = {};
-  spwd* found = nullptr;
-  std::vector<char> texts(4096);
-  if (user.state != AccountState::kFound ||
-      getspnam_r(user.name.c_str(), &record, texts.data(), texts.size(), &found) != 0 ||
-      found == nullptr) {
-    return user;
-  }
-  const bool expired = record.sp_expire > 0 && record.sp_expire <= now / kSecondsPerDay;
-  if (expired) user.state = AccountState::kExpired;
-  // usermod(8) locks a password with an exclamation mark.
-  if (record.sp_pwdp[0] == '!') user.state = AccountState::kLocked;
+  if (user.state != AccountState::kFound) return user;
+  const VEXO::base::AccountState state = VEXO::base::StateOfAccount(user.name, now);
+  if (state == VEXO::base::AccountState::kExpired) user.state = AccountState::kExpired;
+  if (state == VEXO::base::AccountState::kLocked) user.state = AccountState::kLocked;
   return user;
 }
 

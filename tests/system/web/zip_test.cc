@@ -27,8 +27,8 @@ constexpr uid_t kAlice = 5001;
 const char kShare[] = "/tmp/share";
 const char kZip[] = "/tmp/share.zip";
 
-/// Zips the share as its owner alice into a file.
-bool WriteZip() {
+/// Sends the zip of the share of its owner alice.
+bool SendZip(const web::Sink& sink) {
   Owner owner;
   std::unique_ptr<SharedTree> tree;
   web::Node folder;
@@ -38,12 +38,22 @@ bool WriteZip() {
     return false;
   }
   const auto body = web::ZipFolder(*tree, std::move(folder), tree->name());
+  return body != nullptr && body->Send(sink);
+}
+
+/// Writes the zip of the share into a file.
+bool WriteZip() {
   std::ofstream file(kZip, std::ios::binary);
-  const bool sent = body != nullptr && body->Send([&file](std::string_view piece) {
+  const bool sent = SendZip([&file](std::string_view piece) {
     file.write(piece.data(), static_cast<std::streamsize>(piece.size()));
     return file.good();
   });
   return sent && file.flush().good();
+}
+
+/// "whole" when the share can be zipped, "failed" when not.
+std::string Zipped() {
+  return SendZip([](std::string_view /*piece*/) { return true; }) ? "whole" : "failed";
 }
 
 /// Runs a shell command.  True when it succeeds; what it prints is in /tmp/out.
@@ -123,20 +133,13 @@ TEST_F(Zip, ThatFailed_IsTakenForWholeByNoProgram) {
   WriteFile(In("b"), std::string(1 << 20, 'x'));
   const std::string answer =
       InChild(system_test::Root(), [] {
-        Owner owner;
-        std::unique_ptr<SharedTree> tree;
-        web::Node folder;
-        FindOwner(kAlice, 0, &owner);
-        SharedTree::Open({kShare, false}, owner, &tree);
-        tree->OpenNode("", &folder);
-        const auto body = web::ZipFolder(*tree, std::move(folder), "share");
         std::string bytes;
-        const bool all = body->Send([&bytes](std::string_view piece) {
+        const bool whole = SendZip([&bytes](std::string_view piece) {
           bytes += piece;
           return truncate(In("a").c_str(), 9) == 0 && truncate(In("b").c_str(), 9) == 0;
         });
         WriteFile(kZip, bytes);
-        return std::string(all ? "whole" : "failed");
+        return std::string(whole ? "whole" : "failed");
       }).text;
 
   EXPECT_EQ(answer, "failed");
@@ -166,4 +169,12 @@ TEST_F(Zip, TenThousandFiles_NeedLittleMemory) {
   EXPECT_TRUE(Succeeds("unzip -l /tmp/share.zip | tail -1 | grep -q ' 10011 files'"))
       << ReadFile("/tmp/out");
   RecordProperty("peak_kib", peak);
+}
+
+TEST_F(Zip, MoreEntriesThanAreServed_FailIt) {
+  for (int i = 0; i < 100'000; ++i) WriteFile(In(std::to_string(i)), "");
+  EXPECT_EQ(InChild(system_test::System(), Zipped).text, "whole");
+
+  WriteFile(In("one more"), "");
+  EXPECT_EQ(InChild(system_test::System(), Zipped).text, "failed");
 }
