@@ -55,7 +55,8 @@ std::optional<Parameters> Parameters::Parse(std::string_view text) {
     std::optional<std::string> value =
         DecodeField(field.substr(std::min(equals + 1, field.size())));
     if (!name || !value) return std::nullopt;
-    parameters.pairs_.emplace_back(std::move(*name), std::move(*value));
+    parameters.pairs_.emplace_back(std::move(*name), *value);
+    VEXO::base::Wipe(&*value);  // moving would leave a short text behind
   }
   return parameters;
 }
