@@ -1,65 +1,79 @@
 #include "admin/accounts.h"
 
-#include <shadow.h>
-#include <vexo/account.h>
-
 #include <cerrno>
-#include <vector>
+
+#include "base/account_state.h"
+#include "utils.h"
 
 namespace admin {
 
 namespace {
 
-constexpr long kSecondsPerDay = 24L * 60 * 60;
+using VEXO::sharing::GIDToGroup;
+using VEXO::sharing::GroupToGID;
+using VEXO::sharing::UIDToUser;
+using VEXO::sharing::UserToUID;
 
-Lookup Result(int code) {
-  if (code == 0) return Lookup::kFound;
-  return errno == ENOENT ? Lookup::kNotFound : Lookup::kUnknown;
+/// Calls one of the library's lookups.
+template <class Key, class Value>
+AccountState Find(bool (*find)(const Key&, Value&), const Key& key, Value& value) {
+  errno = ENOENT;  // a name that no account can have is not looked up
+  if (find(key, value)) return AccountState::kFound;
+  return errno == ENOENT ? AccountState::kNotFound : AccountState::kUnknown;
+}
+
+std::vector<Account> Allowed(const std::vector<std::string>& names,
+                             const std::vector<unsigned int>& ids,
+                             bool (*to_id)(const std::string& name, unsigned int& id),
+                             bool (*to_name)(const unsigned int& id, std::string& name)) {
+  std::vector<Account> accounts;
+  accounts.reserve(names.size() + ids.size());
+  unsigned int found_id = 0;
+  std::string found_name;
+  for (const std::string& name : names) {
+    accounts.push_back({name, Find(to_id, name, found_id)});
+  }
+  for (const unsigned int id : ids) {
+    accounts.push_back({std::to_string(id), Find(to_name, id, found_name)});
+  }
+  return accounts;
+}
+
+std::vector<std::string> Unresolved(const std::vector<Account>& accounts) {
+  std::vector<std::string> names;
+  for (const auto& [name, state] : accounts) {
+    if (state != AccountState::kFound) names.push_back(name);
+  }
+  return names;
 }
 
 }  // namespace
 
-Lookup FindUser(unsigned int uid, std::string* name) {
-  VEXOUSER* user = nullptr;
-  const Lookup found = Result(VEXOUserGetByUID(uid, &user));
-  if (found != Lookup::kFound) return found;
-  if (name != nullptr) *name = user->name;
-  VEXOUserFree(user);
-  return found;
+Account FindUser(unsigned int uid, long now) {
+  Account user = {std::to_string(uid), AccountState::kUnknown};
+  user.state = Find(UIDToUser, uid, user.name);
+  if (user.state != AccountState::kFound) return user;
+  const VEXO::base::AccountState state = VEXO::base::StateOfAccount(user.name, now);
+  if (state == VEXO::base::AccountState::kExpired) user.state = AccountState::kExpired;
+  if (state == VEXO::base::AccountState::kLocked) user.state = AccountState::kLocked;
+  return user;
 }
 
-Lookup FindUser(const std::string& name) {
-  VEXOUSER* user = nullptr;
-  const Lookup found = Result(VEXOUserGet(name.c_str(), &user));
-  if (found == Lookup::kFound) VEXOUserFree(user);
-  return found;
+std::vector<Account> AllowedUsers(const Entry& link) {
+  return Allowed(link.get_protect_users(), link.get_protect_uids(), UserToUID, UIDToUser);
 }
 
-Lookup FindGroup(unsigned int gid) {
-  VEXOGROUP* group = nullptr;
-  const Lookup found = Result(VEXOGroupGetByGID(gid, &group));
-  if (found == Lookup::kFound) VEXOGroupFree(group);
-  return found;
+std::vector<Account> AllowedGroups(const Entry& link) {
+  return Allowed(link.get_protect_groups(), link.get_protect_gids(), GroupToGID,
+                 GIDToGroup);
 }
 
-Lookup FindGroup(const std::string& name) {
-  gid_t gid = 0;
-  return Result(VEXOGroupGetGID(name.c_str(), &gid));
+std::vector<std::string> UnresolvedUsers(const Entry& link) {
+  return Unresolved(AllowedUsers(link));
 }
 
-AccountState StateOfAccount(const std::string& name, long now) {
-  spwd record = {};
-  spwd* found = nullptr;
-  std::vector<char> texts(4096);
-  if (getspnam_r(name.c_str(), &record, texts.data(), texts.size(), &found) != 0 ||
-      found == nullptr) {
-    return AccountState::kActive;
-  }
-  // usermod(8) locks a password with an exclamation mark.
-  if (record.sp_pwdp[0] == '!') return AccountState::kLocked;
-  const bool expires = record.sp_expire > 0;
-  return expires && record.sp_expire <= now / kSecondsPerDay ? AccountState::kExpired
-                                                             : AccountState::kActive;
+std::vector<std::string> UnresolvedGroups(const Entry& link) {
+  return Unresolved(AllowedGroups(link));
 }
 
 }  // namespace admin

@@ -1,27 +1,39 @@
 #pragma once
 
 #include <string>
+#include <vector>
+
+#include "entry.h"
 
 namespace admin {
 
-/// Result of looking up an account by name or id.
-enum class Lookup {
+using VEXO::sharing::record::Entry;
+
+/// What is known of an account.
+enum class AccountState {
   kFound,
+  kLocked,   // the user cannot log in to the system any more
+  kExpired,  // the same
   kNotFound,
-  kUnknown,  // the lookup itself failed; the reason is in errno
+  kUnknown,  // the lookup failed
 };
 
-/// `name`, unless null, receives the name that was found.
-Lookup FindUser(unsigned int uid, std::string* name = nullptr);
-Lookup FindUser(const std::string& name);
-Lookup FindGroup(unsigned int gid);
-Lookup FindGroup(const std::string& name);
+struct Account {
+  std::string name;  // or the id as a number
+  AccountState state;
+};
 
-/// Whether a user may still log in to the system.
-enum class AccountState { kActive, kLocked, kExpired };
+/// The user, with the state of their entry in the shadow password file (shadow(5));
+/// kFound for a user without one, or when it cannot be read.
+Account FindUser(unsigned int uid, long now);
 
-/// The state of a user's entry in the shadow password file (shadow(5)); kActive for a
-/// user without one, or when it cannot be read.
-AccountState StateOfAccount(const std::string& name, long now);
+/// The users and groups that a link allows, without the states of the shadow file.
+/// Names come first, and then ids: most accounts are listed twice.
+std::vector<Account> AllowedUsers(const Entry& link);
+std::vector<Account> AllowedGroups(const Entry& link);
+
+/// The names of those that were not found.
+std::vector<std::string> UnresolvedUsers(const Entry& link);
+std::vector<std::string> UnresolvedGroups(const Entry& link);
 
 }  // namespace admin

@@ -1,13 +1,11 @@
 #include "admin/backup.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 #include <ctime>
 #include <memory>
-#include <utility>
 
 #include "admin/database_access.h"
 #include "admin/queries.h"
@@ -15,7 +13,6 @@
 #include "base/atomic_file.h"
 #include "base/system_account.h"
 #include "keys.h"
-#include "sharing_db.h"
 
 namespace admin {
 
@@ -27,28 +24,20 @@ using VEXO::sharing::SZF_SHARING_DB_PATH;
 constexpr int kPagesAtOnce = 256;
 constexpr mode_t kFileMode = 0660;
 
-struct FinishBackup {
-  void operator()(sqlite3_backup* backup) const { sqlite3_backup_finish(backup); }
-};
-
-bool Run(sqlite3* connection, const char* sql) {
-  return sqlite3_exec(connection, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
-}
-
 Error CopyError(int code) {
   if (code == SQLITE_INTERRUPT) {
-    return {kInterrupted, "interrupted: nothing was copied", ""};
+    return {kInterrupted, "interrupted: nothing was copied"};
   }
   if (code == SQLITE_CORRUPT || code == SQLITE_NOTADB) {
     return {kDatabaseNotUsable, "the database is damaged: nothing was copied",
             "run vexosharing check"};
   }
-  return {kFailed, std::string("cannot copy: ") + sqlite3_errstr(code), ""};
+  return {kFailed, std::string("cannot copy: ") + sqlite3_errstr(code)};
 }
 
 int CopyPages(sqlite3* from, sqlite3* to, const PageProgress& progress) {
-  const std::unique_ptr<sqlite3_backup, FinishBackup> backup(
-      sqlite3_backup_init(to, "main", from, "main"));
+  const std::unique_ptr<sqlite3_backup, decltype(&sqlite3_backup_finish)> backup(
+      sqlite3_backup_init(to, "main", from, "main"), sqlite3_backup_finish);
   if (backup == nullptr) return sqlite3_errcode(to);
   int code = sqlite3_backup_step(backup.get(), 0);  // counts the pages
   while (code == SQLITE_OK) {
@@ -63,25 +52,15 @@ int CopyPages(sqlite3* from, sqlite3* to, const PageProgress& progress) {
 
 /// Reads the copy again, as it is in the file.
 Error Verify(const std::string& file) {
-  int code = SQLITE_OK;
-  const Connection copy = Connect(file, SQLITE_OPEN_READONLY, code);
-  if (copy == nullptr) return CopyError(code);
-  std::string found;
-  const auto note = [](void* text, int /*columns*/, char** values, char** /*names*/) {
-    if (values[0] != nullptr) *static_cast<std::string*>(text) = values[0];
-    return 0;
-  };
-  code = sqlite3_exec(copy.get(), "PRAGMA integrity_check(1)", note, &found, nullptr);
+  Rows rows;
+  const int code =
+      Connection(file, SQLITE_OPEN_READONLY).Run("PRAGMA integrity_check(1)", &rows);
   if (code != SQLITE_OK) return CopyError(code);
-  return found == "ok" ? Error{} : CopyError(SQLITE_CORRUPT);
+  return rows == Rows{{"ok"}} ? Error{} : CopyError(SQLITE_CORRUPT);
 }
 
 Error FileError(const std::string& path) {
-  return {kFailed, path + ": " + strerror(errno), ""};
-}
-
-std::string KeptName(const std::string& path) {
-  return path + ".before-restore-" + std::to_string(time(nullptr));
+  return {kFailed, path + ": " + strerror(errno)};
 }
 
 /// A verified copy of `from` under the name `to`, which does not appear before the copy
@@ -92,13 +71,11 @@ Error CopyTo(const std::string& from, const std::string& to,
   AtomicFile file(to);
   if (!file.Create()) return FileError(to);
   if (Error error = CopyDatabase(from, file.working_path(), progress)) return error;
-  const uid_t owner = geteuid() == 0 ? kSystemUid : static_cast<uid_t>(-1);
-  const gid_t group = geteuid() == 0 ? kSystemGid : static_cast<gid_t>(-1);
-  if (!file.SetAccess(owner, group, kFileMode) ||
-      !file.PlaceDurably(AtomicFile::Existing::kKeep)) {
-    return FileError(to);
-  }
-  return {};
+  const bool root = geteuid() == 0;
+  const bool placed =
+      file.SetAccess(root ? kSystemUid : -1, root ? kSystemGid : -1, kFileMode) &&
+      file.PlaceDurably(AtomicFile::Existing::kKeep);
+  return placed ? Error{} : FileError(to);
 }
 
 /// Replaces the links of a usable database in one transaction, in which nobody else can
@@ -115,7 +92,7 @@ Error ReplaceRows(BaseDB& database, const std::string& path, const std::string& 
       unlink(kept.c_str());
     }
   }
-  DetachBackup(database);
+  database.Execute(kDetachBackup);
   return error;
 }
 
@@ -142,46 +119,37 @@ Error ReplaceFile(const std::string& path, const std::string& backup,
 /// Whether SQLite finds the database damaged.  It is read from a copy, whose logs do not
 /// matter any more.
 bool IsDamaged(const std::string& path) {
-  PrivateFolder folder;
-  const std::string copy = folder.Copy(path);
-  return !copy.empty() && Verify(copy).code == kDatabaseNotUsable;
+  const PrivateCopy copy(path);
+  return !copy.path().empty() && Verify(copy.path()).code == kDatabaseNotUsable;
 }
 
 }  // namespace
 
 Error CopyDatabase(const std::string& from, const std::string& to,
                    const PageProgress& progress) {
-  int code = SQLITE_OK;
-  const Connection source = Connect(from, SQLITE_OPEN_READWRITE, code);
-  if (source == nullptr) return CopyError(code);
+  const Connection source(from, SQLITE_OPEN_READWRITE);
   // The directory may belong to another account: what it puts there is not followed.
-  const Connection copy = Connect(to, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOFOLLOW, code);
-  if (copy == nullptr) return CopyError(code);
+  const Connection copy(to, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOFOLLOW);
   // One view from beginning to end: without it every write of others restarts the copy.
-  if (!Run(source.get(), "BEGIN; SELECT COUNT(*) FROM sqlite_master")) {
-    return CopyError(sqlite3_errcode(source.get()));
-  }
-  Run(copy.get(), "PRAGMA synchronous = OFF");  // synced once, at the end
-  code = CopyPages(source.get(), copy.get(), progress);
+  int code = source.Run("BEGIN; SELECT COUNT(*) FROM sqlite_master");
+  // Synced once, at the end.
+  if (code == SQLITE_OK) code = copy.Run("PRAGMA synchronous = OFF");
+  if (code == SQLITE_OK) code = CopyPages(source.get(), copy.get(), progress);
   if (code != SQLITE_DONE) return CopyError(code);
   // One file, which can be read in a directory that cannot be written.
-  const std::string mark =
-      "PRAGMA application_id = " + std::to_string(VEXO::sharing::db::kApplicationId);
-  if (!Run(copy.get(), "PRAGMA journal_mode = DELETE") ||
-      !Run(copy.get(), mark.c_str())) {
-    return CopyError(sqlite3_errcode(copy.get()));
-  }
-  return Verify(to);
+  code = copy.Run("PRAGMA journal_mode = DELETE; PRAGMA application_id = " +
+                  std::to_string(VEXO::sharing::db::kApplicationId));
+  return code == SQLITE_OK ? Verify(to) : CopyError(code);
 }
 
 Error RestoreDatabase(const std::string& file, const std::string& path,
                       const PageProgress& progress, Restored& restored) {
   if (Error error = CheckCaller()) return error;
-  PrivateFolder folder;
-  const std::string copy = folder.Copy(file);
+  const PrivateCopy private_copy(file);
+  const std::string& copy = private_copy.path();
   if (copy.empty()) return FileError(file);
   if (ContentOf(copy) != DatabaseContent::kLinks) {
-    return {kFailed, file + ": not a backup of links", ""};
+    return {kFailed, file + ": not a backup of links"};
   }
   if (Error error = Verify(copy)) return error;
   DatabaseAccess backup;  // brings the copy to the current schema version
@@ -195,12 +163,12 @@ Error RestoreDatabase(const std::string& file, const std::string& path,
 
   const DatabaseContent present = ContentOf(path);
   if (present == DatabaseContent::kForeign) {
-    return {kDatabaseNotUsable, path + ": belongs to another program", ""};
+    return {kDatabaseNotUsable, path + ": belongs to another program"};
   }
   if (present == DatabaseContent::kNotDatabase && path != SZF_SHARING_DB_PATH) {
-    return {kDatabaseNotUsable, path + ": file is not a database", ""};
+    return {kDatabaseNotUsable, path + ": file is not a database"};
   }
-  const std::string kept = KeptName(path);
+  const std::string kept = path + ".before-restore-" + std::to_string(time(nullptr));
   const bool replace = present == DatabaseContent::kNothing ||
                        present == DatabaseContent::kNotDatabase || IsDamaged(path);
   if (present != DatabaseContent::kNothing) restored.kept = kept;

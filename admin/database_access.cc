@@ -1,17 +1,17 @@
 #include "admin/database_access.h"
 
-#include <sqlite3.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 
+#include "admin/queries.h"
 #include "admin/sqlite_connection.h"
+#include "base/percent.h"
 #include "base/system_account.h"
 #include "keys.h"
 
@@ -26,82 +26,30 @@ using VEXO::sharing::db::SharingDB;
 
 namespace fs = std::filesystem;
 
-// The header of a database file and of its first page
-// (https://www.sqlite.org/fileformat2.html, 1.3 and 1.6).
+// The header of a database file (https://www.sqlite.org/fileformat2.html, 1.3).
 constexpr char kMagic[] = "SQLite format 3";
-constexpr size_t kReadVersionAt = 19;
-constexpr size_t kUserVersionAt = 60;
-constexpr size_t kApplicationIdAt = 68;
-constexpr size_t kPageTypeAt = 100;
-constexpr size_t kCellCountAt = 103;
-constexpr size_t kHeaderSize = 108;
+constexpr int kReadVersionAt = 19;
+constexpr int kUserVersionAt = 60;
 constexpr int kLogVersion = 2;  // it is used with a write-ahead log
-constexpr long kLeafPage = 13;  // any other page 1 leads to further ones
 
 Error NotUsable(const std::string& path, const std::string& reason,
                 const std::string& hint = "") {
   return {kDatabaseNotUsable, "cannot open database " + path + ": " + reason, hint};
 }
 
-bool HasContent(const std::string& path) {
-  struct stat status = {};
-  return stat(path.c_str(), &status) == 0 && status.st_size > 0;
+bool IsOurs(const Rows& marks) {
+  return !marks.empty() &&
+         marks[0][0] == std::to_string(VEXO::sharing::db::kApplicationId);
 }
 
-/// What marks a database: two numbers of its header, and how many tables and indexes it
-/// has.
-struct Marks {
-  long application_id;
-  long version;
-  long objects;
-};
-
-DatabaseContent Judge(const std::string& path, const Marks& marks) {
-  // The system's own database may be older than the application id.
-  const bool older = path == VEXO::sharing::SZF_SHARING_DB_PATH &&
-                     marks.application_id == 0 &&
-                     (marks.version == 1 || marks.version == 2);
-  if (marks.application_id == VEXO::sharing::db::kApplicationId || older) {
-    return DatabaseContent::kLinks;
-  }
-  return marks.objects == 0 ? DatabaseContent::kNothing : DatabaseContent::kForeign;
-}
-
-/// The same for a database whose log may hold a newer header: it is read from a copy,
-/// since SQLite creates files next to the one it opens.
-DatabaseContent ContentOfCopy(const std::string& path, const std::string& copy) {
-  Marks marks = {};
-  const auto read = [](void* out, int /*columns*/, char** values, char** /*names*/) {
-    *static_cast<Marks*>(out) = {strtol(values[0], nullptr, 10),
-                                 strtol(values[1], nullptr, 10),
-                                 strtol(values[2], nullptr, 10)};
-    return 0;
-  };
-  int code = SQLITE_OK;
-  const Connection connection = Connect(copy, SQLITE_OPEN_READWRITE, code);
-  const bool done = connection != nullptr &&
-                    sqlite3_exec(connection.get(),
-                                 "SELECT application_id, user_version, (SELECT COUNT(*) "
-                                 "FROM sqlite_master) FROM pragma_application_id, "
-                                 "pragma_user_version",
-                                 read, &marks, nullptr) == SQLITE_OK;
-  return done ? Judge(path, marks) : DatabaseContent::kUnknown;
-}
-
-DatabaseContent ContentWithLog(const std::string& path) {
-  int reason = EIO;
-  DatabaseContent content = DatabaseContent::kUnknown;
-  {
-    PrivateFolder folder;
-    const std::string copy = folder.Copy(path);
-    if (copy.empty()) {
-      reason = errno;
-    } else {
-      content = ContentOfCopy(path, copy);
-    }
-  }
-  errno = reason;  // closing and removing the copy changed it
-  return content;
+/// Reads what marks a database: two numbers of its header, and, unless the schema is
+/// damaged, how many tables and indexes it has.
+Rows ReadMarks(const std::string& name, int flags) {
+  const Connection connection(name, flags);
+  Rows marks;
+  connection.Run("PRAGMA application_id; PRAGMA user_version", &marks);
+  connection.Run("SELECT COUNT(*) FROM sqlite_master", &marks);
+  return marks;
 }
 
 bool SystemAccountMayWrite(const struct stat& status) {
@@ -119,11 +67,6 @@ bool IsCurrent(const std::string& path) {
   return uses_log && file.get() >= kSchemaVersion;
 }
 
-std::string FolderOf(const std::string& path) {
-  std::error_code error;
-  return fs::absolute(path, error).parent_path();
-}
-
 /// Checks that the system account may write the database, if it exists, and its
 /// directory.
 Error CheckPlace(const std::string& path) {
@@ -137,7 +80,8 @@ Error CheckPlace(const std::string& path) {
                        "run chmod 660 " + path);
     }
   }
-  const std::string folder = FolderOf(path);
+  std::error_code error;
+  const std::string folder = fs::absolute(path, error).parent_path();
   if (stat(folder.c_str(), &status) == -1) {
     return NotUsable(path, "directory not found: " + folder);
   }
@@ -151,23 +95,21 @@ Error CheckPlace(const std::string& path) {
 }
 
 Error CheckContent(const std::string& path, Access access) {
-  switch (ContentOf(path)) {
-    case DatabaseContent::kForeign:
-      return NotUsable(path, "it belongs to another program");
-    case DatabaseContent::kNotDatabase:
-      return NotUsable(path, "file is not a database",
-                       "restore a backup with vexosharing restore");
-    case DatabaseContent::kUnknown:
-      // Other failures, such as a missing permission, have an errno of their own.
-      return NotUsable(path, errno == EISDIR || errno == EINVAL ? "not a regular file"
-                                                                : strerror(errno));
-    case DatabaseContent::kNothing:
-      if (access != Access::kCreate) {
-        return {kNoDatabase, "database not found: " + path, "the first link creates it"};
-      }
-      break;
-    default:
-      break;
+  const DatabaseContent content = ContentOf(path);
+  if (content == DatabaseContent::kForeign) {
+    return NotUsable(path, "it belongs to another program");
+  }
+  if (content == DatabaseContent::kNotDatabase) {
+    return NotUsable(path, "file is not a database",
+                     "restore a backup with vexosharing restore");
+  }
+  if (content == DatabaseContent::kUnknown) {
+    // Other failures, such as a missing permission, have an errno of their own.
+    const bool not_regular = errno == EISDIR || errno == EINVAL;
+    return NotUsable(path, not_regular ? "not a regular file" : strerror(errno));
+  }
+  if (content == DatabaseContent::kNothing && access != Access::kCreate) {
+    return {kNoDatabase, "database not found: " + path, "the first link creates it"};
   }
   return {};
 }
@@ -186,55 +128,64 @@ DatabaseContent ContentOf(const std::string& path) {
   if (status.st_size == 0) return DatabaseContent::kNothing;
   std::ifstream file(path, std::ios::binary);
   if (!file) return DatabaseContent::kUnknown;
-  std::array<unsigned char, kHeaderSize> header = {};
-  file.read(reinterpret_cast<char*>(header.data()), header.size());
-  if (!file || memcmp(header.data(), kMagic, sizeof(kMagic)) != 0) {
-    return DatabaseContent::kNotDatabase;
+  std::string magic(sizeof(kMagic) - 1, '\0');
+  file.read(magic.data(), sizeof(kMagic) - 1);
+  if (magic != kMagic) return DatabaseContent::kNotDatabase;
+  // SQLite would create files next to a database that it may change.
+  std::error_code error;
+  const std::string absolute = fs::absolute(path, error);
+  Rows marks =
+      ReadMarks("file://" + VEXO::base::PercentEncode(absolute, "/") + "?immutable=1",
+                SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
+  const bool has_log = stat((path + "-wal").c_str(), &status) == 0 && status.st_size > 0;
+  if (has_log && !IsOurs(marks)) {  // the log may have a newer header
+    const PrivateCopy copy(path);
+    if (copy.path().empty()) return DatabaseContent::kUnknown;
+    marks = ReadMarks(copy.path(), SQLITE_OPEN_READWRITE);
+    errno = EIO;
+    if (marks.size() < 3) return DatabaseContent::kUnknown;
   }
-  const auto number = [&header](size_t at, size_t bytes) {
-    long value = 0;
-    for (size_t i = 0; i < bytes; ++i) value = value * 256 + header.at(at + i);
-    return value;
-  };
-  const long application_id = number(kApplicationIdAt, 4);
-  const bool ours = application_id == VEXO::sharing::db::kApplicationId;
-  if (!ours && HasContent(path + "-wal")) return ContentWithLog(path);
-  const bool is_leaf = number(kPageTypeAt, 1) == kLeafPage;
-  return Judge(path, {application_id, number(kUserVersionAt, 4),
-                      is_leaf ? number(kCellCountAt, 2) : 1});
+  if (marks.size() < 2) return DatabaseContent::kNotDatabase;
+  // The system's own database may be older than the application id.
+  const std::string version = marks[1][0];
+  const bool older = path == VEXO::sharing::SZF_SHARING_DB_PATH && marks[0][0] == "0" &&
+                     (version == "1" || version == "2");
+  if (IsOurs(marks) || older) return DatabaseContent::kLinks;
+  const bool has_objects = marks.size() < 3 || marks[2][0] != "0";
+  return has_objects ? DatabaseContent::kForeign : DatabaseContent::kNothing;
 }
 
-PrivateFolder::PrivateFolder() {
+PrivateCopy::PrivateCopy(const std::string& database) {
   std::string name = "/tmp/vexosharing.XXXXXX";
   if (mkdtemp(name.data()) == nullptr) return;
-  path_ = name;
+  folder_ = name;
+  if (Copy(database)) path_ = folder_ + "/copy.db";
 }
 
-PrivateFolder::~PrivateFolder() {
+PrivateCopy::~PrivateCopy() {
+  const int reason = errno;
   std::error_code error;
-  if (!path_.empty()) fs::remove_all(path_, error);
+  if (!folder_.empty()) fs::remove_all(folder_, error);
+  errno = reason;
 }
 
-std::string PrivateFolder::Copy(const std::string& database) {
-  if (path_.empty()) return "";
-  std::string copy = path_ + "/copy.db";
+bool PrivateCopy::Copy(const std::string& database) {
   const auto give = [](const std::string& path) {
     return geteuid() != 0 || lchown(path.c_str(), kSystemUid, kSystemGid) == 0;
   };
-  for (const char* const suffix : {"", "-wal", "-journal"}) {
+  for (const std::string suffix : {"", "-wal", "-journal"}) {
     std::error_code error;
-    const fs::path target = copy + suffix;
+    const fs::path target = folder_ + "/copy.db" + suffix;
     fs::copy_file(database + suffix, target, error);
-    if (error == std::errc::no_such_file_or_directory && *suffix != '\0') continue;
+    if (error == std::errc::no_such_file_or_directory && !suffix.empty()) continue;
     if (!error) {
       fs::permissions(target, fs::perms::owner_read | fs::perms::owner_write, error);
     }
-    const bool owned = !error && give(target);
     if (error) errno = error.value();
-    if (!owned) return "";
+    if (error || !give(target)) return false;
   }
   // Last: until then the system account cannot put anything in the place of a copy.
-  return give(path_) ? copy : "";
+  return give(folder_);
 }
 
 Error CheckCaller() {
@@ -257,8 +208,8 @@ Error DatabaseAccess::Open(const std::string& path, Access access) {
   Error error = CheckPlace(path);
   if (error && access != Access::kRead) return error;
   if (error || (access == Access::kRead && !IsCurrent(path))) {
-    copy_ = std::make_unique<PrivateFolder>();
-    path_ = copy_->Copy(path);
+    copy_ = std::make_unique<PrivateCopy>(path);
+    path_ = copy_->path();
     if (path_.empty()) {
       return NotUsable(path, std::string("cannot copy it: ") + strerror(errno));
     }

@@ -26,21 +26,22 @@ enum class DatabaseContent {
 /// Reads what the file holds, and changes neither it nor its directory.
 DatabaseContent ContentOf(const std::string& path);
 
-/// An empty folder for private copies, for the system account alone, removed with what is
-/// in it on destruction.
-class PrivateFolder {
+/// A copy of a database with its logs, for the system account alone, removed with all
+/// that is beside it on destruction.
+class PrivateCopy {
  public:
-  PrivateFolder();
-  ~PrivateFolder();
-  PrivateFolder(const PrivateFolder&) = delete;
-  PrivateFolder& operator=(const PrivateFolder&) = delete;
+  explicit PrivateCopy(const std::string& database);
+  ~PrivateCopy();
+  PrivateCopy(const PrivateCopy&) = delete;
+  PrivateCopy& operator=(const PrivateCopy&) = delete;
 
-  /// Empty when it could not be created; the reason is in errno.
+  /// Empty when it could not be made; the reason is in errno.
   const std::string& path() const { return path_; }
-  /// Copies a database with its logs; returns the path of the copy, empty on failure.
-  std::string Copy(const std::string& database);
 
  private:
+  bool Copy(const std::string& database);
+
+  std::string folder_;
   std::string path_;
 };
 
@@ -67,7 +68,7 @@ class DatabaseAccess {
 
  private:
   std::string path_;
-  std::unique_ptr<PrivateFolder> copy_;
+  std::unique_ptr<PrivateCopy> copy_;
   std::unique_ptr<VEXO::sharing::db::SharingDB> database_;
 };
 

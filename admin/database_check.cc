@@ -1,8 +1,8 @@
 #include "admin/database_check.h"
 
 #include <sys/stat.h>
-#include <sys/wait.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -11,15 +11,10 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <memory>
-#include <set>
 #include <sstream>
-#include <utility>
 
 #include "admin/accounts.h"
 #include "admin/database_access.h"
-#include "admin/link_reader.h"
-#include "admin/link_state.h"
 #include "admin/queries.h"
 #include "admin/sqlite_connection.h"
 #include "base/system_account.h"
@@ -37,14 +32,89 @@ namespace fs = std::filesystem;
 
 constexpr mode_t kFileMode = 0660;
 constexpr mode_t kFolderMode = 0750;
+constexpr char kOrphanAdvice[] =
+    "no action needed: they grant no access, and vexosharing purge deletes them once "
+    "expired";
 const char* const kSchemaFolder = "/usr/vexo/share/vexosharing/db_schema/";
 const char* const kBlockFolder = "/usr/vexo/etc/private/autoblock";
 const char* const kUrlTool = "/usr/vexo/bin/vexosharingurl";
 const char* const kUrlCheck = "/usr/vexo/bin/vexosharingurl --check 2>&1";
 
-void AddUnlessEmpty(std::vector<Finding>& findings, Finding finding) {
-  if (!finding.items.empty()) findings.push_back(std::move(finding));
-}
+/// What is said of a kind of finding.
+struct Kind {
+  const char* name;
+  const char* text;
+  const char* advice;  // null when it depends on what was found
+  bool is_remark = false;
+};
+
+/// Every kind, in the order in which they are reported.
+constexpr Kind kKinds[] = {
+    {"file_mode", "Wrong owner or mode", nullptr},
+    {"schema_version", "Unknown schema version",
+     "install a newer version of the programs"},
+    {"wrong_table", "Tables with unexpected columns",
+     "vexosharing restore FILE with the latest backup"},
+    {"missing_schema", "Parts of the schema are missing", "vexosharing check --repair"},
+    {"damaged_row", "Unreadable rows: these links cannot be used",
+     "restore a backup, or vexosharing delete HASH"},
+    {"owner_gone", "Links whose owner does not exist",
+     "vexosharing transfer --from NUMBER --to USER, or vexosharing delete HASH"},
+    {"unknown_name",
+     "Links allow unknown users or groups: an account created later with such a name or "
+     "id gets access",
+     "vexosharing edit HASH --user NAME --group NAME with the correct names"},
+    {"owner_disabled", "Usable links of owners whose account is locked or expired",
+     nullptr},
+    {"md5_password", "Passwords stored as plain MD5",
+     "vexosharing edit HASH --password-stdin (the password can be the same)"},
+    {"damaged_session", "Unreadable rows in the table session",
+     "/usr/vexo/bin/vexowebapi --exec api=VEXO.Sharing.Session version=1 method=delete "
+     "id=ID"},
+    {"damaged_token", "Unreadable rows in the table token",
+     "/usr/vexo/bin/vexowebapi --exec api=VEXO.Sharing.Token version=1 method=delete "
+     "id=ID"},
+    {"token_without_link", "Tokens of deleted links", kOrphanAdvice},
+    {"token_without_session", "Tokens of deleted sessions", kOrphanAdvice},
+    {"integrity", "Damaged database file",
+     "vexosharing restore FILE with the latest backup"},
+    {"block_list", "Damaged list of blocked addresses",
+     "no action needed: the next failed login moves it aside and starts a new one"},
+    {"url", "Invalid URL configuration", "correct /usr/vexo/etc/sharing-url.conf"},
+    {"lookup_failed", "Accounts that could not be looked up",
+     "check the directory service, then run vexosharing check again", true},
+    {"no_expiry", "Links that never expire",
+     "if not intended, vexosharing edit HASH --expire WHEN", true},
+    {"moved_block_list", "Damaged lists of blocked addresses that were moved aside",
+     "delete them", true},
+};
+
+/// Findings by the name of the kind.
+class Found {
+ public:
+  /// Adds a place, and a step of advice that depends on it.
+  void Add(const std::string& kind, const std::string& item,
+           const std::string& step = "") {
+    auto& [name, text, advice, items] = findings_[kind];
+    items.push_back(item);
+    const bool known = std::count(advice.begin(), advice.end(), step) != 0;
+    if (!step.empty() && !known) advice.push_back(step);
+  }
+
+  void Report(Findings& findings) {
+    for (const Kind& kind : kKinds) {
+      Finding& finding = findings_[kind.name];
+      if (finding.items.empty()) continue;
+      finding.kind = kind.name;
+      finding.text = kind.text;
+      if (kind.advice != nullptr) finding.advice.emplace_back(kind.advice);
+      (kind.is_remark ? findings.remarks : findings.problems).push_back(finding);
+    }
+  }
+
+ private:
+  std::map<std::string, Finding> findings_;
+};
 
 std::string Octal(mode_t mode) {
   std::array<char, 8> text = {};
@@ -54,23 +124,24 @@ std::string Octal(mode_t mode) {
 
 /// Adds what is wrong with owner and mode, and the commands that correct it.  A missing
 /// file is skipped.
-void CheckMode(const std::string& path, mode_t mode, Finding& finding) {
+void CheckMode(const std::string& path, mode_t mode, Found& found) {
   using namespace VEXO::base;
   struct stat status = {};
   if (stat(path.c_str(), &status) == -1) return;
   if (status.st_uid != kSystemUid || status.st_gid != kSystemGid) {
-    finding.items.push_back(path + " is owned by " + std::to_string(status.st_uid) + ":" +
-                            std::to_string(status.st_gid));
-    finding.advice.push_back("chown 1:1 " + path);
+    found.Add("file_mode",
+              path + " is owned by " + std::to_string(status.st_uid) + ":" +
+                  std::to_string(status.st_gid),
+              "chown 1:1 " + path);
   }
   if ((status.st_mode & 07777) != mode) {
-    finding.items.push_back(path + " has mode " + Octal(status.st_mode));
-    finding.advice.push_back("chmod " + Octal(mode) + " " + path);
+    found.Add("file_mode", path + " has mode " + Octal(status.st_mode),
+              "chmod " + Octal(mode) + " " + path);
   }
 }
 
-/// The name and SQL text of every table, index and trigger, by type and name.
-using Schema = std::map<std::pair<std::string, std::string>, std::string>;
+/// The SQL text of every table, index and trigger, by type and name.
+using Schema = std::map<std::string, std::string>;
 
 std::string SchemaFile(int version) {
   std::ifstream file(kSchemaFolder + std::to_string(version) + ".sql");
@@ -81,33 +152,27 @@ std::string SchemaFile(int version) {
 
 /// The schema that the installed schema files create.
 Schema ExpectedSchema() {
-  int code = SQLITE_OK;
-  const Connection connection = Connect(":memory:", SQLITE_OPEN_READWRITE, code);
-  Schema schema;
-  const auto add = [](void* out, int /*columns*/, char** values, char** /*names*/) {
-    if (values[2] != nullptr) {
-      (*static_cast<Schema*>(out))[{values[0], values[1]}] = values[2];
-    }
-    return 0;
-  };
+  const Connection connection(":memory:", SQLITE_OPEN_READWRITE);
   for (int version = 1; version <= kSchemaVersion; ++version) {
-    sqlite3_exec(connection.get(), SchemaFile(version).c_str(), nullptr, nullptr,
-                 nullptr);
+    connection.Run(SchemaFile(version));
   }
-  sqlite3_exec(connection.get(), "SELECT type, name, sql FROM sqlite_master", add,
-               &schema, nullptr);
+  Rows rows;
+  connection.Run(kSelectSchema, &rows);
+  Schema schema;
+  for (const auto& row : rows) {
+    if (!row[2].empty()) schema[row[0] + " " + row[1]] = row[2];
+  }
   return schema;
 }
 
 /// Checks a database part by part.
 class Checker {
  public:
-  Checker(SharingDB& database, Findings& findings)
-      : database_(database), findings_(findings), now_(time(nullptr)) {}
+  explicit Checker(SharingDB& database) : database_(database), now_(time(nullptr)) {}
 
   void CheckPages() {
     Result result;
-    if (!Read("pages", CheckIntegrity(database_, result))) return;
+    if (!Read("pages", database_.Execute(kCheckIntegrity, result))) return;
     Row row;
     while (result.NextRow(row)) {
       std::istringstream lines(row.GetField("integrity_check").AsString(""));
@@ -122,43 +187,29 @@ class Checker {
     long version = 0;
     Result result;
     long application_id = 0;
-    if (!Read("schema", SelectSchemaVersion(database_, version) &&
-                            SelectApplicationId(database_, application_id) &&
-                            SelectSchema(database_, result))) {
+    if (!Read("schema", SelectPragma(database_, "user_version", version) &&
+                            SelectPragma(database_, "application_id", application_id) &&
+                            database_.Execute(kSelectSchema, result))) {
       return;
     }
     if (version != kSchemaVersion) {
-      Problem({"schema_version",
-               "Unknown schema version",
-               {"install a newer version of the programs"},
-               {"version " + std::to_string(version)}});
-      return;
+      return found_.Add("schema_version", "version " + std::to_string(version));
     }
     Schema missing = ExpectedSchema();
-    Finding wrong = {"wrong_table",
-                     "Tables with unexpected columns",
-                     {"vexosharing restore FILE with the latest backup"},
-                     {}};
     Row row;
     while (result.NextRow(row)) {
-      const auto expected = missing.find(
-          {row.GetField("type").AsString(""), row.GetField("name").AsString("")});
+      const std::string name =
+          row.GetField("type").AsString("") + " " + row.GetField("name").AsString("");
+      const auto expected = missing.find(name);
       if (expected == missing.end()) continue;
-      if (expected->second != row.GetField("sql").AsString("")) {
-        wrong.items.push_back(expected->first.first + " " + expected->first.second);
-      }
+      const bool same = expected->second == row.GetField("sql").AsString("");
+      if (!same) found_.Add("wrong_table", name);
       missing.erase(expected);
     }
-    Finding dropped = {"missing_schema",
-                       "Parts of the schema are missing",
-                       {"vexosharing check --repair"},
-                       {}};
     for (const auto& [name, sql] : missing) {
-      dropped.items.push_back("missing " + name.first + " " + name.second);
+      found_.Add("missing_schema", "missing " + name);
     }
-    if (application_id == 0) dropped.items.emplace_back("missing application id");
-    Problem(wrong);
-    Problem(dropped);
+    if (application_id == 0) found_.Add("missing_schema", "missing application id");
   }
 
   /// False when `progress` ended it.
@@ -169,41 +220,31 @@ class Checker {
       CheckLink(link);
       if (!progress(reader.done(), reader.total())) return false;
     }
-    findings_.links = reader.done();
-    for (const UnreadableLink& row : reader.unreadable()) {
-      unreadable_.items.push_back(row.hash + " (id " + std::to_string(row.id) + ")");
+    links_ = reader.done();
+    for (const auto& [id, hash] : reader.unreadable()) {
+      found_.Add("damaged_row", hash + " (id " + std::to_string(id) + ")");
     }
     can_export_ = Read("links", reader.good());
-    for (const Finding& finding :
-         {unreadable_, owner_gone_, unknown_names_, unusable_owner_, md5_}) {
-      Problem(finding);
-    }
-    AddUnlessEmpty(findings_.remarks, not_looked_up_);
-    AddUnlessEmpty(findings_.remarks, endless_);
     return true;
   }
 
   void CheckVisitors() {
-    CheckRows("session", DamagedSession(),
-              "/usr/vexo/bin/vexowebapi --exec api=VEXO.Sharing.Session version=1 "
-              "method=delete id=ID");
-    CheckRows("token", DamagedToken(),
-              "/usr/vexo/bin/vexowebapi --exec api=VEXO.Sharing.Token version=1 "
-              "method=delete id=ID");
-    CheckOrphans("entry", "link", "token_without_link");
-    CheckOrphans("session", "session", "token_without_session");
+    CheckRows("session", kDamagedSession);
+    CheckRows("token", kDamagedToken);
+    CheckOrphans("entry", "link");
+    CheckOrphans("session", "session");
   }
 
-  void ReportDamage() {
-    std::vector<std::string> advice;
-    if (can_export_) advice.emplace_back("vexosharing export FILE to save the links");
-    advice.emplace_back("vexosharing restore FILE with the latest backup");
-    Problem({"integrity", "Damaged database file", advice, damage_});
+  void Report(Findings& findings) {
+    for (const std::string& item : damage_) {
+      found_.Add("integrity", item,
+                 can_export_ ? "vexosharing export FILE to save the links" : "");
+    }
+    found_.Report(findings);
+    findings.links = links_;
   }
 
  private:
-  void Problem(const Finding& finding) { AddUnlessEmpty(findings_.problems, finding); }
-
   bool Read(const std::string& part, bool read) {
     // Before the single pages, because the text output shows the first items only.
     if (!read) {
@@ -215,182 +256,91 @@ class Checker {
   void CheckLink(const Entry& link) {
     const std::string hash = link.get_hash();
     CheckOwner(link);
-    CheckNames(hash, "user", link.get_protect_users(), link.get_protect_uids());
-    CheckNames(hash, "group", link.get_protect_groups(), link.get_protect_gids());
+    CheckAllowed(hash + " allows user ", AllowedUsers(link));
+    CheckAllowed(hash + " allows group ", AllowedGroups(link));
     if (link.get_protect_type() == Entry::PROTECT_PASSWORD &&
         link.get_protect_password_algo() == Entry::ENCRYPT_ALGO_MD5) {
-      md5_.items.push_back(hash);
+      found_.Add("md5_password", hash);
     }
-    if (link.get_expire_at() == 0) endless_.items.push_back(hash);
+    if (link.get_expire_at() == 0) found_.Add("no_expiry", hash);
   }
 
   void CheckOwner(const Entry& link) {
-    const std::string hash = link.get_hash();
     const unsigned int uid = link.get_owner_uid();
-    const auto [known, is_new] = owners_.try_emplace(uid);
-    Owner& owner = known->second;
-    if (is_new) {
-      owner.found = FindUser(uid, &owner.name);
-      if (owner.found == Lookup::kFound) owner.state = StateOfAccount(owner.name, now_);
-    }
-    if (owner.found == Lookup::kNotFound) {
-      owner_gone_.items.push_back(hash + " of " + std::to_string(uid));
-    } else if (owner.found == Lookup::kUnknown) {
-      not_looked_up_.items.push_back(hash + ": owner " + std::to_string(uid));
-    } else if (owner.state != AccountState::kActive &&
+    if (owners_.count(uid) == 0) owners_[uid] = FindUser(uid, now_);
+    const auto& [name, state] = owners_[uid];
+    const std::string item = link.get_hash() + " of " + name;
+    if (state == AccountState::kNotFound) {
+      found_.Add("owner_gone", item);
+    } else if (state == AccountState::kUnknown) {
+      found_.Add("lookup_failed", link.get_hash() + ": owner " + name);
+    } else if (state != AccountState::kFound &&
                StateOf(link, now_) == LinkState::kUsable) {
-      const bool locked = owner.state == AccountState::kLocked;
-      unusable_owner_.items.push_back(hash + " of " + owner.name +
-                                      (locked ? " (locked)" : " (expired)"));
-      const std::string advice =
-          "vexosharing edit --where-owner " + owner.name + " --disable";
-      if (!owner.reported) unusable_owner_.advice.push_back(advice);
-      owner.reported = true;
+      const bool locked = state == AccountState::kLocked;
+      found_.Add("owner_disabled", item + (locked ? " (locked)" : " (expired)"),
+                 "vexosharing edit --where-owner " + name + " --disable");
     }
   }
 
-  template <class Ids>
-  void CheckNames(const std::string& hash, const std::string& kind,
-                  const std::vector<std::string>& names, const Ids& ids) {
-    const auto check = [&](const std::string& name, Lookup found) {
-      const std::string item = hash + " allows " + kind + " " + name;
-      if (found == Lookup::kNotFound) unknown_names_.items.push_back(item);
-      if (found == Lookup::kUnknown) not_looked_up_.items.push_back(item);
-    };
-    const bool users = kind == "user";
-    for (const std::string& name : names) {
-      check(name, users ? FindUser(name) : FindGroup(name));
-    }
-    for (const unsigned int id : ids) {
-      check(std::to_string(id), users ? FindUser(id) : FindGroup(id));
+  void CheckAllowed(const std::string& item, const std::vector<Account>& accounts) {
+    for (const auto& [name, state] : accounts) {
+      if (state == AccountState::kNotFound) found_.Add("unknown_name", item + name);
+      if (state == AccountState::kUnknown) found_.Add("lookup_failed", item + name);
     }
   }
 
-  void CheckRows(const std::string& table, const std::string& damaged,
-                 const std::string& advice) {
+  void CheckRows(const std::string& table, const std::string& damaged) {
     Result result;
-    if (!Read(table + "s", SelectRows(database_, "id", table, damaged, 0, 0, result))) {
-      return;
-    }
-    Finding finding = {
-        "damaged_" + table, "Unreadable rows in the table " + table, {advice}, {}};
+    Read(table + "s", SelectRows(database_, "id", table, damaged, 0, 0, result));
     Row row;
     while (result.NextRow(row)) {
-      finding.items.push_back("id " + row.GetField("id").AsString(""));
+      found_.Add("damaged_" + table, "id " + row.GetField("id").AsString(""));
     }
-    Problem(finding);
   }
 
-  void CheckOrphans(const std::string& table, const std::string& owner,
-                    const std::string& kind) {
+  void CheckOrphans(const std::string& table, const std::string& owner) {
     long tokens = 0;
-    if (!Read("tokens", CountOrphanTokens(database_, table, tokens)) || tokens == 0) {
-      return;
-    }
-    Problem({kind,
-             "Tokens of deleted " + owner + "s",
-             {"no action needed: they grant no access, and vexosharing purge deletes "
-              "them once "
-              "expired"},
-             {std::to_string(tokens) + (tokens == 1 ? " token" : " tokens") +
-              " of deleted " + owner + "s"}});
+    if (!Read("tokens", CountRows(database_, "token", Orphaned(table), tokens))) return;
+    if (tokens == 0) return;
+    found_.Add("token_without_" + owner, std::to_string(tokens) +
+                                             (tokens == 1 ? " token" : " tokens") +
+                                             " of deleted " + owner + "s");
   }
-
-  struct Owner {
-    Lookup found = Lookup::kUnknown;
-    std::string name;
-    AccountState state = AccountState::kActive;
-    bool reported = false;
-  };
 
   SharingDB& database_;
-  Findings& findings_;
   const long now_;
-  bool can_export_ = false;
-  std::map<unsigned int, Owner> owners_;  // each looked up once
+  Found found_;
   std::vector<std::string> damage_;
-  Finding unreadable_ = {"damaged_row",
-                         "Unreadable rows: these links cannot be used",
-                         {"restore a backup, or vexosharing delete HASH"},
-                         {}};
-  Finding owner_gone_ = {
-      "owner_gone",
-      "Links whose owner does not exist",
-      {"vexosharing transfer --from NUMBER --to USER, or vexosharing delete HASH"},
-      {}};
-  Finding unknown_names_ = {
-      "unknown_name",
-      "Links allow unknown users or groups: an account created later with such a name "
-      "or id gets access",
-      {"vexosharing edit HASH --user NAME --group NAME with the correct names"},
-      {}};
-  Finding unusable_owner_ = {"owner_disabled",
-                             "Usable links of owners whose account is locked or expired",
-                             {},
-                             {}};
-  Finding md5_ = {
-      "md5_password",
-      "Passwords stored as plain MD5",
-      {"vexosharing edit HASH --password-stdin (the password can be the same)"},
-      {}};
-  Finding not_looked_up_ = {
-      "lookup_failed",
-      "Accounts that could not be looked up",
-      {"check the directory service, then run vexosharing check again"},
-      {}};
-  Finding endless_ = {"no_expiry",
-                      "Links that never expire",
-                      {"if not intended, vexosharing edit HASH --expire WHEN"},
-                      {}};
+  long links_ = 0;
+  bool can_export_ = false;
+  std::map<unsigned int, Account> owners_;  // each looked up once
 };
 
-/// Faults that SQLite finds in a database which is copied first: it belongs to another
-/// program, and may be in use.
-std::string IntegrityOfCopy(const std::string& path) {
-  PrivateFolder folder;
-  const std::string copy = folder.Copy(path);
-  if (copy.empty()) return strerror(errno);
-  int code = SQLITE_OK;
-  const Connection connection = Connect(copy, SQLITE_OPEN_READWRITE, code);
-  std::string fault;
-  const auto read = [](void* out, int /*columns*/, char** values, char** /*names*/) {
-    *static_cast<std::string*>(out) = values[0];
-    return 0;
-  };
-  if (connection == nullptr || sqlite3_exec(connection.get(), "PRAGMA integrity_check(1)",
-                                            read, &fault, nullptr) != SQLITE_OK) {
-    return "not a database";
-  }
-  return fault == "ok" ? "" : fault;
+/// The first fault that SQLite finds in the file, which programs may be writing; a lock
+/// that is held for long is none.  Empty if there is none.
+std::string IntegrityOf(const std::string& path) {
+  Rows rows;
+  const Connection connection(path, SQLITE_OPEN_READWRITE);
+  const int code = connection.Run("PRAGMA integrity_check(1)", &rows);
+  if (code == SQLITE_NOTADB) return "not a database";
+  if (code != SQLITE_OK) return code == SQLITE_BUSY ? "" : sqlite3_errstr(code);
+  return rows == Rows{{"ok"}} ? "" : rows[0][0];
 }
 
-void CheckBlockList(Findings& findings) {
+void CheckBlockList(Found& found) {
   const std::string path = std::string(kBlockFolder) + "/autoblock.db";
-  Finding damaged = {
-      "block_list",
-      "Damaged list of blocked addresses",
-      {"no action needed: the next failed login moves it aside and starts a new one"},
-      {}};
-  Finding moved = {"moved_block_list",
-                   "Damaged lists of blocked addresses that were moved aside",
-                   {"delete them"},
-                   {}};
   std::error_code error;
-  if (fs::exists(path, error)) {
-    const std::string fault = IntegrityOfCopy(path);
-    if (!fault.empty()) damaged.items.push_back(path + ": " + fault);
-  }
+  const std::string fault = fs::exists(path, error) ? IntegrityOf(path) : "";
+  if (!fault.empty()) found.Add("block_list", path + ": " + fault);
   for (const auto& file : fs::directory_iterator(kBlockFolder, error)) {
     const std::string name = file.path().filename();
-    if (name.rfind("autoblock.db.damaged-", 0) == 0) moved.items.push_back(file.path());
+    if (name.rfind("autoblock.db.damaged-", 0) == 0) {
+      found.Add("moved_block_list", file.path());
+    }
   }
-  AddUnlessEmpty(findings.problems, damaged);
-  AddUnlessEmpty(findings.remarks, moved);
 }
 
-void CheckUrls(Findings& findings) {
-  Finding wrong = {
-      "url", "Invalid URL configuration", {"correct /usr/vexo/etc/sharing-url.conf"}, {}};
+void CheckUrls(Found& found) {
   if (!fs::exists(kUrlTool)) return;  // the other subcommands say that URLs are unknown
   FILE* const tool = popen(kUrlCheck, "re");  // NOLINT(cert-env33-c): a fixed path
   if (tool == nullptr) return;
@@ -399,46 +349,47 @@ void CheckUrls(Findings& findings) {
   while (fgets(part.data(), static_cast<int>(part.size()), tool) != nullptr) {
     output += part.data();
   }
-  const int status = pclose(tool);
+  if (pclose(tool) == 0) return;
   std::istringstream lines(output);
-  for (std::string line; std::getline(lines, line);) wrong.items.push_back(line);
-  if (status != 0) AddUnlessEmpty(findings.problems, wrong);
+  for (std::string line; std::getline(lines, line);) found.Add("url", line);
 }
 
 }  // namespace
 
 void CheckFiles(const std::string& path, Findings& findings) {
-  Finding finding = {"file_mode", "Wrong owner or mode", {}, {}};
+  Found found;
   // Another database may be in any folder.
   if (path == SZF_SHARING_DB_PATH) {
-    CheckMode(path.substr(0, path.rfind('/')), kFolderMode, finding);
+    CheckMode(path.substr(0, path.rfind('/')), kFolderMode, found);
   }
   for (const char* const suffix : kDatabaseFiles) {
-    CheckMode(path + suffix, kFileMode, finding);
+    CheckMode(path + suffix, kFileMode, found);
   }
-  AddUnlessEmpty(findings.problems, finding);
+  found.Report(findings);
 }
 
 Error CheckDatabase(SharingDB& database,
                     const std::function<bool(long done, long total)>& progress,
                     Findings& findings) {
-  Checker checker(database, findings);
+  Checker checker(database);
   checker.CheckPages();
   checker.CheckSchema();
-  if (!checker.CheckLinks(progress)) return {kInterrupted, "interrupted", ""};
+  if (!checker.CheckLinks(progress)) return {kInterrupted, "interrupted"};
   checker.CheckVisitors();
-  checker.ReportDamage();
+  checker.Report(findings);
   return {};
 }
 
 void CheckSystem(Findings& findings) {
-  CheckBlockList(findings);
-  CheckUrls(findings);
+  Found found;
+  CheckBlockList(found);
+  CheckUrls(found);
+  found.Report(findings);
 }
 
 Error RepairSchema(SharingDB& database) {
   long present = 0;
-  if (!SelectSchemaVersion(database, present)) return DatabaseError(database);
+  if (!SelectPragma(database, "user_version", present)) return DatabaseError(database);
   if (present > kSchemaVersion) {
     return {kFailed, "unknown schema version " + std::to_string(present),
             "install a newer version of the programs"};

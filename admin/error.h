@@ -2,8 +2,6 @@
 
 #include <string>
 
-#include "base_db.h"
-
 namespace admin {
 
 // Codes of errors, for programs.  docs/webapi.md explains them.
@@ -22,14 +20,11 @@ inline constexpr char kFailed[] = "failed";
 struct Error {
   std::string code;
   std::string message;
-  std::string hint;  // what to do about it; may be empty
+  std::string hint = {};  // what to do about it; may be empty
 
   explicit operator bool() const { return !code.empty(); }
   /// Message and hint in one line.
   std::string Text() const { return hint.empty() ? message : message + "; " + hint; }
 };
-
-/// The error for a statement that the database refused.
-Error DatabaseError(const VEXO::sharing::db::BaseDB& database);
 
 }  // namespace admin

@@ -17,6 +17,8 @@ constexpr size_t kMaxDepth = 499;
 /// Builds a Json::Value from the events of a parser that follows the standard.
 class Builder : public nlohmann::json_sax<nlohmann::json> {
  public:
+  explicit Builder(std::string& reason) : reason_(reason) {}
+
   bool null() override { return Add(Json::Value()); }
   bool boolean(bool value) override { return Add(value); }
   bool number_integer(number_integer_t value) override { return Add(Json::Int64{value}); }
@@ -49,8 +51,12 @@ class Builder : public nlohmann::json_sax<nlohmann::json> {
                       : "invalid JSON at byte " + std::to_string(position));
   }
 
+  bool Refuse(const std::string& text) {
+    reason_ = text;
+    return false;
+  }
+
   Json::Value root;
-  std::string reason;
 
  private:
   Json::Value* Place(Json::Value value) {
@@ -69,11 +75,7 @@ class Builder : public nlohmann::json_sax<nlohmann::json> {
     open_.pop_back();
     return true;
   }
-  bool Refuse(const std::string& text) {
-    reason = text;
-    return false;
-  }
-
+  std::string& reason_;
   std::vector<Json::Value*> open_;
   std::string name_;
 };
@@ -93,19 +95,12 @@ std::string Write(const Json::Value& value, bool ascii) {
 }  // namespace
 
 bool ParseJson(const std::string& text, Json::Value& out, std::string& reason) {
+  Builder builder(reason);
   if (text.find('\0') != std::string::npos) {  // the parser would end there
-    reason = "NUL character";
-    return false;
+    return builder.Refuse("NUL character");
   }
-  if (!utf8::is_valid(text)) {
-    reason = "not valid UTF-8";
-    return false;
-  }
-  Builder builder;
-  if (!nlohmann::json::sax_parse(text, &builder)) {
-    reason = builder.reason;
-    return false;
-  }
+  if (!utf8::is_valid(text)) return builder.Refuse("not valid UTF-8");
+  if (!nlohmann::json::sax_parse(text, &builder)) return false;
   out = std::move(builder.root);
   return true;
 }
@@ -113,10 +108,7 @@ bool ParseJson(const std::string& text, Json::Value& out, std::string& reason) {
 bool ParseJsonObject(const std::string& text, Json::Value& out, std::string& reason) {
   Json::Value value;
   if (!ParseJson(text, value, reason)) return false;
-  if (!value.isObject()) {
-    reason = "not a JSON object";
-    return false;
-  }
+  if (!value.isObject()) return Builder(reason).Refuse("not a JSON object");
   out = std::move(value);
   return true;
 }
@@ -124,11 +116,5 @@ bool ParseJsonObject(const std::string& text, Json::Value& out, std::string& rea
 std::string JsonText(const Json::Value& value) { return Write(value, false); }
 
 std::string JsonAscii(const Json::Value& value) { return Write(value, true); }
-
-Json::Value JsonArray(const std::vector<std::string>& texts) {
-  Json::Value array(Json::arrayValue);
-  for (const std::string& text : texts) array.append(text);
-  return array;
-}
 
 }  // namespace admin

@@ -2,7 +2,9 @@
 
 #include <json/value.h>
 
+#include <initializer_list>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace admin {
@@ -19,6 +21,20 @@ bool ParseJsonObject(const std::string& text, Json::Value& out, std::string& rea
 std::string JsonText(const Json::Value& value);
 std::string JsonAscii(const Json::Value& value);
 
-Json::Value JsonArray(const std::vector<std::string>& texts);
+/// An array of the values.
+template <class Values = std::vector<std::string>>
+Json::Value JsonArray(const Values& values) {
+  Json::Value array(Json::arrayValue);
+  for (const auto& value : values) array.append(value);
+  return array;
+}
+
+/// An object of the members.
+inline Json::Value JsonObject(
+    std::initializer_list<std::pair<const char*, Json::Value>> members) {
+  Json::Value object(Json::objectValue);
+  for (const auto& [name, value] : members) object[name] = value;
+  return object;
+}
 
 }  // namespace admin

@@ -4,8 +4,9 @@
 #include <climits>
 #include <ctime>
 #include <map>
+#include <tuple>
+#include <utility>
 
-#include "admin/access.h"
 #include "keys.h"
 
 namespace admin {
@@ -23,6 +24,19 @@ std::map<std::string, std::string> Settings(const Entry& link) {
   return columns;
 }
 
+/// What decides who is admitted, so that earlier logins must not count after a change.
+/// The order of names and ids does not matter.
+auto Admission(const Entry& link) {
+  const auto sorted = [](auto list) {
+    std::sort(list.begin(), list.end());
+    return list;
+  };
+  return std::make_tuple(
+      link.get_enabled(), link.get_protect_type(), link.get_protect_password(),
+      sorted(link.get_protect_uids()), sorted(link.get_protect_users()),
+      sorted(link.get_protect_gids()), sorted(link.get_protect_groups()));
+}
+
 }  // namespace
 
 LinkAdmin::LinkAdmin(BaseDB& database, bool (*stopped)())
@@ -32,26 +46,23 @@ LinkAdmin::LinkAdmin(BaseDB& database, bool (*stopped)())
       sessions_(database),
       tokens_(database) {}
 
-/// Runs `change` in a transaction, which is committed unless it returns an error or,
-/// except for an undo, the caller has been stopped.
-template <class Change>
-Error LinkAdmin::Run(Change change, bool is_undo) {
+Error LinkAdmin::Run(const std::function<Error()>& change, bool is_undo) {
   Transaction transaction(database_);
-  Error error = transaction.good() ? Error{} : Failed();
+  Error error = ErrorUnless(transaction.good());
   if (!error) error = change();
   if (!is_undo && Stopped()) {  // may be the reason for the failure
-    return {kInterrupted, "interrupted: nothing was changed", ""};
+    return {kInterrupted, "interrupted: nothing was changed"};
   }
-  if (error) return error;
-  return transaction.Commit() ? Error{} : Failed();
+  return error ? error : ErrorUnless(transaction.Commit());
 }
 
 Error LinkAdmin::Find(const std::string& hash, Entry& link, bool& readable) {
   Result result;
-  if (!SelectLinkByHash(database_, hash, result)) return Failed();
+  if (!SelectLinkByHash(database_, hash, result)) return DatabaseError(database_);
   Row row;
-  if (!result.NextRow(row))
-    return {kNoSuchObject, "link not found: " + (hash.empty() ? "\"\"" : hash), ""};
+  if (!result.NextRow(row)) {
+    return {kNoSuchObject, "link not found: " + (hash.empty() ? "\"\"" : hash)};
+  }
   readable = link.FromRow(row);
   link.set_id(row.GetField("id").AsInt(0));
   link.set_hash(hash);
@@ -66,7 +77,7 @@ Error LinkAdmin::Find(const std::string& hash, Entry& link) {
 }
 
 Error LinkAdmin::Create(Entry& link) {
-  return Run([&] { return links_.CreateWithHash(link) ? Error{} : Failed(); });
+  return Run([&] { return ErrorUnless(links_.CreateWithHash(link)); });
 }
 
 std::string LinkAdmin::UndoCreate(const Entry& link) {
@@ -81,12 +92,11 @@ Error LinkAdmin::Edit(const std::string& hash, const LinkSettings& settings,
     if (Error error = Find(hash, stored.link)) return error;
     stored.before = stored.link;
     if (Error error = ApplySettings(settings, stored.link)) return error;
-    stored.access_changed = AccessChanged(stored.before, stored.link);
-    const bool done =
+    stored.access_changed = Admission(stored.before) != Admission(stored.link);
+    return ErrorUnless(
         links_.Update(stored.link) &&
         (!stored.access_changed ||
-         DeleteRows(database_, "token", OfLink(stored.link), stored.revoked));
-    return done ? Error{} : Failed();
+         DeleteRows(database_, "token", OfLink(stored.link), stored.revoked)));
   });
 }
 
@@ -95,13 +105,13 @@ std::string LinkAdmin::UndoEdit(const StoredLink& stored) {
     Entry link;
     if (Error found = Find(stored.link.get_hash(), link)) return found;
     if (Settings(link) != Settings(stored.link)) {
-      return {kFailed, "the link has been changed again", ""};
+      return {kFailed, "the link has been changed again"};
     }
     const long uses = long{stored.before.get_use_count()} + link.get_use_count() -
                       stored.link.get_use_count();
     link = stored.before;
     link.set_use_count(static_cast<int>(std::min<long>(uses, INT_MAX)));
-    return links_.Update(link) ? Error{} : Failed();
+    return ErrorUnless(links_.Update(link));
   };
   return Run(restore, true) ? "the change of link " + stored.link.get_hash() +
                                   " could not be undone: set a new password"
@@ -114,30 +124,19 @@ Error LinkAdmin::Rotate(const std::string& hash, StoredLink& stored) {
     stored.before = stored.link;
     // The store tries random hashes until one is free, so a copy is made and the original
     // deleted, with its tokens.
-    const bool done =
+    return ErrorUnless(
         CountRows(database_, "token", OfLink(stored.before), stored.revoked) &&
-        links_.CreateWithHash(stored.link) && links_.Delete(stored.before);
-    return done ? Error{} : Failed();
+        links_.CreateWithHash(stored.link) && links_.Delete(stored.before));
   });
 }
 
-Error LinkAdmin::Delete(const std::string& hash, long& revoked) {
+Error LinkAdmin::DeleteTokens(const std::string& hash, bool with_link, long& revoked) {
   return Run([&]() -> Error {
     Entry link;
     bool readable = false;
     if (Error error = Find(hash, link, readable)) return error;
-    const bool done =
-        CountRows(database_, "token", OfLink(link), revoked) && links_.Delete(link);
-    return done ? Error{} : Failed();
-  });
-}
-
-Error LinkAdmin::Revoke(const std::string& hash, long& revoked) {
-  return Run([&]() -> Error {
-    Entry link;
-    bool readable = false;
-    if (Error error = Find(hash, link, readable)) return error;
-    return DeleteRows(database_, "token", OfLink(link), revoked) ? Error{} : Failed();
+    return ErrorUnless(DeleteRows(database_, "token", OfLink(link), revoked) &&
+                       (!with_link || links_.Delete(link)));
   });
 }
 
@@ -150,13 +149,15 @@ Error LinkAdmin::Import(std::vector<LineLink>& links, bool new_hash, ImportCount
       const std::string hash = link.get_hash();
       Result result;
       Row row;
-      if (!SelectLinkByHash(database_, hash, result)) return Failed();
+      if (!SelectLinkByHash(database_, hash, result)) return DatabaseError(database_);
       const bool taken = result.NextRow(row);
       if (taken && !new_hash) {
         ++sum.skipped;
         continue;
       }
-      if (!(taken ? links_.CreateWithHash(link) : links_.Create(link))) return Failed();
+      if (!(taken ? links_.CreateWithHash(link) : links_.Create(link))) {
+        return DatabaseError(database_);
+      }
       if (taken) fresh.push_back({hash, link.get_hash()});
       ++sum.imported;
       if (without_password) ++sum.disabled;
@@ -170,69 +171,54 @@ Error LinkAdmin::Import(std::vector<LineLink>& links, bool new_hash, ImportCount
 }
 
 Error LinkAdmin::Transfer(unsigned int from, unsigned int to, long& count) {
-  return Run([&] { return SetOwner(database_, from, to, count) ? Error{} : Failed(); });
-}
-
-/// Counts the tokens that are gone after `work`, by their own deadline or with what they
-/// belonged to.
-template <class Work>
-Error LinkAdmin::PurgeRows(PurgeCounts& counts, Work work) {
-  return Run([&] {
-    long before = 0;
-    long after = 0;
-    const bool done = CountRows(database_, "token", "", before) && work() &&
-                      CountRows(database_, "token", "", after);
-    counts.tokens = before - after;
-    return done ? Error{} : Failed();
-  });
+  return Run([&] { return ErrorUnless(SetOwner(database_, from, to, count)); });
 }
 
 Error LinkAdmin::Purge(const PurgeScope& scope, PurgeCounts& counts,
                        const std::function<void(long step)>& begin) {
   const bool named = scope.every_owner || scope.owner;
   if (!scope.project.empty() && !named) {
-    return {kMissingParameter, "purging one project requires an owner or all owners", ""};
+    return {kMissingParameter, "purging one project requires an owner or all owners"};
   }
-  const auto show = [&begin](long step) {
-    if (begin) begin(step);
+  const auto purge_links = [&] {
+    const unsigned int owner = scope.owner.value_or(UID_ERR);
+    return (named ? links_.PurgeExpiredByOwnerProject(owner, scope.project)
+                  : links_.PurgeExpired(kAlways)) &&
+           CountChanges(database_, counts.links);
   };
-  return PurgeRows(counts, [&] {
-    show(1);
-    if (!(named ? links_.PurgeExpiredByOwnerProject(scope.owner.value_or(UID_ERR),
-                                                    scope.project)
-                : links_.PurgeExpired(kAlways)) ||
-        !CountChanges(database_, counts.links)) {
-      return false;
-    }
-    if (scope.links_only || Stopped()) return true;
-    show(2);
-    if (!sessions_.PurgeExpired(kAlways) || !CountChanges(database_, counts.sessions)) {
-      return false;
-    }
-    if (Stopped()) return true;
-    show(3);
-    return tokens_.PurgeExpired(kAlways);
-  });
-}
-
-Error LinkAdmin::PurgeSessions(PurgeCounts& counts) {
-  return PurgeRows(counts, [&] {
+  const auto purge_sessions = [&] {
     return sessions_.PurgeExpired(kAlways) && CountChanges(database_, counts.sessions);
+  };
+  const auto purge_tokens = [&] { return tokens_.PurgeExpired(kAlways); };
+  const std::pair<bool, std::function<bool()>> steps[] = {
+      {scope.links, purge_links},
+      {scope.sessions, purge_sessions},
+      {scope.tokens, purge_tokens}};
+  return Run([&] {
+    // Tokens go by their own deadline, or with what they belonged to.
+    long before = 0;
+    long after = 0;
+    long step = 0;
+    bool done = CountRows(database_, "token", "", before);
+    for (const auto& [wanted, purge] : steps) {
+      if (!done || !wanted || Stopped()) continue;
+      if (begin) begin(++step);
+      done = purge();
+    }
+    done = done && CountRows(database_, "token", "", after);
+    counts.tokens = before - after;
+    return ErrorUnless(done);
   });
-}
-
-Error LinkAdmin::PurgeTokens(PurgeCounts& counts) {
-  return PurgeRows(counts, [&] { return tokens_.PurgeExpired(kAlways); });
 }
 
 Error LinkAdmin::Count(const LinkFilter& filter, long& count) {
-  const std::string condition = filter.Sql(database_, time(nullptr));
-  return CountRows(database_, "entry", condition, count) ? Error{} : Failed();
+  return ErrorUnless(
+      CountRows(database_, "entry", filter.Sql(database_, time(nullptr)), count));
 }
 
 Error LinkAdmin::CountLiveTokens(const Entry& link, long& count) {
   const std::string condition = OfLink(link) + " AND " + Alive(time(nullptr));
-  return CountRows(database_, "token", condition, count) ? Error{} : Failed();
+  return ErrorUnless(CountRows(database_, "token", condition, count));
 }
 
 }  // namespace admin

@@ -4,7 +4,6 @@
 #include <string>
 
 #include "admin/error.h"
-#include "admin/link_filter.h"
 #include "admin/link_line.h"
 #include "admin/link_settings.h"
 #include "admin/queries.h"
@@ -41,10 +40,12 @@ struct NewHash {
   std::string to;
 };
 
-/// Which links a purge deletes.  With neither `owner` nor `every_owner`, links without
-/// auto_gc are kept.
+/// What a purge deletes.  With neither `owner` nor `every_owner`, links without auto_gc
+/// are kept.
 struct PurgeScope {
-  bool links_only = false;
+  bool links = true;
+  bool sessions = true;
+  bool tokens = true;
   bool every_owner = false;
   std::optional<unsigned int> owner;
   std::string project;
@@ -77,9 +78,13 @@ class LinkAdmin {
   Error Rotate(const std::string& hash, StoredLink& stored);
 
   /// Deletes a link, an unreadable one too; its tokens are deleted with it.
-  Error Delete(const std::string& hash, long& revoked);
+  Error Delete(const std::string& hash, long& revoked) {
+    return DeleteTokens(hash, true, revoked);
+  }
   /// Deletes the tokens of a link, of an unreadable one too.
-  Error Revoke(const std::string& hash, long& revoked);
+  Error Revoke(const std::string& hash, long& revoked) {
+    return DeleteTokens(hash, false, revoked);
+  }
 
   /// Stores links read by ParseLinkLine under their hashes.  A link whose hash exists is
   /// skipped, or gets a new one with `new_hash`.  Adds to `counts`.
@@ -89,24 +94,22 @@ class LinkAdmin {
   /// Gives every link of one user to another.
   Error Transfer(unsigned int from, unsigned int to, long& count);
 
-  /// Deletes expired links of the scope with their tokens; then, unless it is for links
-  /// only, expired sessions and tokens.
-  /// `begin` is called at the beginning of each of the three steps.
+  /// Deletes expired links, with their tokens, sessions and tokens of the scope.
+  /// `begin` is called at the beginning of each of these steps.
   Error Purge(const PurgeScope& scope, PurgeCounts& counts,
               const std::function<void(long step)>& begin = nullptr);
-  Error PurgeSessions(PurgeCounts& counts);
-  Error PurgeTokens(PurgeCounts& counts);
 
   Error Count(const LinkFilter& filter, long& count);
   /// Tokens of the link that have not expired.
   Error CountLiveTokens(const Entry& link, long& count);
 
  private:
-  template <class Change>
-  Error Run(Change change, bool is_undo = false);
-  template <class Work>
-  Error PurgeRows(PurgeCounts& counts, Work work);
-  Error Failed() const { return DatabaseError(database_); }
+  /// Runs `change` in a transaction, which is committed unless it returns an error or,
+  /// except for an undo, the caller has been stopped.
+  Error Run(const std::function<Error()>& change, bool is_undo = false);
+  Error DeleteTokens(const std::string& hash, bool with_link, long& revoked);
+  /// The error of a statement, unless it was done.
+  Error ErrorUnless(bool done) const { return done ? Error{} : DatabaseError(database_); }
   bool Stopped() const { return stopped_ != nullptr && stopped_(); }
 
   BaseDB& database_;

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "admin/access.h"
+#include "admin/accounts.h"
 #include "admin/json_text.h"
 #include "base/percent.h"
 #include "keys.h"
@@ -10,13 +10,7 @@
 
 namespace admin {
 
-namespace {
-
 using namespace VEXO::sharing;  // the keys
-
-Json::Value Number(long number) { return Json::Int64{number}; }
-
-}  // namespace
 
 std::string LinkUrls::Get(const Entry& link) {
   const std::string end = VEXO::base::PercentEncode(link.get_hash());
@@ -34,13 +28,18 @@ std::string LinkUrls::Get(const Entry& link) {
   return url;
 }
 
-Json::Value LinkJson(const Entry& link, LinkUrls& urls, long now) {
+Json::Value RecordJson(const Entry& link) {
   Json::Value out;
   link.ToJSON(out);
-  out[SZK_ID_] = link.get_id();
   out[SZK_OWNER_UID] = link.get_owner_uid();
-  out[SZK_START_AT] = Number(link.get_start_at());
-  out[SZK_EXPIRE_AT] = Number(link.get_expire_at());
+  out[SZK_START_AT] = Json::Int64{link.get_start_at()};
+  out[SZK_EXPIRE_AT] = Json::Int64{link.get_expire_at()};
+  return out;
+}
+
+Json::Value LinkJson(const Entry& link, LinkUrls& urls, long now) {
+  Json::Value out = RecordJson(link);
+  out[SZK_ID_] = link.get_id();
   out["state"] = StateName(StateOf(link, now));
   const std::string url = urls.Get(link);
   out["url"] = url.empty() ? Json::Value() : Json::Value(url);
@@ -52,9 +51,7 @@ Json::Value LinkDetailsJson(const Entry& link, LinkUrls& urls, long now) {
   out[SZK_PRIVATE_DATA] = link.get_private_data();
   out["unresolved_users"] = JsonArray(UnresolvedUsers(link));
   out["unresolved_groups"] = JsonArray(UnresolvedGroups(link));
-  Json::Value data(Json::objectValue);
-  data["link"] = out;
-  return data;
+  return JsonObject({{"link", out}});
 }
 
 Json::Value StoredLinkJson(const Entry& link, const Secret* generated, LinkUrls& urls) {
@@ -64,19 +61,15 @@ Json::Value StoredLinkJson(const Entry& link, const Secret* generated, LinkUrls&
 }
 
 Json::Value PurgeJson(const PurgeCounts& counts) {
-  Json::Value out(Json::objectValue);
-  out["links"] = Number(counts.links);
-  out["sessions"] = Number(counts.sessions);
-  out["tokens"] = Number(counts.tokens);
-  return out;
+  return JsonObject({{"links", counts.links},
+                     {"sessions", counts.sessions},
+                     {"tokens", counts.tokens}});
 }
 
 Json::Value UnreadableJson(const std::vector<UnreadableLink>& links) {
   Json::Value array(Json::arrayValue);
-  for (const UnreadableLink& link : links) {
-    Json::Value& element = array.append(Json::Value(Json::objectValue));
-    element[SZK_ID_] = link.id;
-    element[SZK_HASH] = link.hash;
+  for (const auto& [id, hash] : links) {
+    array.append(JsonObject({{SZK_ID_, id}, {SZK_HASH, hash}}));
   }
   return array;
 }
@@ -111,11 +104,9 @@ LinkCounts Sum(const std::map<std::string, LinkCounts>& counts) {
 }
 
 Json::Value LinkCountsJson(const LinkCounts& counts) {
-  Json::Value out(Json::objectValue);
-  out["total"] = Number(counts.total);
-  out["logins"] = Number(counts.logins);
+  Json::Value out = JsonObject({{"total", counts.total}, {"logins", counts.logins}});
   for (const LinkState state : kLinkStates) {
-    out["states"][StateName(state)] = Number(counts.Of(state));
+    out["states"][StateName(state)] = Json::Int64{counts.Of(state)};
   }
   return out;
 }
@@ -129,10 +120,7 @@ Error CountVisitors(BaseDB& database, const std::string& table, long now,
 }
 
 Json::Value VisitorCountsJson(const VisitorCounts& counts) {
-  Json::Value out(Json::objectValue);
-  out["total"] = Number(counts.total);
-  out["alive"] = Number(counts.alive);
-  return out;
+  return JsonObject({{"total", counts.total}, {"alive", counts.alive}});
 }
 
 }  // namespace admin

@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "admin/link_admin.h"
-#include "admin/link_reader.h"
 
 // The JSON of links, the same in the command and in the web API.  docs/json.schema.json
 // describes it.
@@ -28,6 +27,9 @@ class LinkUrls {
   std::map<std::string, std::string> prefixes_;  // by project
   bool unknown_ = false;
 };
+
+/// The public view of a link, with times in seconds since the epoch.
+Json::Value RecordJson(const Entry& link);
 
 /// The public view of a link, with ids, state, times in seconds since the epoch, and its
 /// URL, null when that is not known.  No secret, and no private data.

@@ -3,7 +3,7 @@
 #include <json/value.h>
 
 #include <algorithm>
-#include <limits>
+#include <climits>
 #include <map>
 #include <set>
 #include <vector>
@@ -13,6 +13,7 @@
 #include "admin/queries.h"
 #include "admin/secret.h"
 #include "base/percent.h"
+#include "base/text.h"
 #include "keys.h"
 #include "utils.h"
 
@@ -25,111 +26,88 @@ using namespace VEXO::sharing;  // the keys
 constexpr size_t kSha1Digits = 40;
 constexpr size_t kMd5Digits = 32;
 
+constexpr long kMaxId = UID_ERR - 1L;
+
+bool IsText(const Json::Value& value) {
+  // A NUL would end the text in the database.
+  return value.isString() && value.asString().find('\0') == std::string::npos;
+}
+
+template <long most>
+bool IsNumber(const Json::Value& value) {
+  return value.isInt64() && value.asInt64() >= 0 && value.asInt64() <= most;
+}
+
+template <bool (*accepts)(const Json::Value& element)>
+bool IsArrayOf(const Json::Value& value) {
+  return value.isArray() && std::all_of(value.begin(), value.end(), accepts);
+}
+
 /// What a member may hold.
-enum class Kind { kText, kFlag, kSeconds, kCount, kId, kTexts, kIds, kObject };
+struct Kind {
+  const char* fault;
+  bool (*accepts)(const Json::Value& value);
+};
+
+constexpr Kind kText = {"must be a string without NUL", IsText};
+constexpr Kind kFlag = {"must be true or false",
+                        [](const Json::Value& value) { return value.isBool(); }};
+constexpr Kind kSeconds = {"must be a number from 0 to 9223372036854775807",
+                           IsNumber<LONG_MAX>};
+constexpr Kind kCount = {"must be a number from 0 to 2147483647", IsNumber<INT_MAX>};
+constexpr Kind kId = {"must be a number from 0 to 4294967294", IsNumber<kMaxId>};
+constexpr Kind kTexts = {"must be an array of strings", IsArrayOf<IsText>};
+constexpr Kind kIds = {"must be an array of ids", IsArrayOf<IsNumber<kMaxId>>};
+constexpr Kind kObject = {"must be an object",
+                          [](const Json::Value& value) { return value.isObject(); }};
 
 struct Member {
   const char* name;
   Kind kind;
-  Json::Value otherwise;                // its value when it is left out
-  std::vector<std::string> words = {};  // the only ones allowed, unless empty
+  Json::Value otherwise;   // its value when it is left out
+  const char* words = "";  // the only ones allowed, unless empty
 };
 
-const std::vector<Member>& Members() {
-  static const std::vector<Member> members = {
-      {SZK_HASH, Kind::kText, ""},
-      {SZK_PROJECT_NAME, Kind::kText, ""},
-      {SZK_OWNER_USER, Kind::kText, ""},
-      {SZK_OWNER_UID, Kind::kId, Json::Value()},
-      {SZK_ENABLED_, Kind::kFlag, true},
-      {SZK_START_AT, Kind::kSeconds, 0},
-      {SZK_EXPIRE_AT, Kind::kSeconds, 0},
-      {SZK_EXPIRE_TIMES, Kind::kCount, 0},
-      {SZK_USE_COUNT, Kind::kCount, 0},
-      {SZK_AUTO_GC, Kind::kFlag, true},
-      {SZK_ENABLE_MATCH_IP, Kind::kFlag, true},
-      {SZK_PROTECT_TYPE,
-       Kind::kText,
-       "",  // see CheckMeaning
-       {SZK_PROTECT_PROTECT_NONE, SZK_PROTECT_PROTECT_PASSWORD,
-        SZK_PROTECT_PROTECT_USER}},
-      {SZK_PROTECT_TITLE, Kind::kText, ""},
-      {SZK_PROTECT_PASSWORD, Kind::kText, ""},
-      {SZK_PROTECT_PASSWORD_ALGO,
-       Kind::kText,
-       SZK_PROTECT_PASSWORD_ALGO_DEFAULT,
-       {SZK_PROTECT_PASSWORD_ALGO_DEFAULT, SZK_PROTECT_PASSWORD_ALGO_MD5}},
-      {SZK_PROTECT_PASSWORD_SALT, Kind::kText, ""},
-      {SZK_PROTECT_UIDS, Kind::kIds, Json::arrayValue},
-      {SZK_PROTECT_GIDS, Kind::kIds, Json::arrayValue},
-      {SZK_PROTECT_USERS, Kind::kTexts, Json::arrayValue},
-      {SZK_PROTECT_GROUPS, Kind::kTexts, Json::arrayValue},
-      {SZK_REDIRECT_TYPE,
-       Kind::kText,
-       SZK_REDIRECT_REDIRECT_NONE,
-       {SZK_REDIRECT_REDIRECT_NONE, SZK_REDIRECT_REDIRECT_URLPARAM,
-        SZK_REDIRECT_REDIRECT_ALWAYS}},
-      {SZK_REDIRECT_URI, Kind::kText, ""},
-      {SZK_APP, Kind::kObject, Json::objectValue},
-      {SZK_PRIVATE_DATA, Kind::kObject, Json::objectValue}};
-  return members;
-}
-
-/// Empty when the value is of the kind; otherwise what it must be.
-std::string Fault(const Json::Value& value, Kind kind) {
-  const auto number = [&value](long most) {
-    const bool good = value.isInt64() && value.asInt64() >= 0 && value.asInt64() <= most;
-    return good ? "" : "must be a number from 0 to " + std::to_string(most);
-  };
-  const auto list = [&value](Kind element, const char* fault) -> std::string {
-    const bool good =
-        value.isArray() &&
-        std::all_of(value.begin(), value.end(), [element](const Json::Value& each) {
-          return Fault(each, element).empty();
-        });
-    return good ? "" : fault;
-  };
-  switch (kind) {
-    case Kind::kText: {
-      // A NUL would end the text in the database.
-      const bool good =
-          value.isString() && value.asString().find('\0') == std::string::npos;
-      return good ? "" : "must be a string without NUL";
-    }
-    case Kind::kFlag:
-      return value.isBool() ? "" : "must be true or false";
-    case Kind::kSeconds:
-      return number(std::numeric_limits<long>::max());
-    case Kind::kCount:
-      return number(std::numeric_limits<int>::max());
-    case Kind::kId:
-      return number(UID_ERR - 1L);
-    case Kind::kTexts:
-      return list(Kind::kText, "must be an array of strings");
-    case Kind::kIds:
-      return list(Kind::kId, "must be an array of ids");
-    default:
-      return value.isObject() ? "" : "must be an object";
-  }
-}
+const Member kMembers[] = {
+    {SZK_HASH, kText, ""},
+    {SZK_PROJECT_NAME, kText, ""},
+    {SZK_OWNER_USER, kText, ""},
+    {SZK_OWNER_UID, kId, Json::Value()},
+    {SZK_ENABLED_, kFlag, true},
+    {SZK_START_AT, kSeconds, 0},
+    {SZK_EXPIRE_AT, kSeconds, 0},
+    {SZK_EXPIRE_TIMES, kCount, 0},
+    {SZK_USE_COUNT, kCount, 0},
+    {SZK_AUTO_GC, kFlag, true},
+    {SZK_ENABLE_MATCH_IP, kFlag, true},
+    {SZK_PROTECT_TYPE, kText, "", "none, password, user"},  // see CheckMeaning
+    {SZK_PROTECT_TITLE, kText, ""},
+    {SZK_PROTECT_PASSWORD, kText, ""},
+    {SZK_PROTECT_PASSWORD_ALGO, kText, SZK_PROTECT_PASSWORD_ALGO_DEFAULT, "default, md5"},
+    {SZK_PROTECT_PASSWORD_SALT, kText, ""},
+    {SZK_PROTECT_UIDS, kIds, Json::arrayValue},
+    {SZK_PROTECT_GIDS, kIds, Json::arrayValue},
+    {SZK_PROTECT_USERS, kTexts, Json::arrayValue},
+    {SZK_PROTECT_GROUPS, kTexts, Json::arrayValue},
+    {SZK_REDIRECT_TYPE, kText, SZK_REDIRECT_REDIRECT_NONE, "none, url_param, always"},
+    {SZK_REDIRECT_URI, kText, ""},
+    {SZK_APP, kObject, Json::objectValue},
+    {SZK_PRIVATE_DATA, kObject, Json::objectValue}};
 
 /// Checks the members by the table, and adds those left out.  Returns what is wrong.
 std::string CheckMembers(Json::Value& line) {
   Json::Value checked(Json::objectValue);
-  for (const Member& member : Members()) {
-    const Json::Value given = line.get(member.name, Json::Value());
-    Json::Value& value = checked[member.name] = given.isNull() ? member.otherwise : given;
-    if (given.isNull()) continue;
-    std::string fault = Fault(value, member.kind);
-    const bool allowed =
-        member.words.empty() || std::find(member.words.begin(), member.words.end(),
-                                          value.asString()) != member.words.end();
-    if (fault.empty() && !allowed) {
-      for (const std::string& word : member.words) {
-        fault += (fault.empty() ? "must be one of " : ", ") + word;
-      }
+  for (const auto& [name, kind, otherwise, words] : kMembers) {
+    const Json::Value value = line.get(name, Json::Value());
+    checked[name] = value.isNull() ? otherwise : value;
+    if (value.isNull()) continue;
+    const std::string start = std::string("\"") + name + "\" ";
+    if (!kind.accepts(value)) return start + kind.fault;
+    const std::vector<std::string> allowed = VEXO::base::Split(words, ",");
+    if (*words != '\0' &&
+        std::count(allowed.begin(), allowed.end(), value.asString()) == 0) {
+      return start + "must be one of " + words;
     }
-    if (!fault.empty()) return std::string("\"") + member.name + "\" " + fault;
   }
   for (const std::string& name : line.getMemberNames()) {
     if (!checked.isMember(name)) return "unknown member: \"" + name + "\"";
@@ -161,8 +139,9 @@ std::string CheckMeaning(Json::Value& line) {
   const bool md5 = line[SZK_PROTECT_PASSWORD_ALGO] == SZK_PROTECT_PASSWORD_ALGO_MD5;
   const bool stored = password.size() == (md5 ? kMd5Digits : kSha1Digits) &&
                       password.find_first_not_of("0123456789abcdef") == std::string::npos;
-  if (!password.empty() && !stored)
+  if (!password.empty() && !stored) {
     return "\"protect_password\" is not a stored password";
+  }
   if (!password.empty() && !md5 && line[SZK_PROTECT_PASSWORD_SALT] == "") {
     return "\"protect_password_salt\" is required";
   }
@@ -184,43 +163,34 @@ std::string CheckMeaning(Json::Value& line) {
 /// duplicates.
 template <class ToId>
 void Resolve(Json::Value& names, Json::Value& ids, ToId to_id) {
-  std::set<std::string> unknown;
-  std::set<unsigned int> known;
-  for (const Json::Value& id : ids) known.insert(id.asUInt());
+  std::set<Json::Value> known(ids.begin(), ids.end());
+  std::set<Json::Value> unknown;
   for (const Json::Value& name : names) {
     unsigned int id = 0;
     if (to_id(name.asString(), id)) {
       known.insert(id);
     } else {
-      unknown.insert(name.asString());
+      unknown.insert(name);
     }
   }
-  names = ids = Json::Value(Json::arrayValue);
-  for (const std::string& name : unknown) names.append(name);
-  for (const unsigned int id : known) ids.append(id);
+  names = JsonArray(unknown);
+  ids = JsonArray(known);
 }
 
-/// The content of the column "data".
-Json::Value Data(const Json::Value& line) {
-  Json::Value data(Json::objectValue);
-  for (const char* const name :
-       {SZK_ENABLE_MATCH_IP, SZK_PROTECT_TYPE, SZK_PROTECT_TITLE, SZK_PROTECT_PASSWORD,
-        SZK_PROTECT_PASSWORD_ALGO, SZK_PROTECT_PASSWORD_SALT, SZK_PROTECT_UIDS,
-        SZK_PROTECT_GIDS, SZK_REDIRECT_TYPE, SZK_REDIRECT_URI, SZK_APP,
-        SZK_PRIVATE_DATA}) {
-    data[name] = line[name];
-  }
-  Json::Value& users = data[SZK_PROTECT_EXTRA_USERS] = line[SZK_PROTECT_USERS];
-  Json::Value& groups = data[SZK_PROTECT_EXTRA_GROUPS] = line[SZK_PROTECT_GROUPS];
-  Resolve(users, data[SZK_PROTECT_UIDS], UserToUID);
-  Resolve(groups, data[SZK_PROTECT_GIDS], GroupToGID);
-  return data;
-}
-
-/// Lets the database make a row of the columns, so that the link is what the library
+/// Lets the database make a row of the members, so that the link is what the library
 /// would read.  Its setters cannot set both ids without a name and names without an id.
-bool ReadAsRow(db::BaseDB& database, const std::map<std::string, std::string>& columns,
-               Entry& link) {
+bool ReadAsRow(db::BaseDB& database, const Json::Value& line, Entry& link) {
+  Json::Value data = line;
+  data[SZK_PROTECT_EXTRA_USERS] = line[SZK_PROTECT_USERS];
+  data[SZK_PROTECT_EXTRA_GROUPS] = line[SZK_PROTECT_GROUPS];
+  Resolve(data[SZK_PROTECT_EXTRA_USERS], data[SZK_PROTECT_UIDS], UserToUID);
+  Resolve(data[SZK_PROTECT_EXTRA_GROUPS], data[SZK_PROTECT_GIDS], GroupToGID);
+  std::map<std::string, std::string> columns = link.GetFieldMap();
+  for (auto& [name, value] : columns) {
+    const Json::Value& member = line[name];
+    value = member.isBool() ? std::to_string(member.asInt()) : member.asString();
+  }
+  columns[SZK_DATA] = JsonText(data);
   Result result;
   db::Row row;
   return SelectValues(database, columns, result) && result.NextRow(row) &&
@@ -250,11 +220,7 @@ Json::Value Nameless(const std::vector<unsigned int>& ids, ToName to_name) {
 }  // namespace
 
 std::string LinkLine(const Entry& link, bool with_secrets) {
-  Json::Value line;
-  link.ToJSON(line);
-  line[SZK_OWNER_UID] = link.get_owner_uid();
-  line[SZK_START_AT] = Json::Int64{link.get_start_at()};
-  line[SZK_EXPIRE_AT] = Json::Int64{link.get_expire_at()};
+  Json::Value line = RecordJson(link);
   line[SZK_PROTECT_UIDS] = Nameless(link.get_protect_uids(), UIDToUser);
   line[SZK_PROTECT_GIDS] = Nameless(link.get_protect_gids(), GIDToGroup);
   if (with_secrets) {
@@ -272,26 +238,18 @@ std::string LinkLine(const Entry& link, bool with_secrets) {
 Error ParseLinkLine(const std::string& text, db::BaseDB& database, LineLink& line) {
   Json::Value object;
   std::string reason;
-  if (!ParseJsonObject(text, object, reason)) return {kBadParameter, reason, ""};
+  if (!ParseJsonObject(text, object, reason)) return {kBadParameter, reason};
   reason = CheckMembers(object);
   if (reason.empty()) reason = CheckMeaning(object);
-  if (!reason.empty()) return {kBadParameter, reason, ""};
+  if (!reason.empty()) return {kBadParameter, reason};
 
-  Json::Value data = Data(object);
-  line.without_password = data[SZK_PROTECT_TYPE] == SZK_PROTECT_PROTECT_PASSWORD &&
-                          data[SZK_PROTECT_PASSWORD] == "";
-  if (line.without_password) data[SZK_PROTECT_TYPE] = SZK_PROTECT_PROTECT_NONE;
-  std::map<std::string, std::string> columns = {{SZK_DATA, JsonText(data)}};
-  for (const char* const name : {SZK_HASH, SZK_PROJECT_NAME, SZK_OWNER_UID, SZK_START_AT,
-                                 SZK_EXPIRE_AT, SZK_EXPIRE_TIMES, SZK_USE_COUNT}) {
-    columns[name] = object[name].asString();
-  }
-  for (const char* const name : {SZK_ENABLED_, SZK_AUTO_GC}) {
-    columns[name] = object[name].asBool() ? "1" : "0";
-  }
-  if (!ReadAsRow(database, columns, line.link) ||
+  Json::Value& type = object[SZK_PROTECT_TYPE];
+  line.without_password =
+      type == SZK_PROTECT_PROTECT_PASSWORD && object[SZK_PROTECT_PASSWORD] == "";
+  if (line.without_password) type = SZK_PROTECT_PROTECT_NONE;
+  if (!ReadAsRow(database, object, line.link) ||
       (line.without_password && !DisableWithoutPassword(line.link))) {
-    return {kFailed, "the link cannot be stored", ""};
+    return {kFailed, "the link cannot be stored"};
   }
   return {};
 }

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <set>
 
-#include "admin/access.h"
 #include "base/number.h"
 #include "keys.h"
 #include "utils.h"
@@ -14,7 +13,7 @@ namespace {
 
 using namespace VEXO::sharing;  // the keys
 
-Error Bad(const std::string& message) { return {kBadParameter, message, ""}; }
+Error Bad(const std::string& message) { return {kBadParameter, message}; }
 
 /// The names in their order, each once; empty ones are left out.
 std::vector<std::string> Unique(const std::optional<std::vector<std::string>>& names) {
@@ -44,20 +43,12 @@ Error ApplyTimes(const LinkSettings& settings, Entry& link) {
   return {};
 }
 
-void RemovePassword(Entry& link) {
-  link.set_protect_password("", false, Entry::ENCRYPT_ALGO_DEFAULT);
-}
-
-void RemoveNames(Entry& link) {
-  link.set_protect_users({});
-  link.set_protect_groups({});
-}
-
-Error ApplyPassword(const Secret& password, Entry& link) {
-  link.set_protect_password(password.text(), true, Entry::ENCRYPT_ALGO_DEFAULT);
-  return link.get_protect_password().empty()
-             ? Error{kFailed, "the password could not be stored", "see the system log"}
-             : Error{};
+/// Whether the link is for users and groups, and names none.
+bool AdmitsNobody(const Entry& link) {
+  // Ids of accounts that are gone have no name, and names not known yet have no id.
+  return link.get_protect_type() == Entry::PROTECT_USER &&
+         link.get_protect_uids().empty() && link.get_protect_users().empty() &&
+         link.get_protect_gids().empty() && link.get_protect_groups().empty();
 }
 
 Error ApplyProtection(const LinkSettings& settings, Entry& link) {
@@ -79,21 +70,31 @@ Error ApplyProtection(const LinkSettings& settings, Entry& link) {
   if (names && type != Entry::PROTECT_USER) {
     return Bad("users and groups require the protection \"user\"");
   }
-  if (password || settings.remove_protection) RemoveNames(link);
-  if (names || settings.remove_protection) RemovePassword(link);
+  if (password || settings.remove_protection) {
+    link.set_protect_users({});
+    link.set_protect_groups({});
+  }
+  if (names || settings.remove_protection) {
+    link.set_protect_password("", false, Entry::ENCRYPT_ALGO_DEFAULT);
+  }
   if (settings.users) link.set_protect_users(users);
   if (settings.groups) link.set_protect_groups(groups);
   link.set_protect_type(type);
-  if (password) return ApplyPassword(*settings.password, link);
+  if (password) {
+    link.set_protect_password(settings.password->text(), true,
+                              Entry::ENCRYPT_ALGO_DEFAULT);
+    if (!link.get_protect_password().empty()) return {};
+    return {kFailed, "the password could not be stored", "see the system log"};
+  }
   if (type == Entry::PROTECT_PASSWORD && link.get_protect_password().empty()) {
-    return {kMissingParameter, "a password is required", ""};
+    return {kMissingParameter, "a password is required"};
   }
   // Empty lists do not make an open link of one that is meant for users.
   const bool listed = settings.users || settings.groups;
   const bool open = listed && !settings.protect_type && !settings.remove_protection &&
                     type == Entry::PROTECT_NONE;
   if (open || AdmitsNobody(link)) {
-    return {kMissingParameter, "a user or a group is required", ""};
+    return {kMissingParameter, "a user or a group is required"};
   }
   return {};
 }
@@ -130,7 +131,7 @@ Error ApplySettings(const LinkSettings& settings, Entry& link) {
 
 Error NewLink(const LinkSettings& settings, Entry& link) {
   if (!settings.project || !settings.owner) {
-    return {kMissingParameter, "a project and an owner are required", ""};
+    return {kMissingParameter, "a project and an owner are required"};
   }
   link.set_app(Json::Value(Json::objectValue));
   return ApplySettings(settings, link);
@@ -138,12 +139,16 @@ Error NewLink(const LinkSettings& settings, Entry& link) {
 
 Error FindOwner(const std::string& text, bool existing,
                 std::optional<unsigned int>& uid) {
+  auto found = VEXO::base::ParseNumber<unsigned int>(text, 0, UID_ERR - 1);
   unsigned int named = UID_ERR;
-  if (UserToUID(text, named)) return uid = named, Error{};
-  const auto number = VEXO::base::ParseNumber<unsigned int>(text, 0, UID_ERR - 1);
   std::string name;
-  if (number && (!existing || UIDToUser(*number, name))) {
-    uid = number;
+  if (UserToUID(text, named)) {
+    found = named;
+  } else if (found && existing && !UIDToUser(*found, name)) {
+    found.reset();
+  }
+  if (found) {
+    uid = found;
     return {};
   }
   return {kUnknownUser, "user not found: " + text,

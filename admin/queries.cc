@@ -1,13 +1,17 @@
 #include "admin/queries.h"
 
-#include "admin/link_state.h"
-#include "keys.h"
+#include <algorithm>
+#include <utility>
+
+#include "src/c/link_state.h"
 
 namespace admin {
 
 namespace {
 
 using VEXO::sharing::db::Row;
+
+constexpr size_t kBatch = 500;  // links in memory
 
 std::string Where(const std::string& condition) {
   return condition.empty() ? "" : " WHERE " + condition;
@@ -23,22 +27,72 @@ bool SelectNumber(BaseDB& database, const std::string& sql, long& number) {
 
 }  // namespace
 
-std::string OfLink(const Entry& link) {
-  return "entry_id = " + std::to_string(link.get_id());
+LinkState StateOf(const Entry& link, long now) {
+  return static_cast<LinkState>(StateOfLink(link, now));
 }
 
-std::string WithId(long id) { return "id = " + std::to_string(id); }
-
-std::string Alive(long now) { return "timeout > " + std::to_string(now); }
-
-std::string DamagedSession() {
-  return "typeof(session_id) != 'text' OR session_id = '' OR typeof(uid) != 'integer' "
-         "OR typeof(ip) != 'text' OR ip = '' OR typeof(timeout) != 'integer'";
+const char* StateName(LinkState state) {
+  const char* const names[] = {"usable", "not_started", "expired", "used_up", "disabled"};
+  return names[static_cast<int>(state)];
 }
 
-std::string DamagedToken() {
-  return "typeof(entry_id) != 'integer' OR typeof(session_id) != 'integer' "
-         "OR typeof(timeout) != 'integer'";
+std::string StateSql(long now) {
+  const auto when = [](const std::string& condition, LinkState state) {
+    return " WHEN " + condition + " THEN '" + StateName(state) + "'";
+  };
+  const std::string moment = std::to_string(now);
+  return "CASE" + when("enabled != 1", LinkState::kDisabled) +
+         when("start_at > " + moment, LinkState::kNotStarted) +
+         when("expire_at > 0 AND expire_at < " + moment, LinkState::kExpired) +
+         when("expire_times > 0 AND use_count >= expire_times", LinkState::kUsedUp) +
+         " ELSE '" + StateName(LinkState::kUsable) + "' END";
+}
+
+std::string LinkFilter::Sql(const BaseDB& database, long now) const {
+  std::string sql;
+  const auto add = [&sql](const std::string& term) {
+    sql += (sql.empty() ? "" : " AND ") + term;
+  };
+  if (!hash.empty()) add("hash = '" + database.Escape(hash) + "'");
+  if (!project.empty()) add("project_name = '" + database.Escape(project) + "'");
+  if (owner) add("owner_uid = " + std::to_string(*owner));
+  if (!state.empty()) add(StateSql(now) + " = '" + database.Escape(state) + "'");
+  if (!search.empty()) {
+    // instr() knows no wildcards.  An unreadable row has no JSON to search.
+    const std::string text = "lower('" + database.Escape(search) + "')) > 0";
+    const auto holds = [&text](const char* path) {
+      return std::string("instr(lower(json_extract(data, '") + path + "')), " + text;
+    };
+    add("CASE WHEN json_valid(data) THEN " + holds("$.protect_title") + " OR " +
+        holds("$.app.path") + " OR " + holds("$.app.note") + " OR " +
+        holds("$.private_data.note") + " ELSE 0 END");
+  }
+  return sql;
+}
+
+std::string Orphaned(const std::string& table) {
+  return "NOT EXISTS (SELECT 1 FROM " + table + " WHERE " + table + ".id = token." +
+         table + "_id)";
+}
+
+Error DatabaseError(const BaseDB& database) {
+  const std::string reason = database.GetLastError();
+  if (reason == "interrupted") {
+    return {kInterrupted, "interrupted while waiting for the database lock"};
+  }
+  const std::pair<const char*, const char*> hints[] = {
+      {"locked", "another program is using it, try again later"},
+      {"malformed", "run vexosharing check"},
+      {"not a database", "restore a backup with vexosharing restore"},
+      {"full", "free some disk space"},
+      {"disk I/O", "the disk is full or failing"}};
+  for (const auto& [words, hint] : hints) {
+    if (reason.find(words) != std::string::npos) {
+      return {kDatabaseNotUsable, "database error: " + reason, hint};
+    }
+  }
+  return {kDatabaseNotUsable, "database error" + (reason.empty() ? "" : ": " + reason),
+          reason.empty() ? "see the system log" : ""};
 }
 
 bool CountRows(BaseDB& database, const std::string& table, const std::string& condition,
@@ -68,21 +122,6 @@ bool SelectLinkByHash(BaseDB& database, const std::string& hash, Result& result)
       "SELECT * FROM entry WHERE hash = '" + database.Escape(hash) + "'", result);
 }
 
-bool SelectLinkIds(BaseDB& database, const std::string& condition,
-                   const std::string& order, const std::string& limit, Result& result) {
-  return database.Execute("SELECT id FROM entry" + Where(condition) + " ORDER BY " +
-                              order + (limit.empty() ? "" : " LIMIT " + limit),
-                          result);
-}
-
-bool SelectLinksByIds(BaseDB& database, const std::vector<int>& ids,
-                      const std::string& order, Result& result) {
-  std::string list;
-  for (const int id : ids) list += (list.empty() ? "" : ",") + std::to_string(id);
-  return database.Execute(
-      "SELECT * FROM entry WHERE id IN (" + list + ") ORDER BY " + order, result);
-}
-
 bool CountLinksByState(BaseDB& database, long now, Result& result) {
   return database.Execute(
       "SELECT project_name, " + StateSql(now) +
@@ -110,36 +149,13 @@ bool CountChanges(BaseDB& database, long& count) {
   return SelectNumber(database, "SELECT changes() AS n", count);
 }
 
-bool CountOrphanTokens(BaseDB& database, const std::string& table, long& count) {
-  return CountRows(database, "token",
-                   "NOT EXISTS (SELECT 1 FROM " + table + " WHERE " + table +
-                       ".id = token." + table + "_id)",
-                   count);
-}
-
-bool SelectApplicationId(BaseDB& database, long& application_id) {
-  return SelectNumber(database, "SELECT application_id AS n FROM pragma_application_id",
-                      application_id);
-}
-
-bool SelectSchemaVersion(BaseDB& database, long& version) {
-  return SelectNumber(database, "SELECT user_version AS n FROM pragma_user_version",
-                      version);
-}
-
-bool SelectSchema(BaseDB& database, Result& result) {
-  return database.Execute("SELECT type, name, sql FROM sqlite_master", result);
-}
-
-bool CheckIntegrity(BaseDB& database, Result& result) {
-  return database.Execute("PRAGMA integrity_check", result);
+bool SelectPragma(BaseDB& database, const std::string& name, long& value) {
+  return SelectNumber(database, "SELECT " + name + " AS n FROM pragma_" + name, value);
 }
 
 bool AttachBackup(BaseDB& database, const std::string& path) {
   return database.Execute("ATTACH '" + database.Escape(path) + "' AS backup");
 }
-
-bool DetachBackup(BaseDB& database) { return database.Execute("DETACH backup"); }
 
 bool ReplaceLinksByBackup(BaseDB& database) {
   const std::string columns =
@@ -151,17 +167,43 @@ bool ReplaceLinksByBackup(BaseDB& database) {
       columns + ") SELECT " + columns + " FROM backup.entry");
 }
 
-Transaction::Transaction(BaseDB& database)
-    : database_(database), open_(database.Execute("BEGIN IMMEDIATE")) {}
-
-Transaction::~Transaction() {
-  if (open_) database_.Execute("ROLLBACK");
+LinkReader::LinkReader(BaseDB& database, const std::string& condition,
+                       const std::string& order, const std::string& limit)
+    : database_(database), order_(order) {
+  Result result;
+  good_ = database.Execute("SELECT id FROM entry" + Where(condition) + " ORDER BY " +
+                               order + (limit.empty() ? "" : " LIMIT " + limit),
+                           result);
+  Row row;
+  while (result.NextRow(row)) ids_.push_back(row.GetField("id").AsInt(0));
 }
 
-bool Transaction::Commit() {
-  // A failed one is rolled back on destruction: until then its reason can be read.
-  open_ = !database_.Execute("COMMIT");
-  return !open_;
+bool LinkReader::Next(Entry& link) {
+  while (good_) {
+    Row row;
+    if (batch_ == nullptr || !batch_->NextRow(row)) {
+      if (!FetchBatch()) return false;
+      continue;
+    }
+    ++done_;
+    if (link.FromRow(row)) return true;
+    unreadable_.push_back(
+        {row.GetField("id").AsInt(0), row.GetField("hash").AsString("")});
+  }
+  return false;
+}
+
+bool LinkReader::FetchBatch() {
+  if (fetched_ == ids_.size()) return false;
+  const size_t end = std::min(fetched_ + kBatch, ids_.size());
+  std::string list;
+  for (; fetched_ < end; ++fetched_) {
+    list += (list.empty() ? "" : ",") + std::to_string(ids_[fetched_]);
+  }
+  batch_ = std::make_unique<Result>();  // a result takes a handle once
+  good_ = database_.Execute(
+      "SELECT * FROM entry WHERE id IN (" + list + ") ORDER BY " + order_, *batch_);
+  return good_;
 }
 
 }  // namespace admin

@@ -7,22 +7,10 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <utility>
 
 namespace VEXO::base {
-namespace {
 
 constexpr size_t kBufferSize = 65536;
-
-std::string FolderOf(const std::string& path) {
-  const size_t slash = path.rfind('/');
-  if (slash == std::string::npos) return ".";
-  return slash == 0 ? "/" : path.substr(0, slash);
-}
-
-}  // namespace
-
-AtomicFile::AtomicFile(std::string path) : path_(std::move(path)) {}
 
 AtomicFile::~AtomicFile() {
   const int reason = errno;
@@ -57,15 +45,18 @@ bool AtomicFile::Place(Existing existing) {
 }
 
 bool AtomicFile::PlaceDurably(Existing existing) {
-  return Write() && fsync(file_.get()) == 0 && Place(existing) && SyncFolder();
+  if (!Write() || fsync(file_.get()) == -1 || !Place(existing)) return false;
+  const std::string path = path_.substr(0, path_.rfind('/') + 1) + ".";
+  const UniqueFd folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!folder) return false;
+  return fsync(folder.get()) == 0 || errno == EINVAL;  // not every file system can
 }
 
 bool AtomicFile::Write() {
   size_t written = 0;
   while (written < buffer_.size()) {
-    const ssize_t count =
-        write(file_.get(), buffer_.data() + written, buffer_.size() - written);
-    if (count == -1 && errno == EINTR) continue;
+    const ssize_t count = TEMP_FAILURE_RETRY(
+        write(file_.get(), buffer_.data() + written, buffer_.size() - written));
     if (count == -1) return false;
     written += count;
   }
@@ -83,13 +74,6 @@ bool AtomicFile::Rename(Existing existing) {
   if (errno != EINVAL || link(from, path_.c_str()) == -1) return false;
   unlink(from);
   return true;
-}
-
-bool AtomicFile::SyncFolder() const {
-  const UniqueFd folder(
-      open(FolderOf(path_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!folder) return false;
-  return fsync(folder.get()) == 0 || errno == EINVAL;  // not every file system can
 }
 
 }  // namespace VEXO::base

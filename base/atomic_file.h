@@ -4,6 +4,7 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "base/unique_fd.h"
 
@@ -15,7 +16,7 @@ namespace VEXO::base {
 /// errno.
 class AtomicFile {
  public:
-  explicit AtomicFile(std::string path);
+  explicit AtomicFile(std::string path) : path_(std::move(path)) {}
   AtomicFile(const AtomicFile&) = delete;
   AtomicFile& operator=(const AtomicFile&) = delete;
   ~AtomicFile();
@@ -44,7 +45,6 @@ class AtomicFile {
  private:
   bool Write();
   bool Rename(Existing existing);
-  bool SyncFolder() const;
 
   std::string path_;
   std::string working_path_;

@@ -16,25 +16,18 @@ namespace {
 
 constexpr size_t kLargestSize = size_t{1} << 20;
 
-bool FailWith(const char* text, std::string* reason) {
-  *reason = text;
-  return false;
-}
-
-/// Reads the whole file.
-bool ReadAll(int fd, std::string* content, std::string* reason) {
+/// Reads the whole file.  Returns why that failed; an empty text when it did not.
+std::string ReadAll(int fd, std::string* content) {
   struct stat status = {};
-  if (fstat(fd, &status) == -1) return FailWith(strerror(errno), reason);
-  if (!S_ISREG(status.st_mode)) return FailWith("not a regular file", reason);
+  if (fstat(fd, &status) == -1) return strerror(errno);
+  if (!S_ISREG(status.st_mode)) return "not a regular file";
   char buffer[4096];
-  for (;;) {
-    const ssize_t got = read(fd, buffer, sizeof(buffer));
-    if (got == 0) return true;
-    if (got == -1 && errno == EINTR) continue;
-    if (got == -1) return FailWith(strerror(errno), reason);
+  ssize_t got = 0;
+  while ((got = TEMP_FAILURE_RETRY(read(fd, buffer, sizeof(buffer)))) > 0) {
     content->append(buffer, got);
-    if (content->size() > kLargestSize) return FailWith("larger than 1 MiB", reason);
+    if (content->size() > kLargestSize) return "larger than 1 MiB";
   }
+  return got == 0 ? "" : strerror(errno);
 }
 
 /// Returns why the line is refused; an empty text when it is accepted.
@@ -60,8 +53,8 @@ FileRead ReadKeyValueFile(const std::string& path, const ApplySetting& apply,
     return FileRead::kFailed;
   }
   std::string content;
-  if (!ReadAll(file.get(), &content, reason)) return FileRead::kFailed;
-
+  *reason = ReadAll(file.get(), &content);
+  if (!reason->empty()) return FileRead::kFailed;
   std::istringstream lines(content);
   std::string line;
   for (int number = 1; std::getline(lines, line); ++number) {

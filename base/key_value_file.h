@@ -22,7 +22,7 @@ enum class FileRead {
 /// end of a line.  Key and value are trimmed.  Calls `apply` for each setting in order,
 /// and `report` for each line that is neither a setting nor empty or that `apply`
 /// refuses.  Anything but a regular file of at most 1 MiB is a failure; a FIFO does not
-/// block.  `reason` is set on failure only.
+/// block.  `reason` is set on failure, and empty after a success.
 FileRead ReadKeyValueFile(const std::string& path, const ApplySetting& apply,
                           const ReportLine& report, std::string* reason);
 

@@ -14,14 +14,10 @@ std::string PercentEncode(std::string_view text, std::string_view also_plain) {
   constexpr char kHexDigits[] = "0123456789ABCDEF";
   std::string encoded;
   for (const char c : text) {
-    if (IsUnreserved(c) || also_plain.find(c) != std::string_view::npos) {
-      encoded += c;
-      continue;
-    }
+    const bool plain = IsUnreserved(c) || also_plain.find(c) != std::string_view::npos;
     const unsigned int byte = static_cast<unsigned char>(c);
-    encoded += '%';
-    encoded += kHexDigits[byte >> 4];
-    encoded += kHexDigits[byte & 15];
+    encoded += plain ? std::string{c}
+                     : std::string{'%', kHexDigits[byte >> 4], kHexDigits[byte & 15]};
   }
   return encoded;
 }

@@ -24,7 +24,6 @@ class RandomDraw {
  private:
   static constexpr size_t kCount = 16;
 
-  bool Next(std::uint32_t* number);
   bool Fill();
 
   std::uint32_t numbers_[kCount] = {};

@@ -22,7 +22,7 @@ namespace {
 
 const char kProject[] = "demo";
 const char kCookie[] = "demo";
-constexpr long kLargestForm = 16 * 1024;
+constexpr long kLargestForm = 16L * 1024;
 
 std::string Variable(const char* name) {
   const char* const value = getenv(name);

@@ -233,7 +233,8 @@ struct SHARING_EXPORT VisitAnswer {
 };
 
 /// Decides what to answer to a request.  A failure is never answered as an absent link:
-/// it is TRY_LATER.
+/// it is TRY_LATER.  A process opens the database once; when that fails, every answer is
+/// TRY_LATER until the process ends.
 ///
 /// A GET or HEAD request counts no use.  A hash that is not that of a link which can be
 /// used counts as a failed login of the address, the same hash once in five minutes.

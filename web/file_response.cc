@@ -85,7 +85,6 @@ Response MakeFileResponse(const Variables& request, Node file, const std::string
   response.Add("Cache-Control", open_link ? "private, no-cache" : "no-store");
   response.Add("ETag", current.etag);
   response.Add("Last-Modified", FormatHttpDate(current.last_modified));
-  response.Add("Accept-Ranges", "bytes");
   const Precondition precondition = EvaluatePreconditions(conditions, current, now);
   if (precondition != Precondition::kServe) {
     response.status = precondition == Precondition::kFailed ? 412 : 304;
@@ -95,6 +94,10 @@ Response MakeFileResponse(const Variables& request, Node file, const std::string
   if (request.Get("REQUEST_METHOD") == "GET") {
     selection = SelectRanges(conditions, current, now);
   }
+  // Some servers cut the ranges out of a whole file themselves unless it refuses that.
+  const bool refused =
+      request.Has("HTTP_RANGE") && selection.kind == RangeSelection::Kind::kWhole;
+  response.Add("Accept-Ranges", refused ? "none" : "bytes");
   if (selection.kind == RangeSelection::Kind::kUnsatisfiable) {
     response.status = 416;
     response.Add("Content-Range", UnsatisfiedContentRange(current.size));
@@ -114,7 +117,7 @@ Response MakeFileResponse(const Variables& request, Node file, const std::string
 }
 
 std::optional<Response> MakeZipResponse(std::unique_ptr<SharedTree> tree, Node folder,
-                         const std::string& name) {
+                                        const std::string& name) {
   std::unique_ptr<Body> zip = ZipFolder(*tree, std::move(folder), name);
   if (zip == nullptr) return std::nullopt;
   Response response = MakeResponse(200, kFilePolicy);

@@ -21,6 +21,6 @@ Response MakeFileResponse(const Variables& request, Node file, const std::string
 
 /// The answer with a folder as zip file.  Nothing when zip files cannot be made.
 std::optional<Response> MakeZipResponse(std::unique_ptr<SharedTree> tree, Node folder,
-                         const std::string& name);
+                                        const std::string& name);
 
 }  // namespace web

@@ -320,8 +320,7 @@ std::optional<Response> ReadForm(const Variables& request, const ReadBody& read_
   std::optional<std::string> body = read_body(kLargestForm);
   if (!body) return MakeMessage(400, Message::kBadRequest);
   if (body->size() > kLargestForm) return MakeMessage(413, Message::kFormTooLarge);
-  const std::string type =
-      VEXO::base::Split(request.Get("CONTENT_TYPE"), ";").front();
+  const std::string type = VEXO::base::Split(request.Get("CONTENT_TYPE"), ";").front();
   const bool urlencoded =
       strcasecmp(type.c_str(), "application/x-www-form-urlencoded") == 0;
   if (!body->empty() && !urlencoded) return MakeMessage(415, Message::kFormType);

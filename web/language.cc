@@ -9,7 +9,7 @@
 #include "base/text.h"
 
 // A counter of the C library: texts are looked up again after it has changed.
-extern "C" int _nl_msg_cat_cntr;  // NOLINT(bugprone-reserved-identifier)
+extern "C" int _nl_msg_cat_cntr;  // NOLINT
 
 namespace web {
 namespace {

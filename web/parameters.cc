@@ -55,14 +55,16 @@ std::optional<Parameters> Parameters::Parse(std::string_view text) {
     std::optional<std::string> value =
         DecodeField(field.substr(std::min(equals + 1, field.size())));
     if (!name || !value) return std::nullopt;
-    parameters.pairs_.emplace_back(std::move(*name), std::move(*value));
+    parameters.pairs_.emplace_back(std::move(*name), *value);
+    VEXO::base::Wipe(&*value);  // moving would leave a short text behind
   }
   return parameters;
 }
 
 const std::string* Parameters::Find(const std::string& name) const {
-  const auto found = std::find_if(pairs_.begin(), pairs_.end(),
-                                  [&name](const auto& pair) { return pair.first == name; });
+  const auto found =
+      std::find_if(pairs_.begin(), pairs_.end(),
+                   [&name](const auto& pair) { return pair.first == name; });
   return found == pairs_.end() ? nullptr : &found->second;
 }
 

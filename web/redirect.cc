@@ -11,9 +11,8 @@ namespace {
 
 /// Characters with which a browser reads an address in another way than it is written.
 bool HasMisleadingCharacter(std::string_view text) {
-  return std::any_of(text.begin(), text.end(), [](unsigned char c) {
-    return c < 0x20 || c == 0x7f || c == '\\';
-  });
+  return std::any_of(text.begin(), text.end(),
+                     [](unsigned char c) { return c < 0x20 || c == 0x7f || c == '\\'; });
 }
 
 /// Whether the text may stand in a Content-Security-Policy as host and port.

@@ -55,7 +55,8 @@ const char* ReasonOf(int status) {
 
 std::string PagePolicy(const std::string& form_target) {
   return std::string("default-src 'none'; style-src ") + kStyleHash +
-         "; img-src 'self' data:; media-src 'self'; frame-src 'self'; form-action 'self'" +
+         "; img-src 'self' data:; media-src 'self'; frame-src 'self'; form-action "
+         "'self'" +
          (form_target.empty() ? "" : " " + form_target) +
          "; base-uri 'none'; frame-ancestors 'none'";
 }
@@ -105,8 +106,8 @@ Response MakeRedirect(int status, const std::string& location) {
 }
 
 std::string FormatHeaders(const Response& response) {
-  std::string text =
-      "Status: " + std::to_string(response.status) + " " + ReasonOf(response.status) + "\r\n";
+  std::string text = "Status: " + std::to_string(response.status) + " " +
+                     ReasonOf(response.status) + "\r\n";
   for (const auto& [name, value] : response.headers) {
     text.append(name).append(": ").append(value).append("\r\n");
   }

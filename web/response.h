@@ -32,9 +32,9 @@ Response MakePage(int status, std::string html, const std::string& form_target =
 /// A redirect; `location` is as EscapeLocation returns it.
 Response MakeRedirect(int status, const std::string& location);
 
-/// Policies for the bytes of files: nothing in them is run.  A PDF may be shown in a frame
-/// of our pages.  A browser loads audio and video a second time, into a page of its own:
-/// that page must belong to this site.
+/// Policies for the bytes of files: nothing in them is run.  A PDF may be shown in a
+/// frame of our pages.  A browser loads audio and video a second time, into a page of its
+/// own: that page must belong to this site.
 extern const char* const kFilePolicy;
 extern const char* const kPdfPolicy;
 extern const char* const kMediaPolicy;

@@ -30,11 +30,14 @@ std::string LowerCase(std::string text) {
 
 std::optional<Site> Site::Read() {
   url_tool::Configuration configuration;
-  const bool read = url_tool::LoadConfiguration(
+  const std::string failure = url_tool::LoadConfiguration(
       configuration,
       [](const std::string& line) { syslog(LOG_ERR, "%s", line.c_str()); });
-  if (!read) return std::nullopt;
-  const url_tool::Settings settings = configuration.SettingsFor(kProject);
+  if (!failure.empty()) {
+    syslog(LOG_ERR, "%s", failure.c_str());
+    return std::nullopt;
+  }
+  const url_tool::Settings settings = url_tool::SettingsFor(configuration, kProject);
   return Site(settings.base, settings.prefix.value_or(""));
 }
 

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "c/link_state.h"
 #include "entry.h"
 #include "entry_db.h"
 #include "sharing_db.h"
@@ -79,19 +80,7 @@ int VexoSharingLinkGetProtection(const VexoSharingLink* link) {
 }
 
 int VexoSharingLinkGetState(const VexoSharingLink* link) {
-  if (link == nullptr) return -1;
-  const Entry& entry = link->entry;
-  const long now = time(nullptr);
-  if (!entry.get_enabled()) return SHARING_LINK_DISABLED;
-  if (entry.get_start_at() > now) return SHARING_LINK_NOT_STARTED;
-  if (entry.get_expire_at() > 0 && entry.get_expire_at() < now) {
-    return SHARING_LINK_EXPIRED;
-  }
-  // The rule of the login.  Entry::IsValid allows one use more.
-  const bool limited = entry.get_expire_times() > 0;
-  return limited && entry.get_use_count() >= entry.get_expire_times()
-             ? SHARING_LINK_USE_LIMIT_REACHED
-             : SHARING_LINK_USABLE;
+  return link != nullptr ? StateOfLink(link->entry, time(nullptr)) : -1;
 }
 
 void VexoSharingLinkFree(VexoSharingLink* link) { delete link; }

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "base/wipe.h"
+#include "c/link_state.h"
 #include "entry_db.h"
 #include "session_db.h"
 #include "sharing_db.h"
@@ -52,18 +53,17 @@ Lookup LookupFailed() {
   return Lookup::kFailed;
 }
 
-/// The rule of Entry::IsValid for a link that was read, but for the use limit, and
-/// without lines in the log: all links that are missing must cost the same time.
-bool IsAvailable(const Entry& link) {
-  const long now = time(nullptr);
-  return link.get_enabled() && link.get_start_at() <= now &&
-         (link.get_expire_at() <= 0 || link.get_expire_at() >= now);
-}
-
 bool IsUseLimited(const Entry& link) { return link.get_expire_times() > 0; }
 
 bool IsUseLimitReached(const Entry& link) {
-  return IsUseLimited(link) && link.get_use_count() >= link.get_expire_times();
+  return StateOfLink(link, time(nullptr)) == SHARING_LINK_USE_LIMIT_REACHED;
+}
+
+/// Whether those who have logged in can use the link.  Not with Entry::IsValid, which
+/// writes to the log: all links that are missing must cost the same time.
+bool IsAvailable(const Entry& link) {
+  const VexoSharingLinkState state = StateOfLink(link, time(nullptr));
+  return state == SHARING_LINK_USABLE || state == SHARING_LINK_USE_LIMIT_REACHED;
 }
 
 bool IsProtected(const Entry& link) {
@@ -227,8 +227,9 @@ VisitAnswer Decision::LogIn() {
     return TryLater();
   }
   LinkLock lock;
-  if (IsUseLimited(link_) && !lock.Take(folder_, request_.hash, kLockTimeout))
+  if (IsUseLimited(link_) && !lock.Take(folder_, request_.hash, kLockTimeout)) {
     return TryLater();
+  }
 
   // The guess is counted before it is made: many at the same moment are not free.
   AttemptStore attempts(folder_);

@@ -17,6 +17,10 @@ _vexosharing_options() {
     --generate-password --user --group'
   case $1 in
     create) echo "$common $link --qr" ;;
+    share)
+      link=${link/--project /}
+      echo "$common ${link/--no-match-ip/--match-ip} --qr"
+      ;;
     list) echo "$common --project --owner --state --search --order --reverse --columns --page
       --page-size" ;;
     edit) echo "$common $link --match-ip --no-keep --enable --disable --unprotect --where-project
@@ -37,7 +41,7 @@ _vexosharing_options() {
 }
 
 _vexosharing() {
-  local subcommands='create list show edit delete revoke rotate transfer purge visit check backup
+  local subcommands='create share list show edit delete revoke rotate transfer purge visit check backup
     restore export import block stats help'
   local word=${COMP_WORDS[COMP_CWORD]}
   local before=${COMP_WORDS[COMP_CWORD - 1]}
@@ -101,7 +105,7 @@ _vexosharing() {
     return
   fi
   case $subcommand in
-    backup | restore | export | import) _vexosharing_files "$word" ;;
+    share | backup | restore | export | import) _vexosharing_files "$word" ;;
     help)
       if [[ $COMP_CWORD -eq 2 ]]; then _vexosharing_words "$subcommands" "$word"; fi
       ;;

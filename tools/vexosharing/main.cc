@@ -11,10 +11,7 @@
 
 #include "admin/database_access.h"
 #include "base/standard_streams.h"
-#include "cli/exit_code.h"
-#include "cli/help.h"
 #include "cli/interrupt.h"
-#include "cli/output.h"
 #include "cli/report.h"
 #include "subcommands/table.h"
 #include "terminal/text.h"
@@ -23,6 +20,41 @@
 namespace {
 
 using command::ExitCode;
+
+/// Short help: options with the name of their value only, subcommands with the first line
+/// of their description.
+class HelpFormatter : public CLI::Formatter {
+ public:
+  HelpFormatter() {
+    column_width(28);
+    label("Positionals", "Arguments");
+  }
+
+  std::string make_description(const CLI::App* app) const override {
+    return Formatter::make_description(app) + "\n";
+  }
+
+  std::string make_help(const CLI::App* app, std::string name,
+                        CLI::AppFormatMode mode) const override {
+    // One blank line between groups is enough.
+    return CLI::detail::find_and_replace(Formatter::make_help(app, name, mode), "\n\n\n",
+                                         "\n\n");
+  }
+
+  std::string make_option_opts(const CLI::Option* option) const override {
+    const bool has_value = !option->get_positional() && option->get_type_size() != 0;
+    return has_value ? " " + option->get_type_name() : "";
+  }
+
+  std::string make_subcommand(const CLI::App* subcommand) const override {
+    const std::string description = subcommand->get_description();
+    std::ostringstream out;
+    CLI::detail::format_help(out, subcommand->get_name(),
+                             description.substr(0, description.find('\n')),
+                             get_column_width());
+    return out.str();
+  }
+};
 
 const char kFooter[] =
     "\"vexosharing help SUBCOMMAND\" shows the help of a subcommand, with an example.\n\n"
@@ -83,7 +115,7 @@ std::vector<std::string> Arguments(int argc, char** argv) {
 
 ExitCode Run(int argc, char** argv) {
   CLI::App app("Manage the sharing links of this machine.", "vexosharing");
-  app.formatter(std::make_shared<command::HelpFormatter>());
+  app.formatter(std::make_shared<HelpFormatter>());
   app.set_help_flag("-h,--help", "show this help");
   app.set_version_flag("--version", "vexosharing " VEXOSHARING_VERSION,
                        "show the version");

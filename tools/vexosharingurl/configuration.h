@@ -21,16 +21,23 @@ struct Configuration {
   Settings general;
   std::map<std::string, Settings> projects;
   int wrong_lines = 0;
-
-  /// The settings for a link: those of its project, and the general ones for the rest.
-  Settings SettingsFor(const std::string& project) const;
 };
 
 /// Called with a line of text for people.
 using Report = std::function<void(const std::string& line)>;
 
-/// Reads the configuration file; a missing file is an empty one.  Wrong lines are
-/// reported and ignored.  False, reported too, when the file cannot be read.
-bool LoadConfiguration(Configuration& out, const Report& report);
+/// Adds the settings of the configuration file; a missing file is an empty one.  Wrong
+/// lines are reported and ignored.  Returns why the file cannot be read, or an empty
+/// text.
+std::string LoadConfiguration(Configuration& out, const Report& report);
+
+/// The settings of one project, and the general ones for the rest.
+Settings SettingsFor(const Configuration& configuration, const std::string& project);
+
+/// Finds the settings for a link: those of its project, and the general ones for the
+/// rest.  The project is looked up only where a project has settings, so that the tool
+/// needs no database otherwise.  The database is neither created nor migrated, and an
+/// uncommitted link is not seen.  Returns the reason of a failure, or an empty text.
+std::string FindSettings(const std::string& hash, const Report& report, Settings& out);
 
 }  // namespace url_tool

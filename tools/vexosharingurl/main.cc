@@ -10,18 +10,10 @@
 #include "base/number.h"
 #include "base/standard_streams.h"
 #include "configuration.h"
-#include "host.h"
-#include "keys.h"
-#include "project.h"
 #include "url.h"
 
-using url_tool::Address;
-using url_tool::Configuration;
-using url_tool::Settings;
-using VEXO::sharing::_tag_SHARING_URL_TYPE;
-using VEXO::sharing::SHARING_URL_TYPE_CONFIGURED;
-using VEXO::sharing::SHARING_URL_TYPE_LOCAL;
-using VEXO::sharing::SHARING_URL_TYPE_UNKNOWN;
+using namespace url_tool;
+using namespace VEXO::sharing;  // the types of URLs
 
 namespace {
 
@@ -53,123 +45,102 @@ constexpr size_t kLongestUrl = 4094;
 /// The arguments, checked.
 struct Call {
   std::string hash;
-  int port = url_tool::kDefaultPort;
-  bool https = false;
-  std::string host;                   // empty: not given
+  Address address;                    // without path; an empty host is not given
   std::optional<std::string> prefix;  // escaped
 };
 
-bool Refuse(const std::string& reason) {
-  std::cerr << "vexosharingurl: " << reason << "\n";
-  return false;
+void ReportLine(const std::string& line) {
+  std::cerr << "vexosharingurl: " << line << "\n";
 }
 
-bool ReadCall(char** arguments, Call& call) {
+int Fail(int status, const std::string& reason) {
+  ReportLine(reason);
+  return status;
+}
+
+/// Returns why the arguments are wrong, or an empty text.
+std::string ReadCall(char** arguments, Call& call) {
   const std::string https = arguments[2];
   const std::string host = arguments[3];
   const std::string prefix = arguments[4];
   std::string reason;
   call.hash = arguments[0];
-  if (call.hash.empty() || url_tool::IsDotSegment(call.hash)) {
-    return Refuse("HASH must not be empty, \".\" or \"..\"");
+  if (call.hash.empty() || IsDotSegment(call.hash)) {
+    return "HASH must not be empty, \".\" or \"..\"";
   }
-  const auto port = VEXO::base::ParseNumber(arguments[1], 0, url_tool::kLargestPort);
-  if (!port) return Refuse("PORT must be a number from 0 to 65535");
-  call.port = *port;
-  if (https != "0" && https != "1") return Refuse("HTTPS must be 0 or 1");
-  call.https = https == "1";
-  if (!host.empty() && !url_tool::ReadHost(host, call.host, reason)) {
-    return Refuse("HOST: " + reason);
-  }
-  if (!prefix.empty() &&
-      !url_tool::ReadPlainPath(prefix, call.prefix.emplace(), reason)) {
-    return Refuse("PREFIX: " + reason);
-  }
-  return true;
+  const auto port = VEXO::base::ParseNumber(arguments[1], 0, kLargestPort);
+  if (!port) return "PORT must be a number from 0 to 65535";
+  call.address.port = *port;
+  if (https != "0" && https != "1") return "HTTPS must be 0 or 1";
+  call.address.https = https == "1";
+  if (!host.empty()) reason = ReadHost(host, call.address.host);
+  if (!reason.empty()) return "HOST: " + reason;
+  if (!prefix.empty()) reason = ReadPlainPath(prefix, call.prefix.emplace());
+  return reason.empty() ? "" : "PREFIX: " + reason;
 }
 
-bool MachineHost(std::string& host) {
+/// Returns why the host name of this machine cannot be used, or an empty text.
+std::string ReadMachineHost(std::string& host) {
   char name[256] = {};
   std::string reason = "it cannot be read";
-  if (gethostname(name, sizeof(name) - 1) != 0 ||
-      !url_tool::ReadHost(name, host, reason)) {
-    return Refuse("the host name of this machine is not valid in a URL (" + reason +
-                  "): set base in /usr/vexo/etc/sharing-url.conf");
-  }
-  return true;
-}
-
-bool LoadConfiguration(Configuration& out) {
-  return url_tool::LoadConfiguration(
-      out, [](const std::string& line) { std::cerr << "vexosharingurl: " << line << "\n"; });
-}
-
-/// The settings that apply to the link.  Its project is looked up only where a project
-/// has settings, so that the tool needs no database otherwise.
-bool FindSettings(const std::string& hash, Settings& settings) {
-  Configuration configuration;
-  std::string project;
-  std::string reason;
-  if (!LoadConfiguration(configuration)) return false;
-  if (!configuration.projects.empty() && !url_tool::FindProject(hash, project, reason)) {
-    return Refuse("cannot look up the project of the link in " +
-                  std::string(VEXO::sharing::SZF_SHARING_DB_PATH) + ": " + reason);
-  }
-  settings = configuration.SettingsFor(project);
-  return true;
+  if (gethostname(name, sizeof(name) - 1) == 0) reason = ReadHost(name, host);
+  if (reason.empty()) return "";
+  return "the host name of this machine is not valid in a URL (" + reason +
+         "): set base in /usr/vexo/etc/sharing-url.conf";
 }
 
 /// The address of the call; the settings fill in the host and the prefix where the call
-/// leaves them out.
-bool FindAddress(const Call& call, Address& address, _tag_SHARING_URL_TYPE& type) {
+/// leaves them out.  Returns the reason of a failure, or an empty text.
+std::string FindAddress(const Call& call, Address& address, _tag_SHARING_URL_TYPE& type) {
   Settings settings;
-  if ((call.host.empty() || !call.prefix) && !FindSettings(call.hash, settings)) {
-    return false;
+  std::string reason;
+  address = call.address;
+  if (address.host.empty() || !call.prefix) {
+    reason = FindSettings(call.hash, ReportLine, settings);
   }
-  address = {call.https, call.host, call.port, ""};
-  if (!call.host.empty()) {
-    type = url_tool::IsLocalHost(call.host) ? SHARING_URL_TYPE_LOCAL
-                                            : SHARING_URL_TYPE_UNKNOWN;
+  if (!reason.empty()) return reason;
+  if (!address.host.empty()) {
+    type = IsLocalHost(address.host) ? SHARING_URL_TYPE_LOCAL : SHARING_URL_TYPE_UNKNOWN;
   } else if (!settings.base) {
     type = SHARING_URL_TYPE_LOCAL;
-    if (!MachineHost(address.host)) return false;
+    reason = ReadMachineHost(address.host);
   } else {
     type = settings.type.value_or(SHARING_URL_TYPE_CONFIGURED);
     address = *settings.base;
-    if (call.port != url_tool::kDefaultPort) {  // scheme and port go together
-      address.https = call.https;
-      address.port = call.port;
+    if (call.address.port != kDefaultPort) {  // scheme and port go together
+      address.https = call.address.https;
+      address.port = call.address.port;
     }
   }
   address.path += call.prefix ? *call.prefix : settings.prefix.value_or("");
-  return true;
+  return reason;
 }
 
 int Print(const std::string& text) {
   std::cout << text << std::flush;
-  if (std::cout) return kDone;
-  Refuse("cannot write to standard output");
-  return kFailed;
+  return std::cout ? kDone : Fail(kFailed, "cannot write to standard output");
 }
 
 int Check() {
   Configuration configuration;
-  if (!LoadConfiguration(configuration)) return kFailed;
   std::string host;
-  const bool has_host = configuration.general.base || MachineHost(host);
-  return has_host && configuration.wrong_lines == 0 ? kDone : kFailed;
+  std::string reason = LoadConfiguration(configuration, ReportLine);
+  if (reason.empty() && !configuration.general.base) reason = ReadMachineHost(host);
+  if (!reason.empty()) return Fail(kFailed, reason);
+  return configuration.wrong_lines == 0 ? kDone : kFailed;
 }
 
 int PrintUrl(char** arguments) {
   Call call;
-  if (!ReadCall(arguments, call)) return kWrongCall;
   Address address;
   _tag_SHARING_URL_TYPE type = SHARING_URL_TYPE_UNKNOWN;
-  if (!FindAddress(call, address, type)) return kFailed;
-  const std::string url = url_tool::MakeUrl(address, call.hash);
+  std::string reason = ReadCall(arguments, call);
+  if (!reason.empty()) return Fail(kWrongCall, reason);
+  reason = FindAddress(call, address, type);
+  if (!reason.empty()) return Fail(kFailed, reason);
+  const std::string url = MakeUrl(address, call.hash);
   if (url.size() > kLongestUrl) {
-    Refuse("the URL is longer than 4094 bytes");
-    return kWrongCall;
+    return Fail(kWrongCall, "the URL is longer than 4094 bytes");
   }
   return Print(url + "\n" + std::to_string(type) + "\n");
 }
@@ -178,8 +149,7 @@ int PrintUrl(char** arguments) {
 
 int main(int argc, char** argv) {
   if (!VEXO::base::OccupyStandardStreams()) {
-    Refuse("standard output is closed");
-    return kFailed;
+    return Fail(kFailed, "standard output is closed");
   }
   // GetSharingURL always gives five arguments, so no hash is taken for an option.
   if (argc == 6) return PrintUrl(argv + 1);

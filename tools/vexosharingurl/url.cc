@@ -4,146 +4,89 @@
 
 #include <algorithm>
 #include <optional>
-#include <string_view>
+#include <sstream>
 
 #include "base/number.h"
 #include "base/percent.h"
-#include "host.h"
 
 namespace url_tool {
 
 namespace {
 
-using VEXO::base::ParseNumber;
-using VEXO::base::PercentDecodeAt;
 using VEXO::base::PercentEncode;
 
-constexpr int kHttpPort = 80;
-constexpr int kHttpsPort = 443;
-
-const char kLinkFolder[] = "/sharing/";
-
-// What a segment of a path may hold besides unreserved characters.
-constexpr std::string_view kPlainInPath = "!$&'()*+,;=:@";
-
-/// Calls `use` for each segment of the path that is not empty, until it returns false.
-template <class Use>
-bool ForEachSegment(const std::string& path, Use use) {
-  for (size_t begin = 0; begin <= path.size();) {
-    const size_t end = std::min(path.find('/', begin), path.size());
-    if (end > begin && !use(path.substr(begin, end - begin))) return false;
-    begin = end + 1;
+/// Drops the empty segments of an escaped path.  Nothing for a "." or ".." segment.
+std::optional<std::string> JoinSegments(const std::string& path) {
+  std::istringstream segments(path);
+  std::string joined;
+  for (std::string segment; std::getline(segments, segment, '/');) {
+    if (IsDotSegment(segment)) return std::nullopt;
+    if (!segment.empty()) joined += "/" + segment;
   }
-  return true;
+  return joined;
 }
 
-/// Normalizes a segment of a URL: unreserved characters unescaped, escapes in upper case,
-/// bytes outside ASCII escaped.  False for any other character, and for a dot segment.
-bool ReadEscapedSegment(const std::string& segment, std::string& out) {
-  std::string result;
-  for (size_t i = 0; i < segment.size(); ++i) {
-    const std::string_view character(&segment[i], 1);
-    if (character == "%") {
-      const std::optional<char> byte = PercentDecodeAt(segment, i);
-      if (!byte) return false;
-      result += PercentEncode({&*byte, 1});
-      i += 2;
-      continue;
-    }
-    const std::string encoded = PercentEncode(character, kPlainInPath);
-    if (encoded != character && IsAscii(segment[i])) return false;
-    result += encoded;
-  }
-  out = result;
-  return !IsDotSegment(result);
-}
-
-bool ReadEscapedPath(const std::string& text, std::string& out) {
+/// Normalizes the path of a URL: unreserved characters unescaped, escapes in upper case,
+/// bytes outside ASCII escaped.  Nothing for any other character, and for a "." or ".."
+/// segment.
+std::optional<std::string> NormalizePath(const std::string& text) {
   std::string path;
-  const bool good = ForEachSegment(text, [&path](const std::string& segment) {
-    std::string read;
-    if (!ReadEscapedSegment(segment, read)) return false;
-    path += "/" + read;
-    return true;
-  });
-  if (good) out = path;
-  return good;
-}
-
-bool ReadScheme(const std::string& text, bool& https, size_t& length) {
-  const size_t end = text.find("://");
-  if (end == std::string::npos) return false;
-  const std::string scheme = text.substr(0, end);
-  https = strcasecmp(scheme.c_str(), "https") == 0;
-  length = end + 3;
-  return https || strcasecmp(scheme.c_str(), "http") == 0;
-}
-
-/// Parses "HOST[:PORT]", with an IPv6 address in brackets.
-bool ReadAuthority(const std::string& text, Address& address, std::string& reason) {
-  const size_t bracket = text.rfind(']');
-  const size_t colon = text.find(':', bracket == std::string::npos ? 0 : bracket);
-  if (!ReadHost(text.substr(0, colon), address.host, reason)) return false;
-  if (colon == std::string::npos || colon + 1 == text.size()) {
-    return true;  // an empty port is the default port
+  for (size_t i = 0; i < text.size(); ++i) {
+    const std::optional<char> byte = VEXO::base::PercentDecodeAt(text, i);
+    const std::string character(1, byte.value_or(text[i]));
+    const std::string encoded = PercentEncode(character, byte ? "" : "/!$&'()*+,;=:@");
+    if (!byte && encoded != character && IsAscii(text[i])) return std::nullopt;
+    path += encoded;
+    if (byte) i += 2;
   }
-  const std::optional<int> port = ParseNumber(text.substr(colon + 1), 1, kLargestPort);
-  if (!port) {
-    reason = "the port must be a number from 1 to 65535";
-    return false;
-  }
-  address.port = *port;
-  return true;
+  return JoinSegments(path);
 }
 
 }  // namespace
 
-bool IsAscii(char c) { return static_cast<unsigned char>(c) < 0x80; }
-
-bool IsDotSegment(const std::string& segment) {
-  return segment == "." || segment == "..";
+std::string ReadPlainPath(const std::string& text, std::string& out) {
+  const std::optional<std::string> path = JoinSegments(PercentEncode(text, "/"));
+  if (!path) return "the path must not contain a \".\" or \"..\" segment";
+  out = *path;
+  return "";
 }
 
-bool ReadPlainPath(const std::string& text, std::string& out, std::string& reason) {
-  std::string path;
-  const bool good = ForEachSegment(text, [&path](const std::string& segment) {
-    path += "/" + PercentEncode(segment);
-    return !IsDotSegment(segment);
-  });
-  if (!good) {
-    reason = "the path must not contain a \".\" or \"..\" segment";
-    return false;
-  }
-  out = path;
-  return true;
-}
-
-bool ReadBase(const std::string& text, Address& out, std::string& reason) {
+std::string ReadBase(const std::string& text, Address& out) {
   Address address;
-  size_t host_begin = 0;
-  if (!ReadScheme(text, address.https, host_begin)) {
-    reason = "the URL must begin with http:// or https://";
-    return false;
+  address.https = strncasecmp(text.c_str(), "https://", 8) == 0;
+  if (!address.https && strncasecmp(text.c_str(), "http://", 7) != 0) {
+    return "the URL must begin with http:// or https://";
   }
-  const size_t host_end = std::min(text.find_first_of("/?", host_begin), text.size());
-  if (!ReadAuthority(text.substr(host_begin, host_end - host_begin), address, reason)) {
-    return false;
+  const size_t begin = text.find("//") + 2;
+  const size_t end = std::min(text.find_first_of("/?", begin), text.size());
+  const std::string authority = text.substr(begin, end - begin);
+  const size_t bracket = authority.rfind(']');
+  const size_t colon = authority.find(':', bracket == std::string::npos ? 0 : bracket);
+  std::string reason = ReadHost(authority.substr(0, colon), address.host);
+  if (!reason.empty()) return reason;
+  // An empty port is the default port.
+  if (colon != std::string::npos && colon + 1 < authority.size()) {
+    const auto port =
+        VEXO::base::ParseNumber(authority.substr(colon + 1), 1, kLargestPort);
+    if (!port) return "the port must be a number from 1 to 65535";
+    address.port = *port;
   }
-  if (!ReadEscapedPath(text.substr(host_end), address.path)) {
-    reason = "the path has an unescaped character, a query, or a \".\" or \"..\" segment";
-    return false;
+  const std::optional<std::string> path = NormalizePath(text.substr(end));
+  if (!path) {
+    return "the path has an unescaped character, a query, or a \".\" or \"..\" segment";
   }
+  address.path = *path;
   out = address;
-  return true;
+  return "";
 }
 
 std::string MakeUrl(const Address& address, const std::string& hash) {
   std::string url = (address.https ? "https://" : "http://") + address.host;
-  if (address.port != kDefaultPort &&
-      address.port != (address.https ? kHttpsPort : kHttpPort)) {
+  const int usual_port = address.https ? 443 : 80;
+  if (address.port != kDefaultPort && address.port != usual_port) {
     url += ":" + std::to_string(address.port);
   }
-  return url + address.path + kLinkFolder + PercentEncode(hash);
+  return url + address.path + "/sharing/" + PercentEncode(hash);
 }
 
 }  // namespace url_tool

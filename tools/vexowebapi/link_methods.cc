@@ -1,12 +1,9 @@
-#include <json/value.h>
-
 #include <ctime>
-#include <optional>
+#include <limits>
 
-#include "admin/link_reader.h"
+#include "admin/link_settings.h"
+#include "call.h"
 #include "keys.h"
-#include "methods.h"
-#include "paging.h"
 
 namespace webapi {
 
@@ -14,129 +11,155 @@ namespace {
 
 using namespace VEXO::sharing;  // the keys
 using admin::Access;
+using admin::LinkSettings;
 using record::Entry;
 
 /// The project that a filter names; empty when none is named.
 std::string ReadProject(Parameters& parameters) {
-  std::string project;
-  if (parameters.Text(SZK_PROJECT_NAME, project) && project.empty()) {
-    parameters.Fail(admin::kBadParameter, "project_name is empty");
-  }
-  return project;
-}
-
-std::string ReadHash(Parameters& parameters) {
-  std::string hash;
-  parameters.Require(SZK_HASH);
-  parameters.Text(SZK_HASH, hash);
-  return hash;
+  const std::optional<std::string> project = parameters.Text(SZK_PROJECT_NAME);
+  if (project == "") parameters.Fail("project_name is empty");
+  return project.value_or("");
 }
 
 /// The owner that a filter names, by name or, when the account is deleted, by id.
 std::optional<unsigned int> ReadOwner(Parameters& parameters) {
-  unsigned int owner = UID_ERR;
-  long number = 0;
-  const bool by_name = parameters.User(SZK_OWNER_USER, owner);
-  const bool by_id = parameters.Number(SZK_OWNER_UID, 0, UID_ERR - 1L, number);
-  if (by_name && by_id) {
-    parameters.Fail(admin::kBadParameter,
-                    "owner_user and owner_uid cannot be used together");
+  std::optional<unsigned int> owner = parameters.User(SZK_OWNER_USER);
+  const std::optional<long> number = parameters.Number(SZK_OWNER_UID, 0, UID_ERR - 1L);
+  if (owner && number) {
+    return parameters.Fail("owner_user and owner_uid cannot be used together");
   }
-  if (by_id) owner = static_cast<unsigned int>(number);
-  return by_name || by_id ? std::optional(owner) : std::nullopt;
+  if (number) owner = *number;
+  return owner;
+}
+
+/// A word for an enumeration, which `parse` knows.
+template <class T>
+std::optional<T> ReadWord(Parameters& parameters, const std::string& name,
+                          bool (*parse)(const std::string&, T&), const char* words) {
+  const std::optional<std::string> word = parameters.Text(name);
+  T value{};
+  if (!word) return std::nullopt;
+  if (parse(*word, value)) return value;
+  return parameters.Fail(name + " must be " + words);
+}
+
+/// Reads the settings of a link.  A requested password is generated into `password`.
+LinkSettings ReadSettings(Parameters& parameters, admin::Secret& password) {
+  LinkSettings settings;
+  settings.project = parameters.Text(SZK_PROJECT_NAME);
+  parameters.User(SZK_OWNER_USER);  // by name only
+  settings.owner = parameters.Text(SZK_OWNER_USER);
+  settings.app = parameters.Object(SZK_APP);
+  settings.private_data = parameters.Object(SZK_PRIVATE_DATA);
+  settings.start_at = parameters.Number(SZK_START_AT, 0, admin::kLatestTime);
+  settings.expire_at = parameters.Number(SZK_EXPIRE_AT, 0, admin::kLatestTime);
+  settings.expire_times =
+      parameters.Number(SZK_EXPIRE_TIMES, 0, std::numeric_limits<int>::max());
+  settings.enabled = parameters.Flag(SZK_ENABLED_);
+  settings.auto_gc = parameters.Flag(SZK_AUTO_GC);
+  settings.match_ip = parameters.Flag(SZK_ENABLE_MATCH_IP);
+  settings.title = parameters.Text(SZK_PROTECT_TITLE);
+  settings.users = parameters.Names(SZK_PROTECT_USERS);
+  settings.groups = parameters.Names(SZK_PROTECT_GROUPS);
+  settings.protect_type = ReadWord(parameters, SZK_PROTECT_TYPE, admin::ParseProtectType,
+                                   "none, password or user");
+  settings.redirect_type =
+      ReadWord(parameters, SZK_REDIRECT_TYPE, admin::ParseRedirectType,
+               "none, url_param or always");
+  settings.redirect_uri = parameters.Text(SZK_REDIRECT_URI);
+  if (!parameters.Flag(kGeneratePassword).value_or(false)) return settings;
+  settings.password = &password;
+  if (!password.Generate()) {
+    parameters.Fail("cannot generate a password: no random numbers", admin::kFailed);
+  }
+  return settings;
 }
 
 Response List(Call& call) {
   admin::LinkFilter filter;
   filter.project = ReadProject(call.parameters);
   filter.owner = ReadOwner(call.parameters);
-  const Page page = ReadPage(call.parameters);
+  const Page page(call.parameters);
   if (Error error = call.Open(Access::kRead)) return error;
   long total = 0;
-  if (Error error = call.links().Count(filter, total)) return error;
+  if (Error error = call.links->Count(filter, total)) return error;
   const long now = time(nullptr);
   admin::LinkReader reader(
       call.database(), filter.Sql(call.database(), now), SZK_ID_,
       std::to_string(page.limit) + " OFFSET " + std::to_string(page.offset));
-  Json::Value data = PageJson(page, total);
+  Json::Value data = page.ToJson(total);
   Entry link;
-  while (reader.Next(link)) data["items"].append(LinkJson(link, call.urls(), now));
+  while (reader.Next(link)) data["items"].append(LinkJson(link, call.urls, now));
   data["unreadable"] = UnreadableJson(reader.unreadable());
   return reader.good() ? Response(data) : Response(admin::DatabaseError(call.database()));
 }
 
 Response Get(Call& call) {
-  const std::string hash = ReadHash(call.parameters);
+  const std::string hash = call.parameters.Required(SZK_HASH);
   if (Error error = call.Open(Access::kRead)) return error;
   Entry link;
-  if (Error error = call.links().Find(hash, link)) return error;
+  if (Error error = call.links->Find(hash, link)) return error;
   long tokens = 0;
-  if (Error error = call.links().CountLiveTokens(link, tokens)) return error;
-  Json::Value data = LinkDetailsJson(link, call.urls(), time(nullptr));
+  if (Error error = call.links->CountLiveTokens(link, tokens)) return error;
+  Json::Value data = LinkDetailsJson(link, call.urls, time(nullptr));
   data["tokens"] = Json::Int64{tokens};
   return data;
 }
 
 Response Create(Call& call) {
-  call.parameters.Require(SZK_PROJECT_NAME);
-  call.parameters.Require(SZK_OWNER_USER);
+  call.parameters.Required(SZK_PROJECT_NAME);
+  call.parameters.Required(SZK_OWNER_USER);
   admin::Secret password;
-  const admin::LinkSettings settings = call.parameters.Settings(password);
+  const LinkSettings settings = ReadSettings(call.parameters, password);
+  if (Error error = call.parameters.Check()) return error;
   Entry link;
-  if (call.parameters.error()) return call.parameters.error();
   if (Error error = NewLink(settings, link)) return error;
   if (Error error = call.Open(Access::kCreate)) return error;
-  if (Error error = call.links().Create(link)) return error;
-  Response response = StoredLinkJson(link, settings.password, call.urls());
-  response.OnLoss([&call, link] { return call.links().UndoCreate(link); });
+  if (Error error = call.links->Create(link)) return error;
+  Response response = StoredLinkJson(link, settings.password, call.urls);
+  response.undo = [&call, link] { return call.links->UndoCreate(link); };
   return response;
 }
 
 Response Set(Call& call) {
-  const std::string hash = ReadHash(call.parameters);
+  const std::string hash = call.parameters.Required(SZK_HASH);
   admin::Secret password;
-  const admin::LinkSettings settings = call.parameters.Settings(password);
+  const LinkSettings settings = ReadSettings(call.parameters, password);
   if (Error error = call.Open(Access::kWrite)) return error;
   admin::StoredLink stored;
-  if (Error error = call.links().Edit(hash, settings, stored)) return error;
-  Json::Value data = StoredLinkJson(stored.link, settings.password, call.urls());
-  data["revoked"] = Json::Int64{stored.revoked};
-  Response response = data;
+  if (Error error = call.links->Edit(hash, settings, stored)) return error;
+  Response response = StoredLinkJson(stored.link, settings.password, call.urls);
+  response.data["revoked"] = Json::Int64{stored.revoked};
   if (settings.password != nullptr) {
-    response.OnLoss([&call, stored] { return call.links().UndoEdit(stored); });
+    response.undo = [&call, stored] { return call.links->UndoEdit(stored); };
   }
   return response;
 }
 
-using Operation = Error (admin::LinkAdmin::*)(const std::string& hash, long& revoked);
-
-Response RunOnLink(Call& call, Operation operation) {
-  const std::string hash = ReadHash(call.parameters);
+template <Error (admin::LinkAdmin::*operation)(const std::string& hash, long& revoked)>
+Response RunOnLink(Call& call) {
+  const std::string hash = call.parameters.Required(SZK_HASH);
   if (Error error = call.Open(Access::kWrite)) return error;
   long revoked = 0;
-  if (Error error = (call.links().*operation)(hash, revoked)) return error;
+  if (Error error = (call.links.get()->*operation)(hash, revoked)) return error;
   Json::Value data;
   data[SZK_HASH] = hash;
   data["revoked"] = Json::Int64{revoked};
   return data;
 }
 
-Response Delete(Call& call) { return RunOnLink(call, &admin::LinkAdmin::Delete); }
-Response Revoke(Call& call) { return RunOnLink(call, &admin::LinkAdmin::Revoke); }
-
 Response Purge(Call& call) {
   admin::PurgeScope scope;
   scope.project = ReadProject(call.parameters);
   scope.owner = ReadOwner(call.parameters);
-  call.parameters.Flag("all", scope.every_owner);
+  scope.every_owner = call.parameters.Flag("all").value_or(false);
   if (scope.owner && scope.every_owner) {
-    call.parameters.Fail(admin::kBadParameter,
-                         "all=true cannot be used with owner_user or owner_uid");
+    call.parameters.Fail("all=true cannot be used with owner_user or owner_uid");
   }
   if (Error error = call.Open(Access::kWrite)) return error;
   admin::PurgeCounts counts;
-  scope.links_only = true;
-  if (Error error = call.links().Purge(scope, counts)) return error;
+  scope.sessions = scope.tokens = false;
+  if (Error error = call.links->Purge(scope, counts)) return error;
   return PurgeJson(counts);
 }
 
@@ -149,19 +172,15 @@ Response Info(Call& call) {
 
 }  // namespace
 
-std::vector<Method> LinkMethods() {
-  const std::vector<std::string> settings = SettingNames();
-  std::vector<std::string> changes = settings;
-  changes.push_back(SZK_HASH);
-  return {
-      {"list", {SZK_PROJECT_NAME, SZK_OWNER_USER, SZK_OWNER_UID, kOffset, kLimit}, List},
-      {"get", {SZK_HASH}, Get},
-      {"create", settings, Create},
-      {"set", changes, Set},
-      {"delete", {SZK_HASH}, Delete},
-      {"revoke", {SZK_HASH}, Revoke},
-      {"purge", {SZK_PROJECT_NAME, SZK_OWNER_USER, SZK_OWNER_UID, "all"}, Purge},
-      {"info", {}, Info}};
+Methods LinkMethods() {
+  return {{"list", List},
+          {"get", Get},
+          {"create", Create},
+          {"set", Set},
+          {"delete", RunOnLink<&admin::LinkAdmin::Delete>},
+          {"revoke", RunOnLink<&admin::LinkAdmin::Revoke>},
+          {"purge", Purge},
+          {"info", Info}};
 }
 
 }  // namespace webapi

@@ -9,122 +9,102 @@
 
 namespace webapi {
 
-namespace {
-
-bool NamesFromJson(const std::string& text, std::vector<std::string>& out,
-                   std::string& reason) {
-  Json::Value array;
-  if (!admin::ParseJson(text, array, reason)) return false;
-  std::vector<std::string> names;
-  for (const Json::Value& element : array) {
-    if (!element.isString() || element.asString().empty()) {
-      reason = "a name must be a string that is not empty";
-      return false;
-    }
-    names.push_back(element.asString());
-  }
-  out = names;
-  return true;
-}
-
-}  // namespace
-
-bool Parameters::Add(const std::string& argument) {
+void Parameters::Add(const std::string& argument) {
   const size_t equals = argument.find('=');
-  if (equals == 0 || equals == std::string::npos || !utf8::is_valid(argument)) {
-    return false;
-  }
-  return values_.emplace(argument.substr(0, equals), argument.substr(equals + 1)).second;
+  const bool good =
+      equals != 0 && equals != std::string::npos && utf8::is_valid(argument) &&
+      values_.emplace(argument.substr(0, equals), argument.substr(equals + 1)).second;
+  if (!good) Fail("an argument must be NAME=VALUE in UTF-8, each name once", "bad_call");
 }
 
-std::vector<std::string> Parameters::names() const {
-  std::vector<std::string> names;
-  for (const auto& [name, value] : values_) names.push_back(name);
-  return names;
-}
-
-bool Parameters::Text(const char* name, std::string& out) {
+std::optional<std::string> Parameters::Text(const std::string& name) {
+  read_.insert(name);
   const auto found = values_.find(name);
-  if (found == values_.end()) return false;
-  out = found->second;
-  return true;
+  return found == values_.end() ? std::nullopt : std::optional(found->second);
 }
 
-bool Parameters::Flag(const char* name, bool& out) {
-  std::string text;
-  if (!Text(name, text)) return false;
-  const bool yes = text == "true" || text == "1";
-  if (!yes && text != "false" && text != "0") {
-    Fail(admin::kBadParameter, std::string(name) + " must be true or false");
-    return false;
-  }
-  out = yes;
-  return true;
+std::optional<bool> Parameters::Flag(const std::string& name) {
+  const std::optional<std::string> text = Text(name);
+  if (!text) return std::nullopt;
+  if (text == "true" || text == "1") return true;
+  if (text == "false" || text == "0") return false;
+  return Fail(name + " must be true or false");
 }
 
-bool Parameters::Number(const char* name, long low, long high, long& out) {
-  std::string text;
-  if (!Text(name, text)) return false;
-  const std::optional<long> number = VEXO::base::ParseNumber(text, low, high);
-  if (!number) {
-    Fail(admin::kBadParameter, std::string(name) + " must be a whole number from " +
-                                   std::to_string(low) + " to " + std::to_string(high));
-    return false;
-  }
-  out = *number;
-  return true;
+std::optional<long> Parameters::Number(const std::string& name, long low, long high) {
+  const std::optional<std::string> text = Text(name);
+  if (!text) return std::nullopt;
+  const std::optional<long> number = VEXO::base::ParseNumber(*text, low, high);
+  if (number) return number;
+  return Fail(name + " must be a whole number from " + std::to_string(low) + " to " +
+              std::to_string(high));
 }
 
-bool Parameters::Object(const char* name, Json::Value& out) {
-  std::string text;
-  if (!Text(name, text)) return false;
-  Json::Value value;
+std::optional<Json::Value> Parameters::Object(const std::string& name) {
+  const std::optional<std::string> text = Text(name);
+  Json::Value object;
   std::string reason;
-  if (!admin::ParseJsonObject(text, value, reason)) {
-    Fail(admin::kBadParameter, std::string(name) + " must be a JSON object: " + reason);
-    return false;
-  }
-  out = value;
-  return true;
+  if (!text) return std::nullopt;
+  if (admin::ParseJsonObject(*text, object, reason)) return object;
+  return Fail(name + " must be a JSON object: " + reason);
 }
 
-bool Parameters::Names(const char* name, std::vector<std::string>& out) {
-  std::string text;
-  if (!Text(name, text)) return false;
-  text = VEXO::base::Trim(text);
+std::optional<std::vector<std::string>> Parameters::Names(const std::string& name) {
+  const std::string text = VEXO::base::Trim(Text(name).value_or(""));
   std::vector<std::string> names;
-  if (!text.empty() && text.front() == '[') {
-    std::string reason;
-    if (!NamesFromJson(text, names, reason)) {
-      Fail(admin::kBadParameter,
-           std::string(name) + " must be a JSON array of names: " + reason);
-      return false;
-    }
-  } else {
+  if (values_.count(name) == 0) return std::nullopt;
+  if (text.empty() || text.front() != '[') {
     for (const std::string& piece : VEXO::base::Split(text, ",")) {
       if (!piece.empty()) names.push_back(piece);
     }
+    return names;
   }
-  out = names;
-  return true;
-}
-
-bool Parameters::User(const char* name, unsigned int& uid) {
-  std::string text;
-  if (!Text(name, text)) return false;
-  if (!VEXO::sharing::UserToUID(text, uid)) {
-    Fail(admin::kUnknownUser, std::string(name) + ": user not found: " + text);
-    return false;
+  Json::Value array;
+  std::string reason;
+  admin::ParseJson(text, array, reason);
+  for (const Json::Value& element : array) {
+    names.push_back(element.isString() ? element.asString() : "");
+    if (names.back().empty()) reason = "a name must be a string that is not empty";
   }
-  return true;
+  if (reason.empty()) return names;
+  return Fail(name + " must be a JSON array of names: " + reason);
 }
 
-void Parameters::Require(const char* name) {
-  if (!Has(name)) Fail(admin::kMissingParameter, std::string(name) + " is required");
+std::optional<unsigned int> Parameters::User(const std::string& name) {
+  const std::optional<std::string> text = Text(name);
+  unsigned int uid = 0;
+  if (!text) return std::nullopt;
+  if (VEXO::sharing::UserToUID(*text, uid)) return uid;
+  return Fail(name + ": user not found: " + *text, admin::kUnknownUser);
 }
 
-void Parameters::Fail(const char* code, const std::string& message) {
+std::string Parameters::Required(const std::string& name) {
+  const std::optional<std::string> text = Text(name);
+  if (!text) Fail(name + " is required", admin::kMissingParameter);
+  return text.value_or("");
+}
+
+std::nullopt_t Parameters::Fail(const std::string& message, const std::string& code) {
   if (!error_) error_ = {code, message, ""};
+  return std::nullopt;
+}
+
+Error Parameters::Check() const {
+  for (const auto& [name, value] : values_) {
+    // It could carry a password or what is stored of one.
+    if (name != kGeneratePassword && name.find("password") != std::string::npos) {
+      return {"secret_parameter",
+              name +
+                  ": secrets are not accepted as arguments, which every user of the "
+                  "machine can read",
+              "use generate_password=true"};
+    }
+    if (read_.count(name) == 0) {
+      return {"unknown_parameter",
+              "unknown parameter of " + values_.at("method") + ": " + name, ""};
+    }
+  }
+  return error_;
 }
 
 }  // namespace webapi

@@ -5,9 +5,8 @@
 #include <limits>
 
 #include "admin/queries.h"
+#include "call.h"
 #include "keys.h"
-#include "methods.h"
-#include "paging.h"
 #include "utils.h"
 
 namespace webapi {
@@ -20,17 +19,8 @@ using admin::Access;
 // Row ids are positive numbers of the type int.
 constexpr long kMaxId = std::numeric_limits<int>::max();
 
-/// Row id and deadline, and whether the row has not expired.  False when the deadline is
-/// not a number.
-bool ReadDeadline(const db::Row& row, Json::Value& view) {
-  const long deadline = row.GetField(SZK_TIMEOUT).AsTime(-1);
-  if (deadline < 0) return false;
-  view[SZK_ID_] = row.GetField(SZK_ID_).AsInt(0);
-  view[SZK_TIMEOUT] = Json::Int64{deadline};
-  view["alive"] = time(nullptr) < deadline;
-  return true;
-}
-
+/// The table of sessions.  Read adds the members that only sessions have; false, with the
+/// view unchanged, for an unreadable row.  Filter reads the condition of a list.
 struct Sessions {
   static constexpr char kTable[] = "session";
   static constexpr char kColumns[] = "id, uid, ip, timeout";  // not the secret id
@@ -38,7 +28,7 @@ struct Sessions {
   static bool Read(const db::Row& row, Json::Value& view) {
     const unsigned int uid = row.GetField(SZK_UID_).AsUInt(UID_ERR);
     const std::string address = row.GetField(SZK_IP_).AsString("");
-    if (address.empty() || !ReadDeadline(row, view)) return false;
+    if (address.empty()) return false;
     std::string user;
     if (uid != UID_ERR) UIDToUser(uid, user);  // a deleted user has no name
     view[SZK_UID_] = uid == UID_ERR ? Json::Value() : Json::Value(uid);
@@ -48,11 +38,12 @@ struct Sessions {
   }
 
   static std::string Filter(Parameters& parameters) {
-    unsigned int uid = UID_ERR;
-    return parameters.User("user", uid) ? "uid = " + std::to_string(uid) : "";
+    const std::optional<unsigned int> uid = parameters.User("user");
+    return uid ? "uid = " + std::to_string(*uid) : "";
   }
 };
 
+/// The same for tokens.
 struct Tokens {
   static constexpr char kTable[] = "token";
   static constexpr char kColumns[] = "id, entry_id, session_id, timeout";
@@ -60,40 +51,46 @@ struct Tokens {
   static bool Read(const db::Row& row, Json::Value& view) {
     const int link = row.GetField(SZK_ENTRY_ID).AsInt(0);
     const int session = row.GetField(SZK_SESSION_ID_).AsInt(0);
-    if (link <= 0 || session <= 0 || !ReadDeadline(row, view)) return false;
+    if (link <= 0 || session <= 0) return false;
     view["link"] = link;
     view["session"] = session;
     return true;
   }
 
   static std::string Filter(Parameters& parameters) {
-    std::string condition;
-    for (const auto& [name, column] :
-         {std::pair("link", SZK_ENTRY_ID), std::pair("session", SZK_SESSION_ID_)}) {
-      long id = 0;
-      if (!parameters.Number(name, 1, kMaxId, id)) continue;
-      if (!condition.empty()) condition += " AND ";
-      condition += column + std::string(" = ") + std::to_string(id);
-    }
+    const std::optional<long> link = parameters.Number("link", 1, kMaxId);
+    const std::optional<long> session = parameters.Number("session", 1, kMaxId);
+    std::string condition = link ? "entry_id = " + std::to_string(*link) : "";
+    if (link && session) condition += " AND ";
+    if (session) condition += "session_id = " + std::to_string(*session);
     return condition;
   }
 };
 
 long ReadId(Parameters& parameters) {
-  long id = 0;
-  parameters.Require(SZK_ID_);
-  parameters.Number(SZK_ID_, 1, kMaxId, id);
-  return id;
+  parameters.Required(SZK_ID_);
+  return parameters.Number(SZK_ID_, 1, kMaxId).value_or(0);
 }
 
 Error NoSuchRow(const std::string& table, long id) {
   return {admin::kNoSuchObject, table + " not found: " + std::to_string(id), ""};
 }
 
+/// Makes the view of a row: only its id, and false, when the row cannot be read.
+template <class Rows>
+bool ReadRow(const db::Row& row, Json::Value& view) {
+  const long deadline = row.GetField(SZK_TIMEOUT).AsTime(-1);  // -1: not a number
+  view[SZK_ID_] = row.GetField(SZK_ID_).AsInt(0);
+  if (deadline < 0 || !Rows::Read(row, view)) return false;
+  view[SZK_TIMEOUT] = Json::Int64{deadline};
+  view["alive"] = time(nullptr) < deadline;
+  return true;
+}
+
 template <class Rows>
 Response List(Call& call) {
   const std::string condition = Rows::Filter(call.parameters);
-  const Page page = ReadPage(call.parameters);
+  const Page page(call.parameters);
   if (Error error = call.Open(Access::kRead)) return error;
   long total = 0;
   db::Result result;
@@ -102,17 +99,12 @@ Response List(Call& call) {
                          page.offset, page.limit, result)) {
     return admin::DatabaseError(call.database());
   }
-  Json::Value data = PageJson(page, total);
+  Json::Value data = page.ToJson(total);
   db::Row row;
   while (result.NextRow(row)) {
     Json::Value view;
-    if (Rows::Read(row, view)) {
-      data["items"].append(view);
-    } else {
-      Json::Value unreadable;
-      unreadable[SZK_ID_] = row.GetField(SZK_ID_).AsInt(0);
-      data["unreadable"].append(unreadable);
-    }
+    const bool readable = ReadRow<Rows>(row, view);
+    data[readable ? "items" : "unreadable"].append(view);
   }
   return data;
 }
@@ -129,7 +121,7 @@ Response Get(Call& call) {
   db::Row row;
   if (!result.NextRow(row)) return NoSuchRow(Rows::kTable, id);
   Json::Value data;
-  if (Rows::Read(row, data[Rows::kTable])) return data;
+  if (ReadRow<Rows>(row, data[Rows::kTable])) return data;
   return Error{admin::kUnreadableObject,
                std::string("unreadable row: ") + Rows::kTable + " " + std::to_string(id),
                "delete it"};
@@ -157,11 +149,15 @@ Response Delete(Call& call) {
   return data;
 }
 
-template <Error (admin::LinkAdmin::*operation)(admin::PurgeCounts& counts)>
+template <class Rows>
 Response Purge(Call& call) {
   if (Error error = call.Open(Access::kWrite)) return error;
+  admin::PurgeScope scope;
+  scope.links = false;
+  scope.sessions = Rows::kTable == std::string("session");
+  scope.tokens = !scope.sessions;
   admin::PurgeCounts counts;
-  if (Error error = (call.links().*operation)(counts)) return error;
+  if (Error error = call.links->Purge(scope, counts)) return error;
   return PurgeJson(counts);
 }
 
@@ -169,29 +165,22 @@ template <class Rows>
 Response Info(Call& call) {
   if (Error error = call.Open(Access::kRead)) return error;
   admin::VisitorCounts counts;
-  const long now = time(nullptr);
-  if (Error error = CountVisitors(call.database(), Rows::kTable, now, counts)) {
-    return error;
-  }
-  return VisitorCountsJson(counts);
+  const Error error = CountVisitors(call.database(), Rows::kTable, time(nullptr), counts);
+  return error ? Response(error) : Response(VisitorCountsJson(counts));
+}
+
+template <class Rows>
+Methods VisitorMethods() {
+  return {{"list", List<Rows>},
+          {"get", Get<Rows>},
+          {"delete", Delete<Rows>},
+          {"purge", Purge<Rows>},
+          {"info", Info<Rows>}};
 }
 
 }  // namespace
 
-std::vector<Method> SessionMethods() {
-  return {{"list", {"user", kOffset, kLimit}, List<Sessions>},
-          {"get", {SZK_ID_}, Get<Sessions>},
-          {"delete", {SZK_ID_}, Delete<Sessions>},
-          {"purge", {}, Purge<&admin::LinkAdmin::PurgeSessions>},
-          {"info", {}, Info<Sessions>}};
-}
-
-std::vector<Method> TokenMethods() {
-  return {{"list", {"link", "session", kOffset, kLimit}, List<Tokens>},
-          {"get", {SZK_ID_}, Get<Tokens>},
-          {"delete", {SZK_ID_}, Delete<Tokens>},
-          {"purge", {}, Purge<&admin::LinkAdmin::PurgeTokens>},
-          {"info", {}, Info<Tokens>}};
-}
+Methods SessionMethods() { return VisitorMethods<Sessions>(); }
+Methods TokenMethods() { return VisitorMethods<Tokens>(); }
 
 }  // namespace webapi

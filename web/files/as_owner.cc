@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <optional>
 
 namespace web {
 
@@ -33,20 +34,32 @@ bool GetGroups(std::vector<gid_t>* groups) {
   return getgroups(count, groups->data()) == count;
 }
 
-/// Whether the thread may read files against their modes, or this cannot be found out.
-/// The kernel takes that right away with user id 0, but not from another account that
-/// was given it.
-bool ReadsAnything() {
+/// The capabilities below 32 that are in force; nothing when they are not known.
+std::optional<unsigned int> Capabilities() {
   __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
   __user_cap_data_struct data[_LINUX_CAPABILITY_U32S_3] = {};
-  constexpr unsigned int kRights = (1U << CAP_DAC_OVERRIDE) | (1U << CAP_DAC_READ_SEARCH);
-  return syscall(SYS_capget, &header, data) != 0 || (data[0].effective & kRights) != 0;
+  if (syscall(SYS_capget, &header, data) != 0) return std::nullopt;
+  return data[0].effective;
+}
+
+/// Whether the thread may take other ids.  Asked beforehand, since a sandbox may end a
+/// process that tries.
+bool MayChangeIds() {
+  constexpr unsigned int kIds = (1U << CAP_SETUID) | (1U << CAP_SETGID);
+  return (Capabilities().value_or(0) & kIds) == kIds;
+}
+
+/// Whether the thread may read files against their modes.  The kernel takes that right
+/// away together with user id 0, but not from another account that was given it.
+bool ReadsAnything() {
+  constexpr unsigned int kAll = (1U << CAP_DAC_OVERRIDE) | (1U << CAP_DAC_READ_SEARCH);
+  return (Capabilities().value_or(kAll) & kAll) != 0;
 }
 
 }  // namespace
 
 AsOwner::AsOwner(const Owner& owner) : user_(FileUser()), group_(FileGroup()) {
-  if (!GetGroups(&groups_) || !SetGroups(owner.groups)) return;
+  if (!MayChangeIds() || !GetGroups(&groups_) || !SetGroups(owner.groups)) return;
   switched_ = true;
   setfsgid(owner.group);
   setfsuid(owner.user);

@@ -161,6 +161,10 @@ bool ReadListing(const SharedTree& tree, const Node& folder, const ListingQuery&
   Listing result;
   size_t count = 0;
   size_t name_bytes = 0;
+  // Growing would need room for the old and the new names at once; what is not used of
+  // this needs no memory.
+  entries.names.reserve(kMaxNameBytes);
+  entries.packed.reserve(kMaxEntries);
 
   FolderReader reader(tree, folder);
   FolderEntry entry;

@@ -15,6 +15,8 @@ namespace {
 using VEXO::base::AccountState;
 using VEXO::base::StateOfAccount;
 
+constexpr size_t kLongestRecord = 1 << 20;
+
 /// All groups of the user, as a login would set them.
 std::vector<gid_t> GroupsOf(const passwd& user) {
   std::vector<gid_t> groups(32);
@@ -36,11 +38,11 @@ bool Owner::IsIn(gid_t id) const {
 OwnerLookup FindOwner(uid_t user, time_t now, Owner* owner) {
   passwd record = {};
   passwd* found = nullptr;
-  std::vector<char> texts(1024);
-  int reason = 0;
-  while ((reason = getpwuid_r(user, &record, texts.data(), texts.size(), &found)) ==
-         ERANGE) {
-    texts.resize(texts.size() * 2);
+  std::vector<char> texts;
+  int reason = ERANGE;
+  for (size_t size = 1024; reason == ERANGE && size <= kLongestRecord; size *= 2) {
+    texts.resize(size);
+    reason = getpwuid_r(user, &record, texts.data(), texts.size(), &found);
   }
   if (found == nullptr) {
     errno = reason;

@@ -33,7 +33,6 @@ struct ArchiveLibrary {
   decltype(&archive_write_data) write_data;
   decltype(&archive_write_finish_entry) finish_entry;
   decltype(&archive_write_close) write_close;
-  decltype(&archive_write_fail) write_fail;
   decltype(&archive_entry_new) entry_new;
   decltype(&archive_entry_free) entry_free;
   decltype(&archive_entry_clear) entry_clear;
@@ -62,7 +61,6 @@ struct ArchiveLibrary {
            find("archive_write_data", &write_data) &&
            find("archive_write_finish_entry", &finish_entry) &&
            find("archive_write_close", &write_close) &&
-           find("archive_write_fail", &write_fail) &&
            find("archive_entry_new", &entry_new) &&
            find("archive_entry_free", &entry_free) &&
            find("archive_entry_clear", &entry_clear) &&
@@ -101,30 +99,30 @@ class Utf8Names {
   locale_t before_;
 };
 
-la_ssize_t WriteToSink(archive* /*writer*/, void* sink, const void* bytes, size_t size) {
-  const std::string_view piece(static_cast<const char*>(bytes), size);
-  return (*static_cast<const Sink*>(sink))(piece) ? static_cast<la_ssize_t>(size) : -1;
-}
-
 /// Writes one zip file.  After a failure it can only be destroyed.
 class ZipWriter {
  public:
   ZipWriter(const ArchiveLibrary& library, const Sink& sink)
-      : library_(library), writer_(library.write_new()), entry_(library.entry_new()) {
+      : library_(library),
+        sink_(sink),
+        writer_(library.write_new()),
+        entry_(library.entry_new()) {
     good_ = writer_ != nullptr && entry_ != nullptr &&
             library_.set_format_zip(writer_) == ARCHIVE_OK &&
             library_.store(writer_) == ARCHIVE_OK &&
             library_.set_block_size(writer_, kPieceSize) == ARCHIVE_OK &&
             library_.set_last_block_size(writer_, 1) == ARCHIVE_OK &&
-            library_.write_open(writer_, const_cast<Sink*>(&sink), nullptr, WriteToSink,
-                                nullptr) == ARCHIVE_OK;
+            library_.write_open(writer_, this, nullptr, Write, nullptr) == ARCHIVE_OK;
   }
   ZipWriter(const ZipWriter&) = delete;
   ZipWriter& operator=(const ZipWriter&) = delete;
   ~ZipWriter() {
     if (entry_ != nullptr) library_.entry_free(entry_);
     if (writer_ == nullptr) return;
-    if (!closed_) library_.write_fail(writer_);  // or the directory would be written
+    if (!closed_) {
+      failed_ = true;  // the library writes the directory even now
+      library_.write_close(writer_);
+    }
     library_.write_free(writer_);
   }
 
@@ -150,6 +148,14 @@ class ZipWriter {
   }
 
  private:
+  static la_ssize_t Write(archive* /*writer*/, void* self, const void* bytes,
+                          size_t size) {
+    auto* const zip = static_cast<ZipWriter*>(self);
+    const std::string_view piece(static_cast<const char*>(bytes), size);
+    zip->failed_ = zip->failed_ || !zip->sink_(piece);
+    return zip->failed_ ? -1 : static_cast<la_ssize_t>(size);
+  }
+
   bool Begin(const std::string& path, const NodeInfo& info) {
     const bool folder = info.kind == NodeKind::kFolder;
     library_.entry_clear(entry_);
@@ -162,10 +168,12 @@ class ZipWriter {
   }
 
   const ArchiveLibrary& library_;
+  const Sink& sink_;
   archive* writer_;
   archive_entry* entry_;
   bool good_ = false;
   bool closed_ = false;
+  bool failed_ = false;  // nothing is written any more
 };
 
 class ZipBody : public Body {

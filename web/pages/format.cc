@@ -5,6 +5,8 @@
 namespace web {
 namespace {
 
+constexpr std::uint64_t kThousand = 1000;
+
 std::string FormatLocal(time_t time, const char* format) {
   struct tm local = {};
   char text[64];
@@ -23,14 +25,14 @@ std::string FormatTenths(std::uint64_t tenths) {
 
 std::string FormatSize(std::uint64_t bytes) {
   const char* const units[] = {"kB", "MB", "GB", "TB", "PB", "EB"};
-  if (bytes < 1000) return std::to_string(bytes) + " B";
+  if (bytes < kThousand) return std::to_string(bytes) + " B";
   size_t unit = 0;
-  while (bytes >= 1000 * 1000) {
-    bytes /= 1000;
+  while (bytes >= kThousand * kThousand) {
+    bytes /= kThousand;
     ++unit;
   }
-  const std::string number =
-      bytes < 100 * 1000 ? FormatTenths(bytes / 100) : std::to_string(bytes / 1000);
+  const std::string number = bytes < 100 * kThousand ? FormatTenths(bytes / 100)
+                                                     : std::to_string(bytes / kThousand);
   return number + " " + units[unit];
 }
 

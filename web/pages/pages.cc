@@ -1,7 +1,6 @@
 #include "pages.h"
 
 #include <kainjow/mustache.hpp>
-
 #include <utility>
 
 #include "base/percent.h"
@@ -50,6 +49,8 @@ std::string InsertText(const std::string& html, const std::string& text) {
   for (const char c : text) {
     if (c == '<') {
       page += "&lt;";
+    } else if (c == '>') {
+      page += "&gt;";
     } else if (c == '&') {
       page += "&amp;";
     } else {
@@ -60,13 +61,14 @@ std::string InsertText(const std::string& html, const std::string& text) {
 }
 
 /// Renders a page around `content`, which is the template of its body.
-std::string Render(const std::string& kind, const std::string& title,
-                   const char* content, data values) {
+std::string Render(const std::string& kind, const std::string& title, const char* content,
+                   data values) {
   values.set("language", CurrentLanguage());
   values.set("title", title);
   values.set("page", kind);
   values.set("style", kStyle);
-  values.set("t", data(lambda([](const std::string& text) { return Translate(text.c_str()); })));
+  values.set(
+      "t", data(lambda([](const std::string& text) { return Translate(text.c_str()); })));
   values.set("content", data(partial([content] { return std::string(content); })));
   values.set("header", data(partial([] { return std::string(kHeaderTemplate); })));
   return mustache(kPageTemplate).render(values);
@@ -111,7 +113,8 @@ data HeaderValues(const std::string& heading, const std::vector<Crumb>& crumbs,
     const std::string time = FormatTimeAndZone(facts.expires);
     values.set("expires", time);
   }
-  if (facts.uses) values.set("uses", Count("{count} use left", "{count} uses left", *facts.uses));
+  if (facts.uses)
+    values.set("uses", Count("{count} use left", "{count} uses left", *facts.uses));
   values.set("has_session", facts.has_session);
   return values;
 }
@@ -185,8 +188,7 @@ std::string TotalText(const FolderPage& page) {
     return page.query.search.empty() ? Translate("This folder is empty.")
                                      : Translate("No name contains this text.");
   }
-  const std::string folders =
-      Count("{count} folder", "{count} folders", listing.folders);
+  std::string folders = Count("{count} folder", "{count} folders", listing.folders);
   if (listing.files == 0) return folders;
   std::string text = listing.folders == 0 ? Translate("{files}, {size}")
                                           : Translate("{folders}, {files}, {size}");
@@ -250,8 +252,7 @@ MessageTexts TextsOf(Message message) {
     case Message::kFailed:
       return {"error", Translate("Error"), Translate("Something went wrong."), true};
     default:
-      return {"error", Translate("Not accepted"),
-              Translate("The address is not valid.")};
+      return {"error", Translate("Not accepted"), Translate("The address is not valid.")};
   }
 }
 
@@ -268,11 +269,10 @@ std::string RenderLogin(const LoginPage& page) {
   values.set("username", ToValidUtf8(page.username));
   SetUnlessEmpty(&values, "problem", ProblemText(page.problem));
   values.set("username_wrong", name_wrong);
-  values.set("password_wrong", page.problem != Problem::kNone &&
-                                   page.problem != Problem::kUsernameEmpty);
-  values.set("focus_username",
-             page.users && (page.problem == Problem::kNone ||
-                            page.problem == Problem::kUsernameEmpty));
+  values.set("password_wrong",
+             page.problem != Problem::kNone && page.problem != Problem::kUsernameEmpty);
+  values.set("focus_username", page.users && (page.problem == Problem::kNone ||
+                                              page.problem == Problem::kUsernameEmpty));
   return Render("login", heading, kLoginTemplate, values);
 }
 
@@ -300,7 +300,7 @@ std::string RenderFolder(const FolderPage& page) {
   AddPages(page, &values);
   data rows(data::type::list);
   for (const ListingEntry& entry : page.listing.entries) rows.push_back(RowValues(entry));
-  values.set("rows", std::move(rows));
+  values.set("rows", rows);
   return Render("folder", DisplayName(page.heading), kFolderTemplate, std::move(values));
 }
 

@@ -60,7 +60,7 @@ struct FilePage {
   std::uint64_t size = 0;
   time_t modified = 0;
   Preview preview = Preview::kNone;
-  std::string text;      ///< for Preview::kText
+  std::string text;  ///< for Preview::kText
   bool text_cut = false;
 };
 

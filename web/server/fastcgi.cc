@@ -109,9 +109,9 @@ int Worker::Serve() {
 void Worker::AnswerOne() {
   SetPatience(request_.ipcFd, kWorkerPatience);
   const Variables variables(request_.envp);
-  const Response response =
-      AnswerSafely(handler_, variables,
-                   [this](size_t limit) { return ReadInput(request_.in, limit); });
+  const Response response = AnswerSafely(handler_, variables, [this](size_t limit) {
+    return ReadInput(request_.in, limit);
+  });
   if (!NeedsChild(variables, response)) {
     if (!Send(variables, response)) return BreakOff();
     FCGX_Finish_r(&request_);
@@ -130,11 +130,10 @@ bool Worker::NeedsChild(const Variables& variables, const Response& response) co
 }
 
 bool Worker::Send(const Variables& variables, const Response& response) {
-  const bool sent =
-      SendResponse(variables, response, [this](std::string_view piece) {
-        return FCGX_PutStr(piece.data(), static_cast<int>(piece.size()), request_.out) ==
-               static_cast<int>(piece.size());
-      });
+  const bool sent = SendResponse(variables, response, [this](std::string_view piece) {
+    return FCGX_PutStr(piece.data(), static_cast<int>(piece.size()), request_.out) ==
+           static_cast<int>(piece.size());
+  });
   return sent && FCGX_FFlush(request_.out) == 0;
 }
 

@@ -4,9 +4,9 @@
 
 namespace web {
 
-/// Runs `work` in `count` processes at the same time until SIGTERM or SIGINT, and replaces
-/// those that end before.  Returns in the parent when all have ended; the children end
-/// with what `work` returns.
+/// Runs `work` in `count` processes at the same time until SIGTERM or SIGINT, and
+/// replaces those that end before.  Returns in the parent when all have ended; the
+/// children end with what `work` returns.
 void RunWorkers(int count, const std::function<int()>& work);
 
 }  // namespace web

@@ -36,12 +36,8 @@ std::string Path(const std::string& name) { return std::string(kFolder) + "/" + 
 
 /// A connection of SQLite's own; what it writes stays in the log while it is open.
 Connection Open(const std::string& path, const std::string& sql) {
-  int code = SQLITE_OK;
-  Connection connection = Connect(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, code);
-  EXPECT_EQ(code, SQLITE_OK);
-  const std::string text = "PRAGMA wal_autocheckpoint = 0; " + sql;
-  EXPECT_EQ(sqlite3_exec(connection.get(), text.c_str(), nullptr, nullptr, nullptr),
-            SQLITE_OK)
+  Connection connection(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+  EXPECT_EQ(connection.Run("PRAGMA wal_autocheckpoint = 0; " + sql), SQLITE_OK)
       << sqlite3_errmsg(connection.get());
   return connection;
 }

@@ -727,11 +727,12 @@ class Terminals(SlowTest):
 
     def test_progress_is_shown_on_a_terminal_only_and_wiped(self):
         self.create()
-        self.fill(30000)
+        count = command_support.many(30000)
+        self.fill(count)
 
         shown = self.shown_on_error_terminal("list", "--json")
 
-        self.assertRegex(shown, r"reading links: \d+ of 30001")
+        self.assertRegex(shown, rf"reading links: \d+ of {count + 1}")
         self.assertTrue(shown.endswith("\r\033[K"), shown)
         self.assertEqual(self.call("list").stderr, b"")
 

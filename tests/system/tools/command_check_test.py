@@ -6,12 +6,32 @@ import pathlib
 import signal
 import sqlite3
 import subprocess
+import sys
 
 import command_support
 from command_support import (AS_ALICE, BLOCKS, DATABASE, DONE, INTERRUPTED, NOT_USABLE, REFUSED,
                              CommandTest)
 
 MD5 = "5f4dcc3b5aa765d61d8327deb882cf99"
+
+# Fills a list of failed logins, and then replaces rows again and again.
+KEEP_WRITING = """
+import sqlite3, sys
+db = sqlite3.connect(sys.argv[1], isolation_level=None)
+db.executescript("CREATE TABLE failure(address TEXT, at INTEGER);"
+                 "CREATE INDEX failure_at ON failure(at); PRAGMA synchronous = OFF")
+db.execute("BEGIN")
+db.executemany("INSERT INTO failure VALUES ('192.0.2.1', ?)",
+               ((number,) for number in range(20000)))
+db.execute("COMMIT")
+print(flush=True)
+while True:
+    db.execute("BEGIN IMMEDIATE")
+    db.execute("DELETE FROM failure WHERE rowid IN (SELECT rowid FROM failure ORDER BY random() "
+               "LIMIT 50)")
+    db.executemany("INSERT INTO failure VALUES ('192.0.2.2', random())", ((),) * 50)
+    db.execute("COMMIT")
+"""
 
 
 class Check(CommandTest):
@@ -193,6 +213,18 @@ class Check(CommandTest):
         self.assertIn(("moved_block_list", [f"{blocks}.damaged-1"]),
                       [(one["kind"], one["items"]) for one in found["remarks"]])
         self.assertEqual(blocks.read_bytes(), b"no database" * 500)
+
+    def test_list_of_blocked_addresses_in_use_is_not_reported(self):
+        self.create()
+        writer = subprocess.Popen([sys.executable, "-c", KEEP_WRITING, BLOCKS / "autoblock.db"],
+                                  stdout=subprocess.PIPE)
+        try:
+            writer.stdout.readline()
+            for _ in range(30):
+                self.assertEqual(self.problems(), {})
+        finally:
+            writer.kill()
+            writer.communicate()
 
     def test_invalid_url_configuration_is_reported_as_the_url_tool_reports_it(self):
         self.create()
@@ -412,13 +444,14 @@ class Check(CommandTest):
 
     def test_shows_its_progress_on_a_terminal(self):
         self.create("--expire", "7d")
-        self.fill(50000)
+        count = command_support.many(50000)
+        self.fill(count)
 
         status, shown = self.on_terminal("check")
 
         self.assertEqual(status, DONE)
-        self.assertRegex(shown, r"checking links: \d+ of 50001")
-        self.assertTrue(shown.endswith("Checked 50001 links: no problems found.\r\n"))
+        self.assertRegex(shown, rf"checking links: \d+ of {count + 1}")
+        self.assertTrue(shown.endswith(f"Checked {count + 1} links: no problems found.\r\n"))
         self.assertEqual(self.call("check").stderr, b"")
 
     def test_lost_output_is_reported(self):

@@ -26,6 +26,7 @@ class Json(CommandTest):
         self.printed(*new, "--user", "bob", "--user", "ghost", "--group", "ghosts")
         bad = self.printed(*new)["link"]["hash"]
         self.break_row(bad)
+        self.printed("share", folder, "--owner", "root", "--generate-password")
         self.printed("show", link)
         self.printed("list")
         self.printed("edit", link, "nothing", "--title", "x")

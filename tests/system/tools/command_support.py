@@ -40,6 +40,17 @@ AS_ALICE = {"user": 5001, "group": 5001, "extra_groups": []}
 TIME_ZONE = "CET-1CEST,M3.5.0,M10.5.0/3"
 
 
+def is_sanitized():
+    """Whether the command was built with the sanitizers."""
+    return b"__asan_init" in pathlib.Path(COMMAND).read_bytes()
+
+
+def many(count):
+    """A number of links that keeps the command busy for long enough to show progress or be
+    interrupted.  With the sanitizers it is slower by more than the factor here."""
+    return count // 4 if is_sanitized() else count
+
+
 def validate(data, name):
     """Checks JSON against a definition of the schema."""
     schema = {"$schema": SCHEMA["$schema"], "$ref": f"#/$defs/{name}",

@@ -104,6 +104,12 @@ class FileTest(WebTest):
                 answer = self.visitor.get(self.url, range=header)
                 self.assertEqual((answer.status, answer.body), (status, body))
                 self.assertEqual(answer.header("Content-Range"), content_range)
+                self.assertEqual(answer.header("Accept-Ranges"),
+                                 "none" if status == 200 else "bytes")
+
+    def test_range_of_a_head_request_is_ignored(self):
+        answer = self.visitor.head(self.url, range="bytes=0-1")
+        self.assertEqual((answer.status, answer.header("Content-Length")), (200, "10"))
 
     def test_several_ranges_come_in_parts(self):
         answer = self.visitor.get(self.url, range="bytes=0-1, 4-5,-1")

@@ -13,6 +13,7 @@ import itertools
 import json
 import os
 import pathlib
+import random
 import shutil
 import socket
 import ssl
@@ -139,7 +140,7 @@ class CgiTransport:
     """Runs the program once for each request, as a server does."""
 
     host = "files.example.org"
-    address_format = "10.1.{}.{}"
+    network = "10"
 
     def __init__(self, **account):
         self.account = account or AS_SYSTEM
@@ -170,7 +171,7 @@ class CgiTransport:
 class HttpTransport:
     """Sends requests to a server."""
 
-    address_format = "127.1.{}.{}"
+    network = "127"
 
     def __init__(self, base):
         self.base = urllib.parse.urlsplit(base)
@@ -195,12 +196,13 @@ class HttpTransport:
 class Visitor:
     """A browser with an address and cookies of its own."""
 
-    numbers = itertools.count(1)
+    # A server remembers addresses from one test program to the next.
+    addresses = iter(random.sample(range(1 << 16, 1 << 24), 10000))
 
     def __init__(self, transport, **headers):
         self.transport = transport
-        number = next(Visitor.numbers)
-        self.address = transport.address_format.format(number // 250, number % 250 + 1)
+        number = next(Visitor.addresses).to_bytes(3, "big")
+        self.address = ".".join([transport.network, *map(str, number)])
         self.headers = {"Host": transport.host, **headers}
         self.cookies = {}  # value by path
 

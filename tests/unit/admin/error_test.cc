@@ -1,7 +1,6 @@
-#include "admin/error.h"
-
 #include <utility>
 
+#include "admin/queries.h"
 #include "admin_test.h"
 
 namespace admin {

@@ -328,7 +328,7 @@ TEST_F(PurgeTest, WithoutScope_DeletesAllThatExpiredButKeptLinks) {
 }
 
 TEST_F(PurgeTest, LinksOnly_LeavesSessionsAndTokens) {
-  scope_.links_only = true;
+  scope_.sessions = scope_.tokens = false;
   ASSERT_FALSE(admin_.Purge(scope_, counts_));
 
   EXPECT_EQ(Left(), "bclive");
@@ -337,7 +337,7 @@ TEST_F(PurgeTest, LinksOnly_LeavesSessionsAndTokens) {
 }
 
 TEST_F(PurgeTest, Owner_DeletesKeptLinksToo) {
-  scope_.links_only = true;
+  scope_.sessions = scope_.tokens = false;
   scope_.owner = kAlice;
   ASSERT_FALSE(admin_.Purge(scope_, counts_));
 
@@ -346,7 +346,7 @@ TEST_F(PurgeTest, Owner_DeletesKeptLinksToo) {
 }
 
 TEST_F(PurgeTest, ProjectOfEveryOwner_DeletesKeptLinksToo) {
-  scope_.links_only = true;
+  scope_.sessions = scope_.tokens = false;
   scope_.every_owner = true;
   scope_.project = "photos";
   ASSERT_FALSE(admin_.Purge(scope_, counts_));
@@ -362,9 +362,12 @@ TEST_F(PurgeTest, ProjectWithoutOwner_IsRejected) {
 }
 
 TEST_F(PurgeTest, SessionsAndTokens_ArePurgedByThemselves) {
-  ASSERT_FALSE(admin_.PurgeTokens(counts_));
+  scope_.links = scope_.sessions = false;
+  ASSERT_FALSE(admin_.Purge(scope_, counts_));
   Expect(0, 0, 1);
-  ASSERT_FALSE(admin_.PurgeSessions(counts_));
+  scope_.sessions = true;
+  scope_.tokens = false;
+  ASSERT_FALSE(admin_.Purge(scope_, counts_));
   Expect(0, 2, 1);
   EXPECT_EQ(Left(), "abcdlive");
 }

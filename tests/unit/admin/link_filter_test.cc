@@ -1,7 +1,6 @@
-#include "admin/link_filter.h"
-
 #include <gmock/gmock.h>
 
+#include "admin/queries.h"
 #include "admin_test.h"
 
 namespace admin {

@@ -1,5 +1,4 @@
-#include "admin/link_state.h"
-
+#include "admin/queries.h"
 #include "admin_test.h"
 
 namespace admin {

@@ -22,8 +22,8 @@ class Date : public testing::Test {
   /// The parsed date, or the reason.
   static std::string Parsed(const std::string& text) {
     long seconds = -1;
-    std::string reason;
-    if (command::ParseDate(text, kNow, seconds, reason)) return std::to_string(seconds);
+    const std::string reason = command::ParseDate(text, kNow, seconds);
+    if (reason.empty()) return std::to_string(seconds);
     EXPECT_EQ(seconds, -1) << text;
     return reason;
   }

@@ -66,6 +66,13 @@ TEST_F(AttemptStoreTest, Add_AfterFiveMinutes_CountsAgain) {
   EXPECT_EQ(Result::kAdded, Add("subject", 1));
 }
 
+TEST_F(AttemptStoreTest, Add_ExpiredRowsThatAreLeft_DoNotCount) {
+  for (int i = 0; i < 10; ++i) Add("subject", 10);
+  MoveTimes(-300);
+
+  EXPECT_EQ(Result::kAdded, Add("subject", 1));
+}
+
 TEST_F(AttemptStoreTest, Add_ExpiredRows_AreRemovedAFewAtATime) {
   for (int i = 0; i < 10; ++i) Add("subject", 100);
   MoveTimes(-1000);

@@ -4,6 +4,7 @@
 
 #include <charconv>
 #include <map>
+#include <optional>
 
 #include "admin/link_settings.h"
 
@@ -19,42 +20,20 @@ std::string Format(const tm& local, const char* format) {
   return {text, strftime(text, sizeof(text), format, &local)};
 }
 
-/// False when the text is not a time span.
-bool ParseSpan(const std::string& text, long now, long& seconds, std::string& reason) {
+/// The seconds of a time span such as "7d", at most those until the latest time; nothing
+/// for any other text.
+std::optional<long> ParseSpan(const std::string& text) {
   const std::map<char, long> units = {
       {'s', 1}, {'m', 60}, {'h', 3600}, {'d', 86400}, {'w', 7 * 86400}};
   long count = 0;
   const char* const end = text.data() + text.size();
   const auto [stop, error] = std::from_chars(text.data(), end, count);
-  if (error == std::errc::invalid_argument || stop + 1 != end || count < 0) return false;
+  if (error == std::errc::invalid_argument || stop + 1 != end || count < 0) return {};
   const auto unit = units.find(*stop);
-  if (unit == units.end()) return false;
-  if (error == std::errc::result_out_of_range ||
-      count > (admin::kLatestTime - now) / unit->second) {
-    reason = "later than the year 9999";
-  } else {
-    seconds = now + count * unit->second;
-  }
-  return true;
-}
-
-/// False when the text is not a date.  strptime accepts more than the formats say, and
-/// mktime moves what does not exist: both show in the text of the result.
-bool ParseLocalDate(const std::string& text, long& seconds, std::string& reason) {
-  for (const char* const format : kDateFormats) {
-    tm given = {};
-    const char* const end = strptime(text.c_str(), format, &given);
-    if (end == nullptr || *end != '\0' || Format(given, format) != text) continue;
-    given.tm_isdst = -1;  // summer time as it is on that day
-    seconds = mktime(&given);
-    if (Format(given, format) != text) {
-      reason = "no such local date or time";
-    } else if (seconds <= 0) {
-      reason = "not later than 1970-01-01";
-    }
-    return true;
-  }
-  return false;
+  if (unit == units.end()) return {};
+  const long most = admin::kLatestTime / unit->second;
+  return error == std::errc() && count <= most ? count * unit->second
+                                               : admin::kLatestTime;
 }
 
 std::string LocalText(long seconds, const char* format) {
@@ -66,17 +45,30 @@ std::string LocalText(long seconds, const char* format) {
 
 }  // namespace
 
-bool ParseDate(const std::string& text, long now, long& seconds, std::string& reason) {
-  const bool never = text == "never" || text == "none";
-  long parsed = never ? 0 : now;
-  reason.clear();
-  if (!never && text != "now" && !ParseSpan(text, now, parsed, reason) &&
-      !ParseLocalDate(text, parsed, reason)) {
-    reason = "expected 2026-12-31, \"2026-12-31 18:00\", 7d or never";
+std::string ParseDate(const std::string& text, long now, long& seconds) {
+  if (text == "never" || text == "none") {
+    seconds = 0;
+    return "";
   }
-  if (!reason.empty()) return false;
-  seconds = parsed;
-  return true;
+  if (const std::optional<long> span = ParseSpan(text == "now" ? "0s" : text)) {
+    if (*span > admin::kLatestTime - now) return "later than the year 9999";
+    seconds = now + *span;
+    return "";
+  }
+  // strptime accepts more than the formats say, and mktime moves what does not exist:
+  // both show in the text of the result.
+  for (const char* const format : kDateFormats) {
+    tm given = {};
+    const char* const end = strptime(text.c_str(), format, &given);
+    if (end == nullptr || *end != '\0' || Format(given, format) != text) continue;
+    given.tm_isdst = -1;  // summer time as it is on that day
+    const long parsed = mktime(&given);
+    if (Format(given, format) != text) return "no such local date or time";
+    if (parsed <= 0) return "not later than 1970-01-01";
+    seconds = parsed;
+    return "";
+  }
+  return "expected 2026-12-31, \"2026-12-31 18:00\", 7d or never";
 }
 
 std::string DateText(long seconds) { return LocalText(seconds, "%Y-%m-%d %H:%M:%S"); }

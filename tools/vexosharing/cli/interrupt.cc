@@ -6,7 +6,7 @@
 #include <atomic>
 #include <ctime>
 
-#include "cli/exit_code.h"
+#include "cli/report.h"
 
 namespace command {
 

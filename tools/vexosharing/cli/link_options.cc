@@ -1,30 +1,49 @@
 #include "cli/link_options.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 
 #include "admin/json_text.h"
-#include "cli/argument_file.h"
+#include "cli/input.h"
 #include "cli/options.h"
 #include "cli/report.h"
-#include "cli/secret_input.h"
 
 namespace command {
 
 namespace {
 
-using admin::Entry;
-
-CLI::Option* AddNames(CLI::App& command, const std::string& name,
-                      std::optional<std::vector<std::string>>& names,
-                      const std::string& description) {
-  return command
-      .add_option_function<std::vector<std::string>>(
-          name, [&names](const std::vector<std::string>& given) { names = given; },
-          description)
-      ->transform(Utf8())
-      ->type_name("NAME")
-      ->allow_extra_args(false);
+void AddProtectionOptions(CLI::App& command, LinkOptions& options) {
+  const auto add_names = [&command](const char* name, auto& names,
+                                    const char* description) {
+    using Names = std::vector<std::string>;
+    // An option of an optional list would take "" for a list without an element.
+    return command
+        .add_option_function<Names>(
+            name, [&names](const Names& given) { names = given; }, description)
+        ->transform(Utf8())
+        ->type_name("NAME")
+        ->allow_extra_args(false);
+  };
+  CLI::Option* const protections[] = {
+      command.add_flag("--password-stdin", options.password_stdin,
+                       "read a password from standard input"),
+      command
+          .add_option("--password-file", options.password_file,
+                      "read a password from the file")
+          ->type_name("FILE"),
+      command.add_flag("--generate-password", options.generate_password,
+                       "generate a password and print it"),
+      add_names("--user", options.settings.users, "allow this user; can be repeated"),
+      add_names("--group", options.settings.groups, "allow this group; can be repeated")};
+  constexpr size_t kPasswords = 3;  // each of them excludes all that follow
+  for (size_t i = 0; i < std::size(protections); ++i) {
+    protections[i]->group(kProtectionGroup);
+    for (size_t other = 0; other < std::min(i, kPasswords); ++other) {
+      protections[i]->excludes(protections[other]);
+    }
+  }
 }
 
 /// Parses the value of an option, of a file or of standard input.
@@ -33,41 +52,10 @@ bool ReadObject(const std::string& option, const std::optional<std::string>& val
   if (!value) return true;
   std::string text = *value;
   std::string reason;
-  if (!ReadArgumentFile(text, reason)) {
-    ReportError(option + ": " + reason);
-    return false;
-  }
-  Json::Value object;
-  if (admin::ParseJsonObject(text, object, reason)) {
-    setting = object;
-    return true;
-  }
+  if (!ReadArgumentFile(option, text)) return false;
+  if (admin::ParseJsonObject(text, setting.emplace(), reason)) return true;
   ReportError(option + ": not a JSON object such as {\"path\":\"/photo\"}: " + reason);
   return false;
-}
-
-bool ReadsInput(const std::optional<std::string>& value) { return value == "@-"; }
-
-void AddProtectionOptions(CLI::App& command, LinkOptions& options) {
-  CLI::Option* const from_input = command.add_flag(
-      "--password-stdin", options.password_stdin, "read a password from standard input");
-  CLI::Option* const from_file = command
-                                     .add_option("--password-file", options.password_file,
-                                                 "read a password from the file")
-                                     ->type_name("FILE");
-  CLI::Option* const generated =
-      command.add_flag("--generate-password", options.generate_password,
-                       "generate a password and print it");
-  from_input->group(kProtectionGroup)->excludes(from_file)->excludes(generated);
-  from_file->group(kProtectionGroup)->excludes(generated);
-  generated->group(kProtectionGroup);
-  for (CLI::Option* const names : {AddNames(command, "--user", options.settings.users,
-                                            "allow this user; can be repeated"),
-                                   AddNames(command, "--group", options.settings.groups,
-                                            "allow this group; can be repeated")}) {
-    names->group(kProtectionGroup);
-    names->excludes(from_input)->excludes(from_file)->excludes(generated);
-  }
 }
 
 }  // namespace
@@ -76,14 +64,10 @@ const char* const kProtectionGroup =
     "Protection (a password, or users and groups of this machine)";
 
 void AddLinkOptions(CLI::App& command, LinkOptions& options) {
-  command
-      .add_option("--project", options.settings.project,
-                  "application the link belongs to")
-      ->transform(NotEmpty())
-      ->type_name("NAME");
-  command.add_option("--owner", options.settings.owner, "owner of the link")
-      ->transform(NotEmpty())
-      ->type_name("USER");
+  admin::LinkSettings& settings = options.settings;
+  AddValue(command, "--project", settings.project, "NAME", NotEmpty(),
+           "application the link belongs to");
+  AddValue(command, "--owner", settings.owner, "USER", NotEmpty(), "owner of the link");
   command
       .add_option("--app", options.app, "data of the application, visible to visitors")
       ->type_name("JSON");
@@ -91,51 +75,36 @@ void AddLinkOptions(CLI::App& command, LinkOptions& options) {
       .add_option("--private-data", options.private_data,
                   "data of the application, hidden from visitors")
       ->type_name("JSON");
-  command
-      .add_option("--start", options.settings.start_at,
-                  "time from which the link can be used")
-      ->transform(Date())
-      ->type_name("WHEN");
-  command
-      .add_option("--expire", options.settings.expire_at,
-                  "time at which the link expires")
-      ->transform(Date())
-      ->type_name("WHEN");
-  command
-      .add_option("--uses", options.settings.expire_times,
-                  "maximum number of logins; 0 means no limit")
-      ->transform(WholeNumber())
-      ->type_name("N");
-  AddSwitch(command, "--no-match-ip", options.settings.match_ip, false,
+  AddValue(command, "--start", settings.start_at, "WHEN", Date(),
+           "time from which the link can be used");
+  AddValue(command, "--expire", settings.expire_at, "WHEN", Date(),
+           "time at which the link expires");
+  AddValue(command, "--uses", settings.expire_times, "N", WholeNumber(),
+           "maximum number of logins; 0 means no limit");
+  AddSwitch(command, "--no-match-ip", settings.match_ip, false,
             "visitors may change their IP address");
-  command.add_option("--title", options.settings.title, "title shown on the login page")
-      ->transform(Utf8())
-      ->type_name("TEXT");
+  AddValue(command, "--title", settings.title, "TEXT", Utf8(),
+           "title shown on the login page");
   command
       .add_option_function<std::string>(
           "--redirect-type",
-          [&options](const std::string& word) {
-            Entry::RedirectType type = Entry::REDIRECT_NONE;
-            admin::ParseRedirectType(word, type);
-            options.settings.redirect_type = type;
+          [&settings](const std::string& word) {
+            admin::ParseRedirectType(word, settings.redirect_type.emplace());
           },
           "none, url_param or always")
       ->check(OneOf({"none", "url_param", "always"}))
       ->type_name("TYPE");
-  command
-      .add_option("--redirect-uri", options.settings.redirect_uri,
-                  "where the application redirects visitors")
-      ->transform(Utf8())
-      ->type_name("URI");
-  AddSwitch(command, "--keep", options.settings.auto_gc, false,
+  AddValue(command, "--redirect-uri", settings.redirect_uri, "URI", Utf8(),
+           "where the application redirects visitors");
+  AddSwitch(command, "--keep", settings.auto_gc, false,
             "keep the link unless purge has --owner or --all");
   AddProtectionOptions(command, options);
 }
 
 ExitCode ReadInputs(LinkOptions& options) {
-  if (options.password_stdin + ReadsInput(options.app) +
-          ReadsInput(options.private_data) >
-      1) {
+  const int readers =
+      options.password_stdin + (options.app == "@-") + (options.private_data == "@-");
+  if (readers > 1) {
     return Fail(kUsageError,
                 "only one of --password-stdin, --app @- and --private-data @- can read "
                 "standard input");

@@ -6,7 +6,7 @@
 
 #include "admin/link_settings.h"
 #include "admin/secret.h"
-#include "cli/exit_code.h"
+#include "cli/report.h"
 
 namespace command {
 

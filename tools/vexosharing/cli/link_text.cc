@@ -3,19 +3,13 @@
 #include <algorithm>
 #include <ctime>
 
-#include "admin/access.h"
 #include "admin/accounts.h"
 #include "cli/date.h"
 #include "cli/report.h"
 #include "terminal/text.h"
+#include "utils.h"
 
 namespace command {
-
-namespace {
-
-constexpr size_t kNamed = 10;  // unreadable rows named in a message
-
-}  // namespace
 
 std::string StateWords(LinkState state) {
   std::string words = StateName(state);
@@ -50,7 +44,7 @@ std::string UsesText(const Entry& link, const char* between) {
 
 std::string UserText(unsigned int uid) {
   std::string name;
-  const bool known = admin::FindUser(uid, &name) == admin::Lookup::kFound;
+  const bool known = VEXO::sharing::UIDToUser(uid, name);
   return known ? name : std::to_string(uid) + " (unknown)";
 }
 
@@ -76,17 +70,12 @@ void WarnAboutLink(const admin::LinkSettings& given, const Entry& link) {
 
 void ReportUnreadable(const std::vector<admin::UnreadableLink>& unreadable) {
   if (unreadable.empty()) return;
-  const size_t named = std::min(unreadable.size(), kNamed);
-  std::string text =
-      Counted(static_cast<long>(unreadable.size()), "unreadable row") + ":";
-  for (size_t i = 0; i < named; ++i) {
-    text += (i == 0 ? " " : ", ") + unreadable[i].hash + " (id " +
-            std::to_string(unreadable[i].id) + ")";
+  std::vector<std::string> rows;
+  for (const admin::UnreadableLink& row : unreadable) {
+    rows.push_back(row.hash + " (id " + std::to_string(row.id) + ")");
   }
-  if (unreadable.size() > named) {
-    text += ", and " + std::to_string(unreadable.size() - named) + " more";
-  }
-  ReportWarning(text + "; run vexosharing check");
+  ReportWarning(Counted(static_cast<long>(rows.size()), "unreadable row") + ": " +
+                JoinFirst(rows) + "; run vexosharing check");
 }
 
 }  // namespace command

@@ -33,7 +33,7 @@ std::string UrlText(const Entry& link, admin::LinkUrls& urls);
 /// the call has set them.
 void WarnAboutLink(const admin::LinkSettings& given, const Entry& link);
 
-/// Reports the number of unreadable rows, and names the first ones.
+/// Reports the number of unreadable rows and the first of them.
 void ReportUnreadable(const std::vector<admin::UnreadableLink>& unreadable);
 
 }  // namespace command

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <memory>
 #include <string>
 
 #include "base/atomic_file.h"
@@ -14,14 +13,14 @@ class NewFile {
   /// `path` "-" is standard output: the file is written in the directory for temporary
   /// files and copied to standard output when it is published.  With `replace` an
   /// existing file may be replaced.
-  NewFile(std::string path, bool replace);
+  NewFile(const std::string& path, bool replace);
 
   /// Creates the empty file under a temporary name.  False when the file at `path` must
   /// not be replaced; `database` and the files that belong to it never are.
   bool Make(const std::string& database);
   /// The temporary name, for those who open the file themselves.
   const std::string& working_path() const { return file_.working_path(); }
-  bool is_standard_output() const;
+  bool is_standard_output() const { return path_ == "-"; }
 
   /// Buffered; false when the file cannot be written.
   bool Append(const std::string& text) { return file_.Append(text) || Failed(); }
@@ -29,8 +28,8 @@ class NewFile {
   bool Publish();
 
  private:
+  static std::string TemporaryPath();
   bool MayTakePlace(const std::string& database) const;
-  bool CopyToOutput() const;
   /// Reports errno, or `reason`; false.
   bool Failed(const std::string& reason = "") const;
 

@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <ctime>
+#include <functional>
 #include <limits>
+#include <utility>
 
 #include "base/number.h"
 #include "cli/date.h"
@@ -12,17 +14,23 @@
 
 namespace command {
 
+namespace {
+
+/// A validator that adds nothing to the help.
+CLI::Validator Checked(std::function<std::string(std::string&)> check) {
+  return {std::move(check), ""};
+}
+
+}  // namespace
+
 void AddJson(CLI::App& command, bool& json) {
   command.add_flag("--json", json, "print JSON; times are in seconds since the epoch");
 }
 
 void AddCommon(CLI::App& command, CommonOptions& options) {
   AddJson(command, options.json);
-  command
-      .add_option("--database", options.database,
-                  "use this database instead of the system's")
-      ->transform(NotEmpty())
-      ->type_name("PATH");
+  AddValue(command, "--database", options.database, "PATH", NotEmpty(),
+           "use this database instead of the system's");
 }
 
 CLI::Option* AddSwitch(CLI::App& command, const std::string& name,
@@ -39,74 +47,59 @@ void AddHash(CLI::App& command, std::string& hash) {
 }
 
 CLI::Validator WholeNumber(int least) {
-  return CLI::Validator(
-      [least](std::string& text) -> std::string {
-        const int most = std::numeric_limits<int>::max();
-        const std::optional<int> number = VEXO::base::ParseNumber(text, least, most);
-        if (!number) {
-          return "invalid number \"" + text + "\": must be from " +
-                 std::to_string(least) + " to 2147483647";
-        }
-        text = std::to_string(*number);  // the parser would read 010 as octal
-        return "";
-      },
-      "");
+  return Checked([least](std::string& text) -> std::string {
+    const int most = std::numeric_limits<int>::max();
+    const std::optional<int> number = VEXO::base::ParseNumber(text, least, most);
+    if (!number) {
+      return "invalid number \"" + text + "\": must be from " + std::to_string(least) +
+             " to 2147483647";
+    }
+    text = std::to_string(*number);  // the parser would read 010 as octal
+    return "";
+  });
 }
 
 CLI::Validator Date() {
-  return CLI::Validator(
-      [](std::string& text) -> std::string {
-        long seconds = 0;
-        std::string reason;
-        if (!ParseDate(text, time(nullptr), seconds, reason)) {
-          return "invalid date \"" + text + "\": " + reason;
-        }
-        text = std::to_string(seconds);
-        return "";
-      },
-      "");
+  return Checked([](std::string& text) -> std::string {
+    long seconds = 0;
+    const std::string reason = ParseDate(text, time(nullptr), seconds);
+    if (!reason.empty()) return "invalid date \"" + text + "\": " + reason;
+    text = std::to_string(seconds);
+    return "";
+  });
 }
 
 CLI::Validator Utf8() {
-  return CLI::Validator(
-      [](std::string& text) -> std::string {
-        return utf8::is_valid(text) ? "" : "not valid UTF-8";
-      },
-      "");
+  return Checked([](const std::string& text) {
+    return utf8::is_valid(text) ? "" : "not valid UTF-8";
+  });
 }
 
 CLI::Validator NotEmpty() {
-  return CLI::Validator(
-      [](std::string& text) -> std::string {
-        if (text.empty()) return "must not be empty";
-        return utf8::is_valid(text) ? "" : "not valid UTF-8";
-      },
-      "");
+  return Checked([](std::string& text) {
+    return text.empty() ? "must not be empty" : Utf8()(text);
+  });
 }
 
 CLI::Validator OneOf(const std::vector<std::string>& words) {
-  return CLI::Validator(
-      [words](std::string& text) -> std::string {
-        if (std::find(words.begin(), words.end(), text) != words.end()) return "";
-        return "invalid value \"" + text + "\": must be one of " + Join(words);
-      },
-      "");
+  return Checked([words](const std::string& text) -> std::string {
+    if (std::find(words.begin(), words.end(), text) != words.end()) return "";
+    return "invalid value \"" + text + "\": must be one of " + Join(words);
+  });
 }
 
 CLI::Validator HashOrUrl() {
-  return CLI::Validator(
-      [](std::string& text) -> std::string {
-        const std::string folder = "/sharing/";  // of every URL of a link
-        const size_t scheme = text.find("://");
-        if (scheme == std::string::npos) return "";
-        const size_t path = text.find('/', scheme + 3);
-        const size_t found = text.rfind(folder);
-        if (found == std::string::npos || found < path) return "not the URL of a link";
-        text.erase(0, found + folder.size());
-        text.erase(std::min(text.find_first_of("/?#"), text.size()));
-        return text.empty() ? "not the URL of a link" : "";
-      },
-      "");
+  return Checked([](std::string& text) -> std::string {
+    const std::string folder = "/sharing/";  // of every URL of a link
+    const size_t scheme = text.find("://");
+    if (scheme == std::string::npos) return "";
+    const size_t path = text.find('/', scheme + 3);
+    const size_t found = text.rfind(folder);
+    if (found == std::string::npos || found < path) return "not the URL of a link";
+    text.erase(0, found + folder.size());
+    text.erase(std::min(text.find_first_of("/?#"), text.size()));
+    return text.empty() ? "not the URL of a link" : "";
+  });
 }
 
 }  // namespace command

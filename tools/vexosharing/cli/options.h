@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/exit_code.h"
+#include "cli/report.h"
 #include "keys.h"
 
 namespace command {
@@ -19,6 +19,16 @@ struct CommonOptions {
 void AddJson(CLI::App& command, bool& json);
 /// Adds --json and --database.
 void AddCommon(CLI::App& command, CommonOptions& options);
+
+/// Adds an option that takes a value, which the help calls `type`, as in "NAME".
+template <class Value>
+CLI::Option* AddValue(CLI::App& command, const std::string& name, Value& value,
+                      const std::string& type, const CLI::Validator& validator,
+                      const std::string& description) {
+  return command.add_option(name, value, description)
+      ->transform(validator)
+      ->type_name(type);
+}
 
 /// Adds a flag that sets `value` to `meaning`; the opposite flag is another one.
 CLI::Option* AddSwitch(CLI::App& command, const std::string& name,

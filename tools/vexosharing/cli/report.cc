@@ -1,8 +1,12 @@
 #include "cli/report.h"
 
+#include <poll.h>
+#include <unistd.h>
+
 #include <iostream>
 #include <utility>
 
+#include "admin/json_text.h"
 #include "terminal/text.h"
 
 namespace command {
@@ -31,5 +35,28 @@ ExitCode Fail(const admin::Error& error) {
   }
   return Fail(kRefused, error.Text());
 }
+
+bool FlushOutput() { return std::cout.flush().good(); }
+
+ExitCode CloseOutput(ExitCode exit_code) {
+  if (FlushOutput() || exit_code == kInterrupted) return exit_code;
+  pollfd output = {STDOUT_FILENO, POLLOUT, 0};
+  if (poll(&output, 1, 0) == 1 && (output.revents & (POLLERR | POLLHUP)) != 0) {
+    return exit_code == kSuccess ? kReaderLeft : exit_code;
+  }
+  return Fail(exit_code == kSuccess ? kRefused : exit_code,
+              "cannot write to standard output: the output is incomplete");
+}
+
+void PrintJson(const Json::Value& value) { std::cout << admin::JsonText(value) << "\n"; }
+
+void JsonArrayWriter::Begin() const { std::cout << "["; }
+
+void JsonArrayWriter::Add(const Json::Value& element) {
+  std::cout << (empty_ ? "\n" : ",\n") << admin::JsonText(element);
+  empty_ = false;
+}
+
+void JsonArrayWriter::End() const { std::cout << (empty_ ? "]" : "\n]"); }
 
 }  // namespace command

@@ -8,12 +8,9 @@
 
 #include "admin/database_access.h"
 #include "admin/json_text.h"
-#include "admin/link_reader.h"
 #include "cli/interrupt.h"
 #include "cli/link_text.h"
-#include "cli/output.h"
 #include "cli/report.h"
-#include "terminal/json.h"
 #include "terminal/text.h"
 
 namespace command {
@@ -31,15 +28,15 @@ std::vector<std::string> StateNames() {
   return names;
 }
 
+/// The links to change.  `filter` is set when filters selected them.
 Error SelectHashes(const Selection& selection, admin::BaseDB& database,
-                   std::vector<std::string>& hashes) {
-  admin::LinkFilter filter;
-  if (Error error = ParseFilter(selection.filter, filter)) return error;
+                   admin::LinkFilter& filter, std::vector<std::string>& hashes) {
   for (const std::string& hash : selection.hashes) {
     const bool is_new = std::find(hashes.begin(), hashes.end(), hash) == hashes.end();
     if (is_new) hashes.push_back(hash);
   }
   if (!hashes.empty()) return {};
+  if (Error error = ParseFilter(selection.filter, filter)) return error;
   admin::LinkReader reader(database, filter.Sql(database, time(nullptr)), "id");
   admin::Entry link;
   while (!Interrupted() && reader.Next(link)) hashes.push_back(link.get_hash());
@@ -47,13 +44,11 @@ Error SelectHashes(const Selection& selection, admin::BaseDB& database,
   return reader.good() ? Error{} : admin::DatabaseError(database);
 }
 
-/// Whether a link that filters selected still matches them: somebody may have changed it
-/// during the question.
-bool StillMatches(const Selection& selection, const std::string& hash, LinkAdmin& links) {
-  if (!selection.hashes.empty()) return true;
-  admin::LinkFilter filter;
+/// Whether a link that the filter selected still matches it: somebody may have changed it
+/// during the question.  An empty filter matches every link.
+bool StillMatches(admin::LinkFilter filter, const std::string& hash, LinkAdmin& links) {
+  if (filter.empty()) return true;
   long count = 0;
-  if (ParseFilter(selection.filter, filter)) return false;
   filter.hash = hash;
   return links.Count(filter, count) || count != 0;
 }
@@ -72,29 +67,18 @@ bool Confirms(const Selection& selection, const std::string& question) {
 }  // namespace
 
 void AddFilters(CLI::App& command, FilterOptions& options, const std::string& prefix) {
-  command
-      .add_option(prefix + "project", options.project, "only links of this application")
-      ->transform(NotEmpty())
-      ->type_name("NAME");
-  command
-      .add_option(prefix + "owner", options.owner,
-                  "only links of this user, by name or number")
-      ->transform(NotEmpty())
-      ->type_name("USER");
-  command.add_option(prefix + "state", options.state, "only links in this state")
-      ->check(OneOf(StateNames()))
-      ->type_name("STATE");
-  command
-      .add_option(prefix + "search", options.search,
-                  "only links with this text in title, path or note")
-      ->transform(NotEmpty())
-      ->type_name("TEXT");
+  AddValue(command, prefix + "project", options.filter.project, "NAME", NotEmpty(),
+           "only links of this application");
+  AddValue(command, prefix + "owner", options.owner, "USER", NotEmpty(),
+           "only links of this user, by name or number");
+  AddValue(command, prefix + "state", options.filter.state, "STATE", OneOf(StateNames()),
+           "only links in this state");
+  AddValue(command, prefix + "search", options.filter.search, "TEXT", NotEmpty(),
+           "only links with this text in title, path or note");
 }
 
 Error ParseFilter(const FilterOptions& options, admin::LinkFilter& filter) {
-  filter.project = options.project;
-  filter.state = options.state;
-  filter.search = options.search;
+  filter = options.filter;
   return options.owner.empty() ? Error{}
                                : admin::FindOwner(options.owner, false, filter.owner);
 }
@@ -119,23 +103,23 @@ ExitCode ForEachLink(const Selection& selection, const std::string& verb,
   admin::DatabaseAccess access;
   const auto mode = selection.dry_run ? admin::Access::kRead : admin::Access::kWrite;
   if (Error error = access.Open(selection.common.database, mode)) return Fail(error);
+  admin::LinkFilter filter;
   std::vector<std::string> hashes;
-  if (Error error = SelectHashes(selection, access.database(), hashes)) {
+  if (Error error = SelectHashes(selection, access.database(), filter, hashes)) {
     return Fail(error);
   }
-  const std::string links = Counted(static_cast<long>(hashes.size()), "link");
-  const std::string of_links = " of " + links + " " + verb + "d";
   if (hashes.empty()) return Fail(kRefused, "no link matches");
+  const std::string links = Counted(static_cast<long>(hashes.size()), "link");
   if (!Confirms(selection, verb + " " + links + "?")) {
     return Fail(kRefused, "nothing was changed");
   }
   LinkAdmin admin(access.database(), Interrupted);
   ExitCode exit_code = kSuccess;
   std::function<std::string()> undo;
-  Json::Value out(Json::objectValue);
+  Json::Value out;
   out["items"] = out["missing"] = Json::Value(Json::arrayValue);
   for (const std::string& hash : hashes) {
-    if (!StillMatches(selection, hash, admin)) continue;
+    if (!StillMatches(filter, hash, admin)) continue;
     LinkChange change;
     change.text = "would " + verb;
     Error error;
@@ -148,8 +132,9 @@ ExitCode ForEachLink(const Selection& selection, const std::string& verb,
       error = action(admin, hash, change);
     }
     if (Interrupted() && (error || change.json.empty())) {
-      exit_code = Fail(kInterrupted,
-                       "interrupted: " + std::to_string(out["items"].size()) + of_links);
+      exit_code =
+          Fail(kInterrupted, "interrupted: " + std::to_string(out["items"].size()) +
+                                 " of " + links + " " + verb + "d");
       break;
     }
     if (error) {

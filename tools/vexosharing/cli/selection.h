@@ -6,26 +6,23 @@
 #include <vector>
 
 #include "admin/link_admin.h"
-#include "cli/exit_code.h"
 #include "cli/options.h"
+#include "cli/report.h"
 
 namespace command {
 
 /// Filters of links, as they are given.
 struct FilterOptions {
-  std::string project;
+  admin::LinkFilter filter;  // without an owner
   std::string owner;
-  std::string state;
-  std::string search;
 
-  bool empty() const {
-    return project.empty() && owner.empty() && state.empty() && search.empty();
-  }
+  bool empty() const { return owner.empty() && filter.empty(); }
 };
 
 /// Adds --project, --owner, --state and --search, or the same behind another `prefix`.
 void AddFilters(CLI::App& command, FilterOptions& options, const std::string& prefix);
 
+/// The filter with the owner looked up.
 admin::Error ParseFilter(const FilterOptions& options, admin::LinkFilter& filter);
 
 /// The links that a subcommand changes: named one by one, or by filters.

@@ -2,46 +2,20 @@
 
 #include <sys/stat.h>
 
-#include <iostream>
-#include <memory>
-#include <string>
-
-#include "admin/database_access.h"
-#include "cli/interrupt.h"
 #include "cli/new_file.h"
-#include "cli/options.h"
-#include "cli/report.h"
 #include "subcommands/table.h"
-#include "terminal/json.h"
-#include "terminal/progress.h"
 #include "terminal/terminal.h"
-#include "terminal/text.h"
 
 namespace command {
 
 namespace {
 
-struct BackupOptions {
-  CommonOptions common;
+struct Options : CommonOptions {
   std::string file;
-  bool force = false;
+  bool force = false;  // of backup
 };
 
-struct RestoreOptions {
-  CommonOptions common;
-  std::string file;
-};
-
-admin::PageProgress ShowPages(Progress& progress) {
-  return [&progress](long done, long total) {
-    progress.SetTotal(total);
-    progress.Show(done);
-    return !Interrupted();
-  };
-}
-
-/// Whether a log with the name of the copy exists, reported: SQLite would apply
-/// it.
+/// Whether a log with the name of the copy exists, reported: SQLite would apply it.
 bool HasLog(const std::string& file) {
   for (const std::string& log : {file + "-wal", file + "-journal"}) {
     struct stat status = {};
@@ -52,33 +26,28 @@ bool HasLog(const std::string& file) {
   return false;
 }
 
-ExitCode Backup(const BackupOptions& options) {
+ExitCode Backup(const Options& options) {
   NewFile file(options.file, options.force);
   if (file.is_standard_output() && IsOutputTerminal()) {
     return Fail(kUsageError, "cannot write a backup to a terminal; name a file");
   }
-  if (file.is_standard_output() && options.common.json) {
+  if (file.is_standard_output() && options.json) {
     return Fail(kUsageError,
                 "--json requires a file name: - writes the backup to standard output");
   }
   admin::DatabaseAccess access;
-  admin::Error error = access.Open(options.common.database, admin::Access::kRead);
-  if (error) return Fail(error);
-  if (!file.Make(options.common.database) || HasLog(options.file)) return kRefused;
-  {
-    Progress progress("copying pages", 0);
-    error = admin::CopyDatabase(access.path(), file.working_path(), ShowPages(progress));
-  }
+  if (Error error = access.Open(options.database, Access::kRead)) return Fail(error);
+  if (!file.Make(options.database) || HasLog(options.file)) return kRefused;
+  const Error error = admin::CopyDatabase(access.path(), file.working_path(),
+                                          ShowProgress("copying pages"));
   if (error) return Fail(error);
   struct stat status = {};
   stat(file.working_path().c_str(), &status);
   if (!file.Publish()) return kRefused;
   if (file.is_standard_output()) return kSuccess;
-  if (options.common.json) {
-    Json::Value out(Json::objectValue);
-    out["file"] = options.file;
-    out["bytes"] = Json::Int64{status.st_size};
-    PrintJson(out);
+  if (options.json) {
+    PrintJson(
+        JsonObject({{"file", options.file}, {"bytes", Json::Int64{status.st_size}}}));
   } else {
     std::cout << "Wrote " << Counted(status.st_size, "byte") << " to "
               << Printable(options.file) << ".\n";
@@ -86,50 +55,42 @@ ExitCode Backup(const BackupOptions& options) {
   return kSuccess;
 }
 
-ExitCode Restore(const RestoreOptions& options) {
+ExitCode Restore(const Options& options) {
   admin::Restored restored;
-  admin::Error error;
-  {
-    Progress progress("copying pages", 0);
-    error = admin::RestoreDatabase(options.file, options.common.database,
-                                   ShowPages(progress), restored);
-  }
+  const Error error = admin::RestoreDatabase(options.file, options.database,
+                                             ShowProgress("copying pages"), restored);
   if (error) return Fail(error);
-  if (options.common.json) {
-    Json::Value out(Json::objectValue);
-    out["file"] = options.file;
-    out["kept"] = restored.kept.empty() ? Json::Value() : Json::Value(restored.kept);
-    out["links"] = Json::Int64{restored.links};
-    PrintJson(out);
-    return kSuccess;
+  const std::string& kept = restored.kept;
+  if (options.json) {
+    PrintJson(JsonObject({{"file", options.file},
+                          {"kept", kept.empty() ? Json::Value() : kept},
+                          {"links", Json::Int64{restored.links}}}));
+  } else {
+    std::cout << "Restored " << Counted(restored.links, "link")
+              << (kept.empty() ? "" : "; the previous database is " + Printable(kept))
+              << ".\n";
   }
-  std::cout << "Restored " << Counted(restored.links, "link");
-  if (!restored.kept.empty()) {
-    std::cout << "; the previous database is " << Printable(restored.kept);
-  }
-  std::cout << ".\n";
   return kSuccess;
 }
 
 }  // namespace
 
-void AddBackup(CLI::App& command, Action& action) {
-  const auto options = std::make_shared<BackupOptions>();
-  command.add_option("FILE", options->file, "file to create; - for standard output")
-      ->transform(NotEmpty())
+Action AddBackup(CLI::App& command) {
+  const auto options = std::make_shared<Options>();
+  AddValue(command, "FILE", options->file, "PATH", NotEmpty(),
+           "file to create; - for standard output")
       ->required();
   command.add_flag("--force", options->force, "replace an existing file");
-  AddCommon(command, options->common);
-  SetAction(command, action, options, Backup);
+  AddCommon(command, *options);
+  return [options] { return Backup(*options); };
 }
 
-void AddRestore(CLI::App& command, Action& action) {
-  const auto options = std::make_shared<RestoreOptions>();
-  command.add_option("FILE", options->file, "backup to restore")
-      ->transform(NotEmpty())
+Action AddRestore(CLI::App& command) {
+  const auto options = std::make_shared<Options>();
+  AddValue(command, "FILE", options->file, "PATH", NotEmpty(), "backup to restore")
       ->required();
-  AddCommon(command, options->common);
-  SetAction(command, action, options, Restore);
+  AddCommon(command, *options);
+  return [options] { return Restore(*options); };
 }
 
 }  // namespace command

@@ -3,18 +3,9 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <iostream>
-#include <memory>
-#include <string>
-#include <vector>
 
 #include "cli/date.h"
-#include "cli/options.h"
-#include "cli/report.h"
 #include "subcommands/table.h"
-#include "terminal/json.h"
-#include "terminal/table.h"
-#include "terminal/text.h"
 
 namespace command {
 
@@ -22,13 +13,9 @@ namespace {
 
 const char kNetwork[] = "/64";
 
-struct ListOptions {
+struct Options {
   bool json = false;
-};
-
-struct ClearOptions {
-  bool json = false;
-  std::string address;
+  std::string address;  // of clear
 };
 
 struct Address {
@@ -55,38 +42,33 @@ bool Read(std::vector<Address>& addresses) {
   return false;
 }
 
-ExitCode List(const ListOptions& options) {
+ExitCode List(const Options& options) {
   std::vector<Address> addresses;
   if (!Read(addresses)) return kDatabaseError;
   if (options.json) {
     Json::Value array(Json::arrayValue);
     for (const Address& address : addresses) {
-      Json::Value element(Json::objectValue);
-      element["address"] = address.text;
-      element["failures"] = address.failures;
-      element["service"] = address.service;
-      element["blocked_until"] = Json::Value::Int64{address.blocked_until};
-      array.append(element);
+      array.append(JsonObject({{"address", address.text},
+                               {"failures", address.failures},
+                               {"service", address.service},
+                               {"blocked_until", Json::Int64{address.blocked_until}}}));
     }
-    Json::Value out(Json::objectValue);
-    out["addresses"] = array;
-    PrintJson(out);
+    PrintJson(JsonObject({{"addresses", array}}));
     return kSuccess;
   }
   if (addresses.empty()) ReportError("no failed logins");
   Table table({"ADDRESS", "FAILURES", {"SERVICE", true}, "BLOCKED UNTIL"});
   for (const Address& address : addresses) {
-    const bool blocked = address.blocked_until != 0;
-    table.Add({NetworkText(address.text),
-               std::to_string(address.failures),
-               address.service,
-               {blocked ? DateText(address.blocked_until) : "not blocked",
-                blocked ? Style::kBad : Style::kPlain}});
+    const long until = address.blocked_until;
+    const Table::Cell blocked(until == 0 ? "not blocked" : DateText(until),
+                              until == 0 ? Style::kPlain : Style::kBad);
+    table.Add({NetworkText(address.text), std::to_string(address.failures),
+               address.service, blocked});
   }
   return kSuccess;
 }
 
-ExitCode Clear(const ClearOptions& options) {
+ExitCode Clear(const Options& options) {
   std::vector<Address> before;
   std::vector<Address> after;
   if (!Read(before)) return kDatabaseError;
@@ -108,9 +90,7 @@ ExitCode Clear(const ClearOptions& options) {
     return Fail(kRefused, "no failed logins from " + options.address);
   }
   if (options.json) {
-    Json::Value out(Json::objectValue);
-    out["cleared"] = cleared->text;
-    PrintJson(out);
+    PrintJson(JsonObject({{"cleared", cleared->text}}));
   } else {
     std::cout << "Cleared " << Printable(NetworkText(cleared->text)) << ": "
               << Counted(cleared->failures, "failure")
@@ -119,34 +99,36 @@ ExitCode Clear(const ClearOptions& options) {
   return kSuccess;
 }
 
-void AddBlockList(CLI::App& command, Action& action) {
-  const auto options = std::make_shared<ListOptions>();
+Action AddBlockList(CLI::App& command) {
+  const auto options = std::make_shared<Options>();
   AddJson(command, options->json);
-  SetAction(command, action, options, List);
+  return [options] { return List(*options); };
 }
 
-void AddBlockClear(CLI::App& command, Action& action) {
-  const auto options = std::make_shared<ClearOptions>();
-  command.add_option("ADDRESS", options->address, "IP address")
-      ->required()
-      ->transform(NotEmpty());
+Action AddBlockClear(CLI::App& command) {
+  const auto options = std::make_shared<Options>();
+  AddValue(command, "ADDRESS", options->address, "IP", NotEmpty(), "IP address")
+      ->required();
   AddJson(command, options->json);
-  SetAction(command, action, options, Clear);
+  return [options] { return Clear(*options); };
 }
 
 }  // namespace
 
-void AddBlock(CLI::App& command, Action& action) {
+Action AddBlock(CLI::App& command) {
   command.require_subcommand(1);
-  const Subcommand list = {"list", "List addresses with failed logins.",
-                           "vexosharing block list", AddBlockList};
-  const Subcommand clear = {"clear",
-                            "Unblock an address and forget its failed logins.\n"
-                            "For an IPv6 address, its /64 network is unblocked.",
-                            "vexosharing block clear 192.0.2.7", AddBlockClear};
-  for (const Subcommand& subcommand : {list, clear}) {
-    AddSubcommand(command, subcommand, action);
-  }
+  const auto action = std::make_shared<Action>();
+  AddSubcommand(command,
+                {"list", "List addresses with failed logins.", "vexosharing block list",
+                 AddBlockList},
+                *action);
+  AddSubcommand(command,
+                {"clear",
+                 "Unblock an address and forget its failed logins.\n"
+                 "For an IPv6 address, its /64 network is unblocked.",
+                 "vexosharing block clear 192.0.2.7", AddBlockClear},
+                *action);
+  return [action] { return (*action)(); };
 }
 
 }  // namespace command

@@ -1,33 +1,16 @@
-#include <memory>
-#include <string>
+#include "subcommands/create.h"
 
-#include "admin/database_access.h"
-#include "admin/link_json.h"
-#include "cli/interrupt.h"
-#include "cli/link_options.h"
-#include "cli/link_text.h"
-#include "cli/options.h"
-#include "cli/output.h"
-#include "cli/report.h"
 #include "subcommands/table.h"
-#include "terminal/json.h"
-#include "terminal/qr_code.h"
-#include "terminal/table.h"
+#include "terminal/terminal.h"
 
 namespace command {
 
 namespace {
 
-struct Options {
-  CommonOptions common;
-  LinkOptions link;
-  bool qr = false;
-};
-
-void Print(const Options& options, const Entry& link) {
+void Print(const CreateOptions& options, const Entry& link) {
   admin::LinkUrls urls;
   const std::string url = UrlText(link, urls);
-  if (options.common.json) {
+  if (options.json) {
     PrintJson(StoredLinkJson(link, options.link.generated(), urls));
     return;
   }
@@ -44,13 +27,21 @@ void Print(const Options& options, const Entry& link) {
   }
 }
 
-ExitCode Create(Options& options) {
-  const ExitCode exit_code = ReadInputs(options.link);
-  if (exit_code != kSuccess) return exit_code;
+}  // namespace
+
+void AddCreateOptions(CLI::App& command, CreateOptions& options) {
+  AddLinkOptions(command, options.link);
+  CLI::Option* const qr =
+      command.add_flag("--qr", options.qr, "print the URL as a QR code");
+  AddCommon(command, options);
+  qr->excludes("--json");
+}
+
+ExitCode StoreNewLink(const CreateOptions& options) {
   Entry link;
   admin::DatabaseAccess access;
-  admin::Error error = NewLink(options.link.settings, link);
-  if (!error) error = access.Open(options.common.database, admin::Access::kCreate);
+  Error error = NewLink(options.link.settings, link);
+  if (!error) error = access.Open(options.database, Access::kCreate);
   if (error) return Fail(error);
   admin::LinkAdmin links(access.database(), Interrupted);
   error = links.Create(link);
@@ -64,18 +55,15 @@ ExitCode Create(Options& options) {
   return kSuccess;
 }
 
-}  // namespace
-
-void AddCreate(CLI::App& command, Action& action) {
-  const auto options = std::make_shared<Options>();
-  AddLinkOptions(command, options->link);
+Action AddCreate(CLI::App& command) {
+  const auto options = std::make_shared<CreateOptions>();
+  AddCreateOptions(command, *options);
   command.get_option("--project")->required();
   command.get_option("--owner")->required();
-  CLI::Option* const qr =
-      command.add_flag("--qr", options->qr, "print the URL as a QR code");
-  AddCommon(command, options->common);
-  qr->excludes(command.get_option("--json"));
-  SetAction(command, action, options, Create);
+  return [options] {
+    const ExitCode exit_code = ReadInputs(options->link);
+    return exit_code == kSuccess ? StoreNewLink(*options) : exit_code;
+  };
 }
 
 }  // namespace command

@@ -1,43 +1,34 @@
-#include <memory>
-#include <string>
-
 #include "cli/selection.h"
 #include "subcommands/table.h"
-#include "terminal/text.h"
 
 namespace command {
 
 namespace {
 
-using Operation = admin::Error (admin::LinkAdmin::*)(const std::string& hash,
-                                                     long& revoked);
+using Operation = Error (admin::LinkAdmin::*)(const std::string& hash, long& revoked);
 
-void Add(CLI::App& command, Action& action, const std::string& verb,
-         const std::string& done, Operation operation) {
+Action AddOperation(CLI::App& command, const std::string& verb, Operation operation) {
   const auto selection = std::make_shared<Selection>();
   AddSelection(command, *selection, "--");
-  SetAction(command, action, selection, [=](const Selection& given) {
-    return ForEachLink(
-        given, verb,
-        [=](admin::LinkAdmin& links, const std::string& hash, LinkChange& change) {
-          long revoked = 0;
-          admin::Error error = (links.*operation)(hash, revoked);
-          change.json["hash"] = hash;
-          change.json["revoked"] = Json::Int64{revoked};
-          change.text = done + ", " + Counted(revoked, "token");
-          return error;
-        });
-  });
+  const auto run = [=](admin::LinkAdmin& links, const std::string& hash,
+                       LinkChange& change) {
+    long revoked = 0;
+    Error error = (links.*operation)(hash, revoked);
+    change.json = JsonObject({{"hash", hash}, {"revoked", Json::Int64{revoked}}});
+    change.text = verb + "d, " + Counted(revoked, "token");
+    return error;
+  };
+  return [=] { return ForEachLink(*selection, verb, run); };
 }
 
 }  // namespace
 
-void AddDelete(CLI::App& command, Action& action) {
-  Add(command, action, "delete", "deleted", &admin::LinkAdmin::Delete);
+Action AddDelete(CLI::App& command) {
+  return AddOperation(command, "delete", &admin::LinkAdmin::Delete);
 }
 
-void AddRevoke(CLI::App& command, Action& action) {
-  Add(command, action, "revoke", "revoked", &admin::LinkAdmin::Revoke);
+Action AddRevoke(CLI::App& command) {
+  return AddOperation(command, "revoke", &admin::LinkAdmin::Revoke);
 }
 
 }  // namespace command

@@ -1,67 +1,50 @@
-#include <iostream>
-#include <memory>
-#include <string>
-
-#include "admin/link_json.h"
 #include "cli/link_options.h"
-#include "cli/link_text.h"
-#include "cli/output.h"
-#include "cli/report.h"
 #include "cli/selection.h"
 #include "subcommands/table.h"
-#include "terminal/text.h"
 
 namespace command {
 
 namespace {
 
-struct Options {
-  Selection selection;
+struct Options : Selection {
   LinkOptions link;
 };
 
-admin::Error EditLink(const Options& options, admin::LinkUrls& urls,
-                      admin::LinkAdmin& links, const std::string& hash,
-                      LinkChange& change) {
-  admin::StoredLink stored;
-  if (admin::Error error = links.Edit(hash, options.link.settings, stored)) return error;
-  change.json = StoredLinkJson(stored.link, options.link.generated(), urls);
-  change.json["revoked"] = Json::Int64{stored.revoked};
-  change.text = "changed";
-  if (stored.access_changed) {
-    change.text += ", revoked " + Counted(stored.revoked, "token");
-  }
-  if (options.link.generate_password) {
-    if (!options.selection.common.json) {
-      change.text += "\nPassword: " + options.link.password.text();
-    }
-    // A password that nobody has seen must not remain.
-    change.undo = [&links, stored] { return links.UndoEdit(stored); };
-  }
-  WarnAboutLink(options.link.settings, stored.link);
-  return {};
-}
-
 ExitCode Edit(Options& options) {
-  if (options.link.generate_password && options.selection.hashes.size() != 1) {
+  LinkOptions& given = options.link;
+  if (given.generate_password && options.hashes.size() != 1) {
     return Fail(kUsageError, "--generate-password requires exactly one HASH");
   }
-  const ExitCode exit_code = ReadInputs(options.link);
+  const ExitCode exit_code = ReadInputs(given);
   if (exit_code != kSuccess) return exit_code;
-  if (options.link.settings.empty()) {
+  if (given.settings.empty()) {
     return Fail(kUsageError, "nothing to change; see vexosharing edit --help");
   }
   admin::LinkUrls urls;
-  return ForEachLink(
-      options.selection, "change",
-      [&](admin::LinkAdmin& links, const std::string& hash, LinkChange& change) {
-        return EditLink(options, urls, links, hash, change);
-      });
+  const auto edit = [&](admin::LinkAdmin& links, const std::string& hash,
+                        LinkChange& change) -> Error {
+    admin::StoredLink stored;
+    if (Error error = links.Edit(hash, given.settings, stored)) return error;
+    change.json = StoredLinkJson(stored.link, given.generated(), urls);
+    change.json["revoked"] = Json::Int64{stored.revoked};
+    change.text = "changed";
+    if (stored.access_changed) {
+      change.text += ", revoked " + Counted(stored.revoked, "token");
+    }
+    if (given.generate_password) {
+      if (!options.common.json) change.text += "\nPassword: " + given.password.text();
+      // A password that nobody has seen must not remain.
+      change.undo = [&links, stored] { return links.UndoEdit(stored); };
+    }
+    WarnAboutLink(given.settings, stored.link);
+    return {};
+  };
+  return ForEachLink(options, "change", edit);
 }
 
 }  // namespace
 
-void AddEdit(CLI::App& command, Action& action) {
+Action AddEdit(CLI::App& command) {
   const auto options = std::make_shared<Options>();
   AddLinkOptions(command, options->link);
   admin::LinkSettings& settings = options->link.settings;
@@ -82,8 +65,8 @@ void AddEdit(CLI::App& command, Action& action) {
                                        "--generate-password", "--user", "--group"}) {
     unprotect->excludes(protection);
   }
-  AddSelection(command, options->selection, "--where-");
-  SetAction(command, action, options, Edit);
+  AddSelection(command, *options, "--where-");
+  return [options] { return Edit(*options); };
 }
 
 }  // namespace command

@@ -1,26 +1,19 @@
-#include <iostream>
-#include <memory>
-#include <string>
+#include <cstring>
 
-#include "admin/database_access.h"
-#include "admin/link_json.h"
 #include "admin/link_line.h"
-#include "cli/interrupt.h"
-#include "cli/link_text.h"
+#include "cli/input.h"
 #include "cli/new_file.h"
-#include "cli/options.h"
-#include "cli/report.h"
 #include "subcommands/table.h"
-#include "terminal/json.h"
-#include "terminal/progress.h"
-#include "terminal/text.h"
+#include "terminal/terminal.h"
 
 namespace command {
 
 namespace {
 
-struct Options {
-  CommonOptions common;
+constexpr size_t kBatch = 500;
+constexpr size_t kBatchBytes = 1048576;  // 1 MiB
+
+struct ExportOptions : CommonOptions {
   std::string file = "-";
   bool with_secrets = false;
   bool force = false;
@@ -43,29 +36,25 @@ bool WriteLinks(admin::LinkReader& reader, bool with_secrets, NewFile* file) {
   return true;
 }
 
-void Print(const Options& options, const admin::LinkReader& reader) {
+void Print(const ExportOptions& options, const admin::LinkReader& reader) {
   const long written = reader.done() - static_cast<long>(reader.unreadable().size());
-  if (options.common.json) {
-    Json::Value out(Json::objectValue);
-    out["file"] = options.file;
-    out["exported"] = Json::Int64{written};
-    out["unreadable"] = UnreadableJson(reader.unreadable());
-    PrintJson(out);
+  if (options.json) {
+    PrintJson(JsonObject({{"file", options.file},
+                          {"exported", Json::Int64{written}},
+                          {"unreadable", UnreadableJson(reader.unreadable())}}));
   } else {
     std::cout << "Exported " << Counted(written, "link") << " to "
               << Printable(options.file) << ".\n";
   }
 }
 
-ExitCode Export(const Options& options) {
+ExitCode Export(const ExportOptions& options) {
   admin::DatabaseAccess access;
-  if (admin::Error error = access.Open(options.common.database, admin::Access::kRead)) {
-    return Fail(error);
-  }
+  if (Error error = access.Open(options.database, Access::kRead)) return Fail(error);
   std::unique_ptr<NewFile> file;
   if (options.file != "-") {
     file = std::make_unique<NewFile>(options.file, options.force);
-    if (!file->Make(options.common.database)) return kRefused;
+    if (!file->Make(options.database)) return kRefused;
   }
   admin::LinkReader reader(access.database(), "", "id");
   if (!WriteLinks(reader, options.with_secrets, file.get())) return kRefused;
@@ -83,17 +72,165 @@ ExitCode Export(const Options& options) {
   return reader.unreadable().empty() ? kSuccess : kRefused;
 }
 
+struct ImportOptions : CommonOptions {
+  std::string file = "-";
+  bool new_hash = false;
+  bool keep_going = false;
+};
+
+/// A carriage return is blank too: some systems end lines with it.
+bool IsBlank(const std::string& text) {
+  return text.find_first_not_of(" \t\r") == std::string::npos;
+}
+
+class Importer {
+ public:
+  Importer(const ImportOptions& options, LineReader& lines, admin::BaseDB& database)
+      : options_(options), lines_(lines), database_(database), links_(database) {}
+
+  /// Imports every line, in batches of one transaction each.
+  ExitCode Run() {
+    if (options_.json) {
+      std::cout << "{\"new_hashes\":";
+      new_hashes_.Begin();
+    }
+    bool more = true;
+    while (more) {
+      more = ReadBatch();
+      if (const Error error = StoreBatch()) {
+        const ExitCode exit_code = Fail(error);
+        ReportError(Counted(counts_.imported, "link") + " imported before the error");
+        return exit_code;
+      }
+      // Progress on the same terminal would overwrite the JSON array.
+      if (!options_.json || !IsOutputTerminal()) progress_.Show(lines_.number());
+    }
+    progress_.Wipe();
+    Print();
+    if (!lines_.good()) {
+      return Fail(kRefused, "cannot read beyond line " + std::to_string(lines_.number()) +
+                                ": " + strerror(lines_.error()));
+    }
+    if (Interrupted()) {
+      return Fail(kInterrupted,
+                  "interrupted: " + Counted(counts_.imported, "link") + " imported");
+    }
+    return refused_ == 0 && counts_.skipped == 0 ? kSuccess : kRefused;
+  }
+
+ private:
+  /// Reads a batch; false when it is the last one.  No lock is held meanwhile, because
+  /// the input may be slow.
+  bool ReadBatch() {
+    batch_.clear();
+    std::string text;
+    size_t bytes = 0;
+    while (batch_.size() < kBatch && bytes < kBatchBytes) {
+      if (!lines_.Next(text)) return false;
+      if (IsBlank(text) && !lines_.too_long()) continue;
+      admin::LineLink line;
+      Error error = {admin::kBadParameter, "line too long", ""};
+      if (!lines_.too_long()) error = ParseLinkLine(text, database_, line);
+      if (!error) {
+        batch_.push_back(line);
+        bytes += text.size();
+        continue;
+      }
+      ++refused_;
+      progress_.Wipe();
+      ReportError("line " + std::to_string(lines_.number()) + ": " + error.Text());
+      if (!options_.keep_going) return false;
+    }
+    return true;
+  }
+
+  /// Stores the batch, and prints the links that got a new hash.
+  Error StoreBatch() {
+    std::vector<admin::NewHash> renamed;
+    Error error = links_.Import(batch_, options_.new_hash, counts_, renamed);
+    if (error || !renamed.empty()) progress_.Wipe();
+    for (const auto& [from, to] : renamed) {
+      if (options_.json) {
+        new_hashes_.Add(JsonObject({{"from", from}, {"to", to}}));
+      } else {
+        std::cout << Printable(from) << ": new hash " << Printable(to) << "\n";
+      }
+    }
+    return error;
+  }
+
+  void Print() {
+    if (options_.json) {
+      new_hashes_.End();
+      const Json::Value out = JsonObject({{"imported", Json::Int64{counts_.imported}},
+                                          {"skipped", Json::Int64{counts_.skipped}},
+                                          {"refused", Json::Int64{refused_}},
+                                          {"disabled", Json::Int64{counts_.disabled}}});
+      std::cout << "," << admin::JsonText(out).substr(1) << "\n";  // continues the object
+      return;
+    }
+    DetailList list;
+    list.Add("Imported", Counted(counts_.imported, "link"));
+    const auto add = [&list](const char* name, long count, const char* noun,
+                             const std::string& advice, Style style) {
+      if (count > 0) list.Add(name, Counted(count, noun) + advice, style);
+    };
+    add("Disabled", counts_.disabled, "link",
+        " without a password in the file; use vexosharing edit HASH --generate-password "
+        "--enable",
+        Style::kWarning);
+    add("Skipped", counts_.skipped, "link",
+        " with an existing hash; use --new-hash to assign a new one", Style::kWarning);
+    add("Refused", refused_, "line",
+        options_.keep_going
+            ? ""
+            : ", the rest was not read; use --keep-going to skip invalid lines",
+        Style::kBad);
+  }
+
+  const ImportOptions& options_;
+  LineReader& lines_;
+  admin::BaseDB& database_;
+  admin::LinkAdmin links_;
+  std::vector<admin::LineLink> batch_;
+  JsonArrayWriter new_hashes_;
+  admin::ImportCounts counts_;
+  long refused_ = 0;
+  Progress progress_{"importing, line", 0};
+};
+
+ExitCode Import(const ImportOptions& options) {
+  LineReader lines(options.file);
+  if (!lines.good()) {
+    return Fail(kRefused, "cannot read " + options.file + ": " + strerror(lines.error()));
+  }
+  admin::DatabaseAccess access;
+  if (Error error = access.Open(options.database, Access::kCreate)) return Fail(error);
+  return Importer(options, lines, access.database()).Run();
+}
+
 }  // namespace
 
-void AddExport(CLI::App& command, Action& action) {
-  const auto options = std::make_shared<Options>();
+Action AddExport(CLI::App& command) {
+  const auto options = std::make_shared<ExportOptions>();
   command.add_option("FILE", options->file, "file to create (default: standard output)")
       ->transform(NotEmpty());
   command.add_flag("--with-secrets", options->with_secrets,
                    "include stored passwords and private data");
   command.add_flag("--force", options->force, "replace an existing file");
-  AddCommon(command, options->common);
-  SetAction(command, action, options, Export);
+  AddCommon(command, *options);
+  return [options] { return Export(*options); };
+}
+
+Action AddImport(CLI::App& command) {
+  const auto options = std::make_shared<ImportOptions>();
+  command.add_option("FILE", options->file, "file to read (default: standard input)")
+      ->transform(NotEmpty());
+  command.add_flag("--new-hash", options->new_hash,
+                   "assign a new hash to links whose hash exists");
+  command.add_flag("--keep-going", options->keep_going, "skip invalid lines");
+  AddCommon(command, *options);
+  return [options] { return Import(*options); };
 }
 
 }  // namespace command

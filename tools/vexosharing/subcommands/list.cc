@@ -1,72 +1,68 @@
 #include <algorithm>
 #include <ctime>
-#include <iostream>
 #include <iterator>
 #include <map>
-#include <memory>
 #include <sstream>
-#include <string>
-#include <vector>
 
-#include "admin/database_access.h"
-#include "admin/json_text.h"
-#include "admin/link_json.h"
-#include "admin/link_reader.h"
 #include "cli/date.h"
-#include "cli/interrupt.h"
-#include "cli/link_text.h"
-#include "cli/options.h"
-#include "cli/report.h"
 #include "cli/selection.h"
 #include "subcommands/table.h"
-#include "terminal/json.h"
-#include "terminal/progress.h"
-#include "terminal/table.h"
-#include "terminal/text.h"
+#include "terminal/terminal.h"
 
 namespace command {
 
 namespace {
 
-constexpr int kUsualPageSize = 50;
+/// Values of --order and their SQL.
+const std::pair<const char*, const char*> kOrders[] = {
+    {"created", "id"},
+    {"hash", "hash"},
+    {"project", "project_name"},
+    {"owner", "owner_uid"},
+    {"start", "start_at"},
+    // Links that never expire come last.
+    {"expire", "CASE expire_at WHEN 0 THEN 9223372036854775807 ELSE expire_at END"},
+    {"uses", "use_count"}};
 
-/// A value of --order and its SQL.
-struct Order {
-  const char* word;
-  const char* sql;
+/// Names in --columns and their headings.
+const std::pair<const char*, Table::Column> kColumns[] = {
+    {"hash", "HASH"},
+    {"title", {"TITLE", true}},
+    {"project", {"PROJECT", true}},
+    {"owner", {"OWNER", true}},
+    {"state", "STATE"},
+    {"starts", "STARTS"},
+    {"expires", "EXPIRES"},
+    {"uses", "USES"},
+    {"protection", {"PROTECTION", true}},
 };
 
-// Links that never expire come last.
-const char kExpireOrder[] =
-    "CASE expire_at WHEN 0 THEN 9223372036854775807 ELSE expire_at END";
-
-const Order kOrders[] = {{"created", "id"},           {"hash", "hash"},
-                         {"project", "project_name"}, {"owner", "owner_uid"},
-                         {"start", "start_at"},       {"expire", kExpireOrder},
-                         {"uses", "use_count"}};
-
-std::vector<std::string> OrderWords() {
-  std::vector<std::string> words;
-  for (const Order& order : kOrders) words.emplace_back(order.word);
-  return words;
-}
-
-struct Options {
-  CommonOptions common;
+struct Options : CommonOptions {
   FilterOptions filter;
   std::string columns = "hash,title,project,owner,state,expires,uses,protection";
   std::string order = "created";
   bool reverse = false;
   int page = 0;  // 0: all links
-  int page_size = kUsualPageSize;
+  int page_size = 50;
 };
+
+template <class Row, size_t size>
+std::vector<std::string> Names(const Row (&table)[size]) {
+  std::vector<std::string> names;
+  for (const Row& row : table) names.emplace_back(row.first);
+  return names;
+}
+
+/// The row of that name; the end of the table for an unknown one.
+template <class Row, size_t size>
+const Row* Find(const Row (&table)[size], const std::string& name) {
+  return std::find_if(table, table + size,
+                      [&name](const Row& row) { return name == row.first; });
+}
 
 std::string OrderSql(const Options& options) {
   const std::string direction = options.reverse ? " DESC" : "";
-  const std::string column =
-      std::find_if(std::begin(kOrders), std::end(kOrders),
-                   [&options](const Order& order) { return options.order == order.word; })
-          ->sql;
+  const std::string column = Find(kOrders, options.order)->second;
   return column == "id" ? "id" + direction : column + direction + ", id" + direction;
 }
 
@@ -76,115 +72,48 @@ std::string Limit(const Options& options) {
   return std::to_string(options.page_size) + " OFFSET " + std::to_string(skipped);
 }
 
-/// Names of owners, each looked up once.
-class OwnerNames {
- public:
-  const std::string& Get(unsigned int uid) {
-    const auto [found, is_new] = names_.try_emplace(uid);
-    if (is_new) found->second = UserText(uid);
-    return found->second;
-  }
-
- private:
-  std::map<unsigned int, std::string> names_;
-};
-
-std::string ProtectionText(const Entry& link) {
-  switch (link.get_protect_type()) {
-    case Entry::PROTECT_PASSWORD:
-      return "password";
-    case Entry::PROTECT_USER:
-      return "user";
-    default:
-      return "none";
-  }
-}
-
-/// The data from which the cells of a row are made.
-struct CellContext {
-  OwnerNames owners;
-  long now;
-};
-
-/// A value of --columns.
-struct ListColumn {
-  const char* name;
-  Table::Column column;
-  Table::Cell (*cell)(const Entry& link, CellContext& context);
-};
-
-Table::Cell StateCell(const Entry& link, CellContext& context) {
-  const LinkState state = admin::StateOf(link, context.now);
-  return {StateWords(state), StateStyle(state)};
-}
-
-const ListColumn kColumns[] = {
-    {"hash", "HASH",
-     [](const Entry& link, CellContext&) -> Table::Cell { return link.get_hash(); }},
-    {"title",
-     {"TITLE", true},
-     [](const Entry& link, CellContext&) -> Table::Cell {
-       return link.get_protect_title();
-     }},
-    {"project",
-     {"PROJECT", true},
-     [](const Entry& link, CellContext&) -> Table::Cell {
-       return link.get_project_name();
-     }},
-    {"owner",
-     {"OWNER", true},
-     [](const Entry& link, CellContext& context) -> Table::Cell {
-       return context.owners.Get(link.get_owner_uid());
-     }},
-    {"state", "STATE", StateCell},
-    {"starts", "STARTS",
-     [](const Entry& link, CellContext&) -> Table::Cell {
-       return link.get_start_at() == 0 ? "immediately"
-                                       : DateTextToMinute(link.get_start_at());
-     }},
-    {"expires", "EXPIRES",
-     [](const Entry& link, CellContext&) -> Table::Cell {
-       return DateTextToMinute(link.get_expire_at());
-     }},
-    {"uses", "USES",
-     [](const Entry& link, CellContext&) -> Table::Cell { return UsesText(link, "/"); }},
-    {"protection",
-     {"PROTECTION", true},
-     [](const Entry& link, CellContext&) -> Table::Cell { return ProtectionText(link); }},
-};
-
-std::vector<std::string> ColumnNames() {
-  std::vector<std::string> names;
-  for (const ListColumn& column : kColumns) names.emplace_back(column.name);
-  return names;
-}
-
-/// The columns of a list such as "hash,title", in its order.  False for an unknown name.
-bool SelectColumns(const std::string& list, std::vector<const ListColumn*>& selected) {
+/// The places in kColumns of a list such as "hash,title"; empty for an unknown name.
+std::vector<size_t> SelectColumns(const std::string& list) {
+  std::vector<size_t> selected;
   std::istringstream names(list + ",");
   for (std::string name; std::getline(names, name, ',');) {
-    const ListColumn* const found =
-        std::find_if(std::begin(kColumns), std::end(kColumns),
-                     [&name](const ListColumn& column) { return name == column.name; });
-    if (found == std::end(kColumns)) return false;
-    selected.push_back(found);
+    const auto* const column = Find(kColumns, name);
+    if (column == std::end(kColumns)) return {};
+    selected.push_back(static_cast<size_t>(column - kColumns));
   }
-  return true;
+  return selected;
 }
 
-CLI::Validator ColumnList() {
-  return CLI::Validator(
-      [](std::string& text) -> std::string {
-        std::vector<const ListColumn*> columns;
-        if (SelectColumns(text, columns)) return "";
-        return "invalid column list \"" + text + "\": must consist of " +
-               Join(ColumnNames());
-      },
-      "");
+std::string CheckColumns(const std::string& list) {
+  if (!SelectColumns(list).empty()) return "";
+  return "invalid column list \"" + list + "\": must consist of " + Join(Names(kColumns));
 }
 
-/// Reads until the end, until interrupted, or until the output cannot be
-/// written.
+std::string ProtectionText(const Entry& link) {
+  if (link.get_protect_type() == Entry::PROTECT_NONE) return "none";
+  return link.get_protect_type() == Entry::PROTECT_USER ? "user" : "password";
+}
+
+/// The cells of a link in the order of kColumns.  `owners` holds the names found so far.
+std::vector<Table::Cell> Cells(const Entry& link, long now,
+                               std::map<unsigned int, std::string>& owners) {
+  const LinkState state = admin::StateOf(link, now);
+  const unsigned int uid = link.get_owner_uid();
+  const auto [owner, is_new] = owners.try_emplace(uid);
+  if (is_new) owner->second = UserText(uid);
+  return {
+      link.get_hash(),
+      link.get_protect_title(),
+      link.get_project_name(),
+      owner->second,
+      {StateWords(state), StateStyle(state)},
+      link.get_start_at() == 0 ? "immediately" : DateTextToMinute(link.get_start_at()),
+      DateTextToMinute(link.get_expire_at()),
+      UsesText(link, "/"),
+      ProtectionText(link)};
+}
+
+/// Reads until the end, until interrupted, or until the output cannot be written.
 template <class Each>
 void ForEach(admin::LinkReader& reader, Each each) {
   Progress progress("reading links", reader.total());
@@ -196,19 +125,17 @@ void ForEach(admin::LinkReader& reader, Each each) {
 }
 
 void PrintTable(const Options& options, admin::LinkReader& reader, long now) {
-  CellContext context = {{}, now};
+  const std::vector<size_t> columns = SelectColumns(options.columns);
   std::vector<Table::Column> headings;
-  std::vector<const ListColumn*> columns;
-  SelectColumns(options.columns, columns);  // checked when the call was parsed
   headings.reserve(columns.size());
-  for (const ListColumn* const column : columns) headings.push_back(column->column);
+  for (const size_t column : columns) headings.push_back(kColumns[column].second);
   Table table(headings);
+  std::map<unsigned int, std::string> owners;
   ForEach(reader, [&](const Entry& link) {
+    const std::vector<Table::Cell> cells = Cells(link, now, owners);
     std::vector<Table::Cell> row;
     row.reserve(columns.size());
-    for (const ListColumn* const column : columns) {
-      row.push_back(column->cell(link, context));
-    }
+    for (const size_t column : columns) row.push_back(cells[column]);
     table.Add(std::move(row));
   });
 }
@@ -231,19 +158,17 @@ void ReportPage(const Options& options, long matching) {
   const long pages =
       matching / options.page_size + (matching % options.page_size == 0 ? 0 : 1);
   const std::string page = "page " + std::to_string(options.page);
-  if (options.page > pages) {
-    ReportError(page + " does not exist: " + Counted(matching, "link") + " on " +
-                Counted(pages, "page"));
-  } else {
-    ReportError(page + " of " + std::to_string(pages) + ", " + Counted(matching, "link"));
-  }
+  const std::string links = Counted(matching, "link");
+  ReportError(options.page > pages
+                  ? page + " does not exist: " + links + " on " + Counted(pages, "page")
+                  : page + " of " + std::to_string(pages) + ", " + links);
 }
 
 ExitCode List(const Options& options) {
   admin::LinkFilter filter;
   admin::DatabaseAccess access;
-  admin::Error error = ParseFilter(options.filter, filter);
-  if (!error) error = access.Open(options.common.database, admin::Access::kRead);
+  Error error = ParseFilter(options.filter, filter);
+  if (!error) error = access.Open(options.database, Access::kRead);
   if (error) return Fail(error);
   long matching = 0;
   error = admin::LinkAdmin(access.database()).Count(filter, matching);
@@ -251,7 +176,7 @@ ExitCode List(const Options& options) {
   const long now = time(nullptr);
   admin::LinkReader reader(access.database(), filter.Sql(access.database(), now),
                            OrderSql(options), Limit(options));
-  if (options.common.json) {
+  if (options.json) {
     PrintArray(reader, matching, now);
   } else {
     PrintTable(options, reader, now);
@@ -262,7 +187,7 @@ ExitCode List(const Options& options) {
     return Fail(kInterrupted, "interrupted after " + std::to_string(reader.done()) +
                                   " of " + Counted(reader.total(), "link"));
   }
-  if (options.common.json) return kSuccess;
+  if (options.json) return kSuccess;
   if (options.page != 0) {
     ReportPage(options, matching);
   } else if (matching == 0) {
@@ -273,33 +198,25 @@ ExitCode List(const Options& options) {
 
 }  // namespace
 
-void AddList(CLI::App& command, Action& action) {
+Action AddList(CLI::App& command) {
   const auto options = std::make_shared<Options>();
   AddFilters(command, options->filter, "--");
-  command
-      .add_option("--order", options->order,
-                  "created, hash, project, owner, start, expire or uses")
-      ->check(OneOf(OrderWords()))
-      ->type_name("COLUMN");
+  AddValue(command, "--order", options->order, "COLUMN", OneOf(Names(kOrders)),
+           "created, hash, project, owner, start, expire or uses");
   command.add_flag("--reverse", options->reverse, "reverse the order");
   CLI::Option* const columns =
-      command.add_option("--columns", options->columns, "columns to print");
-  columns->check(ColumnList())->type_name("LIST");
-  CLI::Option* const page =
-      command.add_option("--page", options->page, "print this page, starting at 1")
-          ->transform(WholeNumber(1))
-          ->type_name("N");
-  CLI::Option* const page_size =
-      command
-          .add_option("--page-size", options->page_size, "links per page (default: 50)")
-          ->transform(WholeNumber(1))
-          ->type_name("N");
-  AddCommon(command, options->common);
-  columns->excludes(command.get_option("--json"));
-  SetAction(command, action, options, [page, page_size](Options& given) {
-    if (page_size->count() > 0 && page->count() == 0) given.page = 1;
-    return List(given);
-  });
+      AddValue(command, "--columns", options->columns, "LIST",
+               CLI::Validator(CheckColumns, ""), "columns to print");
+  AddValue(command, "--page", options->page, "N", WholeNumber(1),
+           "print this page, starting at 1");
+  CLI::Option* const page_size = AddValue(command, "--page-size", options->page_size, "N",
+                                          WholeNumber(1), "links per page (default: 50)");
+  AddCommon(command, *options);
+  columns->excludes("--json");
+  return [options, page_size] {
+    if (page_size->count() > 0 && options->page == 0) options->page = 1;
+    return List(*options);
+  };
 }
 
 }  // namespace command

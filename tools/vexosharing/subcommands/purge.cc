@@ -1,47 +1,36 @@
-#include <memory>
-#include <string>
-
-#include "admin/database_access.h"
-#include "admin/link_json.h"
-#include "cli/interrupt.h"
-#include "cli/options.h"
-#include "cli/report.h"
 #include "subcommands/table.h"
-#include "terminal/json.h"
-#include "terminal/progress.h"
-#include "terminal/table.h"
+#include "terminal/terminal.h"
 
 namespace command {
 
 namespace {
 
-struct Options {
-  CommonOptions common;
+struct Options : CommonOptions {
   std::string owner;
   admin::PurgeScope scope;
 };
 
-ExitCode Purge(const Options& options) {
-  admin::PurgeScope scope = options.scope;
+ExitCode Purge(Options& options) {
+  admin::PurgeScope& scope = options.scope;
   // Sessions belong to no owner and to no project.
-  scope.links_only = !options.owner.empty() || !scope.project.empty();
+  scope.sessions = options.owner.empty() && scope.project.empty();
+  scope.tokens = scope.sessions;
   if (!scope.project.empty() && options.owner.empty() && !scope.every_owner) {
     return Fail(kUsageError, "--project requires --owner or --all");
   }
-  admin::Error error;
+  Error error;
   if (!options.owner.empty()) error = admin::FindOwner(options.owner, false, scope.owner);
   admin::DatabaseAccess access;
-  if (!error) error = access.Open(options.common.database, admin::Access::kWrite);
+  if (!error) error = access.Open(options.database, Access::kWrite);
   if (error) return Fail(error);
-  admin::LinkAdmin links(access.database(), Interrupted);
   admin::PurgeCounts counts;
   {
-    Progress progress("purging, step", scope.links_only ? 1 : 3);
-    error =
-        links.Purge(scope, counts, [&progress](long step) { progress.ShowNow(step); });
+    Progress progress("purging, step", scope.sessions ? 3 : 1);
+    error = admin::LinkAdmin(access.database(), Interrupted)
+                .Purge(scope, counts, [&](long step) { progress.ShowNow(step); });
   }
   if (error) return Fail(error);
-  if (options.common.json) {
+  if (options.json) {
     PrintJson(PurgeJson(counts));
     return kSuccess;
   }
@@ -54,24 +43,18 @@ ExitCode Purge(const Options& options) {
 
 }  // namespace
 
-void AddPurge(CLI::App& command, Action& action) {
+Action AddPurge(CLI::App& command) {
   const auto options = std::make_shared<Options>();
-  CLI::Option* const owner =
-      command
-          .add_option("--owner", options->owner,
-                      "links of this user, including those with --keep")
-          ->transform(NotEmpty())
-          ->type_name("USER");
-  command
-      .add_option("--project", options->scope.project, "links of this application only")
-      ->transform(NotEmpty())
-      ->type_name("NAME");
+  AddValue(command, "--owner", options->owner, "USER", NotEmpty(),
+           "links of this user, including those with --keep");
+  AddValue(command, "--project", options->scope.project, "NAME", NotEmpty(),
+           "links of this application only");
   command
       .add_flag("--all", options->scope.every_owner,
                 "links of all owners, including those with --keep")
-      ->excludes(owner);
-  AddCommon(command, options->common);
-  SetAction(command, action, options, Purge);
+      ->excludes("--owner");
+  AddCommon(command, *options);
+  return [options] { return Purge(*options); };
 }
 
 }  // namespace command

@@ -1,31 +1,18 @@
 #include <ctime>
-#include <memory>
-#include <string>
 
-#include "admin/database_access.h"
-#include "admin/link_json.h"
-#include "cli/interrupt.h"
-#include "cli/link_text.h"
-#include "cli/options.h"
-#include "cli/output.h"
-#include "cli/report.h"
 #include "subcommands/table.h"
-#include "terminal/json.h"
-#include "terminal/table.h"
-#include "terminal/text.h"
 
 namespace command {
 
 namespace {
 
-struct Options {
-  CommonOptions common;
+struct Options : CommonOptions {
   std::string hash;
 };
 
 void Print(const Options& options, const admin::StoredLink& stored) {
   admin::LinkUrls urls;
-  if (options.common.json) {
+  if (options.json) {
     Json::Value out = LinkDetailsJson(stored.link, urls, time(nullptr));
     out["old_hash"] = options.hash;
     out["revoked"] = Json::Int64{stored.revoked};
@@ -41,11 +28,10 @@ void Print(const Options& options, const admin::StoredLink& stored) {
 
 ExitCode Rotate(const Options& options) {
   admin::DatabaseAccess access;
-  admin::Error error = access.Open(options.common.database, admin::Access::kWrite);
-  if (error) return Fail(error);
-  admin::LinkAdmin links(access.database(), Interrupted);
+  if (Error error = access.Open(options.database, Access::kWrite)) return Fail(error);
   admin::StoredLink stored;
-  error = links.Rotate(options.hash, stored);
+  const Error error =
+      admin::LinkAdmin(access.database(), Interrupted).Rotate(options.hash, stored);
   if (error) return Fail(error);
   Print(options, stored);
   if (FlushOutput()) return kSuccess;
@@ -56,11 +42,11 @@ ExitCode Rotate(const Options& options) {
 
 }  // namespace
 
-void AddRotate(CLI::App& command, Action& action) {
+Action AddRotate(CLI::App& command) {
   const auto options = std::make_shared<Options>();
   AddHash(command, options->hash);
-  AddCommon(command, options->common);
-  SetAction(command, action, options, Rotate);
+  AddCommon(command, *options);
+  return [options] { return Rotate(*options); };
 }
 
 }  // namespace command

@@ -1,27 +1,14 @@
 #include <ctime>
-#include <memory>
-#include <string>
-#include <vector>
 
-#include "admin/access.h"
-#include "admin/database_access.h"
-#include "admin/json_text.h"
-#include "admin/link_json.h"
+#include "admin/accounts.h"
 #include "cli/date.h"
-#include "cli/link_text.h"
-#include "cli/options.h"
-#include "cli/report.h"
 #include "subcommands/table.h"
-#include "terminal/json.h"
-#include "terminal/table.h"
-#include "terminal/text.h"
 
 namespace command {
 
 namespace {
 
-struct Options {
-  CommonOptions common;
+struct Options : CommonOptions {
   std::string hash;
 };
 
@@ -55,7 +42,8 @@ void AddNames(DetailList& list, const std::string& heading,
   if (!names.empty()) list.Add(heading, Join(names), style);
 }
 
-void PrintDetails(const Entry& link, const std::string& url, long tokens, long now) {
+void PrintDetails(const Entry& link, const std::string& url, long tokens) {
+  const long now = time(nullptr);
   const LinkState state = admin::StateOf(link, now);
   DetailList list;
   list.Add("Hash", link.get_hash());
@@ -88,7 +76,7 @@ void PrintDetails(const Entry& link, const std::string& url, long tokens, long n
 
 ExitCode Show(const Options& options) {
   admin::DatabaseAccess access;
-  admin::Error error = access.Open(options.common.database, admin::Access::kRead);
+  Error error = access.Open(options.database, Access::kRead);
   if (error) return Fail(error);
   admin::LinkAdmin links(access.database());
   Entry link;
@@ -98,24 +86,23 @@ ExitCode Show(const Options& options) {
   if (error) return Fail(error);
   admin::LinkUrls urls;
   const std::string url = UrlText(link, urls);
-  const long now = time(nullptr);
-  if (options.common.json) {
-    Json::Value out = LinkDetailsJson(link, urls, now);
+  if (options.json) {
+    Json::Value out = LinkDetailsJson(link, urls, time(nullptr));
     out["tokens"] = Json::Int64{tokens};
     PrintJson(out);
   } else {
-    PrintDetails(link, url, tokens, now);
+    PrintDetails(link, url, tokens);
   }
   return kSuccess;
 }
 
 }  // namespace
 
-void AddShow(CLI::App& command, Action& action) {
+Action AddShow(CLI::App& command) {
   const auto options = std::make_shared<Options>();
   AddHash(command, options->hash);
-  AddCommon(command, options->common);
-  SetAction(command, action, options, Show);
+  AddCommon(command, *options);
+  return [options] { return Show(*options); };
 }
 
 }  // namespace command

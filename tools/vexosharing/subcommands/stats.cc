@@ -1,22 +1,9 @@
 #include <sys/stat.h>
 
 #include <ctime>
-#include <iostream>
 #include <map>
-#include <memory>
-#include <string>
-#include <vector>
 
-#include "admin/database_access.h"
-#include "admin/link_json.h"
-#include "cli/link_text.h"
-#include "cli/options.h"
-#include "cli/report.h"
-#include "keys.h"
 #include "subcommands/table.h"
-#include "terminal/json.h"
-#include "terminal/table.h"
-#include "terminal/text.h"
 
 namespace command {
 
@@ -64,14 +51,8 @@ void PrintText(const Counts& counts) {
   }
   if (counts.projects.empty()) return;
   std::cout << "\n";
-  Table table({{"PROJECT", true},
-               "LINKS",
-               "USABLE",
-               "NOT STARTED",
-               "EXPIRED",
-               "USED UP",
-               "DISABLED",
-               "LOGINS"});
+  Table table({Table::Column("PROJECT", true), "LINKS", "USABLE", "NOT STARTED",
+               "EXPIRED", "USED UP", "DISABLED", "LOGINS"});
   for (const auto& [project, links] : counts.projects) {
     std::vector<Table::Cell> row = {project, std::to_string(links.total)};
     for (const LinkState state : admin::kLinkStates) {
@@ -99,7 +80,7 @@ void PrintObject(const Counts& counts) {
 
 ExitCode Stats(const CommonOptions& options) {
   admin::DatabaseAccess access;
-  admin::Error error = access.Open(options.database, admin::Access::kRead);
+  Error error = access.Open(options.database, Access::kRead);
   if (error) return Fail(error);
   const long now = time(nullptr);
   Counts counts;
@@ -119,10 +100,10 @@ ExitCode Stats(const CommonOptions& options) {
 
 }  // namespace
 
-void AddStats(CLI::App& command, Action& action) {
+Action AddStats(CLI::App& command) {
   const auto options = std::make_shared<CommonOptions>();
   AddCommon(command, *options);
-  SetAction(command, action, options, Stats);
+  return [options] { return Stats(*options); };
 }
 
 }  // namespace command

@@ -1,56 +1,55 @@
 #pragma once
 
+// The table of subcommands, and what most of them use.
+
 #include <CLI/CLI.hpp>
 #include <functional>
+#include <iostream>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "cli/exit_code.h"
+#include "admin/database_access.h"
+#include "admin/json_text.h"
+#include "cli/interrupt.h"
+#include "cli/link_text.h"
+#include "cli/options.h"
+#include "cli/report.h"
+#include "terminal/table.h"
+#include "terminal/text.h"
 
 namespace command {
 
+using admin::Access;
+using admin::Error;
+using admin::JsonObject;
+
 /// Runs the subcommand after its command line has been parsed.
 using Action = std::function<ExitCode()>;
+
+/// Adds the options of a subcommand to its command and returns what it does.
+using AddFunction = Action(CLI::App& command);
 
 struct Subcommand {
   const char* name;
   std::string description;  // its first line is the summary
   const char* example;
-  /// Adds the options to `command`; its callback stores what to do in `action`.
-  void (*add)(CLI::App& command, Action& action);
+  AddFunction* add;
 };
 
 /// Every subcommand, in the order of the help.
 const std::vector<Subcommand>& Subcommands();
 
-/// Adds one subcommand to the program or to another subcommand.
+/// Adds a subcommand to the program or to another subcommand.  It stores its action in
+/// `action` when it is called.
 void AddSubcommand(CLI::App& parent, const Subcommand& subcommand, Action& action);
 
-/// Makes `run(*options)` the action of the subcommand.
-template <class Options, class Run>
-void SetAction(CLI::App& command, Action& action, std::shared_ptr<Options> options,
-               Run run) {
-  command.callback([=, &action] { action = [=] { return run(*options); }; });
-}
+/// A function to be called with the progress of an operation, which it shows until it is
+/// destroyed.  It returns false once the program was interrupted.
+std::function<bool(long done, long total)> ShowProgress(const std::string& what);
 
-void AddBackup(CLI::App& command, Action& action);
-void AddBlock(CLI::App& command, Action& action);
-void AddCheck(CLI::App& command, Action& action);
-void AddCreate(CLI::App& command, Action& action);
-void AddDelete(CLI::App& command, Action& action);
-void AddEdit(CLI::App& command, Action& action);
-void AddExport(CLI::App& command, Action& action);
-void AddHelp(CLI::App& command, Action& action);
-void AddImport(CLI::App& command, Action& action);
-void AddList(CLI::App& command, Action& action);
-void AddPurge(CLI::App& command, Action& action);
-void AddRestore(CLI::App& command, Action& action);
-void AddRevoke(CLI::App& command, Action& action);
-void AddRotate(CLI::App& command, Action& action);
-void AddShow(CLI::App& command, Action& action);
-void AddStats(CLI::App& command, Action& action);
-void AddTransfer(CLI::App& command, Action& action);
-void AddVisit(CLI::App& command, Action& action);
+AddFunction AddBackup, AddBlock, AddCheck, AddCreate, AddDelete, AddEdit, AddExport,
+    AddHelp, AddImport, AddList, AddPurge, AddRestore, AddRevoke, AddRotate, AddShare,
+    AddShow, AddStats, AddTransfer, AddVisit;
 
 }  // namespace command

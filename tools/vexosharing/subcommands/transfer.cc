@@ -1,23 +1,10 @@
-#include <iostream>
-#include <memory>
-#include <string>
-
-#include "admin/database_access.h"
-#include "admin/link_admin.h"
-#include "cli/interrupt.h"
-#include "cli/link_text.h"
-#include "cli/options.h"
-#include "cli/report.h"
 #include "subcommands/table.h"
-#include "terminal/json.h"
-#include "terminal/text.h"
 
 namespace command {
 
 namespace {
 
-struct Options {
-  CommonOptions common;
+struct Options : CommonOptions {
   std::string from;
   std::string to;
 };
@@ -25,23 +12,19 @@ struct Options {
 ExitCode Transfer(const Options& options) {
   std::optional<unsigned int> from;
   std::optional<unsigned int> to;
-  admin::Error error = admin::FindOwner(options.from, false, from);
+  Error error = admin::FindOwner(options.from, false, from);
   if (!error) error = admin::FindOwner(options.to, true, to);
   if (error) return Fail(error);
   if (from == to) return Fail(kUsageError, "--from and --to are the same user");
   admin::DatabaseAccess access;
-  error = access.Open(options.common.database, admin::Access::kWrite);
+  error = access.Open(options.database, Access::kWrite);
   if (error) return Fail(error);
-  admin::LinkAdmin links(access.database(), Interrupted);
   long count = 0;
-  error = links.Transfer(*from, *to, count);
+  error = admin::LinkAdmin(access.database(), Interrupted).Transfer(*from, *to, count);
   if (error) return Fail(error);
-  if (options.common.json) {
-    Json::Value out(Json::objectValue);
-    out["from_uid"] = *from;
-    out["to_uid"] = *to;
-    out["links"] = Json::Int64{count};
-    PrintJson(out);
+  if (options.json) {
+    PrintJson(JsonObject(
+        {{"from_uid", *from}, {"to_uid", *to}, {"links", Json::Int64{count}}}));
   } else if (count > 0) {
     std::cout << "Transferred " << Counted(count, "link") << " from " << UserText(*from)
               << " to " << UserText(*to) << ".\n";
@@ -51,20 +34,14 @@ ExitCode Transfer(const Options& options) {
 
 }  // namespace
 
-void AddTransfer(CLI::App& command, Action& action) {
+Action AddTransfer(CLI::App& command) {
   const auto options = std::make_shared<Options>();
-  command
-      .add_option("--from", options->from,
-                  "present owner; a deleted user is named by number")
-      ->transform(NotEmpty())
-      ->type_name("USER")
+  AddValue(command, "--from", options->from, "USER", NotEmpty(),
+           "present owner; a deleted user is named by number")
       ->required();
-  command.add_option("--to", options->to, "new owner")
-      ->transform(NotEmpty())
-      ->type_name("USER")
-      ->required();
-  AddCommon(command, options->common);
-  SetAction(command, action, options, Transfer);
+  AddValue(command, "--to", options->to, "USER", NotEmpty(), "new owner")->required();
+  AddCommon(command, *options);
+  return [options] { return Transfer(*options); };
 }
 
 }  // namespace command

@@ -1,27 +1,15 @@
 #include <arpa/inet.h>
-#include <unistd.h>
 
 #include <cstdlib>
-#include <iostream>
-#include <memory>
-#include <string>
 
-#include "admin/database_access.h"
-#include "cli/options.h"
-#include "cli/report.h"
-#include "cli/secret_input.h"
-#include "keys.h"
+#include "cli/input.h"
 #include "result_code.h"
 #include "sharinglogin.h"
 #include "subcommands/table.h"
-#include "terminal/json.h"
-#include "terminal/text.h"
 
 namespace command {
 
 namespace {
-
-const char kSessionVariable[] = "SHARING_SID";
 
 struct Options {
   bool json = false;
@@ -38,11 +26,6 @@ struct Result {
   std::string session_id;  // of a login that succeeded
 };
 
-std::string MeaningText(int code, const char* meaning) {
-  const bool failed = code == SHARING_LOGIN_GENERAL_FAILURE;  // of a check, too
-  return meaning + std::string(failed ? "; see the system log" : "");
-}
-
 const char* TextOrNull(const std::string& text) {
   return text.empty() ? nullptr : text.c_str();
 }
@@ -58,11 +41,11 @@ Result Visit(const Options& options, const admin::Secret& password,
   if (options.action == "login") {
     std::string out;
     const int code = VEXO::VexoSharingLogin(out, &params, false);
-    return {code, MeaningText(code, VexoSharingLoginMeaning(code)), out};
+    return {code, VexoSharingLoginMeaning(code), out};
   }
   if (options.action == "check") {
     const int code = VEXO::VexoSharingIsAuthorized(&params);
-    return {code, MeaningText(code, VexoSharingCheckMeaning(code)), ""};
+    return {code, VexoSharingCheckMeaning(code), ""};
   }
   const bool done = VEXO::VexoSharingLogout(options.hash, session);
   return {done ? 1 : 0, done ? "logged out" : "not logged in to this link", ""};
@@ -70,11 +53,10 @@ Result Visit(const Options& options, const admin::Secret& password,
 
 void Print(const Options& options, const Result& result) {
   if (options.json) {
-    Json::Value out(Json::objectValue);
-    out["action"] = options.action;
-    out["hash"] = options.hash;
-    out["result"] = result.code;
-    out["meaning"] = result.meaning;
+    Json::Value out = JsonObject({{"action", options.action},
+                                  {"hash", options.hash},
+                                  {"result", result.code},
+                                  {"meaning", result.meaning}});
     if (!result.session_id.empty()) out["session_id"] = result.session_id;
     PrintJson(out);
     return;
@@ -88,53 +70,47 @@ ExitCode Run(const Options& options) {
   if (options.password_stdin && !ReadSecret("password", password)) return kUsageError;
   // Only a login works without a session; a given one is used again.
   admin::Secret session;
-  const char* const variable = getenv(kSessionVariable);
+  const char* const variable = getenv("SHARING_SID");
   const std::string given = variable == nullptr ? "" : variable;
   if (given.empty() && options.action != "login" && !ReadSecret("session id", session)) {
     return kUsageError;
   }
   admin::DatabaseAccess access;  // reports what the library would only log
-  if (admin::Error error =
-          access.Open(VEXO::sharing::SZF_SHARING_DB_PATH, admin::Access::kWrite)) {
-    return Fail(error);
-  }
+  const Error error = access.Open(VEXO::sharing::SZF_SHARING_DB_PATH, Access::kWrite);
+  if (error) return Fail(error);
   setenv("REMOTE_ADDR", options.address.c_str(), 1);
-  const Result result = Visit(options, password, given.empty() ? session.text() : given);
+  Result result = Visit(options, password, given.empty() ? session.text() : given);
+  // The same code for a login and a check.
+  if (result.code == SHARING_LOGIN_GENERAL_FAILURE) {
+    result.meaning += "; see the system log";
+  }
   Print(options, result);
   return result.code == SHARING_LOGIN_SUCCESS ? kSuccess : kRefused;
 }
 
-CLI::Validator Address() {
-  return CLI::Validator(
-      [](std::string& text) -> std::string {
-        unsigned char address[sizeof(in6_addr)];
-        const bool good = inet_pton(AF_INET, text.c_str(), address) == 1 ||
-                          inet_pton(AF_INET6, text.c_str(), address) == 1;
-        return good ? "" : "invalid IP address \"" + text + "\"";
-      },
-      "");
+std::string CheckAddress(const std::string& text) {
+  unsigned char address[sizeof(in6_addr)];
+  const bool good = inet_pton(AF_INET, text.c_str(), address) == 1 ||
+                    inet_pton(AF_INET6, text.c_str(), address) == 1;
+  return good ? "" : "invalid IP address \"" + text + "\"";
 }
 
 }  // namespace
 
-void AddVisit(CLI::App& command, Action& action) {
+Action AddVisit(CLI::App& command) {
   const auto options = std::make_shared<Options>();
   AddHash(command, options->hash);
-  command.add_option("ACTION", options->action, "login, check or logout")
-      ->required()
-      ->check(OneOf({"login", "check", "logout"}));
-  command
-      .add_option("--address", options->address,
-                  "IP address of the visitor (default: 127.0.0.1)")
-      ->transform(Address())
-      ->type_name("IP");
-  command.add_option("--user", options->user, "user name, for links protected by users")
-      ->transform(NotEmpty())
-      ->type_name("USER");
+  AddValue(command, "ACTION", options->action, "ACTION",
+           OneOf({"login", "check", "logout"}), "login, check or logout")
+      ->required();
+  AddValue(command, "--address", options->address, "IP", CLI::Validator(CheckAddress, ""),
+           "IP address of the visitor (default: 127.0.0.1)");
+  AddValue(command, "--user", options->user, "USER", NotEmpty(),
+           "user name, for links protected by users");
   command.add_flag("--password-stdin", options->password_stdin,
                    "read the password from standard input");
   AddJson(command, options->json);
-  SetAction(command, action, options, Run);
+  return [options] { return Run(*options); };
 }
 
 }  // namespace command

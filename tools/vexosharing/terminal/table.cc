@@ -11,7 +11,6 @@ namespace command {
 
 namespace {
 
-const char kGap[] = "  ";
 constexpr size_t kGapWidth = 2;
 constexpr size_t kBatch = 500;
 constexpr size_t kLeastWidth = 5;  // no column is cut to less
@@ -50,84 +49,77 @@ std::vector<std::string> Parts(std::string text, size_t column) {
 Table::Cell::Cell(const std::string& cell_text, Style cell_style)
     : text(Printable(cell_text)), style(cell_style) {}
 
-Table::Table(const std::vector<Column>& columns) {
+Table::Table(const std::vector<Column>& columns) : rows_(1), widths_(columns.size()) {
   for (const Column& column : columns) {
-    headings_.emplace_back(column.heading, Style::kHeading);
-    widths_.push_back(DisplayWidth(column.heading));
+    rows_.front().emplace_back(column.heading, Style::kHeading);
     may_be_cut_.push_back(column.may_be_cut);
   }
 }
 
-Table::~Table() { Flush(); }
+Table::~Table() {
+  if (has_rows_) Flush();
+}
 
 void Table::Add(std::vector<Cell> row) {
+  has_rows_ = true;
   rows_.push_back(std::move(row));
-  if (rows_.size() == kBatch) Flush();
+  if (rows_.size() >= kBatch) Flush();
 }
 
 void Table::Flush() {
-  if (rows_.empty()) return;
   for (const std::vector<Cell>& row : rows_) {
     for (size_t i = 0; i < row.size(); ++i) {
       widths_[i] = std::max(widths_[i], DisplayWidth(row[i].text));
     }
   }
   if (IsOutputTerminal()) KeepToTerminal();
-  if (!begun_) Write(headings_);
-  begun_ = true;
   for (const std::vector<Cell>& row : rows_) Write(row);
   rows_.clear();
 }
 
 void Table::KeepToTerminal() {
+  const size_t gaps = kGapWidth * (widths_.size() - 1);
   for (const bool every_column : {false, true}) {
-    while (TotalWidth() > TerminalWidth()) {
-      size_t widest = widths_.size();
+    while (std::accumulate(widths_.begin(), widths_.end(), gaps) > TerminalWidth()) {
+      size_t* widest = nullptr;
       for (size_t i = 0; i < widths_.size(); ++i) {
         const bool may_be_cut = may_be_cut_[i] || (every_column && i > 0);
-        if (may_be_cut && widths_[i] > kLeastWidth &&
-            (widest == widths_.size() || widths_[i] > widths_[widest])) {
-          widest = i;
+        if (may_be_cut && widths_[i] > (widest == nullptr ? kLeastWidth : *widest)) {
+          widest = &widths_[i];
         }
       }
-      if (widest == widths_.size()) break;
-      --widths_[widest];
+      if (widest == nullptr) break;
+      --*widest;
     }
   }
 }
 
-size_t Table::TotalWidth() const {
-  return std::accumulate(widths_.begin(), widths_.end(),
-                         kGapWidth * (widths_.size() - 1));
-}
-
 void Table::Write(const std::vector<Cell>& row) const {
   for (size_t i = 0; i < row.size(); ++i) {
-    const bool last = i + 1 == row.size();
     const std::string text =
         IsOutputTerminal() ? Fit(row[i].text, widths_[i]) : row[i].text;
     std::cout << Styled(text, row[i].style);
-    if (!last) {
-      const size_t width = DisplayWidth(text);
-      std::cout << std::string(widths_[i] - std::min(width, widths_[i]), ' ') << kGap;
-    }
+    if (i + 1 == row.size()) break;
+    std::cout << std::string(widths_[i] - DisplayWidth(text) + kGapWidth, ' ');
   }
   std::cout << "\n";
 }
 
 void DetailList::Add(const std::string& name, const std::string& text, Style style) {
-  lines_.push_back({name.empty() ? "" : Printable(name) + ":", Printable(text), style});
+  const Table::Cell heading(name.empty() ? "" : name + ":", Style::kHeading);
+  lines_.emplace_back(heading, Table::Cell(text, style));
 }
 
 DetailList::~DetailList() {
   size_t column = 0;
-  for (const Line& line : lines_) column = std::max(column, DisplayWidth(line.name));
-  column += kGapWidth;
-  for (const Line& line : lines_) {
-    std::cout << Styled(line.name, Style::kHeading);
-    size_t indent = column - DisplayWidth(line.name);
-    for (const std::string& part : Parts(line.text, column)) {
-      std::cout << std::string(indent, ' ') << Styled(part, line.style) << "\n";
+  for (const auto& [name, value] : lines_) {
+    column = std::max(column, DisplayWidth(name.text) + kGapWidth);
+  }
+  for (const auto& [name, value] : lines_) {
+    std::cout << Styled(name.text, name.style);
+    size_t indent = column - DisplayWidth(name.text);
+    for (const std::string& part : Parts(value.text, column)) {
+      std::cout << std::string(indent, ' ') << Styled(part, value.style) << "\n";
       indent = column;
     }
   }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "terminal/terminal.h"
@@ -43,14 +44,12 @@ class Table {
  private:
   void Flush();
   void KeepToTerminal();
-  size_t TotalWidth() const;
   void Write(const std::vector<Cell>& row) const;
 
-  std::vector<Cell> headings_;
-  std::vector<std::vector<Cell>> rows_;
+  std::vector<std::vector<Cell>> rows_;  // not written yet; the headings are the first
   std::vector<size_t> widths_;
   std::vector<bool> may_be_cut_;
-  bool begun_ = false;
+  bool has_rows_ = false;
 };
 
 /// Names and values in two columns.  On a terminal, long values continue on the next
@@ -67,13 +66,7 @@ class DetailList {
   void Add(const std::string& name, const std::string& text, Style style = Style::kPlain);
 
  private:
-  struct Line {
-    std::string name;
-    std::string text;
-    Style style;
-  };
-
-  std::vector<Line> lines_;
+  std::vector<std::pair<Table::Cell, Table::Cell>> lines_;
 };
 
 }  // namespace command

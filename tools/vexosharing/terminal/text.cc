@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <iterator>
+#include <string_view>
 
 namespace command {
 
@@ -12,39 +13,30 @@ namespace {
 
 const char kEllipsis[] = "\xE2\x80\xA6";
 
-/// Whether the character changes the writing direction.
-bool TurnsDirection(char32_t code) {
-  return code == 0x061C || (code >= 0x200E && code <= 0x200F) ||
-         (code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069);
+constexpr std::u32string_view kTurnsDirection =
+    U"\u061C\u200E\u200F\u202A\u202B\u202C\u202D\u202E\u2066\u2067\u2068\u2069";
+
+int WidthOf(char32_t code) { return wcwidth(static_cast<wchar_t>(code)); }
+
+std::string Escape(const char* format, unsigned int code) {
+  char escape[11];
+  snprintf(escape, sizeof(escape), format, code);
+  return escape;
 }
 
 std::string EscapeByte(unsigned char byte) {
-  switch (byte) {
-    case '\n':
-      return "\\n";
-    case '\r':
-      return "\\r";
-    case '\t':
-      return "\\t";
-    default:
-      char escape[5];
-      snprintf(escape, sizeof(escape), "\\x%02x", byte);
-      return escape;
-  }
+  if (byte == '\n') return "\\n";
+  if (byte == '\r') return "\\r";
+  if (byte == '\t') return "\\t";
+  return Escape("\\x%02x", byte);
 }
-
-size_t WidthOf(char32_t code) { return wcwidth(static_cast<wchar_t>(code)); }
 
 std::string PrintableCharacter(char32_t code) {
   if (code < 0x20 || code == 0x7F) return EscapeByte(code);
+  const bool turns = kTurnsDirection.find(code) != std::u32string_view::npos;
+  if (turns || WidthOf(code) < 0) return Escape("\\u%04x", code);
   std::string out;
-  if (TurnsDirection(code) || wcwidth(static_cast<wchar_t>(code)) < 0) {
-    char escape[11];
-    snprintf(escape, sizeof(escape), "\\u%04x", static_cast<unsigned int>(code));
-    out = escape;
-  } else {
-    utf8::unchecked::append(code, std::back_inserter(out));
-  }
+  utf8::unchecked::append(code, std::back_inserter(out));
   return out;
 }
 
@@ -94,6 +86,15 @@ std::string Join(const std::vector<std::string>& texts) {
     out += text;
   }
   return out;
+}
+
+std::string JoinFirst(std::vector<std::string> texts) {
+  constexpr size_t kFirst = 10;
+  if (texts.size() > kFirst) {
+    texts[kFirst] = "and " + std::to_string(texts.size() - kFirst) + " more";
+    texts.resize(kFirst + 1);
+  }
+  return Join(texts);
 }
 
 }  // namespace command

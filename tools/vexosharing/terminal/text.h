@@ -23,4 +23,7 @@ std::string Counted(long count, const std::string& noun);
 
 std::string Join(const std::vector<std::string>& texts);
 
+/// The first ten texts, and how many more there are.
+std::string JoinFirst(std::vector<std::string> texts);
+
 }  // namespace command

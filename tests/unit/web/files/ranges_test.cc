@@ -59,6 +59,7 @@ TEST(ParseRanges, NothingOfTheFile_IsUnsatisfiable) {
   EXPECT_EQ(Selected("bytes=10-20"), "none");
   EXPECT_EQ(Selected("bytes=-0"), "none");
   EXPECT_EQ(Selected("bytes=99999999999999999999999999-"), "none");
+  EXPECT_EQ(Selected("bytes=18446744073709551616-"), "none");  // 2^64
   EXPECT_EQ(Selected("bytes=10-,-0"), "none");
   EXPECT_EQ(Selected("bytes=0-", 0), "none");
 }

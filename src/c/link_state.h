@@ -1,0 +1,17 @@
+#pragma once
+
+#include "entry.h"
+#include "sharing_link.h"
+
+/// The state of a link at the time `now`, by the rule of the login.  Entry::IsValid
+/// allows one use more.
+inline VexoSharingLinkState StateOfLink(const VEXO::sharing::record::Entry& link,
+                                        long now) {
+  if (!link.get_enabled()) return SHARING_LINK_DISABLED;
+  if (link.get_start_at() > now) return SHARING_LINK_NOT_STARTED;
+  if (link.get_expire_at() > 0 && link.get_expire_at() < now) return SHARING_LINK_EXPIRED;
+  const bool limited = link.get_expire_times() > 0;
+  return limited && link.get_use_count() >= link.get_expire_times()
+             ? SHARING_LINK_USE_LIMIT_REACHED
+             : SHARING_LINK_USABLE;
+}

@@ -1,0 +1,192 @@
+"""The program as FastCGI server."""
+
+import os
+import signal
+
+from fastcgi_support import (FastCgiTransport, children, is_running, memory, wait_until)
+from web_support import PASSWORD, CgiTransport, Visitor, WebTest, main, needs_program
+
+SETTINGS = "/usr/vexo/etc/web.conf"
+LARGEST_MEMORY = 32 << 10  # kB
+
+
+@needs_program
+class FastCgiTest(WebTest):
+    settings = ""
+
+    def setUp(self):
+        super().setUp()
+        if self.settings:
+            with open(SETTINGS, "w", encoding="utf-8") as file:
+                file.write(self.settings)
+            self.addCleanup(os.unlink, SETTINGS)
+        self.server = FastCgiTransport(self.folder.parent)
+        self.addCleanup(self.stop)
+        self.visitor = Visitor(self.server)
+
+    def stop(self):
+        if self.server.process.returncode is None:
+            self.server.stop()
+        self.server.listener.close()
+
+    def stalled(self, link, name):
+        """A connection whose visitor has read only the beginning of a file."""
+        connection = self.server.connect()
+        self.addCleanup(connection.socket.close)
+        connection.send(self.server.environment(
+            "GET", f"{link}/{name}", {"Host": "x"}, self.visitor.address))
+        connection.socket.sendall(b"\x01\x05\x00\x01\x00\x00\x00\x00")
+        connection.read_some(1)
+        return connection
+
+
+class OneWorkerTest(FastCgiTest):
+    settings = "workers = 1\ndownloads = 6\n"
+
+    def test_answers_one_request_after_the_other(self):
+        self.write("notes.txt")
+        link = self.share(password=PASSWORD)
+        self.assertEqual(self.visitor.get(link + "/").page, "login")
+        self.log_in(link)
+        self.assertEqual(self.visitor.get(link + "/").page, "folder")
+        answer = self.visitor.get(link + "/notes.txt")
+        self.assertEqual((answer.body, answer.ended), (b"content\n", True))
+        self.assertEqual(len(self.server.workers()), 1)
+
+    def test_nothing_of_a_request_reaches_the_next(self):
+        link = self.share(password=PASSWORD)
+        users = self.share("--user", "alice")
+        self.log_in(link)
+        stranger = Visitor(self.server)
+        for target in (link, users):
+            self.assertEqual(stranger.get(target + "/").status, 401)
+            self.assertEqual(stranger.post(target).status, 401)
+            self.assertEqual(stranger.send("POST", target, b"x=y").status, 401)
+        self.assertEqual(self.visitor.get(link + "/", accept_language="de",
+                                          HTTPS="on").header("Content-Language"), "de")
+        answer = stranger.post(link, password=PASSWORD)
+        self.assertNotIn("Secure", answer.header("Set-Cookie"))
+        self.assertEqual(stranger.get(link + "/").header("Content-Language"), "en")
+
+    def test_addresses_are_those_of_each_request(self):
+        link = self.share(password=PASSWORD)
+        guesser = Visitor(self.server)
+        for _ in range(10):
+            guesser.post(link, password="x")
+        self.assertEqual(guesser.get(link).status, 429)
+        self.assertEqual(self.visitor.get(link).status, 401)
+
+    def test_stalled_downloads_keep_nobody_waiting(self):
+        self.write("large.bin", bytes(8 << 20))
+        link = self.share()
+        stalled = [self.stalled(link, "large.bin") for _ in range(6)]
+        self.assertEqual(self.visitor.get(link + "/").page, "folder")
+        (worker,) = self.server.workers()
+        self.assertEqual(len(children(worker)), 6)
+        while stalled[0].read_some():  # a visitor who goes on reading gets all of it
+            pass
+        self.assertTrue(stalled[0].ended)
+        self.assertGreater(len(stalled[0].output), 8 << 20)
+
+    def test_downloads_are_bounded_and_those_that_have_ended_are_forgotten(self):
+        self.write("large.bin", bytes(8 << 20))
+        link = self.share()
+        open_downloads = [self.stalled(link, "large.bin") for _ in range(6)]
+        answer = self.visitor.get(link + "/large.bin")
+        self.assertEqual((answer.status, answer.page), (503, "error"))
+        self.assertTrue(answer.header("Retry-After"))
+        for connection in open_downloads:
+            connection.socket.close()
+        (worker,) = self.server.workers()
+        wait_until(lambda: not any(is_running(child) for child in children(worker)))
+        self.assertEqual(len(self.visitor.get(link + "/large.bin").body), 8 << 20)
+        self.assertLessEqual(len(children(worker)), 1)
+
+    def test_large_body_is_sent_whole_and_ended(self):
+        content = os.urandom(5 << 20)
+        self.write("large.bin", content)
+        answer = self.visitor.get(self.share() + "/large.bin")
+        self.assertEqual((answer.body, answer.ended), (content, True))
+
+    def test_body_that_cannot_be_sent_whole_is_not_ended(self):
+        path = self.write("large.bin", bytes(64 << 20))
+        connection = self.stalled(self.share(), "large.bin")
+        os.truncate(path, 0)
+        while connection.read_some():
+            pass
+        self.assertFalse(connection.ended)
+        self.assertLess(len(connection.output), 64 << 20)
+
+    def test_body_that_does_not_arrive_ends_the_request(self):
+        link = self.share(password=PASSWORD)
+        connection = self.server.connect()
+        self.addCleanup(connection.socket.close)
+        connection.send(self.server.environment(
+            "POST", link, {"Host": "x", "Content-Type": "application/x-www-form-urlencoded",
+                           "Content-Length": "99"}, self.visitor.address), b"password=")
+        while connection.read_some():
+            pass
+        self.assertIn(b"Status: 400", connection.output)
+
+    def test_connection_that_breaks_off_does_no_harm(self):
+        link = self.share()
+        for count in (0, 4, 30):
+            with self.server.connect() as connection:
+                connection.socket.sendall(
+                    b"\x01\x01\x00\x01\x00\x08\x00\x00" + b"\x00\x01" + bytes(6)
+                    + b"\x01\x04\x00\x01\x00\x10\x00\x00"[:count])
+        self.assertEqual(self.visitor.get(link + "/").page, "folder")
+
+    def test_memory_is_bounded_whatever_is_sent(self):
+        for index in range(3000):
+            self.write(f"many/{index:0200}")
+        self.write("text.txt", b'<"&' * (1 << 20))
+        self.write("large.bin", bytes(64 << 20))
+        link = self.share()
+        for target in ("/many/", "/text.txt?view", "/large.bin", "/?zip", "/many/?zip",
+                       "/" + "x/" * 3000, "/many/?q=" + "y" * 4000):
+            self.visitor.get(link + target, accept_language="de," * 1000)
+        self.visitor.send("POST", link, bytes(4 << 20))
+        self.assertEqual(self.visitor.get(link + "/").status, 200)
+        (worker,) = self.server.workers()
+        self.assertLess(memory(worker), LARGEST_MEMORY)
+
+
+class WorkersTest(FastCgiTest):
+    settings = "workers = 3\n"
+
+    def test_worker_that_ends_is_replaced(self):
+        wait_until(lambda: len(self.server.workers()) == 3)
+        first = self.server.workers()
+        os.kill(first[0], signal.SIGKILL)
+        wait_until(lambda: first[0] not in self.server.workers()
+                   and len(self.server.workers()) == 3)
+        self.assertEqual(self.visitor.get(self.share() + "/").page, "folder")
+
+    def test_termination_ends_all_processes(self):
+        wait_until(lambda: len(self.server.workers()) == 3)
+        workers = self.server.workers()
+        self.assertEqual(self.server.stop(), 0)
+        self.assertFalse(any(is_running(worker) for worker in workers))
+
+    def test_workers_end_with_the_process_that_started_them(self):
+        wait_until(lambda: len(self.server.workers()) == 3)
+        workers = self.server.workers()
+        self.server.process.kill()
+        self.server.process.wait(60)
+        wait_until(lambda: not any(is_running(worker) for worker in workers))
+
+
+class SettingsTest(WebTest):
+    @needs_program
+    def test_language_of_the_settings_is_that_of_visitors_who_ask_for_none(self):
+        with open(SETTINGS, "w", encoding="utf-8") as file:
+            file.write("language = fr\nlanguage = klingon\nnonsense\n")
+        self.addCleanup(os.unlink, SETTINGS)
+        for accepted, language in ((None, "fr"), ("pt", "fr"), ("de", "de"), ("*", "fr")):
+            answer = Visitor(CgiTransport()).get("/sharing/none", accept_language=accepted)
+            self.assertEqual(answer.header("Content-Language"), language)
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,119 @@
+#include <grp.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <utf8cpp/utf8.h>
+
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <system_error>
+
+#include "subcommands/create.h"
+#include "subcommands/table.h"
+
+namespace command {
+
+namespace {
+
+const char kProject[] = "files";
+const char kPathMember[] = "path";
+constexpr long kLifetime = 30L * 24 * 3600;  // seconds
+
+// What the kernel makes up, and the secrets of this machine's links.
+const char* const kNeverShared[] = {"/proc", "/sys", "/dev", "/usr/vexo/etc"};
+
+struct Options : CreateOptions {
+  std::string path;
+};
+
+/// Whether the account can read the file or the directory.  Only root can find that out
+/// for another account.
+bool CanRead(const passwd& account, const std::string& path, int access_mode) {
+  if (geteuid() != 0) {
+    return geteuid() == account.pw_uid && access(path.c_str(), access_mode) == 0;
+  }
+  const pid_t child = fork();
+  if (child == 0) {
+    const bool can = initgroups(account.pw_name, account.pw_gid) == 0 &&
+                     setgid(account.pw_gid) == 0 && setuid(account.pw_uid) == 0 &&
+                     access(path.c_str(), access_mode) == 0;
+    _exit(can ? 0 : 1);
+  }
+  int status = -1;
+  while (child != -1 && waitpid(child, &status, 0) == -1 && errno == EINTR) continue;
+  return status == 0;
+}
+
+/// Why the path cannot be shared; empty when it can.
+std::string WhyNotShared(const std::string& path, mode_t mode) {
+  if (!S_ISREG(mode) && !S_ISDIR(mode)) {
+    return "neither a file nor a directory";
+  }
+  for (const std::string folder : kNeverShared) {
+    if ((path + "/").rfind(folder + "/", 0) == 0) return folder + " cannot be shared";
+  }
+  return utf8::is_valid(path) ? "" : "the name is not valid UTF-8";
+}
+
+ExitCode Refuse(const Options& options, const std::string& reason) {
+  return Fail(kRefused, options.path + ": " + reason);
+}
+
+ExitCode Share(Options& options) {
+  const ExitCode exit_code = ReadInputs(options.link);
+  if (exit_code != kSuccess) return exit_code;
+  admin::LinkSettings& settings = options.link.settings;
+  if (settings.app && settings.app->isMember(kPathMember)) {
+    return Fail(kUsageError, "--app: \"path\" is set to PATH");
+  }
+  std::error_code reason;
+  const std::string path = std::filesystem::canonical(options.path, reason);
+  if (reason) return Refuse(options, reason.message());
+  struct stat status = {};
+  if (stat(path.c_str(), &status) == -1) return Refuse(options, strerror(errno));
+  const std::string why_not = WhyNotShared(path, status.st_mode);
+  if (!why_not.empty()) return Refuse(options, why_not);
+  if (!settings.owner && status.st_uid == 0) {
+    return Refuse(options, "belongs to root; name the owner with --owner");
+  }
+  if (!settings.owner) {
+    const passwd* const owner = getpwuid(status.st_uid);
+    settings.owner = owner ? owner->pw_name : std::to_string(status.st_uid);
+  }
+  std::optional<unsigned int> uid;
+  const Error error = admin::FindOwner(*settings.owner, true, uid);
+  if (error) return Fail(error);
+  const passwd* const account = getpwuid(*uid);
+  const int access_mode = S_ISDIR(status.st_mode) ? R_OK | X_OK : R_OK;
+  if (account == nullptr || !CanRead(*account, path, access_mode)) {
+    return Refuse(options, *settings.owner + " cannot read it");
+  }
+
+  settings.project = kProject;
+  if (!settings.app) settings.app = Json::Value(Json::objectValue);
+  (*settings.app)[kPathMember] = path;
+  if (!settings.expire_at) settings.expire_at = time(nullptr) + kLifetime;
+  if (!settings.match_ip) settings.match_ip = false;
+  return StoreNewLink(options);
+}
+
+}  // namespace
+
+Action AddShare(CLI::App& command) {
+  const auto options = std::make_shared<Options>();
+  command.add_option("PATH", options->path, "file or directory")->required();
+  AddCreateOptions(command, *options);
+  command.remove_option(command.get_option("--project"));
+  command.remove_option(command.get_option("--no-match-ip"));
+  AddSwitch(command, "--match-ip", options->link.settings.match_ip, true,
+            "visitors must keep their IP address");
+  return [options] { return Share(*options); };
+}
+
+}  // namespace command
