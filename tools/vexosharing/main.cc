@@ -11,7 +11,6 @@
 
 #include "admin/database_access.h"
 #include "base/standard_streams.h"
-#include "cli/interrupt.h"
 #include "cli/report.h"
 #include "subcommands/table.h"
 #include "terminal/text.h"
@@ -100,15 +99,16 @@ std::string UsageErrorText(const CLI::App& app, const CLI::ParseError& error) {
 /// The arguments in the order of the parser, from the last to the first.  The parser
 /// would use the argument after "--name=" as its value, so an empty argument is inserted.
 std::vector<std::string> Arguments(int argc, char** argv) {
-  const std::vector<std::string> given(argv + 1, argv + argc);
-  const auto options_end = std::find(given.begin(), given.end(), "--");
+  char** const options_end = std::find(argv, argv + argc, std::string("--"));
   std::vector<std::string> arguments;
-  for (auto at = given.end(); at != given.begin();) {
-    const std::string argument = *--at;
-    const bool empty_value = at < options_end && argument.rfind("--", 0) == 0 &&
-                             argument.find('=') == argument.size() - 1;
-    if (empty_value) arguments.emplace_back();
-    arguments.push_back(empty_value ? argument.substr(0, argument.size() - 1) : argument);
+  for (char** at = argv + argc; --at > argv;) {
+    std::string argument = *at;
+    if (at < options_end && argument.rfind("--", 0) == 0 &&
+        argument.find('=') == argument.size() - 1) {
+      argument.pop_back();
+      arguments.emplace_back();
+    }
+    arguments.push_back(argument);
   }
   return arguments;
 }

@@ -4,24 +4,13 @@
 
 #include <algorithm>
 #include <ctime>
-#include <functional>
 #include <limits>
-#include <utility>
 
 #include "base/number.h"
 #include "cli/date.h"
 #include "terminal/text.h"
 
 namespace command {
-
-namespace {
-
-/// A validator that adds nothing to the help.
-CLI::Validator Checked(std::function<std::string(std::string&)> check) {
-  return {std::move(check), ""};
-}
-
-}  // namespace
 
 void AddJson(CLI::App& command, bool& json) {
   command.add_flag("--json", json, "print JSON; times are in seconds since the epoch");
@@ -47,7 +36,7 @@ void AddHash(CLI::App& command, std::string& hash) {
 }
 
 CLI::Validator WholeNumber(int least) {
-  return Checked([least](std::string& text) -> std::string {
+  return CLI::Validator().operation([least](std::string& text) -> std::string {
     const int most = std::numeric_limits<int>::max();
     const std::optional<int> number = VEXO::base::ParseNumber(text, least, most);
     if (!number) {
@@ -60,7 +49,7 @@ CLI::Validator WholeNumber(int least) {
 }
 
 CLI::Validator Date() {
-  return Checked([](std::string& text) -> std::string {
+  return CLI::Validator().operation([](std::string& text) -> std::string {
     long seconds = 0;
     const std::string reason = ParseDate(text, time(nullptr), seconds);
     if (!reason.empty()) return "invalid date \"" + text + "\": " + reason;
@@ -70,26 +59,26 @@ CLI::Validator Date() {
 }
 
 CLI::Validator Utf8() {
-  return Checked([](const std::string& text) {
+  return CLI::Validator().operation([](const std::string& text) {
     return utf8::is_valid(text) ? "" : "not valid UTF-8";
   });
 }
 
 CLI::Validator NotEmpty() {
-  return Checked([](std::string& text) {
+  return CLI::Validator().operation([](std::string& text) {
     return text.empty() ? "must not be empty" : Utf8()(text);
   });
 }
 
 CLI::Validator OneOf(const std::vector<std::string>& words) {
-  return Checked([words](const std::string& text) -> std::string {
+  return CLI::Validator().operation([words](const std::string& text) -> std::string {
     if (std::find(words.begin(), words.end(), text) != words.end()) return "";
     return "invalid value \"" + text + "\": must be one of " + Join(words);
   });
 }
 
 CLI::Validator HashOrUrl() {
-  return Checked([](std::string& text) -> std::string {
+  return CLI::Validator().operation([](std::string& text) -> std::string {
     const std::string folder = "/sharing/";  // of every URL of a link
     const size_t scheme = text.find("://");
     if (scheme == std::string::npos) return "";

@@ -1,15 +1,32 @@
 #include "cli/report.h"
 
 #include <poll.h>
+#include <signal.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <ctime>
 #include <iostream>
-#include <utility>
 
 #include "admin/json_text.h"
 #include "terminal/text.h"
 
 namespace command {
+
+namespace {
+
+std::atomic<time_t> interrupted_at = 0;  // 0: not yet
+
+void Note(int /*signal*/) {
+  const time_t now = time(nullptr);
+  if (interrupted_at == 0) {
+    interrupted_at = now;
+  } else if (now > interrupted_at) {  // and not the same one, sent to process and group
+    _exit(kInterrupted);
+  }
+}
+
+}  // namespace
 
 void ReportError(const std::string& text) {
   std::cerr << "vexosharing: " << Printable(text) << "\n";
@@ -48,9 +65,30 @@ ExitCode CloseOutput(ExitCode exit_code) {
               "cannot write to standard output: the output is incomplete");
 }
 
+void CatchInterrupt() {
+  struct sigaction action = {};
+  action.sa_handler = Note;  // without SA_RESTART: waiting for input ends
+  sigaction(SIGINT, &action, nullptr);
+  sigaction(SIGTERM, &action, nullptr);
+  struct sigaction hangup = {};
+  sigaction(SIGHUP, nullptr, &hangup);
+  if (hangup.sa_handler == SIG_IGN) return;  // started by nohup
+  sigaction(SIGHUP, &action, nullptr);
+}
+
+bool Interrupted() { return interrupted_at != 0; }
+
 void PrintJson(const Json::Value& value) { std::cout << admin::JsonText(value) << "\n"; }
 
-void JsonArrayWriter::Begin() const { std::cout << "["; }
+void PrintResult(bool json,
+                 std::initializer_list<std::pair<const char*, Json::Value>> members,
+                 const std::string& text) {
+  if (json) {
+    PrintJson(admin::JsonObject(members));
+  } else {
+    std::cout << Printable(text) << "\n";
+  }
+}
 
 void JsonArrayWriter::Add(const Json::Value& element) {
   std::cout << (empty_ ? "\n" : ",\n") << admin::JsonText(element);

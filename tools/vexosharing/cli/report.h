@@ -2,7 +2,9 @@
 
 #include <json/value.h>
 
+#include <initializer_list>
 #include <string>
+#include <utility>
 
 #include "admin/error.h"
 
@@ -39,15 +41,27 @@ bool FlushOutput();
 /// kReaderLeft, without a message, when its reader has closed it ("list | head").
 ExitCode CloseOutput(ExitCode exit_code);
 
+/// Installs signal handlers: from now on an interrupt (SIGINT, SIGTERM, or SIGHUP where
+/// it is not ignored) is only noted: long operations check for it between rows or
+/// batches.  Another one, a second or more later, ends the program at once.
+void CatchInterrupt();
+
+/// Whether there was one; this stays true.
+bool Interrupted();
+
 /// Writes the value to standard output, in a line of its own.
 void PrintJson(const Json::Value& value);
 
-/// Writes an array element by element to standard output, one on each line, so that only
-/// one element is held in memory.  It stays open until End, so that an incomplete one is
-/// not valid JSON.
+/// Prints the result of an operation: an object of the members, or else the text.
+void PrintResult(bool json,
+                 std::initializer_list<std::pair<const char*, Json::Value>> members,
+                 const std::string& text);
+
+/// Writes an array, which the caller has begun with "[", element by element to standard
+/// output, one on each line, so that only one element is held in memory.  It stays open
+/// until End, so that an incomplete one is not valid JSON.
 class JsonArrayWriter {
  public:
-  void Begin() const;
   void Add(const Json::Value& element);
   void End() const;
 

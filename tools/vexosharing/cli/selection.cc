@@ -8,7 +8,6 @@
 
 #include "admin/database_access.h"
 #include "admin/json_text.h"
-#include "cli/interrupt.h"
 #include "cli/link_text.h"
 #include "cli/report.h"
 #include "terminal/text.h"
@@ -113,6 +112,7 @@ ExitCode ForEachLink(const Selection& selection, const std::string& verb,
   if (!Confirms(selection, verb + " " + links + "?")) {
     return Fail(kRefused, "nothing was changed");
   }
+  const std::string of_all = " of " + links + " " + verb + "d";
   LinkAdmin admin(access.database(), Interrupted);
   ExitCode exit_code = kSuccess;
   std::function<std::string()> undo;
@@ -132,9 +132,8 @@ ExitCode ForEachLink(const Selection& selection, const std::string& verb,
       error = action(admin, hash, change);
     }
     if (Interrupted() && (error || change.json.empty())) {
-      exit_code =
-          Fail(kInterrupted, "interrupted: " + std::to_string(out["items"].size()) +
-                                 " of " + links + " " + verb + "d");
+      exit_code = Fail(kInterrupted,
+                       "interrupted: " + std::to_string(out["items"].size()) + of_all);
       break;
     }
     if (error) {

@@ -2,7 +2,7 @@
 
 #include <sys/stat.h>
 
-#include "cli/new_file.h"
+#include "cli/file.h"
 #include "subcommands/table.h"
 #include "terminal/terminal.h"
 
@@ -45,13 +45,9 @@ ExitCode Backup(const Options& options) {
   stat(file.working_path().c_str(), &status);
   if (!file.Publish()) return kRefused;
   if (file.is_standard_output()) return kSuccess;
-  if (options.json) {
-    PrintJson(
-        JsonObject({{"file", options.file}, {"bytes", Json::Int64{status.st_size}}}));
-  } else {
-    std::cout << "Wrote " << Counted(status.st_size, "byte") << " to "
-              << Printable(options.file) << ".\n";
-  }
+  PrintResult(options.json,
+              {{"file", options.file}, {"bytes", Json::Int64{status.st_size}}},
+              "Wrote " + Counted(status.st_size, "byte") + " to " + options.file + ".");
   return kSuccess;
 }
 
@@ -61,15 +57,12 @@ ExitCode Restore(const Options& options) {
                                              ShowProgress("copying pages"), restored);
   if (error) return Fail(error);
   const std::string& kept = restored.kept;
-  if (options.json) {
-    PrintJson(JsonObject({{"file", options.file},
-                          {"kept", kept.empty() ? Json::Value() : kept},
-                          {"links", Json::Int64{restored.links}}}));
-  } else {
-    std::cout << "Restored " << Counted(restored.links, "link")
-              << (kept.empty() ? "" : "; the previous database is " + Printable(kept))
-              << ".\n";
-  }
+  PrintResult(options.json,
+              {{"file", options.file},
+               {"kept", kept.empty() ? Json::Value() : kept},
+               {"links", Json::Int64{restored.links}}},
+              "Restored " + Counted(restored.links, "link") +
+                  (kept.empty() ? "" : "; the previous database is " + kept) + ".");
   return kSuccess;
 }
 

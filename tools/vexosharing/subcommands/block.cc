@@ -57,7 +57,7 @@ ExitCode List(const Options& options) {
     return kSuccess;
   }
   if (addresses.empty()) ReportError("no failed logins");
-  Table table({"ADDRESS", "FAILURES", {"SERVICE", true}, "BLOCKED UNTIL"});
+  Table table({{"ADDRESS"}, {"FAILURES"}, {"SERVICE", true}, {"BLOCKED UNTIL"}});
   for (const Address& address : addresses) {
     const long until = address.blocked_until;
     const Table::Cell blocked(until == 0 ? "not blocked" : DateText(until),
@@ -89,13 +89,10 @@ ExitCode Clear(const Options& options) {
   if (cleared == before.end()) {
     return Fail(kRefused, "no failed logins from " + options.address);
   }
-  if (options.json) {
-    PrintJson(JsonObject({{"cleared", cleared->text}}));
-  } else {
-    std::cout << "Cleared " << Printable(NetworkText(cleared->text)) << ": "
-              << Counted(cleared->failures, "failure")
-              << (cleared->blocked_until != 0 ? ", unblocked" : "") << ".\n";
-  }
+  PrintResult(options.json, {{"cleared", cleared->text}},
+              "Cleared " + NetworkText(cleared->text) + ": " +
+                  Counted(cleared->failures, "failure") +
+                  (cleared->blocked_until != 0 ? ", unblocked." : "."));
   return kSuccess;
 }
 

@@ -1,8 +1,7 @@
 #include <cstring>
 
 #include "admin/link_line.h"
-#include "cli/input.h"
-#include "cli/new_file.h"
+#include "cli/file.h"
 #include "subcommands/table.h"
 #include "terminal/terminal.h"
 
@@ -22,7 +21,7 @@ struct ExportOptions : CommonOptions {
 /// Writes every readable link; false, reported, when `file` (null: standard
 /// output) cannot be written.
 bool WriteLinks(admin::LinkReader& reader, bool with_secrets, NewFile* file) {
-  Progress progress("exporting links", reader.total());
+  Progress progress("exporting links");
   Entry link;
   while (std::cout && !Interrupted() && reader.Next(link)) {
     const std::string line = admin::LinkLine(link, with_secrets) + "\n";
@@ -31,21 +30,10 @@ bool WriteLinks(admin::LinkReader& reader, bool with_secrets, NewFile* file) {
     } else if (!file->Append(line)) {
       return false;
     }
-    if (file != nullptr || !IsOutputTerminal()) progress.Show(reader.done());
+    if (file != nullptr || !IsOutputTerminal())
+      progress.Show(reader.done(), reader.total());
   }
   return true;
-}
-
-void Print(const ExportOptions& options, const admin::LinkReader& reader) {
-  const long written = reader.done() - static_cast<long>(reader.unreadable().size());
-  if (options.json) {
-    PrintJson(JsonObject({{"file", options.file},
-                          {"exported", Json::Int64{written}},
-                          {"unreadable", UnreadableJson(reader.unreadable())}}));
-  } else {
-    std::cout << "Exported " << Counted(written, "link") << " to "
-              << Printable(options.file) << ".\n";
-  }
 }
 
 ExitCode Export(const ExportOptions& options) {
@@ -66,7 +54,12 @@ ExitCode Export(const ExportOptions& options) {
   }
   if (file != nullptr) {
     if (!file->Publish()) return kRefused;
-    Print(options, reader);
+    const long written = reader.done() - static_cast<long>(reader.unreadable().size());
+    PrintResult(options.json,
+                {{"file", options.file},
+                 {"exported", Json::Int64{written}},
+                 {"unreadable", UnreadableJson(reader.unreadable())}},
+                "Exported " + Counted(written, "link") + " to " + options.file + ".");
   }
   ReportUnreadable(reader.unreadable());
   return reader.unreadable().empty() ? kSuccess : kRefused;
@@ -90,10 +83,7 @@ class Importer {
 
   /// Imports every line, in batches of one transaction each.
   ExitCode Run() {
-    if (options_.json) {
-      std::cout << "{\"new_hashes\":";
-      new_hashes_.Begin();
-    }
+    if (options_.json) std::cout << "{\"new_hashes\":[";
     bool more = true;
     while (more) {
       more = ReadBatch();
@@ -103,11 +93,11 @@ class Importer {
         return exit_code;
       }
       // Progress on the same terminal would overwrite the JSON array.
-      if (!options_.json || !IsOutputTerminal()) progress_.Show(lines_.number());
+      if (!options_.json || !IsOutputTerminal()) progress_.Show(lines_.number(), 0);
     }
     progress_.Wipe();
     Print();
-    if (!lines_.good()) {
+    if (lines_.error() != 0) {
       return Fail(kRefused, "cannot read beyond line " + std::to_string(lines_.number()) +
                                 ": " + strerror(lines_.error()));
     }
@@ -196,12 +186,12 @@ class Importer {
   JsonArrayWriter new_hashes_;
   admin::ImportCounts counts_;
   long refused_ = 0;
-  Progress progress_{"importing, line", 0};
+  Progress progress_{"importing, line"};
 };
 
 ExitCode Import(const ImportOptions& options) {
   LineReader lines(options.file);
-  if (!lines.good()) {
+  if (lines.error() != 0) {
     return Fail(kRefused, "cannot read " + options.file + ": " + strerror(lines.error()));
   }
   admin::DatabaseAccess access;

@@ -26,14 +26,14 @@ const std::pair<const char*, const char*> kOrders[] = {
 
 /// Names in --columns and their headings.
 const std::pair<const char*, Table::Column> kColumns[] = {
-    {"hash", "HASH"},
+    {"hash", {"HASH"}},
     {"title", {"TITLE", true}},
     {"project", {"PROJECT", true}},
     {"owner", {"OWNER", true}},
-    {"state", "STATE"},
-    {"starts", "STARTS"},
-    {"expires", "EXPIRES"},
-    {"uses", "USES"},
+    {"state", {"STATE"}},
+    {"starts", {"STARTS"}},
+    {"expires", {"EXPIRES"}},
+    {"uses", {"USES"}},
     {"protection", {"PROTECTION", true}},
 };
 
@@ -116,11 +116,11 @@ std::vector<Table::Cell> Cells(const Entry& link, long now,
 /// Reads until the end, until interrupted, or until the output cannot be written.
 template <class Each>
 void ForEach(admin::LinkReader& reader, Each each) {
-  Progress progress("reading links", reader.total());
+  Progress progress("reading links");
   Entry link;
   while (std::cout && !Interrupted() && reader.Next(link)) {
     each(link);
-    if (!IsOutputTerminal()) progress.Show(reader.done());
+    if (!IsOutputTerminal()) progress.Show(reader.done(), reader.total());
   }
 }
 
@@ -141,10 +141,9 @@ void PrintTable(const Options& options, admin::LinkReader& reader, long now) {
 }
 
 void PrintArray(admin::LinkReader& reader, long matching, long now) {
-  std::cout << "{\"total\":" << matching << ",\"items\":";
+  std::cout << "{\"total\":" << matching << ",\"items\":[";
   admin::LinkUrls urls;
   JsonArrayWriter array;
-  array.Begin();
   ForEach(reader, [&](const Entry& link) { array.Add(LinkJson(link, urls, now)); });
   // An incomplete list is not closed, so that it is not valid JSON.
   if (!reader.good() || Interrupted()) return;
@@ -155,8 +154,7 @@ void PrintArray(admin::LinkReader& reader, long matching, long now) {
 
 /// Reports the number of the page and of all pages.
 void ReportPage(const Options& options, long matching) {
-  const long pages =
-      matching / options.page_size + (matching % options.page_size == 0 ? 0 : 1);
+  const long pages = (matching + options.page_size - 1) / options.page_size;
   const std::string page = "page " + std::to_string(options.page);
   const std::string links = Counted(matching, "link");
   ReportError(options.page > pages

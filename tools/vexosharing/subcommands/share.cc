@@ -66,8 +66,7 @@ ExitCode Refuse(const Options& options, const std::string& reason) {
 }
 
 ExitCode Share(Options& options) {
-  const ExitCode exit_code = ReadInputs(options.link);
-  if (exit_code != kSuccess) return exit_code;
+  if (const ExitCode failure = ReadInputs(options.link)) return failure;
   admin::LinkSettings& settings = options.link.settings;
   if (settings.app && settings.app->isMember(kPathMember)) {
     return Fail(kUsageError, "--app: \"path\" is set to PATH");

@@ -37,17 +37,12 @@ std::string RedirectLine(const Entry& link) {
   return when + (uri.empty() ? "no URI set" : "to " + uri);
 }
 
-void AddNames(DetailList& list, const std::string& heading,
-              const std::vector<std::string>& names, Style style) {
-  if (!names.empty()) list.Add(heading, Join(names), style);
-}
-
 void PrintDetails(const Entry& link, const std::string& url, long tokens) {
   const long now = time(nullptr);
   const LinkState state = admin::StateOf(link, now);
   DetailList list;
   list.Add("Hash", link.get_hash());
-  if (!url.empty()) list.Add("URL", url);
+  list.Add("URL", url);
   list.Add("State", StateText(link, now), StateStyle(state));
   list.Add("Project", link.get_project_name());
   list.Add("Owner", OwnerLine(link),
@@ -59,16 +54,16 @@ void PrintDetails(const Entry& link, const std::string& url, long tokens) {
            UsesText(link, " of ") + (link.get_expire_times() == 0 ? ", no limit" : ""));
   list.Add("Protection", ProtectionLine(link));
   if (link.get_protect_type() == Entry::PROTECT_USER) {
-    AddNames(list, "Users", link.get_protect_users(), Style::kPlain);
-    AddNames(list, "Groups", link.get_protect_groups(), Style::kPlain);
+    list.Add("Users", Join(link.get_protect_users()));
+    list.Add("Groups", Join(link.get_protect_groups()));
   }
-  AddNames(list, "Unknown users", admin::UnresolvedUsers(link), Style::kWarning);
-  AddNames(list, "Unknown groups", admin::UnresolvedGroups(link), Style::kWarning);
+  list.Add("Unknown users", Join(admin::UnresolvedUsers(link)), Style::kWarning);
+  list.Add("Unknown groups", Join(admin::UnresolvedGroups(link)), Style::kWarning);
   list.Add("IP address",
            link.get_enable_match_ip() ? "must stay the same" : "may change");
   list.Add("Valid tokens", std::to_string(tokens));
   list.Add("Purge", link.get_auto_gc() ? "when expired" : "only with --owner or --all");
-  if (!link.get_protect_title().empty()) list.Add("Title", link.get_protect_title());
+  list.Add("Title", link.get_protect_title());
   list.Add("Redirect", RedirectLine(link));
   list.Add("App data", admin::JsonText(link.get_app()));
   list.Add("Private data", admin::JsonText(link.get_private_data()));
@@ -96,13 +91,46 @@ ExitCode Show(const Options& options) {
   return kSuccess;
 }
 
-}  // namespace
+void PrintRotated(const Options& options, const admin::StoredLink& stored) {
+  admin::LinkUrls urls;
+  if (options.json) {
+    Json::Value out = LinkDetailsJson(stored.link, urls, time(nullptr));
+    out["old_hash"] = options.hash;
+    out["revoked"] = Json::Int64{stored.revoked};
+    PrintJson(out);
+    return;
+  }
+  DetailList list;
+  list.Add("Hash", stored.link.get_hash());
+  list.Add("URL", UrlText(stored.link, urls));
+  list.Add("Revoked", Counted(stored.revoked, "token"));
+}
 
-Action AddShow(CLI::App& command) {
+ExitCode Rotate(const Options& options) {
+  admin::DatabaseAccess access;
+  if (Error error = access.Open(options.database, Access::kWrite)) return Fail(error);
+  admin::StoredLink stored;
+  const Error error =
+      admin::LinkAdmin(access.database(), Interrupted).Rotate(options.hash, stored);
+  if (error) return Fail(error);
+  PrintRotated(options, stored);
+  if (FlushOutput()) return kSuccess;
+  // The old hash does not work any more, so the new one must be known.
+  return Fail(kRefused, "cannot write to standard output: the new hash is " +
+                            stored.link.get_hash());
+}
+
+Action AddForHash(CLI::App& command, ExitCode (*run)(const Options& options)) {
   const auto options = std::make_shared<Options>();
   AddHash(command, options->hash);
   AddCommon(command, *options);
-  return [options] { return Show(*options); };
+  return [options, run] { return run(*options); };
 }
+
+}  // namespace
+
+Action AddShow(CLI::App& command) { return AddForHash(command, Show); }
+
+Action AddRotate(CLI::App& command) { return AddForHash(command, Rotate); }
 
 }  // namespace command

@@ -51,8 +51,14 @@ void PrintText(const Counts& counts) {
   }
   if (counts.projects.empty()) return;
   std::cout << "\n";
-  Table table({Table::Column("PROJECT", true), "LINKS", "USABLE", "NOT STARTED",
-               "EXPIRED", "USED UP", "DISABLED", "LOGINS"});
+  Table table({{"PROJECT", true},
+               {"LINKS"},
+               {"USABLE"},
+               {"NOT STARTED"},
+               {"EXPIRED"},
+               {"USED UP"},
+               {"DISABLED"},
+               {"LOGINS"}});
   for (const auto& [project, links] : counts.projects) {
     std::vector<Table::Cell> row = {project, std::to_string(links.total)};
     for (const LinkState state : admin::kLinkStates) {

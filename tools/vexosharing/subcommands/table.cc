@@ -136,10 +136,9 @@ Action AddHelp(CLI::App& command) {
 }
 
 std::function<bool(long done, long total)> ShowProgress(const std::string& what) {
-  const auto progress = std::make_shared<Progress>(what, 0);
+  const auto progress = std::make_shared<Progress>(what);
   return [progress](long done, long total) {
-    progress->SetTotal(total);
-    progress->Show(done);
+    progress->Show(done, total);
     return !Interrupted();
   };
 }

@@ -11,7 +11,6 @@
 
 #include "admin/database_access.h"
 #include "admin/json_text.h"
-#include "cli/interrupt.h"
 #include "cli/link_text.h"
 #include "cli/options.h"
 #include "cli/report.h"

@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "cli/input.h"
+#include "cli/file.h"
 #include "result_code.h"
 #include "sharinglogin.h"
 #include "subcommands/table.h"
@@ -51,20 +51,6 @@ Result Visit(const Options& options, const admin::Secret& password,
   return {done ? 1 : 0, done ? "logged out" : "not logged in to this link", ""};
 }
 
-void Print(const Options& options, const Result& result) {
-  if (options.json) {
-    Json::Value out = JsonObject({{"action", options.action},
-                                  {"hash", options.hash},
-                                  {"result", result.code},
-                                  {"meaning", result.meaning}});
-    if (!result.session_id.empty()) out["session_id"] = result.session_id;
-    PrintJson(out);
-    return;
-  }
-  std::cout << result.code << " " << result.meaning << "\n";
-  if (!result.session_id.empty()) std::cout << result.session_id << "\n";
-}
-
 ExitCode Run(const Options& options) {
   admin::Secret password;
   if (options.password_stdin && !ReadSecret("password", password)) return kUsageError;
@@ -84,7 +70,17 @@ ExitCode Run(const Options& options) {
   if (result.code == SHARING_LOGIN_GENERAL_FAILURE) {
     result.meaning += "; see the system log";
   }
-  Print(options, result);
+  Json::Value out = JsonObject({{"action", options.action},
+                                {"hash", options.hash},
+                                {"result", result.code},
+                                {"meaning", result.meaning}});
+  if (!result.session_id.empty()) out["session_id"] = result.session_id;
+  if (options.json) {
+    PrintJson(out);
+  } else {
+    std::cout << result.code << " " << result.meaning << "\n";
+    if (!result.session_id.empty()) std::cout << result.session_id << "\n";
+  }
   return result.code == SHARING_LOGIN_SUCCESS ? kSuccess : kRefused;
 }
 

@@ -106,6 +106,7 @@ void Table::Write(const std::vector<Cell>& row) const {
 }
 
 void DetailList::Add(const std::string& name, const std::string& text, Style style) {
+  if (text.empty()) return;
   const Table::Cell heading(name.empty() ? "" : name + ":", Style::kHeading);
   lines_.emplace_back(heading, Table::Cell(text, style));
 }

@@ -18,11 +18,8 @@ namespace command {
 class Table {
  public:
   struct Column {
-    Column(const char* column_heading, bool column_may_be_cut = false)
-        : heading(column_heading), may_be_cut(column_may_be_cut) {}
-
-    std::string heading;
-    bool may_be_cut;
+    const char* heading;
+    bool may_be_cut = false;
   };
 
   struct Cell {
@@ -62,7 +59,7 @@ class DetailList {
   DetailList(const DetailList&) = delete;
   DetailList& operator=(const DetailList&) = delete;
 
-  /// An empty name continues the value above on a new line.
+  /// An empty name continues the value above on a new line.  An empty text adds nothing.
   void Add(const std::string& name, const std::string& text, Style style = Style::kPlain);
 
  private:

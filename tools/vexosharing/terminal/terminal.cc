@@ -19,6 +19,10 @@ std::string Variable(const char* name) {
   return value == nullptr ? "" : value;
 }
 
+bool HasColours() {
+  return IsOutputTerminal() && Variable("NO_COLOR").empty() && Variable("TERM") != "dumb";
+}
+
 }  // namespace
 
 bool IsOutputTerminal() { return isatty(STDOUT_FILENO) == 1; }
@@ -32,10 +36,6 @@ size_t TerminalWidth() {
   winsize size = {};
   const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
   return known ? size.ws_col : 80;
-}
-
-bool HasColours() {
-  return IsOutputTerminal() && Variable("NO_COLOR").empty() && Variable("TERM") != "dumb";
 }
 
 std::string Styled(const std::string& text, Style style) {
@@ -68,16 +68,16 @@ bool DrawQrCode(const std::string& text) {
   return true;
 }
 
-void Progress::Show(long done) {
-  if (Clock::now() >= next_) ShowNow(done);
+void Progress::Show(long done, long total) {
+  if (Clock::now() >= next_) ShowNow(done, total);
 }
 
-void Progress::ShowNow(long done) {
+void Progress::ShowNow(long done, long total) {
   if (!terminal_) return;
   next_ = Clock::now() + kPause;
   shown_ = true;
   std::cerr << "\r" << what_ << ": " << done;
-  if (total_ > 0) std::cerr << " of " << total_;
+  if (total > 0) std::cerr << " of " << total;
   std::cerr << "\033[K" << std::flush;
 }
 

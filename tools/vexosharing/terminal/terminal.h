@@ -23,10 +23,8 @@ enum class Style {
   kWarning = 33
 };
 
-/// Whether output is coloured: standard output is a terminal, and NO_COLOR is not set.
-bool HasColours();
-
-/// The text in that style if output is coloured; otherwise the text itself.
+/// The text in that style if output is coloured: standard output is a terminal, and
+/// NO_COLOR is not set.  Otherwise the text itself.
 std::string Styled(const std::string& text, Style style);
 
 /// Draws the text as a QR code on standard output.  False when it is too long for one.
@@ -36,19 +34,17 @@ bool DrawQrCode(const std::string& text);
 /// cleared at the end.
 class Progress {
  public:
-  /// `what` names the operation, as in "reading links"; a total of 0 means unknown.
-  Progress(std::string what, long total) : what_(std::move(what)), total_(total) {}
+  /// `what` names the operation, as in "reading links".
+  explicit Progress(std::string what) : what_(std::move(what)) {}
   ~Progress() { Wipe(); }
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
-  /// `done` of the total are done.
-  void Show(long done);
-
-  void SetTotal(long total) { total_ = total; }
+  /// `done` of the total are done; a total of 0 means unknown.
+  void Show(long done, long total);
 
   /// The same, immediately: for a long step without intermediate results.
-  void ShowNow(long done);
+  void ShowNow(long done, long total);
 
   /// Clears the line for a message; the next Show continues below it.
   void Wipe();
@@ -59,7 +55,6 @@ class Progress {
   static constexpr std::chrono::milliseconds kPause{200};
 
   std::string what_;
-  long total_;
   bool terminal_ = IsErrorTerminal();
   bool shown_ = false;
   Clock::time_point next_ = Clock::now() + kPause;

@@ -1,4 +1,4 @@
-#include "cli/input.h"
+#include "cli/file.h"
 
 #include <bsd/readpassphrase.h>
 #include <fcntl.h>
@@ -7,9 +7,13 @@
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <system_error>
 
+#include "admin/database_access.h"
 #include "base/unique_fd.h"
-#include "cli/interrupt.h"
 #include "cli/report.h"
 
 namespace command {
@@ -17,6 +21,7 @@ namespace command {
 namespace {
 
 using admin::Secret;
+using VEXO::base::AtomicFile;
 
 constexpr size_t kLongestArgument = 1048576;  // 1 MiB
 
@@ -114,7 +119,51 @@ bool LineReader::Next(std::string& line) {
   }
   if (ferror(file_.get()) != 0 && !Interrupted()) error_ = errno;
   if (too_long_) line = std::string();  // frees its memory
-  return begun && good() && !Interrupted();
+  return begun && error_ == 0 && !Interrupted();
+}
+
+NewFile::NewFile(const std::string& path, bool replace)
+    : path_(path), replace_(replace), file_(path == "-" ? TemporaryPath() : path) {}
+
+std::string NewFile::TemporaryPath() {
+  std::error_code error;
+  return std::filesystem::temp_directory_path(error) / "vexosharing";
+}
+
+bool NewFile::Make(const std::string& database) {
+  if (!is_standard_output() && !MayTakePlace(database)) return false;
+  return file_.Create() || Failed();
+}
+
+bool NewFile::MayTakePlace(const std::string& database) const {
+  struct stat present = {};
+  if (lstat(path_.c_str(), &present) == -1) return errno == ENOENT || Failed();
+  if (!S_ISREG(present.st_mode)) return Failed("not a regular file");
+  for (const char* const suffix : admin::kDatabaseFiles) {
+    std::error_code error;
+    if (std::filesystem::equivalent(path_, database + suffix, error)) {
+      return Failed("it is the database itself");
+    }
+  }
+  return replace_ || Failed("file exists; use --force to replace it");
+}
+
+bool NewFile::Publish() {
+  if (!is_standard_output()) {
+    const auto existing =
+        replace_ ? AtomicFile::Existing::kReplace : AtomicFile::Existing::kKeep;
+    return file_.PlaceDurably(existing) || Failed();
+  }
+  std::ifstream file(working_path(), std::ios::binary);
+  errno = EIO;
+  // A failed write is reported when the program ends.
+  return (std::cout << file.rdbuf()) || file || Failed();
+}
+
+bool NewFile::Failed(const std::string& reason) const {
+  ReportError("cannot write " + path_ + ": " +
+              (reason.empty() ? strerror(errno) : reason));
+  return false;
 }
 
 }  // namespace command
