@@ -16,7 +16,6 @@
 #include "admin/accounts.h"
 #include "admin/database_access.h"
 #include "admin/queries.h"
-#include "admin/sqlite_connection.h"
 #include "base/system_account.h"
 #include "keys.h"
 
@@ -30,7 +29,6 @@ using VEXO::sharing::db::SharingDB;
 
 namespace fs = std::filesystem;
 
-constexpr mode_t kFileMode = 0660;
 constexpr mode_t kFolderMode = 0750;
 constexpr char kOrphanAdvice[] =
     "no action needed: they grant no access, and vexosharing purge deletes them once "
