@@ -1,6 +1,6 @@
 #include <cstring>
 
-#include "admin/link_line.h"
+#include "admin/link_json.h"
 #include "cli/input.h"
 #include "cli/new_file.h"
 #include "subcommands/table.h"

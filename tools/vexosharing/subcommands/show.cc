@@ -62,8 +62,9 @@ void PrintDetails(const Entry& link, const std::string& url, long tokens) {
     AddNames(list, "Users", link.get_protect_users(), Style::kPlain);
     AddNames(list, "Groups", link.get_protect_groups(), Style::kPlain);
   }
-  AddNames(list, "Unknown users", admin::UnresolvedUsers(link), Style::kWarning);
-  AddNames(list, "Unknown groups", admin::UnresolvedGroups(link), Style::kWarning);
+  AddNames(list, "Unknown users", Unresolved(admin::AllowedUsers(link)), Style::kWarning);
+  AddNames(list, "Unknown groups", Unresolved(admin::AllowedGroups(link)),
+           Style::kWarning);
   list.Add("IP address",
            link.get_enable_match_ip() ? "must stay the same" : "may change");
   list.Add("Valid tokens", std::to_string(tokens));
