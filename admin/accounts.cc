@@ -10,10 +10,7 @@ namespace admin {
 
 namespace {
 
-using VEXO::sharing::GIDToGroup;
-using VEXO::sharing::GroupToGID;
-using VEXO::sharing::UIDToUser;
-using VEXO::sharing::UserToUID;
+using namespace VEXO::sharing;  // the lookups
 
 constexpr long kSecondsPerDay = 24L * 60 * 60;
 

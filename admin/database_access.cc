@@ -262,17 +262,6 @@ PrivateCopy::PrivateCopy(const std::string& database) {
   std::string name = "/tmp/vexosharing.XXXXXX";
   if (mkdtemp(name.data()) == nullptr) return;
   folder_ = name;
-  if (Copy(database)) path_ = folder_ + "/copy.db";
-}
-
-PrivateCopy::~PrivateCopy() {
-  const int reason = errno;
-  std::error_code error;
-  if (!folder_.empty()) fs::remove_all(folder_, error);
-  errno = reason;
-}
-
-bool PrivateCopy::Copy(const std::string& database) {
   const auto give = [](const std::string& path) {
     return geteuid() != 0 || lchown(path.c_str(), kSystemUid, kSystemGid) == 0;
   };
@@ -285,10 +274,17 @@ bool PrivateCopy::Copy(const std::string& database) {
       fs::permissions(target, fs::perms::owner_read | fs::perms::owner_write, error);
     }
     if (error) errno = error.value();
-    if (error || !give(target)) return false;
+    if (error || !give(target)) return;
   }
   // Last: until then the system account cannot put anything in the place of a copy.
-  return give(folder_);
+  if (give(folder_)) path_ = folder_ + "/copy.db";
+}
+
+PrivateCopy::~PrivateCopy() {
+  const int reason = errno;
+  std::error_code error;
+  if (!folder_.empty()) fs::remove_all(folder_, error);
+  errno = reason;
 }
 
 Error CheckCaller() {

@@ -84,8 +84,6 @@ class PrivateCopy {
   const std::string& path() const { return path_; }
 
  private:
-  bool Copy(const std::string& database);
-
   std::string folder_;
   std::string path_;
 };
