@@ -10,10 +10,7 @@ namespace admin {
 
 namespace {
 
-using VEXO::sharing::GIDToGroup;
-using VEXO::sharing::GroupToGID;
-using VEXO::sharing::UIDToUser;
-using VEXO::sharing::UserToUID;
+using namespace VEXO::sharing;  // the lookups
 
 constexpr long kSecondsPerDay = 24L * 60 * 60;
 
@@ -40,14 +37,6 @@ std::vector<Account> Allowed(const std::vector<std::string>& names,
     accounts.push_back({std::to_string(id), Find(to_name, id, found_name)});
   }
   return accounts;
-}
-
-std::vector<std::string> Unresolved(const std::vector<Account>& accounts) {
-  std::vector<std::string> names;
-  for (const auto& [name, state] : accounts) {
-    if (state != AccountState::kFound) names.push_back(name);
-  }
-  return names;
 }
 
 }  // namespace
@@ -79,12 +68,12 @@ std::vector<Account> AllowedGroups(const Entry& link) {
                  GIDToGroup);
 }
 
-std::vector<std::string> UnresolvedUsers(const Entry& link) {
-  return Unresolved(AllowedUsers(link));
-}
-
-std::vector<std::string> UnresolvedGroups(const Entry& link) {
-  return Unresolved(AllowedGroups(link));
+std::vector<std::string> Unresolved(const std::vector<Account>& accounts) {
+  std::vector<std::string> names;
+  for (const auto& [name, state] : accounts) {
+    if (state != AccountState::kFound) names.push_back(name);
+  }
+  return names;
 }
 
 }  // namespace admin
