@@ -9,10 +9,7 @@ namespace admin {
 
 namespace {
 
-using VEXO::sharing::GIDToGroup;
-using VEXO::sharing::GroupToGID;
-using VEXO::sharing::UIDToUser;
-using VEXO::sharing::UserToUID;
+using namespace VEXO::sharing;  // the lookups
 
 /// Calls one of the library's lookups.
 template <class Key, class Value>
@@ -39,14 +36,6 @@ std::vector<Account> Allowed(const std::vector<std::string>& names,
   return accounts;
 }
 
-std::vector<std::string> Unresolved(const std::vector<Account>& accounts) {
-  std::vector<std::string> names;
-  for (const auto& [name, state] : accounts) {
-    if (state != AccountState::kFound) names.push_back(name);
-  }
-  return names;
-}
-
 }  // namespace
 
 Account FindUser(unsigned int uid, long now) {
@@ -68,12 +57,12 @@ std::vector<Account> AllowedGroups(const Entry& link) {
                  GIDToGroup);
 }
 
-std::vector<std::string> UnresolvedUsers(const Entry& link) {
-  return Unresolved(AllowedUsers(link));
-}
-
-std::vector<std::string> UnresolvedGroups(const Entry& link) {
-  return Unresolved(AllowedGroups(link));
+std::vector<std::string> Unresolved(const std::vector<Account>& accounts) {
+  std::vector<std::string> names;
+  for (const auto& [name, state] : accounts) {
+    if (state != AccountState::kFound) names.push_back(name);
+  }
+  return names;
 }
 
 }  // namespace admin

@@ -33,7 +33,6 @@ std::vector<Account> AllowedUsers(const Entry& link);
 std::vector<Account> AllowedGroups(const Entry& link);
 
 /// The names of those that were not found.
-std::vector<std::string> UnresolvedUsers(const Entry& link);
-std::vector<std::string> UnresolvedGroups(const Entry& link);
+std::vector<std::string> Unresolved(const std::vector<Account>& accounts);
 
 }  // namespace admin

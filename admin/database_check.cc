@@ -16,7 +16,6 @@
 #include "admin/accounts.h"
 #include "admin/database_access.h"
 #include "admin/queries.h"
-#include "admin/sqlite_connection.h"
 #include "base/system_account.h"
 #include "keys.h"
 
@@ -30,7 +29,6 @@ using VEXO::sharing::db::SharingDB;
 
 namespace fs = std::filesystem;
 
-constexpr mode_t kFileMode = 0660;
 constexpr mode_t kFolderMode = 0750;
 constexpr char kOrphanAdvice[] =
     "no action needed: they grant no access, and vexosharing purge deletes them once "
@@ -89,33 +87,6 @@ constexpr Kind kKinds[] = {
      "delete them", true},
 };
 
-/// Findings by the name of the kind.
-class Found {
- public:
-  /// Adds a place, and a step of advice that depends on it.
-  void Add(const std::string& kind, const std::string& item,
-           const std::string& step = "") {
-    auto& [name, text, advice, items] = findings_[kind];
-    items.push_back(item);
-    const bool known = std::count(advice.begin(), advice.end(), step) != 0;
-    if (!step.empty() && !known) advice.push_back(step);
-  }
-
-  void Report(Findings& findings) {
-    for (const Kind& kind : kKinds) {
-      Finding& finding = findings_[kind.name];
-      if (finding.items.empty()) continue;
-      finding.kind = kind.name;
-      finding.text = kind.text;
-      if (kind.advice != nullptr) finding.advice.emplace_back(kind.advice);
-      (kind.is_remark ? findings.remarks : findings.problems).push_back(finding);
-    }
-  }
-
- private:
-  std::map<std::string, Finding> findings_;
-};
-
 std::string Octal(mode_t mode) {
   std::array<char, 8> text = {};
   snprintf(text.data(), text.size(), "%04o", mode & 07777);
@@ -124,19 +95,19 @@ std::string Octal(mode_t mode) {
 
 /// Adds what is wrong with owner and mode, and the commands that correct it.  A missing
 /// file is skipped.
-void CheckMode(const std::string& path, mode_t mode, Found& found) {
+void CheckMode(const std::string& path, mode_t mode, Findings& findings) {
   using namespace VEXO::base;
   struct stat status = {};
   if (stat(path.c_str(), &status) == -1) return;
   if (status.st_uid != kSystemUid || status.st_gid != kSystemGid) {
-    found.Add("file_mode",
-              path + " is owned by " + std::to_string(status.st_uid) + ":" +
-                  std::to_string(status.st_gid),
-              "chown 1:1 " + path);
+    findings.Add("file_mode",
+                 path + " is owned by " + std::to_string(status.st_uid) + ":" +
+                     std::to_string(status.st_gid),
+                 "chown 1:1 " + path);
   }
   if ((status.st_mode & 07777) != mode) {
-    found.Add("file_mode", path + " has mode " + Octal(status.st_mode),
-              "chmod " + Octal(mode) + " " + path);
+    findings.Add("file_mode", path + " has mode " + Octal(status.st_mode),
+                 "chmod " + Octal(mode) + " " + path);
   }
 }
 
@@ -168,7 +139,8 @@ Schema ExpectedSchema() {
 /// Checks a database part by part.
 class Checker {
  public:
-  explicit Checker(SharingDB& database) : database_(database), now_(time(nullptr)) {}
+  Checker(SharingDB& database, Findings& findings)
+      : database_(database), findings_(findings), now_(time(nullptr)) {}
 
   void CheckPages() {
     Result result;
@@ -193,7 +165,7 @@ class Checker {
       return;
     }
     if (version != kSchemaVersion) {
-      return found_.Add("schema_version", "version " + std::to_string(version));
+      return findings_.Add("schema_version", "version " + std::to_string(version));
     }
     Schema missing = ExpectedSchema();
     Row row;
@@ -203,13 +175,13 @@ class Checker {
       const auto expected = missing.find(name);
       if (expected == missing.end()) continue;
       const bool same = expected->second == row.GetField("sql").AsString("");
-      if (!same) found_.Add("wrong_table", name);
+      if (!same) findings_.Add("wrong_table", name);
       missing.erase(expected);
     }
     for (const auto& [name, sql] : missing) {
-      found_.Add("missing_schema", "missing " + name);
+      findings_.Add("missing_schema", "missing " + name);
     }
-    if (application_id == 0) found_.Add("missing_schema", "missing application id");
+    if (application_id == 0) findings_.Add("missing_schema", "missing application id");
   }
 
   /// False when `progress` ended it.
@@ -220,9 +192,9 @@ class Checker {
       CheckLink(link);
       if (!progress(reader.done(), reader.total())) return false;
     }
-    links_ = reader.done();
+    findings_.links = reader.done();
     for (const auto& [id, hash] : reader.unreadable()) {
-      found_.Add("damaged_row", hash + " (id " + std::to_string(id) + ")");
+      findings_.Add("damaged_row", hash + " (id " + std::to_string(id) + ")");
     }
     can_export_ = Read("links", reader.good());
     return true;
@@ -235,13 +207,12 @@ class Checker {
     CheckOrphans("session", "session");
   }
 
-  void Report(Findings& findings) {
+  /// Adds the damage, of which the advice depends on the other parts.
+  void ReportDamage() {
     for (const std::string& item : damage_) {
-      found_.Add("integrity", item,
-                 can_export_ ? "vexosharing export FILE to save the links" : "");
+      findings_.Add("integrity", item,
+                    can_export_ ? "vexosharing export FILE to save the links" : "");
     }
-    found_.Report(findings);
-    findings.links = links_;
   }
 
  private:
@@ -260,9 +231,9 @@ class Checker {
     CheckAllowed(hash + " allows group ", AllowedGroups(link));
     if (link.get_protect_type() == Entry::PROTECT_PASSWORD &&
         link.get_protect_password_algo() == Entry::ENCRYPT_ALGO_MD5) {
-      found_.Add("md5_password", hash);
+      findings_.Add("md5_password", hash);
     }
-    if (link.get_expire_at() == 0) found_.Add("no_expiry", hash);
+    if (link.get_expire_at() == 0) findings_.Add("no_expiry", hash);
   }
 
   void CheckOwner(const Entry& link) {
@@ -271,21 +242,21 @@ class Checker {
     const auto& [name, state] = owners_[uid];
     const std::string item = link.get_hash() + " of " + name;
     if (state == AccountState::kNotFound) {
-      found_.Add("owner_gone", item);
+      findings_.Add("owner_gone", item);
     } else if (state == AccountState::kUnknown) {
-      found_.Add("lookup_failed", link.get_hash() + ": owner " + name);
+      findings_.Add("lookup_failed", link.get_hash() + ": owner " + name);
     } else if (state != AccountState::kFound &&
                StateOf(link, now_) == LinkState::kUsable) {
       const bool locked = state == AccountState::kLocked;
-      found_.Add("owner_disabled", item + (locked ? " (locked)" : " (expired)"),
-                 "vexosharing edit --where-owner " + name + " --disable");
+      findings_.Add("owner_disabled", item + (locked ? " (locked)" : " (expired)"),
+                    "vexosharing edit --where-owner " + name + " --disable");
     }
   }
 
   void CheckAllowed(const std::string& item, const std::vector<Account>& accounts) {
     for (const auto& [name, state] : accounts) {
-      if (state == AccountState::kNotFound) found_.Add("unknown_name", item + name);
-      if (state == AccountState::kUnknown) found_.Add("lookup_failed", item + name);
+      if (state == AccountState::kNotFound) findings_.Add("unknown_name", item + name);
+      if (state == AccountState::kUnknown) findings_.Add("lookup_failed", item + name);
     }
   }
 
@@ -294,7 +265,7 @@ class Checker {
     Read(table + "s", SelectRows(database_, "id", table, damaged, 0, 0, result));
     Row row;
     while (result.NextRow(row)) {
-      found_.Add("damaged_" + table, "id " + row.GetField("id").AsString(""));
+      findings_.Add("damaged_" + table, "id " + row.GetField("id").AsString(""));
     }
   }
 
@@ -302,16 +273,15 @@ class Checker {
     long tokens = 0;
     if (!Read("tokens", CountRows(database_, "token", Orphaned(table), tokens))) return;
     if (tokens == 0) return;
-    found_.Add("token_without_" + owner, std::to_string(tokens) +
-                                             (tokens == 1 ? " token" : " tokens") +
-                                             " of deleted " + owner + "s");
+    findings_.Add("token_without_" + owner, std::to_string(tokens) +
+                                                (tokens == 1 ? " token" : " tokens") +
+                                                " of deleted " + owner + "s");
   }
 
   SharingDB& database_;
+  Findings& findings_;
   const long now_;
-  Found found_;
   std::vector<std::string> damage_;
-  long links_ = 0;
   bool can_export_ = false;
   std::map<unsigned int, Account> owners_;  // each looked up once
 };
@@ -327,20 +297,20 @@ std::string IntegrityOf(const std::string& path) {
   return rows == Rows{{"ok"}} ? "" : rows[0][0];
 }
 
-void CheckBlockList(Found& found) {
+void CheckBlockList(Findings& findings) {
   const std::string path = std::string(kBlockFolder) + "/autoblock.db";
   std::error_code error;
   const std::string fault = fs::exists(path, error) ? IntegrityOf(path) : "";
-  if (!fault.empty()) found.Add("block_list", path + ": " + fault);
+  if (!fault.empty()) findings.Add("block_list", path + ": " + fault);
   for (const auto& file : fs::directory_iterator(kBlockFolder, error)) {
     const std::string name = file.path().filename();
     if (name.rfind("autoblock.db.damaged-", 0) == 0) {
-      found.Add("moved_block_list", file.path());
+      findings.Add("moved_block_list", file.path());
     }
   }
 }
 
-void CheckUrls(Found& found) {
+void CheckUrls(Findings& findings) {
   if (!fs::exists(kUrlTool)) return;  // the other subcommands say that URLs are unknown
   FILE* const tool = popen(kUrlCheck, "re");  // NOLINT(cert-env33-c): a fixed path
   if (tool == nullptr) return;
@@ -351,40 +321,50 @@ void CheckUrls(Found& found) {
   }
   if (pclose(tool) == 0) return;
   std::istringstream lines(output);
-  for (std::string line; std::getline(lines, line);) found.Add("url", line);
+  for (std::string line; std::getline(lines, line);) findings.Add("url", line);
 }
 
 }  // namespace
 
+void Findings::Add(const std::string& kind, const std::string& item,
+                   const std::string& step) {
+  size_t order = 0;
+  while (kKinds[order].name != kind) ++order;
+  const auto& [name, text, advice, is_remark] = kKinds[order];
+  Finding& finding = (is_remark ? remarks : problems)[order];
+  finding.kind = name;
+  finding.text = text;
+  const bool known = std::count(finding.advice.begin(), finding.advice.end(), step) != 0;
+  if (!step.empty() && !known) finding.advice.push_back(step);
+  if (finding.items.empty() && advice != nullptr) finding.advice.emplace_back(advice);
+  finding.items.push_back(item);
+}
+
 void CheckFiles(const std::string& path, Findings& findings) {
-  Found found;
   // Another database may be in any folder.
   if (path == SZF_SHARING_DB_PATH) {
-    CheckMode(path.substr(0, path.rfind('/')), kFolderMode, found);
+    CheckMode(path.substr(0, path.rfind('/')), kFolderMode, findings);
   }
   for (const char* const suffix : kDatabaseFiles) {
-    CheckMode(path + suffix, kFileMode, found);
+    CheckMode(path + suffix, kFileMode, findings);
   }
-  found.Report(findings);
 }
 
 Error CheckDatabase(SharingDB& database,
                     const std::function<bool(long done, long total)>& progress,
                     Findings& findings) {
-  Checker checker(database);
+  Checker checker(database, findings);
   checker.CheckPages();
   checker.CheckSchema();
   if (!checker.CheckLinks(progress)) return {kInterrupted, "interrupted"};
   checker.CheckVisitors();
-  checker.Report(findings);
+  checker.ReportDamage();
   return {};
 }
 
 void CheckSystem(Findings& findings) {
-  Found found;
-  CheckBlockList(found);
-  CheckUrls(found);
-  found.Report(findings);
+  CheckBlockList(findings);
+  CheckUrls(findings);
 }
 
 Error RepairSchema(SharingDB& database) {

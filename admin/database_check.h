@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -17,10 +18,15 @@ struct Finding {
   std::vector<std::string> items;   // where it was found
 };
 
+/// What a check found, each list in the order of the report.
 struct Findings {
-  std::vector<Finding> problems;
-  std::vector<Finding> remarks;  // not wrong, but worth knowing
-  long links = 0;                // checked
+  std::map<size_t, Finding> problems;
+  std::map<size_t, Finding> remarks;  // not wrong, but worth knowing
+  long links = 0;                     // checked
+
+  /// Adds a place where the kind was found, and a step of advice that depends on it.
+  void Add(const std::string& kind, const std::string& item,
+           const std::string& step = "");
 };
 
 /// Checks owner and mode of a database and of the files that belong to it.

@@ -80,18 +80,6 @@ class Builder : public nlohmann::json_sax<nlohmann::json> {
   std::string name_;
 };
 
-/// The value as JSON with the fewest digits of each real number: the writer of jsoncpp
-/// uses 17, which turns 0.1 into 0.10000000000000001.
-std::string Write(const Json::Value& value, bool ascii) {
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "";
-  builder["emitUTF8"] = true;
-  std::string text = utf8::replace_invalid(Json::writeString(builder, value));
-  const auto parsed = nlohmann::json::parse(text, nullptr, false);
-  if (parsed.is_discarded()) return text;  // an infinite number, which JSON cannot hold
-  return parsed.dump(-1, ' ', ascii);
-}
-
 }  // namespace
 
 bool ParseJson(const std::string& text, Json::Value& out, std::string& reason) {
@@ -113,8 +101,15 @@ bool ParseJsonObject(const std::string& text, Json::Value& out, std::string& rea
   return true;
 }
 
-std::string JsonText(const Json::Value& value) { return Write(value, false); }
-
-std::string JsonAscii(const Json::Value& value) { return Write(value, true); }
+std::string JsonText(const Json::Value& value, bool ascii) {
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "";
+  builder["emitUTF8"] = true;
+  std::string text = utf8::replace_invalid(Json::writeString(builder, value));
+  // The writer of jsoncpp uses 17 digits, which turns 0.1 into 0.10000000000000001.
+  const auto parsed = nlohmann::json::parse(text, nullptr, false);
+  if (parsed.is_discarded()) return text;  // an infinite number, which JSON cannot hold
+  return parsed.dump(-1, ' ', ascii);
+}
 
 }  // namespace admin

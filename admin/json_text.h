@@ -18,8 +18,7 @@ bool ParseJsonObject(const std::string& text, Json::Value& out, std::string& rea
 
 /// The value as JSON in one line of valid UTF-8, or of ASCII.  A real number has the
 /// fewest digits that read back as the same number.
-std::string JsonText(const Json::Value& value);
-std::string JsonAscii(const Json::Value& value);
+std::string JsonText(const Json::Value& value, bool ascii = false);
 
 /// An array of the values.
 template <class Values = std::vector<std::string>>

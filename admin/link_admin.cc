@@ -189,11 +189,10 @@ Error LinkAdmin::Purge(const PurgeScope& scope, PurgeCounts& counts,
   const auto purge_sessions = [&] {
     return sessions_.PurgeExpired(kAlways) && CountChanges(database_, counts.sessions);
   };
-  const auto purge_tokens = [&] { return tokens_.PurgeExpired(kAlways); };
   const std::pair<bool, std::function<bool()>> steps[] = {
       {scope.links, purge_links},
       {scope.sessions, purge_sessions},
-      {scope.tokens, purge_tokens}};
+      {scope.tokens, [&] { return tokens_.PurgeExpired(kAlways); }}};
   return Run([&] {
     // Tokens go by their own deadline, or with what they belonged to.
     long before = 0;

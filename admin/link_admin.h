@@ -4,7 +4,6 @@
 #include <string>
 
 #include "admin/error.h"
-#include "admin/link_line.h"
 #include "admin/link_settings.h"
 #include "admin/queries.h"
 #include "entry_db.h"
@@ -19,6 +18,14 @@ struct StoredLink {
   Entry link;
   bool access_changed = false;
   long revoked = 0;  // tokens
+};
+
+/// A link to import.
+struct LineLink {
+  Entry link;
+  /// The link is protected by a password that the import does not hold.  It is disabled
+  /// and has a random password.
+  bool without_password = false;
 };
 
 /// Rows that a purge deleted.

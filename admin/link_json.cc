@@ -1,16 +1,227 @@
 #include "admin/link_json.h"
 
 #include <algorithm>
+#include <climits>
+#include <set>
 
 #include "admin/accounts.h"
 #include "admin/json_text.h"
 #include "base/percent.h"
+#include "base/text.h"
 #include "keys.h"
 #include "utils.h"
 
 namespace admin {
 
 using namespace VEXO::sharing;  // the keys
+
+namespace {
+
+constexpr size_t kSha1Digits = 40;
+constexpr size_t kMd5Digits = 32;
+
+constexpr long kMaxId = UID_ERR - 1L;
+
+bool IsText(const Json::Value& value) {
+  // A NUL would end the text in the database.
+  return value.isString() && value.asString().find('\0') == std::string::npos;
+}
+
+template <long most>
+bool IsNumber(const Json::Value& value) {
+  return value.isInt64() && value.asInt64() >= 0 && value.asInt64() <= most;
+}
+
+template <bool (*accepts)(const Json::Value& element)>
+bool IsArrayOf(const Json::Value& value) {
+  return value.isArray() && std::all_of(value.begin(), value.end(), accepts);
+}
+
+/// What a member may hold.
+struct Kind {
+  const char* fault;
+  bool (*accepts)(const Json::Value& value);
+};
+
+constexpr Kind kText = {"must be a string without NUL", IsText};
+constexpr Kind kFlag = {"must be true or false",
+                        [](const Json::Value& value) { return value.isBool(); }};
+constexpr Kind kSeconds = {"must be a number from 0 to 9223372036854775807",
+                           IsNumber<LONG_MAX>};
+constexpr Kind kCount = {"must be a number from 0 to 2147483647", IsNumber<INT_MAX>};
+constexpr Kind kId = {"must be a number from 0 to 4294967294", IsNumber<kMaxId>};
+constexpr Kind kTexts = {"must be an array of strings", IsArrayOf<IsText>};
+constexpr Kind kIds = {"must be an array of ids", IsArrayOf<IsNumber<kMaxId>>};
+constexpr Kind kObject = {"must be an object",
+                          [](const Json::Value& value) { return value.isObject(); }};
+
+struct Member {
+  const char* name;
+  Kind kind;
+  Json::Value otherwise;   // its value when it is left out
+  const char* words = "";  // the only ones allowed, unless empty
+};
+
+const Member kMembers[] = {
+    {SZK_HASH, kText, ""},
+    {SZK_PROJECT_NAME, kText, ""},
+    {SZK_OWNER_USER, kText, ""},
+    {SZK_OWNER_UID, kId, Json::Value()},
+    {SZK_ENABLED_, kFlag, true},
+    {SZK_START_AT, kSeconds, 0},
+    {SZK_EXPIRE_AT, kSeconds, 0},
+    {SZK_EXPIRE_TIMES, kCount, 0},
+    {SZK_USE_COUNT, kCount, 0},
+    {SZK_AUTO_GC, kFlag, true},
+    {SZK_ENABLE_MATCH_IP, kFlag, true},
+    {SZK_PROTECT_TYPE, kText, "", "none, password, user"},  // see CheckMeaning
+    {SZK_PROTECT_TITLE, kText, ""},
+    {SZK_PROTECT_PASSWORD, kText, ""},
+    {SZK_PROTECT_PASSWORD_ALGO, kText, SZK_PROTECT_PASSWORD_ALGO_DEFAULT, "default, md5"},
+    {SZK_PROTECT_PASSWORD_SALT, kText, ""},
+    {SZK_PROTECT_UIDS, kIds, Json::arrayValue},
+    {SZK_PROTECT_GIDS, kIds, Json::arrayValue},
+    {SZK_PROTECT_USERS, kTexts, Json::arrayValue},
+    {SZK_PROTECT_GROUPS, kTexts, Json::arrayValue},
+    {SZK_REDIRECT_TYPE, kText, SZK_REDIRECT_REDIRECT_NONE, "none, url_param, always"},
+    {SZK_REDIRECT_URI, kText, ""},
+    {SZK_APP, kObject, Json::objectValue},
+    {SZK_PRIVATE_DATA, kObject, Json::objectValue}};
+
+/// Checks the members by the table, and adds those left out.  Returns what is wrong.
+std::string CheckMembers(Json::Value& line) {
+  Json::Value checked(Json::objectValue);
+  for (const auto& [name, kind, otherwise, words] : kMembers) {
+    const Json::Value value = line.get(name, Json::Value());
+    checked[name] = value.isNull() ? otherwise : value;
+    if (value.isNull()) continue;
+    const std::string start = std::string("\"") + name + "\" ";
+    if (!kind.accepts(value)) return start + kind.fault;
+    const std::vector<std::string> allowed = VEXO::base::Split(words, ",");
+    if (*words != '\0' &&
+        std::count(allowed.begin(), allowed.end(), value.asString()) == 0) {
+      return start + "must be one of " + words;
+    }
+  }
+  for (const std::string& name : line.getMemberNames()) {
+    if (!checked.isMember(name)) return "unknown member: \"" + name + "\"";
+  }
+  line = checked;
+  return "";
+}
+
+/// Checks the combination of the members, and finds the owner: by name, or by number
+/// without a name, since the number of a named user may belong to another user here.
+std::string CheckMeaning(Json::Value& line) {
+  const std::string hash = line[SZK_HASH].asString();
+  for (const char* const required : {SZK_HASH, SZK_PROJECT_NAME}) {
+    if (line[required] == "") return std::string("\"") + required + "\" is required";
+  }
+  const bool folder = hash == "." || hash == "..";  // which a browser resolves
+  if (folder || !std::all_of(hash.begin(), hash.end(), VEXO::base::IsUnreserved)) {
+    return "\"hash\" cannot be part of a URL";
+  }
+  const std::string owner = line[SZK_OWNER_USER].asString();
+  unsigned int uid = UID_ERR;
+  if (!owner.empty() && !UserToUID(owner, uid)) {
+    return "\"owner_user\" names an unknown user: " + owner;
+  }
+  if (!owner.empty()) line[SZK_OWNER_UID] = uid;
+  if (line[SZK_OWNER_UID].isNull()) return "\"owner_user\" is required";
+
+  const std::string password = line[SZK_PROTECT_PASSWORD].asString();
+  const bool md5 = line[SZK_PROTECT_PASSWORD_ALGO] == SZK_PROTECT_PASSWORD_ALGO_MD5;
+  const bool stored = password.size() == (md5 ? kMd5Digits : kSha1Digits) &&
+                      password.find_first_not_of("0123456789abcdef") == std::string::npos;
+  if (!password.empty() && !stored) {
+    return "\"protect_password\" is not a stored password";
+  }
+  if (!password.empty() && !md5 && line[SZK_PROTECT_PASSWORD_SALT] == "") {
+    return "\"protect_password_salt\" is required";
+  }
+  const bool names = !line[SZK_PROTECT_UIDS].empty() || !line[SZK_PROTECT_GIDS].empty() ||
+                     !line[SZK_PROTECT_USERS].empty() ||
+                     !line[SZK_PROTECT_GROUPS].empty();
+  if (line[SZK_PROTECT_TYPE] == "") {
+    // An open link must not come of one that is protected.
+    if (names || !password.empty()) return "\"protect_type\" is required";
+    line[SZK_PROTECT_TYPE] = SZK_PROTECT_PROTECT_NONE;
+  }
+  if (line[SZK_PROTECT_TYPE] == SZK_PROTECT_PROTECT_USER && !names) {
+    return "\"protect_type\" is \"user\" without any user or group";
+  }
+  return "";
+}
+
+/// Moves the names that are known on this machine from `names` to `ids`, and removes
+/// duplicates.
+template <class ToId>
+void Resolve(Json::Value& names, Json::Value& ids, ToId to_id) {
+  std::set<Json::Value> known(ids.begin(), ids.end());
+  std::set<Json::Value> unknown;
+  for (const Json::Value& name : names) {
+    unsigned int id = 0;
+    if (to_id(name.asString(), id)) {
+      known.insert(id);
+    } else {
+      unknown.insert(name);
+    }
+  }
+  names = JsonArray(unknown);
+  ids = JsonArray(known);
+}
+
+/// Lets the database make a row of the members, so that the link is what the library
+/// would read.  Its setters cannot set both ids without a name and names without an id.
+bool ReadAsRow(db::BaseDB& database, const Json::Value& line, Entry& link) {
+  Json::Value data = line;
+  data[SZK_PROTECT_EXTRA_USERS] = line[SZK_PROTECT_USERS];
+  data[SZK_PROTECT_EXTRA_GROUPS] = line[SZK_PROTECT_GROUPS];
+  Resolve(data[SZK_PROTECT_EXTRA_USERS], data[SZK_PROTECT_UIDS], UserToUID);
+  Resolve(data[SZK_PROTECT_EXTRA_GROUPS], data[SZK_PROTECT_GIDS], GroupToGID);
+  std::map<std::string, std::string> columns = link.GetFieldMap();
+  for (auto& [name, value] : columns) {
+    const Json::Value& member = line[name];
+    value = member.isBool() ? std::to_string(member.asInt()) : member.asString();
+  }
+  columns[SZK_DATA] = JsonText(data);
+  Result result;
+  db::Row row;
+  return SelectValues(database, columns, result) && result.NextRow(row) &&
+         link.FromRow(row);
+}
+
+bool DisableWithoutPassword(Entry& link) {
+  Secret password;
+  if (!password.Generate()) return false;
+  link.set_protect_type(Entry::PROTECT_PASSWORD);
+  link.set_protect_password(password.text(), true, Entry::ENCRYPT_ALGO_DEFAULT);
+  link.set_enabled(false);
+  return link.IsLegal();
+}
+
+/// The ids without a name.
+template <class ToName>
+Json::Value Nameless(const std::vector<unsigned int>& ids, ToName to_name) {
+  Json::Value array(Json::arrayValue);
+  for (const unsigned int id : ids) {
+    std::string name;
+    if (!to_name(id, name)) array.append(id);
+  }
+  return array;
+}
+
+/// The public view of a link, with times in seconds since the epoch.
+Json::Value RecordJson(const Entry& link) {
+  Json::Value out;
+  link.ToJSON(out);
+  out[SZK_OWNER_UID] = link.get_owner_uid();
+  out[SZK_START_AT] = Json::Int64{link.get_start_at()};
+  out[SZK_EXPIRE_AT] = Json::Int64{link.get_expire_at()};
+  return out;
+}
+
+}  // namespace
 
 std::string LinkUrls::Get(const Entry& link) {
   const std::string end = VEXO::base::PercentEncode(link.get_hash());
@@ -28,15 +239,6 @@ std::string LinkUrls::Get(const Entry& link) {
   return url;
 }
 
-Json::Value RecordJson(const Entry& link) {
-  Json::Value out;
-  link.ToJSON(out);
-  out[SZK_OWNER_UID] = link.get_owner_uid();
-  out[SZK_START_AT] = Json::Int64{link.get_start_at()};
-  out[SZK_EXPIRE_AT] = Json::Int64{link.get_expire_at()};
-  return out;
-}
-
 Json::Value LinkJson(const Entry& link, LinkUrls& urls, long now) {
   Json::Value out = RecordJson(link);
   out[SZK_ID_] = link.get_id();
@@ -49,8 +251,8 @@ Json::Value LinkJson(const Entry& link, LinkUrls& urls, long now) {
 Json::Value LinkDetailsJson(const Entry& link, LinkUrls& urls, long now) {
   Json::Value out = LinkJson(link, urls, now);
   out[SZK_PRIVATE_DATA] = link.get_private_data();
-  out["unresolved_users"] = JsonArray(UnresolvedUsers(link));
-  out["unresolved_groups"] = JsonArray(UnresolvedGroups(link));
+  out["unresolved_users"] = JsonArray(Unresolved(AllowedUsers(link)));
+  out["unresolved_groups"] = JsonArray(Unresolved(AllowedGroups(link)));
   return JsonObject({{"link", out}});
 }
 
@@ -58,6 +260,41 @@ Json::Value StoredLinkJson(const Entry& link, const Secret* generated, LinkUrls&
   Json::Value data = LinkDetailsJson(link, urls, time(nullptr));
   if (generated != nullptr) data["password"] = generated->text();
   return data;
+}
+
+std::string LinkLine(const Entry& link, bool with_secrets) {
+  Json::Value line = RecordJson(link);
+  line[SZK_PROTECT_UIDS] = Nameless(link.get_protect_uids(), UIDToUser);
+  line[SZK_PROTECT_GIDS] = Nameless(link.get_protect_gids(), GIDToGroup);
+  if (with_secrets) {
+    line[SZK_PROTECT_PASSWORD] = link.get_protect_password();
+    line[SZK_PROTECT_PASSWORD_ALGO] =
+        link.get_protect_password_algo() == Entry::ENCRYPT_ALGO_MD5
+            ? SZK_PROTECT_PASSWORD_ALGO_MD5
+            : SZK_PROTECT_PASSWORD_ALGO_DEFAULT;
+    line[SZK_PROTECT_PASSWORD_SALT] = link.get_protect_password_salt();
+    line[SZK_PRIVATE_DATA] = link.get_private_data();
+  }
+  return JsonText(line);
+}
+
+Error ParseLinkLine(const std::string& text, db::BaseDB& database, LineLink& line) {
+  Json::Value object;
+  std::string reason;
+  if (!ParseJsonObject(text, object, reason)) return {kBadParameter, reason};
+  reason = CheckMembers(object);
+  if (reason.empty()) reason = CheckMeaning(object);
+  if (!reason.empty()) return {kBadParameter, reason};
+
+  Json::Value& type = object[SZK_PROTECT_TYPE];
+  line.without_password =
+      type == SZK_PROTECT_PROTECT_PASSWORD && object[SZK_PROTECT_PASSWORD] == "";
+  if (line.without_password) type = SZK_PROTECT_PROTECT_NONE;
+  if (!ReadAsRow(database, object, line.link) ||
+      (line.without_password && !DisableWithoutPassword(line.link))) {
+    return {kFailed, "the link cannot be stored"};
+  }
+  return {};
 }
 
 Json::Value PurgeJson(const PurgeCounts& counts) {

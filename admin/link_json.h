@@ -28,9 +28,6 @@ class LinkUrls {
   bool unknown_ = false;
 };
 
-/// The public view of a link, with times in seconds since the epoch.
-Json::Value RecordJson(const Entry& link);
-
 /// The public view of a link, with ids, state, times in seconds since the epoch, and its
 /// URL, null when that is not known.  No secret, and no private data.
 Json::Value LinkJson(const Entry& link, LinkUrls& urls, long now);
@@ -41,6 +38,16 @@ Json::Value LinkDetailsJson(const Entry& link, LinkUrls& urls, long now);
 /// Of a link that was created or changed: its details, and the generated password, if
 /// any.
 Json::Value StoredLinkJson(const Entry& link, const Secret* generated, LinkUrls& urls);
+
+/// The link as a line of an export, without its end.  Stored password and private data
+/// are left out unless `with_secrets` is set.
+std::string LinkLine(const Entry& link, bool with_secrets);
+
+/// Reads a line of an export.  The error names what is wrong: a member that is missing,
+/// unknown or of the wrong type, a hash that cannot be part of a URL, or an owner who
+/// does not exist on this machine.  It never holds a secret.  `database` only helps to
+/// build the record.
+Error ParseLinkLine(const std::string& text, BaseDB& database, LineLink& line);
 
 /// {"links": N, "sessions": N, "tokens": N}
 Json::Value PurgeJson(const PurgeCounts& counts);

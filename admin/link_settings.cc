@@ -43,14 +43,6 @@ Error ApplyTimes(const LinkSettings& settings, Entry& link) {
   return {};
 }
 
-/// Whether the link is for users and groups, and names none.
-bool AdmitsNobody(const Entry& link) {
-  // Ids of accounts that are gone have no name, and names not known yet have no id.
-  return link.get_protect_type() == Entry::PROTECT_USER &&
-         link.get_protect_uids().empty() && link.get_protect_users().empty() &&
-         link.get_protect_gids().empty() && link.get_protect_groups().empty();
-}
-
 Error ApplyProtection(const LinkSettings& settings, Entry& link) {
   const bool password = settings.password != nullptr;
   const std::vector<std::string> users = Unique(settings.users);
@@ -93,7 +85,12 @@ Error ApplyProtection(const LinkSettings& settings, Entry& link) {
   const bool listed = settings.users || settings.groups;
   const bool open = listed && !settings.protect_type && !settings.remove_protection &&
                     type == Entry::PROTECT_NONE;
-  if (open || AdmitsNobody(link)) {
+  // Ids of accounts that are gone have no name, and names not known yet have no id.
+  const bool admits_nobody =
+      type == Entry::PROTECT_USER && link.get_protect_uids().empty() &&
+      link.get_protect_users().empty() && link.get_protect_gids().empty() &&
+      link.get_protect_groups().empty();
+  if (open || admits_nobody) {
     return {kMissingParameter, "a user or a group is required"};
   }
   return {};

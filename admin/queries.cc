@@ -182,7 +182,14 @@ bool LinkReader::Next(Entry& link) {
   while (good_) {
     Row row;
     if (batch_ == nullptr || !batch_->NextRow(row)) {
-      if (!FetchBatch()) return false;
+      if (fetched_ == ids_.size()) return false;
+      std::string list;
+      for (const size_t end = std::min(fetched_ + kBatch, ids_.size()); fetched_ < end;) {
+        list += (list.empty() ? "" : ",") + std::to_string(ids_[fetched_++]);
+      }
+      batch_ = std::make_unique<Result>();  // a result takes a handle once
+      good_ = database_.Execute(
+          "SELECT * FROM entry WHERE id IN (" + list + ") ORDER BY " + order_, *batch_);
       continue;
     }
     ++done_;
@@ -191,19 +198,6 @@ bool LinkReader::Next(Entry& link) {
         {row.GetField("id").AsInt(0), row.GetField("hash").AsString("")});
   }
   return false;
-}
-
-bool LinkReader::FetchBatch() {
-  if (fetched_ == ids_.size()) return false;
-  const size_t end = std::min(fetched_ + kBatch, ids_.size());
-  std::string list;
-  for (; fetched_ < end; ++fetched_) {
-    list += (list.empty() ? "" : ",") + std::to_string(ids_[fetched_]);
-  }
-  batch_ = std::make_unique<Result>();  // a result takes a handle once
-  good_ = database_.Execute(
-      "SELECT * FROM entry WHERE id IN (" + list + ") ORDER BY " + order_, *batch_);
-  return good_;
 }
 
 }  // namespace admin

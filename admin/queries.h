@@ -157,8 +157,6 @@ class LinkReader {
   const std::vector<UnreadableLink>& unreadable() const { return unreadable_; }
 
  private:
-  bool FetchBatch();
-
   BaseDB& database_;
   std::string order_;
   std::vector<int> ids_;

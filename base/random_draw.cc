@@ -7,6 +7,7 @@
 #include <cstring>
 
 namespace VEXO::base {
+
 RandomDraw::~RandomDraw() { explicit_bzero(numbers_, sizeof(numbers_)); }
 
 bool RandomDraw::Below(std::uint64_t range, std::uint64_t* out) {
@@ -15,17 +16,14 @@ bool RandomDraw::Below(std::uint64_t range, std::uint64_t* out) {
   constexpr std::uint64_t kDraws = std::uint64_t{1} << 32;
   const std::uint64_t whole_turns = kDraws - kDraws % range;
   do {
-    if (left_ == 0 && !Fill()) return false;
+    if (left_ == 0) {
+      // Never cut short for so few bytes.
+      const ssize_t got = TEMP_FAILURE_RETRY(getrandom(numbers_, sizeof(numbers_), 0));
+      if (got != static_cast<ssize_t>(sizeof(numbers_))) return false;
+      left_ = kCount;
+    }
   } while (numbers_[--left_] >= whole_turns);
   *out = numbers_[left_] % range;
-  return true;
-}
-
-bool RandomDraw::Fill() {
-  // Never cut short for so few bytes.
-  const ssize_t got = TEMP_FAILURE_RETRY(getrandom(numbers_, sizeof(numbers_), 0));
-  if (got != static_cast<ssize_t>(sizeof(numbers_))) return false;
-  left_ = kCount;
   return true;
 }
 

@@ -24,8 +24,6 @@ class RandomDraw {
  private:
   static constexpr size_t kCount = 16;
 
-  bool Fill();
-
   std::uint32_t numbers_[kCount] = {};
   size_t left_ = 0;
 };

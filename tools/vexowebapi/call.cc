@@ -24,7 +24,7 @@ std::string Response::Text() const {
     response["error"]["message"] = error.message;
     if (!error.hint.empty()) response["error"]["hint"] = error.hint;
   }
-  return admin::JsonAscii(response) + "\n";
+  return admin::JsonText(response, true) + "\n";
 }
 
 Page::Page(Parameters& parameters)

@@ -13,7 +13,6 @@
 #include <map>
 #include <string>
 
-#include "admin/sqlite_connection.h"
 #include "entry_db.h"
 #include "log_capture.h"
 #include "system_test.h"

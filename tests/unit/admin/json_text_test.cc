@@ -263,7 +263,7 @@ TEST(JsonText, RealNumbers_HaveTheFewestDigits) {
         "5e-324", "0.30000000000000004", "123456.789"}) {
     const std::string text = "[" + std::string(number) + "]";
     EXPECT_EQ(JsonText(Parse(text)), text);
-    EXPECT_EQ(JsonAscii(Parse(text)), text);
+    EXPECT_EQ(JsonText(Parse(text), true), text);
   }
 }
 
@@ -294,7 +294,7 @@ TEST(JsonText, InvalidBytes_BecomeReplacementCharacters) {
   for (const char* const bytes : {"\xff", "\xc3", "\xed\xa0\x80", "\xc0\x80"}) {
     Json::Value value;
     value["a"] = "x" + std::string(bytes) + "y";
-    for (const std::string& text : {JsonText(value), JsonAscii(value)}) {
+    for (const std::string& text : {JsonText(value), JsonText(value, true)}) {
       const std::string read = Parse(text)["a"].asString();
       EXPECT_EQ(read.substr(0, 4), "x\xef\xbf\xbd");
       EXPECT_EQ(read.back(), 'y');
@@ -305,7 +305,7 @@ TEST(JsonText, InvalidBytes_BecomeReplacementCharacters) {
 TEST(JsonText, Ascii_EscapesEveryOtherCharacter) {
   Json::Value value("é😀\n\x7f");
   EXPECT_EQ(JsonText(value).find("é😀"), 1U);
-  const std::string ascii = JsonAscii(value);
+  const std::string ascii = JsonText(value, true);
   for (const char character : ascii) EXPECT_GT(character, '\x1f');
   EXPECT_EQ(Parse(ascii), value);
 }
@@ -316,7 +316,7 @@ TEST(JsonText, AnyText_ReadsBack) {
   Json::Value value;
   value[every] = every + "é\xe2\x80\xa8😀";
   EXPECT_EQ(Parse(JsonText(value)), value);
-  EXPECT_EQ(Parse(JsonAscii(value)), value);
+  EXPECT_EQ(Parse(JsonText(value, true)), value);
 }
 
 TEST(JsonText, JsonArray_HoldsTheTextsInOrder) {

@@ -1,4 +1,4 @@
-#include "admin/link_line.h"
+#include "admin/link_json.h"
 
 #include <gmock/gmock.h>
 

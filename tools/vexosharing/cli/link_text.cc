@@ -58,8 +58,8 @@ std::string UrlText(const Entry& link, admin::LinkUrls& urls) {
 }
 
 void WarnAboutLink(const admin::LinkSettings& given, const Entry& link) {
-  const std::string users = Join(admin::UnresolvedUsers(link));
-  const std::string groups = Join(admin::UnresolvedGroups(link));
+  const std::string users = Join(Unresolved(admin::AllowedUsers(link)));
+  const std::string groups = Join(Unresolved(admin::AllowedGroups(link)));
   if (given.users && !users.empty()) ReportWarning("user not found: " + users);
   if (given.groups && !groups.empty()) ReportWarning("group not found: " + groups);
   const long now = time(nullptr);

@@ -1,5 +1,3 @@
-#include "admin/backup.h"
-
 #include <sys/stat.h>
 
 #include "cli/file.h"

@@ -26,9 +26,9 @@ void PrintDetails(const Finding& finding, Style style) {
   std::cout << "\n";
 }
 
-Json::Value FindingsJson(const std::vector<Finding>& findings) {
+Json::Value FindingsJson(const std::map<size_t, Finding>& findings) {
   Json::Value array(Json::arrayValue);
-  for (const Finding& finding : findings) {
+  for (const auto& [at, finding] : findings) {
     array.append(JsonObject({{"kind", finding.kind},
                              {"text", finding.text},
                              {"advice", admin::JsonArray(finding.advice)},
@@ -44,8 +44,8 @@ void Print(const Findings& findings, bool json) {
                           {"remarks", FindingsJson(findings.remarks)}}));
     return;
   }
-  for (const Finding& problem : findings.problems) PrintDetails(problem, Style::kBad);
-  for (const Finding& remark : findings.remarks) PrintDetails(remark, Style::kWarning);
+  for (const auto& [at, problem] : findings.problems) PrintDetails(problem, Style::kBad);
+  for (const auto& [at, remark] : findings.remarks) PrintDetails(remark, Style::kWarning);
   const auto problems = static_cast<long>(findings.problems.size());
   std::cout << "Checked " << Counted(findings.links, "link") << ": "
             << (problems == 0 ? "no problems found" : Counted(problems, "problem"))

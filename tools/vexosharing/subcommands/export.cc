@@ -1,6 +1,6 @@
 #include <cstring>
 
-#include "admin/link_line.h"
+#include "admin/link_json.h"
 #include "cli/file.h"
 #include "subcommands/table.h"
 #include "terminal/terminal.h"

@@ -57,8 +57,9 @@ void PrintDetails(const Entry& link, const std::string& url, long tokens) {
     list.Add("Users", Join(link.get_protect_users()));
     list.Add("Groups", Join(link.get_protect_groups()));
   }
-  list.Add("Unknown users", Join(admin::UnresolvedUsers(link)), Style::kWarning);
-  list.Add("Unknown groups", Join(admin::UnresolvedGroups(link)), Style::kWarning);
+  list.Add("Unknown users", Join(Unresolved(admin::AllowedUsers(link))), Style::kWarning);
+  list.Add("Unknown groups", Join(Unresolved(admin::AllowedGroups(link))),
+           Style::kWarning);
   list.Add("IP address",
            link.get_enable_match_ip() ? "must stay the same" : "may change");
   list.Add("Valid tokens", std::to_string(tokens));
