@@ -111,6 +111,11 @@ def children(process):
         return [int(child) for child in file.read().split()]
 
 
+def is_sanitized():
+    """Whether the program was built with the sanitizers."""
+    return b"__asan_init" in PROGRAM.read_bytes()
+
+
 def memory(process):
     """The most memory that the process has had, in kB."""
     with open(f"/proc/{process}/status", encoding="ascii") as file:
