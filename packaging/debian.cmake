@@ -111,8 +111,7 @@ sharing library runs, and a timer that deletes expired links.")
 vexo_package(web vexosharing-web
   SECTION web
   DEPENDS "libvexosharing-visit1 (>= ${version})" "libvexosharing7 (>= ${version})"
-          "libvexoplatform1 (>= ${version})" "vexosharing-tools (>= ${version})" multiwatch
-          libarchive13
+          "libvexoplatform1 (>= ${version})" "vexosharing-tools (>= ${version})" libarchive13
   CONTROL ${debian}/vexosharing-web/postinst ${debian}/vexosharing-web/prerm
           ${debian}/vexosharing-web/postrm
   DESCRIPTION

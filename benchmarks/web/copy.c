@@ -3,8 +3,10 @@
 
 #include <fcgiapp.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -42,6 +44,13 @@ int main(void) {
   if (FCGX_IsCGI()) {
     Answer(getenv("QUERY_STRING"), NULL);
     return 0;
+  }
+  // As many workers as sharing.cgi has.
+  for (int worker = 1; worker < 4; ++worker) {
+    if (fork() == 0) {
+      prctl(PR_SET_PDEATHSIG, SIGTERM);
+      break;
+    }
   }
   FCGX_Request request;
   FCGX_Init();
