@@ -1,10 +1,9 @@
-#include "admin/link_json.h"
-
 #include <gmock/gmock.h>
 
 #include <utility>
 
 #include "admin/json_text.h"
+#include "admin/link_json.h"
 #include "admin_test.h"
 
 namespace admin {

@@ -71,6 +71,7 @@ void WarnAboutLink(const admin::LinkSettings& given, const Entry& link) {
 void ReportUnreadable(const std::vector<admin::UnreadableLink>& unreadable) {
   if (unreadable.empty()) return;
   std::vector<std::string> rows;
+  rows.reserve(unreadable.size());
   for (const admin::UnreadableLink& row : unreadable) {
     rows.push_back(row.hash + " (id " + std::to_string(row.id) + ")");
   }
