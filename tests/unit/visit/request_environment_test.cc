@@ -65,16 +65,18 @@ TEST(RequestEnvironment, End_NoVariableOfTheRequestIsLeft) {
 }
 
 TEST(RequestEnvironment, EmptyEnvironment_Works) {
-  char** const before = environ;
-  environ = nullptr;
-  VisitRequest request;
-  request.remote_address = "192.0.2.7";
-  {
-    const RequestEnvironment environment(request);
-    EXPECT_EQ("192.0.2.7", Variable("REMOTE_ADDR"));
-  }
-  EXPECT_EQ("none", Variable("REMOTE_ADDR"));
-  environ = before;
+  const auto use = [] {
+    clearenv();
+    VisitRequest request;
+    request.remote_address = "192.0.2.7";
+    bool is_set = false;
+    {
+      const RequestEnvironment environment(request);
+      is_set = Variable("REMOTE_ADDR") == "192.0.2.7";
+    }
+    _exit(is_set && Variable("REMOTE_ADDR") == "none" ? 0 : 1);
+  };
+  EXPECT_EXIT(use(), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace
