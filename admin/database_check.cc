@@ -4,9 +4,7 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
@@ -190,9 +188,10 @@ class Checker {
     Entry link;
     while (reader.Next(link)) {
       CheckLink(link);
+      findings_.links = reader.done();
       if (!progress(reader.done(), reader.total())) return false;
     }
-    findings_.links = reader.done();
+    findings_.links = reader.done();  // with the unreadable rows at the end
     for (const auto& [id, hash] : reader.unreadable()) {
       findings_.Add("damaged_row", hash + " (id " + std::to_string(id) + ")");
     }
@@ -286,14 +285,16 @@ class Checker {
   std::map<unsigned int, Account> owners_;  // each looked up once
 };
 
-/// The first fault that SQLite finds in the file, which programs may be writing; a lock
-/// that is held for long is none.  Empty if there is none.
+/// The first fault that SQLite finds in the file, which programs may be writing.  Empty
+/// if there is none, or it cannot be read now: it is locked for long, or the next writer
+/// has to roll back a transaction first.
 std::string IntegrityOf(const std::string& path) {
   Rows rows;
-  const Connection connection(path, SQLITE_OPEN_READWRITE);
+  const Connection connection(path, SQLITE_OPEN_READONLY);
   const int code = connection.Run("PRAGMA integrity_check(1)", &rows);
+  if (code == SQLITE_BUSY || code == SQLITE_READONLY) return "";
   if (code == SQLITE_NOTADB) return "not a database";
-  if (code != SQLITE_OK) return code == SQLITE_BUSY ? "" : sqlite3_errstr(code);
+  if (code != SQLITE_OK) return sqlite3_errstr(code);
   return rows == Rows{{"ok"}} ? "" : rows[0][0];
 }
 

@@ -33,6 +33,17 @@ while True:
     db.execute("COMMIT")
 """
 
+# Dies in a transaction that has already changed the file.
+DIE_WRITING = """
+import os, signal, sqlite3, sys
+db = sqlite3.connect(sys.argv[1], isolation_level=None)
+db.executescript("CREATE TABLE failure(address TEXT, at INTEGER); PRAGMA cache_size = 1; "
+                 "CREATE INDEX failure_at ON failure(at)")
+db.execute("BEGIN")
+db.executemany("INSERT INTO failure VALUES ('192.0.2.1', ?)", ((n,) for n in range(20000)))
+os.kill(os.getpid(), signal.SIGKILL)
+"""
+
 
 class Check(CommandTest):
     def found(self):
@@ -225,6 +236,18 @@ class Check(CommandTest):
         finally:
             writer.kill()
             writer.communicate()
+
+    def test_list_of_blocked_addresses_of_a_killed_writer_is_left_as_it_is(self):
+        self.create()
+        blocks = BLOCKS / "autoblock.db"
+        killed = subprocess.run([sys.executable, "-c", DIE_WRITING, blocks], check=False)
+        self.assertEqual(killed.returncode, -signal.SIGKILL)
+        journal = BLOCKS / "autoblock.db-journal"
+        before = blocks.read_bytes(), journal.read_bytes()
+
+        self.assertEqual(self.problems(), {})
+
+        self.assertEqual((blocks.read_bytes(), journal.read_bytes()), before)
 
     def test_invalid_url_configuration_is_reported_as_the_url_tool_reports_it(self):
         self.create()
@@ -440,7 +463,7 @@ class Check(CommandTest):
 
                 self.assertEqual(process.returncode, INTERRUPTED)
                 self.assertEqual(out, b"")
-                self.assertRegex(errors.decode(), r"interrupted after \d+ links")
+                self.assertRegex(errors.decode(), r"interrupted after \d+ links?")
 
     def test_shows_its_progress_on_a_terminal(self):
         self.create("--expire", "7d")
