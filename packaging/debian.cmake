@@ -112,12 +112,12 @@ vexo_package(web vexosharing-web
   SECTION web
   DEPENDS "libvexosharing-visit1 (>= ${version})" "libvexosharing7 (>= ${version})"
           "libvexoplatform1 (>= ${version})" "vexosharing-tools (>= ${version})" libarchive13
-  CONTROL ${debian}/vexosharing-web/postinst ${debian}/vexosharing-web/prerm
-          ${debian}/vexosharing-web/postrm
+  CONTROL ${debian}/vexosharing-web/conffiles ${debian}/vexosharing-web/postinst
+          ${debian}/vexosharing-web/prerm ${debian}/vexosharing-web/postrm
   DESCRIPTION
     "This package contains the web front end of links that share files and folders, the\n\
 units that run it, and configurations for lighttpd, nginx and Apache.")
-set(CPACK_DEBIAN_WEB_PACKAGE_RECOMMENDS "lighttpd | nginx | apache2")
+set(CPACK_DEBIAN_WEB_PACKAGE_RECOMMENDS "lighttpd | nginx | apache2, logrotate")
 set(CPACK_DEBIAN_WEB_PACKAGE_SUGGESTS fcgiwrap)
 
 # The command is in the administrator's PATH.

@@ -1,8 +1,10 @@
 #include "file_response.h"
 
+#include <algorithm>
 #include <optional>
 #include <utility>
 
+#include "base/access_log.h"
 #include "web/files/conditions.h"
 #include "web/files/content_disposition.h"
 #include "web/files/content_type.h"
@@ -108,8 +110,14 @@ Response MakeFileResponse(const Variables& request, Node file, const std::string
       ContentDisposition(shown ? Disposition::kInline : Disposition::kAttachment, name));
   if (selection.kind == RangeSelection::Kind::kPart) {
     response.status = 206;
+    // A player asks for many parts of one file; the beginning tells that it was opened.
+    const bool begins =
+        std::any_of(selection.ranges.begin(), selection.ranges.end(),
+                    [](const ByteRange& range) { return range.first == 0; });
+    response.record.event = begins ? VEXO::base::kEventDownload : VEXO::base::kEventPart;
     AddRanges(selection.ranges, std::move(file), type.type, &response);
   } else {
+    response.record.event = VEXO::base::kEventDownload;
     response.Add("Content-Type", type.type);
     response.body = std::make_unique<FileBody>(std::move(file.fd), 0, current.size);
   }
@@ -121,6 +129,7 @@ std::optional<Response> MakeZipResponse(std::unique_ptr<SharedTree> tree, Node f
   std::unique_ptr<Body> zip = ZipFolder(*tree, std::move(folder), name);
   if (zip == nullptr) return std::nullopt;
   Response response = MakeResponse(200, kFilePolicy);
+  response.record.event = VEXO::base::kEventZip;
   response.Add("Cache-Control", "no-store");
   response.Add("Content-Type", "application/zip");
   response.Add("Content-Disposition",

@@ -7,6 +7,7 @@
 #include <ctime>
 #include <memory>
 
+#include "base/access_log.h"
 #include "base/text.h"
 #include "base/wipe.h"
 #include "entry.h"
@@ -22,6 +23,7 @@
 #include "web/files/owner.h"
 #include "web/files/share.h"
 #include "web/files/shared_tree.h"
+#include "web/record/visit_record.h"
 
 namespace web {
 namespace {
@@ -48,11 +50,19 @@ Response MakeMessage(int status, Message message) {
   return MakePage(status, RenderMessage(message));
 }
 
+/// The answer, to be recorded as this event.
+Response Recorded(const char* event, Response response) {
+  response.record.event = event;
+  return response;
+}
+
 /// The one answer for everything that is unknown to strangers.
 Response MakeMissing() { return MakeMessage(404, Message::kMissing); }
 
 /// For those who are admitted.
-Response MakeGone() { return MakeMessage(404, Message::kGone); }
+Response MakeGone() {
+  return Recorded(VEXO::base::kEventMissing, MakeMessage(404, Message::kGone));
+}
 
 Response MakeTryLater(long seconds) {
   Response response = MakeMessage(503, Message::kTryLater);
@@ -162,7 +172,7 @@ class Content {
 
   LinkFacts Facts() const;
   std::string Heading() const;
-  std::string Path() const;
+  std::string Path() const { return address_.Path(); }
   std::vector<Crumb> Crumbs(size_t above) const;
   bool Asks(const char* parameter) const { return address_.parameters.Has(parameter); }
 
@@ -177,7 +187,9 @@ class Content {
 Response Content::Answer() {
   if (IsRoot(address_) && link_.get_redirect_type() == Entry::REDIRECT_ALWAYS) {
     const std::optional<RedirectTarget> target = RedirectOf(link_);
-    if (target) return MakeRedirect(303, target->location);
+    if (target) {
+      return Recorded(VEXO::base::kEventRedirect, MakeRedirect(303, target->location));
+    }
   }
   if (IsRoot(address_) && !address_.slash) return MakeRedirect(308, WithSlash(address_));
   Response failure;
@@ -244,7 +256,7 @@ Response Content::Folder(Node folder) {
   page.heading = IsRoot(address_) ? Heading() : name;
   page.crumbs = Crumbs(address_.names.size());
   page.facts = Facts();
-  return MakePage(200, RenderFolder(page));
+  return Recorded(VEXO::base::kEventList, MakePage(200, RenderFolder(page)));
 }
 
 Response Content::File(Node file, const std::string& name) {
@@ -277,7 +289,7 @@ Response Content::FileView(const Node& file, const std::string& name) {
     page.text = std::move(preview.text);
     page.text_cut = !preview.complete;
   }
-  return MakePage(200, RenderFile(page));
+  return Recorded(VEXO::base::kEventView, MakePage(200, RenderFile(page)));
 }
 
 LinkFacts Content::Facts() const {
@@ -294,13 +306,6 @@ LinkFacts Content::Facts() const {
 std::string Content::Heading() const {
   const std::string title = link_.get_protect_title();
   return title.empty() ? tree_->name() : title;
-}
-
-/// The path below the root of the tree.
-std::string Content::Path() const {
-  std::string path;
-  for (const std::string& name : address_.names) path += (path.empty() ? "" : "/") + name;
-  return address_.slash && !path.empty() ? path + "/" : path;
 }
 
 /// The folders that are `above` to 1 levels above the folder of the page.
@@ -386,6 +391,7 @@ Response Handler::Answer(const Variables& request, const ReadBody& read_body) co
   const VisitRequest visit = MakeVisitRequest(request, *address, form, site_);
   const VisitAnswer answer = VEXO::sharing::Visit(visit);
   Response response = MakeAnswer(request, *address, visit, answer);
+  CompleteRecord(request, *address, answer, settings_.address_in_log, &response.record);
   if (!answer.set_cookie.empty()) response.Add("Set-Cookie", answer.set_cookie);
   return response;
 }

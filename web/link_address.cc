@@ -27,6 +27,12 @@ std::string PlainSegment(std::string_view segment, const std::string& decoded) {
 
 }  // namespace
 
+std::string LinkAddress::Path() const {
+  std::string path;
+  for (const std::string& name : names) path += (path.empty() ? "" : "/") + name;
+  return slash && !path.empty() ? path + "/" : path;
+}
+
 std::optional<LinkAddress> ParseTarget(const std::string& target, const Site& site) {
   const size_t path_end = std::min(target.find('?'), target.size());
   const std::string_view path(target.data(), path_end);

@@ -21,6 +21,10 @@ struct LinkAddress {
   std::string last;       ///< the last segment of the path as it is in the path
   std::string query;      ///< the query as it was sent
   Parameters parameters;  ///< of the query
+
+  /// The path below what the link shares, with a slash at its end where the target has
+  /// one; empty for the link itself.
+  std::string Path() const;
 };
 
 /// Parses REQUEST_URI, each part of which is decoded once.  Nothing for a broken escape

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "web/files/body.h"
+#include "web/record/record.h"
 
 namespace web {
 
@@ -15,6 +16,7 @@ struct Response {
   std::vector<std::pair<std::string, std::string>> headers;
   std::string content;
   std::unique_ptr<Body> body;
+  Record record;
 
   void Add(const std::string& name, const std::string& value) {
     headers.emplace_back(name, value);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "base/key_value_file.h"
@@ -32,11 +33,26 @@ std::string SetLanguage(const std::string& value, std::string* out) {
   return "";
 }
 
+std::string SetAddressInLog(const std::string& value, AddressInLog* out) {
+  const std::pair<const char*, AddressInLog> words[] = {{"cut", AddressInLog::kCut},
+                                                        {"full", AddressInLog::kFull},
+                                                        {"none", AddressInLog::kNone}};
+  for (const auto& [word, meaning] : words) {
+    if (value != word) continue;
+    *out = meaning;
+    return "";
+  }
+  return "not cut, full or none";
+}
+
 std::string ApplySetting(const std::string& key, const std::string& value,
                          Settings* settings) {
   if (key == "language") return SetLanguage(value, &settings->language);
   if (key == "workers") return SetNumber(value, 1, 256, &settings->workers);
   if (key == "downloads") return SetNumber(value, 1, 1024, &settings->downloads);
+  if (key == "log_address") {
+    return SetAddressInLog(value, &settings->address_in_log);
+  }
   return "unknown setting";
 }
 

@@ -4,6 +4,9 @@
 
 namespace web {
 
+/// How much of the address of a visitor the access log has.
+enum class AddressInLog { kCut, kFull, kNone };
+
 /// What the administrator can set in /usr/vexo/etc/web.conf.
 struct Settings {
   /// Language of the pages for visitors whose browser asks for none that there is.
@@ -12,6 +15,7 @@ struct Settings {
   int workers = 4;
   /// Bodies that one worker sends at the same time.
   int downloads = 64;
+  AddressInLog address_in_log = AddressInLog::kCut;
 };
 
 /// Reads the configuration file `path`.  A wrong line is logged and skipped; of several

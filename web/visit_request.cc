@@ -16,20 +16,33 @@ namespace {
 const char kProject[] = "files";
 const char kCookie[] = "sharing";
 
+/// The address of a visitor as the platform sees it; empty when there is none.
+std::string AddressOf(const std::string& remote_address,
+                      const std::string& forwarded_for) {
+  // Not with setenv: it would keep every address in memory forever.
+  std::string remote = "REMOTE_ADDR=" + remote_address;
+  std::string forwarded = "HTTP_X_FORWARDED_FOR=" + forwarded_for;
+  putenv(remote.data());
+  if (!forwarded_for.empty()) putenv(forwarded.data());
+  char address[65] = {};
+  const bool found = VexoCgiGetRemoteIP(address, sizeof(address)) != -1;
+  unsetenv("HTTP_X_FORWARDED_FOR");
+  unsetenv("REMOTE_ADDR");
+  return found ? address : "";
+}
+
 /// Whether the request comes from a proxy that the platform trusts: then it believes the
 /// address that the proxy names.
 bool ComesFromTrustedProxy(const std::string& remote_address) {
   const std::string named = remote_address == "192.0.2.1" ? "192.0.2.2" : "192.0.2.1";
-  char address[64] = {};
-  setenv("REMOTE_ADDR", remote_address.c_str(), 1);
-  setenv("HTTP_X_FORWARDED_FOR", named.c_str(), 1);
-  const bool found = VexoCgiGetRemoteIP(address, sizeof(address)) != -1;
-  unsetenv("HTTP_X_FORWARDED_FOR");
-  unsetenv("REMOTE_ADDR");
-  return found && named == address;
+  return AddressOf(remote_address, named) == named;
 }
 
 }  // namespace
+
+std::string VisitorAddress(const Variables& request) {
+  return AddressOf(request.Get("REMOTE_ADDR"), request.Get("HTTP_X_FORWARDED_FOR"));
+}
 
 bool CameByHttps(const Variables& request) {
   const std::string& https = request.Get("HTTPS");

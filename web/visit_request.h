@@ -1,11 +1,17 @@
 #pragma once
 
+#include <string>
+
 #include "link_address.h"
 #include "parameters.h"
 #include "sharing_visit.h"
 #include "variables.h"
 
 namespace web {
+
+/// The address of the visitor: that of the connection, or the one that a trusted proxy
+/// names.  Empty when there is none.
+std::string VisitorAddress(const Variables& request);
 
 /// Whether the visitor came by https, by what the server or a trusted proxy says.
 bool CameByHttps(const Variables& request);

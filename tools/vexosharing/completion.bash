@@ -26,6 +26,7 @@ _vexosharing_options() {
     edit) echo "$common $link --match-ip --no-keep --enable --disable --unprotect --where-project
       --where-owner --where-state --where-search --dry-run --yes" ;;
     delete | revoke) echo "$common --project --owner --state --search --dry-run --yes" ;;
+    log) echo "--help --json --since --page --page-size" ;;
     show | rotate | restore | stats) echo "$common" ;;
     check) echo "$common --repair" ;;
     transfer) echo "$common --from --to" ;;
@@ -41,7 +42,7 @@ _vexosharing_options() {
 }
 
 _vexosharing() {
-  local subcommands='create share list show edit delete revoke rotate transfer purge visit check backup
+  local subcommands='create share list show log edit delete revoke rotate transfer purge visit check backup
     restore export import block stats help'
   local word=${COMP_WORDS[COMP_CWORD]}
   local before=${COMP_WORDS[COMP_CWORD - 1]}
@@ -92,7 +93,7 @@ _vexosharing() {
       return
       ;;
     --project | --where-project | --app | --private-data | --search | --where-search | --uses | \
-      --title | --redirect-uri | --page | --page-size | --address)
+      --title | --redirect-uri | --page | --page-size | --address | --since)
       return
       ;;
   esac

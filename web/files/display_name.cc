@@ -49,6 +49,19 @@ bool TurnsDirection(char32_t code) {
          (code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069);
 }
 
+/// The character in a JSON string.
+std::string JsonCharacter(char32_t code) {
+  std::string character;
+  if (code <= 0xFFFF && (IsControl(code) || TurnsDirection(code))) {
+    std::array<char, 8> escape;
+    snprintf(escape.data(), escape.size(), "\\u%04X", static_cast<unsigned int>(code));
+    return escape.data();
+  }
+  if (code == '"' || code == '\\') character = '\\';
+  Append(code, &character);
+  return character;
+}
+
 /// Whether the character must not reach a program as part of a name.
 bool IsUnsafeInName(char32_t code) {
   return IsControl(code) || TurnsDirection(code) || code == '/' || code == '\\';
@@ -81,6 +94,22 @@ std::string DisplayText(std::string_view text) {
     Append(IsControl(code) && code != '\t' ? kReplacement : code, out);
   };
   return Rewrite(text, append, AppendReplacement);
+}
+
+std::string JsonText(std::string_view text, size_t limit) {
+  const std::string ellipsis = "\u2026";
+  size_t fitting = 0;  // bytes before which an ellipsis may come
+  bool fits = true;
+  const auto append = [&](char32_t code, std::string* out) {
+    if (!fits) return;
+    *out += JsonCharacter(code);
+    if (out->size() + ellipsis.size() <= limit) fitting = out->size();
+    fits = out->size() <= limit;
+  };
+  const std::string json =
+      Rewrite(text, append,
+              [&append](char /*byte*/, std::string* out) { append(kReplacement, out); });
+  return fits ? json : json.substr(0, fitting) + ellipsis;
 }
 
 std::string ArchiveName(std::string_view name) {

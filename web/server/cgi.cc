@@ -13,6 +13,7 @@
 #include "base/number.h"
 #include "base/wipe.h"
 #include "web/server/exchange.h"
+#include "web/server/stop.h"
 
 namespace web {
 namespace {
@@ -59,6 +60,7 @@ bool ServeCgi(const Handler& handler, const Variables& request) {
     return ReadInput(*length);
   };
   const Response response = AnswerSafely(handler, request, read_body);
+  FailOutputOnStop(STDOUT_FILENO);  // what was sent until then is recorded
   return SendResponse(request, response, WriteAll);
 }
 

@@ -3,9 +3,12 @@
 #include <syslog.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <exception>
+#include <string_view>
 
 #include "web/pages/pages.h"
+#include "web/record/access_log.h"
 
 namespace web {
 
@@ -26,9 +29,19 @@ Response AnswerSafely(const Handler& handler, const Variables& request,
 }
 
 bool SendResponse(const Variables& request, const Response& response, const Sink& sink) {
-  if (!sink(FormatHeaders(response))) return false;
-  if (request.Get("REQUEST_METHOD") == "HEAD") return true;
-  return response.body != nullptr ? response.body->Send(sink) : sink(response.content);
+  std::uint64_t bytes = 0;  // of the body
+  const Sink counted = [&sink, &bytes](std::string_view piece) {
+    if (!sink(piece)) return false;
+    bytes += piece.size();
+    return true;
+  };
+  bool sent = sink(FormatHeaders(response));
+  if (sent && request.Get("REQUEST_METHOD") != "HEAD") {
+    sent = response.body != nullptr ? response.body->Send(counted)
+                                    : counted(response.content);
+  }
+  RecordAnswer(response.record, response.status, bytes);
+  return sent;
 }
 
 }  // namespace web

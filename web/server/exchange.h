@@ -28,8 +28,8 @@ class Deadline {
 Response AnswerSafely(const Handler& handler, const Variables& request,
                       const ReadBody& read_body);
 
-/// Sends the headers and, unless the method is HEAD, the body.  False when it was not
-/// sent to its end.
+/// Sends the headers and, unless the method is HEAD, the body, and records the visit.
+/// False when the answer was not sent to its end.
 bool SendResponse(const Variables& request, const Response& response, const Sink& sink);
 
 }  // namespace web

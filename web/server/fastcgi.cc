@@ -163,6 +163,7 @@ bool Worker::SendByChild(const Variables& variables, const Response& response) {
     dup2(nothing, STDIN_FILENO);  // the listening socket
     FCGX_Attach(&request_);
     SetPatience(request_.ipcFd, kChildPatience);
+    FailOutputOnStop(request_.ipcFd);  // what was sent until then is recorded
     if (!Send(variables, response)) _exit(EXIT_FAILURE);
     FCGX_Finish_r(&request_);
     _exit(EXIT_SUCCESS);

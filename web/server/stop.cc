@@ -1,5 +1,9 @@
 #include "stop.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <csignal>
 
 namespace web {
@@ -8,6 +12,15 @@ namespace {
 volatile std::sig_atomic_t stopping = 0;
 
 void Stop(int /*signal*/) { stopping = 1; }
+
+int failing_output = -1;
+int unwritable = -1;
+
+void FailOutput(int /*signal*/) {
+  const int reason = errno;
+  dup2(unwritable, failing_output);  // a write that begins later fails, too
+  errno = reason;
+}
 
 }  // namespace
 
@@ -19,5 +32,14 @@ void CatchStopSignals() {
 }
 
 bool IsStopping() { return stopping != 0; }
+
+void FailOutputOnStop(int output) {
+  failing_output = output;
+  unwritable = open("/dev/null", O_RDONLY | O_CLOEXEC);
+  if (unwritable == -1) return;
+  struct sigaction action = {};
+  action.sa_handler = FailOutput;  // without SA_RESTART
+  sigaction(SIGTERM, &action, nullptr);
+}
 
 }  // namespace web

@@ -8,4 +8,8 @@ void CatchStopSignals();
 
 bool IsStopping();
 
+/// From now on SIGTERM makes every write to `output` fail, also one that waits, so that
+/// the process ends an answer as when the server has closed it.
+void FailOutputOnStop(int output);
+
 }  // namespace web

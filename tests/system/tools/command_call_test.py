@@ -30,7 +30,7 @@ NEEDS_DATABASE = {
     "stats": ["stats"],
 }
 ALL = {**MAKES_DATABASE, **NEEDS_DATABASE}
-HELPED = [*ALL, "restore", "block", "block list", "block clear", "help"]
+HELPED = [*ALL, "restore", "log", "block", "block list", "block clear", "help"]
 
 # Calls in which something else would be refused, or read, if the caller were admitted.
 MISTAKEN = {
@@ -394,6 +394,7 @@ class ClosedOutput(CommandTest):
         self.create(owner="bob")
         yield ["list"]
         yield ["show", link]
+        yield ["log", link, "--json"]
         yield ["edit", link, "--title", "x"]
         yield ["revoke", link]
         yield ["transfer", "--from", "bob", "--to", "alice"]

@@ -13,7 +13,7 @@ import command_support
 from command_support import CommandTest
 
 SCRIPT = pathlib.Path(__file__).parents[3] / "tools/vexosharing/completion.bash"
-SUBCOMMANDS = ["create", "share", "list", "show", "edit", "delete", "revoke", "rotate", "transfer",
+SUBCOMMANDS = ["create", "share", "list", "show", "log", "edit", "delete", "revoke", "rotate", "transfer",
                "purge", "visit", "check", "backup", "restore", "export", "import", "block", "stats", "help"]
 
 
@@ -136,7 +136,7 @@ class Completion(CommandTest):
                 self.assertIn(f"{whole} ", self.completed(f"vexosharing {line}"))
 
     def test_free_text_has_no_completion(self):
-        for line in ("show ", "list --project ", "create --title ", "block clear "):
+        for line in ("show ", "log --since ", "list --project ", "create --title ", "block clear "):
             with self.subTest(line):
                 self.assertEqual(self.offered(f"vexosharing {line}"), set())
 

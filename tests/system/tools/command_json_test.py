@@ -41,6 +41,7 @@ class Json(CommandTest):
         self.printed("revoke", link, "nothing")
         link = self.printed("rotate", link)["link"]["hash"]
         self.printed("transfer", "--from", "alice", "--to", "bob")
+        self.printed("log", link)
         self.printed("stats")
         self.printed("check")
         self.printed("export", f"{folder}/links.jsonl")

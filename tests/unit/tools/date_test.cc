@@ -5,6 +5,7 @@
 #include <time.h>
 
 #include <limits>
+#include <map>
 #include <string>
 
 namespace {
@@ -51,6 +52,23 @@ TEST_F(Date, LocalDates_FollowSummerTime) {
   EXPECT_EQ(Parsed("2030-07-01"), "1909087200");
   EXPECT_EQ(Parsed("2030-07-01 00:00"), "1909087200");
   EXPECT_EQ(Parsed("2030-07-01T00:00:01"), "1909087201");
+}
+
+TEST_F(Date, PastSpans_CountBackFromNow) {
+  long seconds = -1;
+  for (const auto& [text, expected] :
+       std::map<std::string, long>{{"now", kNow},
+                                   {"90s", kNow - 90},
+                                   {"7d", kNow - 604800},
+                                   {"2030-12-31", 1924902000},
+                                   {"99999999w", 0}}) {
+    EXPECT_EQ(command::ParsePastDate(text, kNow, seconds), "") << text;
+    EXPECT_EQ(seconds, expected) << text;
+  }
+  for (const char* const text : {"never", "none", "soon", "-7d"}) {
+    EXPECT_EQ(command::ParsePastDate(text, kNow, seconds),
+              "expected 2026-12-31, \"2026-12-31 18:00\" or 7d");
+  }
 }
 
 TEST_F(Date, DatesThatDoNotExist_AreRefused) {

@@ -55,6 +55,13 @@ TEST(ParseTarget, NamesThatNoFileHas_AreNotReachable) {
   }
 }
 
+TEST(ParseTarget, Path_HasTheNamesAndTheSlash) {
+  EXPECT_EQ(Parse("/sharing/abc").Path(), "");
+  EXPECT_EQ(Parse("/sharing/abc/").Path(), "");
+  EXPECT_EQ(Parse("/sharing/abc/a%20b/c?d").Path(), "a b/c");
+  EXPECT_EQ(Parse("/sharing/abc/a/c/").Path(), "a/c/");
+}
+
 TEST(ParseTarget, SixtyFourNames_AreReachableAndMoreAreNot) {
   std::string target = "/sharing/abc";
   for (int i = 0; i < 64; ++i) target += "/d";

@@ -2,6 +2,7 @@
 
 #include <time.h>
 
+#include <algorithm>
 #include <charconv>
 #include <map>
 #include <optional>
@@ -43,18 +44,10 @@ std::string LocalText(long seconds, const char* format) {
                                                   : Format(local, format);
 }
 
-}  // namespace
-
-std::string ParseDate(const std::string& text, long now, long& seconds) {
-  if (text == "never" || text == "none") {
-    seconds = 0;
-    return "";
-  }
-  if (const std::optional<long> span = ParseSpan(text == "now" ? "0s" : text)) {
-    if (*span > admin::kLatestTime - now) return "later than the year 9999";
-    seconds = now + *span;
-    return "";
-  }
+/// Parses a local date and time.  Returns why it is refused; `otherwise` when it has none
+/// of the forms.
+std::string ParseLocal(const std::string& text, const std::string& otherwise,
+                       long& seconds) {
   // strptime accepts more than the formats say, and mktime moves what does not exist:
   // both show in the text of the result.
   for (const char* const format : kDateFormats) {
@@ -68,7 +61,31 @@ std::string ParseDate(const std::string& text, long now, long& seconds) {
     seconds = parsed;
     return "";
   }
-  return "expected 2026-12-31, \"2026-12-31 18:00\", 7d or never";
+  return otherwise;
+}
+
+}  // namespace
+
+std::string ParseDate(const std::string& text, long now, long& seconds) {
+  if (text == "never" || text == "none") {
+    seconds = 0;
+    return "";
+  }
+  if (const std::optional<long> span = ParseSpan(text == "now" ? "0s" : text)) {
+    if (*span > admin::kLatestTime - now) return "later than the year 9999";
+    seconds = now + *span;
+    return "";
+  }
+  return ParseLocal(text, "expected 2026-12-31, \"2026-12-31 18:00\", 7d or never",
+                    seconds);
+}
+
+std::string ParsePastDate(const std::string& text, long now, long& seconds) {
+  if (const std::optional<long> span = ParseSpan(text == "now" ? "0s" : text)) {
+    seconds = std::max(0L, now - *span);
+    return "";
+  }
+  return ParseLocal(text, "expected 2026-12-31, \"2026-12-31 18:00\" or 7d", seconds);
 }
 
 std::string DateText(long seconds) { return LocalText(seconds, "%Y-%m-%d %H:%M:%S"); }

@@ -10,6 +10,10 @@ namespace command {
 /// empty text when it is accepted.
 std::string ParseDate(const std::string& text, long now, long& seconds);
 
+/// Parses a point in time of the past: a local date and time, "now", or a time span up to
+/// `now`.  One before 1970-01-01 is 0.  Returns as ParseDate.
+std::string ParsePastDate(const std::string& text, long now, long& seconds);
+
 /// Local time to the second, or to the minute; "never" for 0.
 std::string DateText(long seconds);
 std::string DateTextToMinute(long seconds);

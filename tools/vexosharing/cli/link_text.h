@@ -13,6 +13,9 @@ namespace command {
 using admin::Entry;
 using admin::LinkState;
 
+/// Project of the links that the web front end of this machine serves.
+inline constexpr char kFilesProject[] = "files";
+
 /// The state's name with blanks: "not started".
 std::string StateWords(LinkState state);
 Style StateStyle(LinkState state);

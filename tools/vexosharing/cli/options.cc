@@ -12,6 +12,21 @@
 
 namespace command {
 
+namespace {
+
+/// A date in the form that one of the functions of cli/date.h parses.
+CLI::Validator DateBy(decltype(ParseDate)* parse) {
+  return CLI::Validator().operation([parse](std::string& text) -> std::string {
+    long seconds = 0;
+    const std::string reason = parse(text, time(nullptr), seconds);
+    if (!reason.empty()) return "invalid date \"" + text + "\": " + reason;
+    text = std::to_string(seconds);
+    return "";
+  });
+}
+
+}  // namespace
+
 void AddJson(CLI::App& command, bool& json) {
   command.add_flag("--json", json, "print JSON; times are in seconds since the epoch");
 }
@@ -48,15 +63,9 @@ CLI::Validator WholeNumber(int least) {
   });
 }
 
-CLI::Validator Date() {
-  return CLI::Validator().operation([](std::string& text) -> std::string {
-    long seconds = 0;
-    const std::string reason = ParseDate(text, time(nullptr), seconds);
-    if (!reason.empty()) return "invalid date \"" + text + "\": " + reason;
-    text = std::to_string(seconds);
-    return "";
-  });
-}
+CLI::Validator Date() { return DateBy(ParseDate); }
+
+CLI::Validator PastDate() { return DateBy(ParsePastDate); }
 
 CLI::Validator Utf8() {
   return CLI::Validator().operation([](const std::string& text) {

@@ -41,6 +41,7 @@ void AddHash(CLI::App& command, std::string& hash);
 /// Validators.  They replace the value by the form that a variable of the type accepts.
 CLI::Validator WholeNumber(int least = 0);  // for int
 CLI::Validator Date();                      // for long
+CLI::Validator PastDate();                  // for long; spans count back from now
 CLI::Validator Utf8();
 CLI::Validator NotEmpty();  // and UTF-8
 CLI::Validator OneOf(const std::vector<std::string>& words);

@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "cli/date.h"
+#include "cli/pages.h"
 #include "cli/selection.h"
 #include "subcommands/table.h"
 #include "terminal/terminal.h"
@@ -42,8 +43,7 @@ struct Options : CommonOptions {
   std::string columns = "hash,title,project,owner,state,expires,uses,protection";
   std::string order = "created";
   bool reverse = false;
-  int page = 0;  // 0: all links
-  int page_size = 50;
+  PageOptions pages;
 };
 
 template <class Row, size_t size>
@@ -67,9 +67,9 @@ std::string OrderSql(const Options& options) {
 }
 
 std::string Limit(const Options& options) {
-  if (options.page == 0) return "";
-  const long skipped = static_cast<long>(options.page - 1) * options.page_size;
-  return std::to_string(options.page_size) + " OFFSET " + std::to_string(skipped);
+  if (options.pages.page == 0) return "";
+  return std::to_string(options.pages.size) + " OFFSET " +
+         std::to_string(options.pages.first());
 }
 
 /// The places in kColumns of a list such as "hash,title"; empty for an unknown name.
@@ -152,16 +152,6 @@ void PrintArray(admin::LinkReader& reader, long matching, long now) {
             << "}\n";
 }
 
-/// Reports the number of the page and of all pages.
-void ReportPage(const Options& options, long matching) {
-  const long pages = (matching + options.page_size - 1) / options.page_size;
-  const std::string page = "page " + std::to_string(options.page);
-  const std::string links = Counted(matching, "link");
-  ReportError(options.page > pages
-                  ? page + " does not exist: " + links + " on " + Counted(pages, "page")
-                  : page + " of " + std::to_string(pages) + ", " + links);
-}
-
 ExitCode List(const Options& options) {
   admin::LinkFilter filter;
   admin::DatabaseAccess access;
@@ -186,8 +176,8 @@ ExitCode List(const Options& options) {
                                   " of " + Counted(reader.total(), "link"));
   }
   if (options.json) return kSuccess;
-  if (options.page != 0) {
-    ReportPage(options, matching);
+  if (options.pages.page != 0) {
+    ReportPage(options.pages, matching, "link");
   } else if (matching == 0) {
     ReportError("no matching links");
   }
@@ -205,16 +195,10 @@ Action AddList(CLI::App& command) {
   CLI::Option* const columns =
       AddValue(command, "--columns", options->columns, "LIST",
                CLI::Validator(CheckColumns, ""), "columns to print");
-  AddValue(command, "--page", options->page, "N", WholeNumber(1),
-           "print this page, starting at 1");
-  CLI::Option* const page_size = AddValue(command, "--page-size", options->page_size, "N",
-                                          WholeNumber(1), "links per page (default: 50)");
+  AddPages(command, options->pages, "links");
   AddCommon(command, *options);
   columns->excludes("--json");
-  return [options, page_size] {
-    if (page_size->count() > 0 && options->page == 0) options->page = 1;
-    return List(*options);
-  };
+  return [options] { return List(*options); };
 }
 
 }  // namespace command

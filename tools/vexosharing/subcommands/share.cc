@@ -21,7 +21,6 @@ namespace command {
 
 namespace {
 
-const char kProject[] = "files";
 const char kPathMember[] = "path";
 constexpr long kLifetime = 30L * 24 * 3600;  // seconds
 
@@ -94,7 +93,7 @@ ExitCode Share(Options& options) {
     return Refuse(options, *settings.owner + " cannot read it");
   }
 
-  settings.project = kProject;
+  settings.project = kFilesProject;
   if (!settings.app) settings.app = Json::Value(Json::objectValue);
   (*settings.app)[kPathMember] = path;
   if (!settings.expire_at) settings.expire_at = time(nullptr) + kLifetime;

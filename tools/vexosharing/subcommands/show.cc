@@ -1,5 +1,7 @@
 #include <ctime>
+#include <optional>
 
+#include "admin/access_log.h"
 #include "admin/accounts.h"
 #include "cli/date.h"
 #include "subcommands/table.h"
@@ -37,7 +39,15 @@ std::string RedirectLine(const Entry& link) {
   return when + (uri.empty() ? "no URI set" : "to " + uri);
 }
 
-void PrintDetails(const Entry& link, const std::string& url, long tokens) {
+/// What the access log tells of the link.  Nothing for links that it is not about.
+std::optional<admin::VisitSummary> Visits(const Options& options, const Entry& link) {
+  const bool recorded = link.get_project_name() == kFilesProject &&
+                        options.database == VEXO::sharing::SZF_SHARING_DB_PATH;
+  return recorded ? admin::SummarizeVisits(link.get_hash()) : std::nullopt;
+}
+
+void PrintDetails(const Entry& link, const std::string& url, long tokens,
+                  const std::optional<admin::VisitSummary>& visits) {
   const long now = time(nullptr);
   const LinkState state = admin::StateOf(link, now);
   DetailList list;
@@ -63,6 +73,11 @@ void PrintDetails(const Entry& link, const std::string& url, long tokens) {
   list.Add("IP address",
            link.get_enable_match_ip() ? "must stay the same" : "may change");
   list.Add("Valid tokens", std::to_string(tokens));
+  if (visits) {
+    list.Add("Last opened", DateText(visits->last_opened));
+    list.Add("Downloads", std::to_string(visits->downloads));
+    if (visits->since != 0) list.Add("Logged since", DateText(visits->since));
+  }
   list.Add("Purge", link.get_auto_gc() ? "when expired" : "only with --owner or --all");
   list.Add("Title", link.get_protect_title());
   list.Add("Redirect", RedirectLine(link));
@@ -82,12 +97,14 @@ ExitCode Show(const Options& options) {
   if (error) return Fail(error);
   admin::LinkUrls urls;
   const std::string url = UrlText(link, urls);
+  const std::optional<admin::VisitSummary> visits = Visits(options, link);
   if (options.json) {
     Json::Value out = LinkDetailsJson(link, urls, time(nullptr));
     out["tokens"] = Json::Int64{tokens};
+    if (visits) out["visits"] = VisitSummaryJson(*visits);
     PrintJson(out);
   } else {
-    PrintDetails(link, url, tokens);
+    PrintDetails(link, url, tokens, visits);
   }
   return kSuccess;
 }

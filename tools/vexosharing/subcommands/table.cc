@@ -36,8 +36,16 @@ the member "note" of --private-data; it ignores the case of ASCII letters.
 LIST is a comma-separated list of columns: hash, title, project, owner, state,
 starts, expires, uses, protection.  Unreadable rows are reported.)",
        "vexosharing list --owner alice --state expired", AddList},
-      {"show", "Show the details of a link, without secrets.",
+      {"show", R"(Show the details of a link, without secrets.
+For a link to a file or directory, they include the time of the last visit and
+the number of downloads in the access log.)",
        "vexosharing show xK3fQ9aZb", AddShow},
+      {"log", R"(Print the visits of a link.
+The web front end logs the visits of links to files and directories.  The oldest
+is printed first.  WHEN is a local date such as 2026-12-31 (at 00:00:00) or
+"2026-12-31 18:00", or a time span up to now: 90s, 15m, 12h, 7d, 4w.  Damaged
+lines are skipped and counted.)",
+       "vexosharing log xK3fQ9aZb --since 7d", AddLog},
       {"edit", R"(Change the settings of links.
 Links are named by HASH, or selected by the --where options.  A link keeps
 its hash.  If the change affects who may use the link, its tokens are revoked.

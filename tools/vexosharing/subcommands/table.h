@@ -48,7 +48,7 @@ void AddSubcommand(CLI::App& parent, const Subcommand& subcommand, Action& actio
 std::function<bool(long done, long total)> ShowProgress(const std::string& what);
 
 AddFunction AddBackup, AddBlock, AddCheck, AddCreate, AddDelete, AddEdit, AddExport,
-    AddHelp, AddImport, AddList, AddPurge, AddRestore, AddRevoke, AddRotate, AddShare,
-    AddShow, AddStats, AddTransfer, AddVisit;
+    AddHelp, AddImport, AddList, AddLog, AddPurge, AddRestore, AddRevoke, AddRotate,
+    AddShare, AddShow, AddStats, AddTransfer, AddVisit;
 
 }  // namespace command

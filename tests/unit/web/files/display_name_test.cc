@@ -6,6 +6,7 @@ using web::ArchiveName;
 using web::DisplayName;
 using web::DisplayText;
 using web::DownloadName;
+using web::JsonText;
 using web::ToValidUtf8;
 
 namespace {
@@ -50,6 +51,28 @@ TEST(DisplayText, LinesAndTabsStay_OtherControlsAreReplaced) {
             "b");
   EXPECT_EQ(DisplayText("\x1B[31m\xFF"), "\xEF\xBF\xBD[31m\xEF\xBF\xBD");
   EXPECT_EQ(DisplayText(std::string("a") + kOverride), std::string("a") + kOverride);
+}
+
+TEST(JsonText, WhatCannotStandInAString_IsEscaped) {
+  EXPECT_EQ(JsonText("a/b 'c' gr\xC3\xBC", 99), "a/b 'c' gr\xC3\xBC");
+  EXPECT_EQ(JsonText("\"\\\n\x1B\x7F", 99), R"(\"\\\u000A\u001B\u007F)");
+  EXPECT_EQ(JsonText(std::string(1, '\0'), 99), R"(\u0000)");
+  EXPECT_EQ(JsonText("\xE2\x80\xA8\xC2\x85", 99), R"(\u2028\u0085)");
+  EXPECT_EQ(JsonText(std::string("a") + kOverride, 99), R"(a\u202E)");
+  EXPECT_EQ(JsonText("\xFF\xF0\x9F\x8E\x89", 99), "\xEF\xBF\xBD\xF0\x9F\x8E\x89");
+}
+
+TEST(JsonText, LongTexts_AreCutAfterACharacter) {
+  const std::string ellipsis = "\xE2\x80\xA6";
+  EXPECT_EQ(JsonText("abcdefghi", 8), "abcde" + ellipsis);
+  EXPECT_EQ(JsonText("ab\xF0\x9F\x8E\x89zzz", 8), "ab" + ellipsis);
+  EXPECT_EQ(JsonText("a\n\n\n", 10), "a\\u000A" + ellipsis);
+  EXPECT_EQ(JsonText("\xFF\xFF\xFF", 8), "\xEF\xBF\xBD" + ellipsis);
+}
+
+TEST(JsonText, TextOfTheWholeLength_IsNotCut) {
+  EXPECT_EQ(JsonText("abcdefgh", 8), "abcdefgh");
+  EXPECT_EQ(JsonText("abcdef", 8), "abcdef");
 }
 
 TEST(ArchiveName, WhatCouldLeadElsewhereOrIsInvalid_IsPercentEncoded) {

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstddef>
+
+// The access log: the web front end appends a line of JSON for each visit, and the
+// administrator's command reads the lines.  docs/web.md describes them.
+
+namespace VEXO::base {
+
+inline constexpr char kAccessLogFolder[] = "/usr/vexo/var/log/sharing";
+/// The file that is written.  Those of before have a dot and a number after this name.
+inline constexpr char kAccessLogName[] = "access.log";
+
+/// Bytes of a line, its end included.
+inline constexpr size_t kLongestAccessLine = 4095;
+
+// Events.  Visitors who are admitted:
+inline constexpr char kEventList[] = "list";          // page of a folder
+inline constexpr char kEventView[] = "view";          // page of a file
+inline constexpr char kEventDownload[] = "download";  // a file, from its first byte on
+inline constexpr char kEventPart[] = "part";          // a later part of a file
+inline constexpr char kEventZip[] = "zip";            // a folder
+inline constexpr char kEventRedirect[] = "redirect";  // to the redirect URI of the link
+inline constexpr char kEventMissing[] = "missing";    // nothing at this path
+// Forms:
+inline constexpr char kEventLogin[] = "login";
+inline constexpr char kEventLoginFailed[] = "login-failed";
+inline constexpr char kEventLogout[] = "logout";
+inline constexpr char kEventRefused[] = "refused";
+inline constexpr char kEventUsedUp[] = "used-up";
+inline constexpr char kEventBlocked[] = "blocked";
+
+}  // namespace VEXO::base

@@ -1,0 +1,153 @@
+#include "web/record/record.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <iterator>
+
+#include "base/access_log.h"
+#include "log_capture.h"
+#include "temp_dir.h"
+#include "web/record/access_log.h"
+#include "web/record/address.h"
+
+namespace {
+
+using web::AccessLog;
+using web::CutAddress;
+using web::FormatRecord;
+using web::Record;
+
+constexpr time_t kTime = 1800000000;  // 2027-01-15T08:00:00Z
+
+std::string ContentOf(const std::string& path) {
+  std::ifstream file(path);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+TEST(FormatRecord, AllMembers_AreOneLineOfJson) {
+  const Record record = {VEXO::base::kEventLogin, "abc", "a/b", "192.0.2.0/24", -9};
+
+  EXPECT_EQ(FormatRecord(record, kTime, 401, 12),
+            R"({"time":"2027-01-15T08:00:00Z","link":"abc","event":"login","code":-9,)"
+            R"("status":401,"path":"a/b","bytes":12,"address":"192.0.2.0/24"})"
+            "\n");
+}
+
+TEST(FormatRecord, CodeAndAddressThatAreNotSet_AreLeftOut) {
+  const Record record = {VEXO::base::kEventList, "abc", "", "", 0};
+
+  EXPECT_EQ(FormatRecord(record, kTime, 200, 0),
+            R"({"time":"2027-01-15T08:00:00Z","link":"abc","event":"list",)"
+            R"("status":200,"path":"","bytes":0})"
+            "\n");
+}
+
+TEST(FormatRecord, LongTexts_AreCut) {
+  for (const char* const piece : {"x", "\x01", "\xFF", "\"", "\xE2\x80\xA8"}) {
+    std::string text;
+    while (text.size() < 10000) text += piece;
+    const Record record = {VEXO::base::kEventLoginFailed, text, text, "192.0.2.0/24",
+                           -2147483647};
+    const std::string line = FormatRecord(record, kTime, 401, UINT64_MAX);
+    EXPECT_LE(line.size(), VEXO::base::kLongestAccessLine);
+    EXPECT_GT(line.size(), 3000u);
+  }
+}
+
+TEST(CutAddress, Networks_HaveTheirLength) {
+  EXPECT_EQ(CutAddress("192.0.2.77"), "192.0.2.0/24");
+  EXPECT_EQ(CutAddress("2001:db8:1:2::3"), "2001:db8:1::/48");
+  EXPECT_EQ(CutAddress("::1"), "::/48");
+}
+
+TEST(CutAddress, OtherTexts_AreEmpty) {
+  for (const char* const text :
+       {"", "localhost", "192.0.2.77/24", "192.0.2", "fe80::1%1"}) {
+    EXPECT_EQ(CutAddress(text), "") << text;
+  }
+}
+
+/// A log in a folder of its own.  Each line is appended by a process of its own, as
+/// CGI programs do.
+class AccessLogTest : public testing::Test {
+ protected:
+  // The system account must be able to write.
+  AccessLogTest() { chmod(folder_.Path("").c_str(), 0777); }
+
+  /// Appends the line `times` times, and returns how many lines that made in the log.
+  int Append(const std::string& line, int times = 1) {
+    const pid_t child = fork();
+    if (child == 0) {
+      const fakes::LogCapture log;
+      for (int i = 0; i < times; ++i) AccessLog(path_, stamp_).Append(line);
+      for (const std::string& text : log.lines()) {
+        if (text.find(path_ + ": visits are not recorded: ") != 0) _exit(99);
+      }
+      _exit(static_cast<int>(log.lines().size()));
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WEXITSTATUS(status);
+  }
+
+  fakes::TempDir folder_;
+  std::string path_ = folder_.Path("access.log");
+  std::string stamp_ = folder_.Path("stamp");
+};
+
+TEST_F(AccessLogTest, Lines_AreAppendedToANewFile) {
+  const mode_t before = umask(0077);
+  EXPECT_EQ(Append("one\n"), 0);
+  EXPECT_EQ(Append("two\n"), 0);
+  umask(before);
+
+  EXPECT_EQ(ContentOf(path_), "one\ntwo\n");
+  struct stat status = {};
+  ASSERT_EQ(stat(path_.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0640u);
+}
+
+TEST_F(AccessLogTest, MovedFile_IsFollowedByANewOne) {
+  Append("one\n");
+  ASSERT_EQ(rename(path_.c_str(), folder_.Path("access.log.1").c_str()), 0);
+  Append("two\n");
+
+  EXPECT_EQ(ContentOf(path_), "two\n");
+}
+
+TEST_F(AccessLogTest, FailureOfSeveralProcesses_IsLoggedOnceInAWhile) {
+  path_ = folder_.Path("none/access.log");
+  EXPECT_EQ(Append("line\n"), 1);
+  EXPECT_EQ(Append("line\n"), 0);
+
+  const time_t hour_ago = time(nullptr) - 3600;
+  const timespec times[2] = {{hour_ago, 0}, {hour_ago, 0}};
+  ASSERT_EQ(utimensat(AT_FDCWD, stamp_.c_str(), times, 0), 0);
+  EXPECT_EQ(Append("line\n"), 1);
+  EXPECT_EQ(Append("line\n"), 0);
+}
+
+TEST_F(AccessLogTest, FailureWithoutStamp_IsLoggedOnceByEachProcess) {
+  path_ = folder_.Path("none/access.log");
+  stamp_ = folder_.Path("none/stamp");
+
+  EXPECT_EQ(Append("line\n", 3), 1);
+  EXPECT_EQ(Append("line\n", 3), 1);
+}
+
+TEST_F(AccessLogTest, FileOf64MiB_DoesNotGrow) {
+  Append("line\n");
+  ASSERT_EQ(truncate(path_.c_str(), 64 << 20), 0);
+
+  EXPECT_EQ(Append("line\n"), 1);
+  struct stat status = {};
+  ASSERT_EQ(stat(path_.c_str(), &status), 0);
+  EXPECT_EQ(status.st_size, 64 << 20);
+}
+
+}  // namespace

@@ -1,0 +1,38 @@
+#include "web/record/record.h"
+
+#include "base/access_log.h"
+#include "web/files/display_name.h"
+
+namespace web {
+namespace {
+
+// Hashes are much shorter, but one that nobody has checked may be as long as an address.
+constexpr size_t kLongestLink = 256;
+constexpr size_t kLongestPath = 3000;
+constexpr size_t kLongestRest = 512;
+static_assert(kLongestLink + kLongestPath + kLongestRest <=
+              VEXO::base::kLongestAccessLine);
+
+std::string TimeText(time_t now) {
+  tm utc = {};
+  gmtime_r(&now, &utc);
+  char text[32];
+  return {text, strftime(text, sizeof(text), "%Y-%m-%dT%H:%M:%SZ", &utc)};
+}
+
+}  // namespace
+
+std::string FormatRecord(const Record& record, time_t now, int status,
+                         std::uint64_t bytes) {
+  std::string line = R"({"time":")" + TimeText(now) + '"';
+  line += R"(,"link":")" + JsonText(record.link, kLongestLink) + '"';
+  line += R"(,"event":")" + std::string(record.event) + '"';
+  if (record.code != 0) line += R"(,"code":)" + std::to_string(record.code);
+  line += R"(,"status":)" + std::to_string(status);
+  line += R"(,"path":")" + JsonText(record.path, kLongestPath) + '"';
+  line += R"(,"bytes":)" + std::to_string(bytes);
+  if (!record.address.empty()) line += R"(,"address":")" + record.address + '"';
+  return line + "}\n";
+}
+
+}  // namespace web

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstdint>
+#include <ctime>
+#include <string>
+
+namespace web {
+
+/// What the access log tells of a request.  It has no secret of a visitor.
+struct Record {
+  const char* event = nullptr;  ///< of base/access_log.h; null: nothing is recorded
+  std::string link;             ///< hash
+  std::string path;             ///< within the link
+  std::string address;          ///< empty: it is not recorded
+  int code = 0;                 ///< result of the library; 0 for none
+};
+
+/// The line of the access log, with its end.
+///
+/// @param status  of the answer
+/// @param bytes   of its body that were sent
+std::string FormatRecord(const Record& record, time_t now, int status,
+                         std::uint64_t bytes);
+
+}  // namespace web
