@@ -146,6 +146,9 @@ class Log(RecordTest):
         with open(LOG, "w", encoding="utf-8") as file:
             for _ in range(200):
                 file.write(other)
+        os.truncate(LOG, LOG.stat().st_size + (200 << 20))  # a line of 200 MiB
+        with open(LOG, "a", encoding="utf-8") as file:
+            file.write("\n")
         self.visit("abc", 1800000002)
         script = "ulimit -v 100000; exec /usr/vexo/bin/vexosharing log abc --json"
         if command_support.is_sanitized():
