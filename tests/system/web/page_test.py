@@ -31,7 +31,7 @@ class PageTest(WebTest):
             ("missing", get("/sharing/none")), ("login", get(password)),
             ("login", self.visitor.post(password, password="x")), ("login", get(users)),
             ("open", self.new_visitor().get(link)), ("used-up", get(used)),
-            ("blocked", guesser.get(password)), ("error", get(link + "/%zz")),
+            ("blocked", guesser.get(password)), ("error", get(link + "/?q=%zz")),
             ("refused", self.visitor.post(password, headers={"origin": "null"}))]
 
     def test_every_page_has_a_kind_a_language_a_title_and_one_heading(self):
