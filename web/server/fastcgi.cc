@@ -78,10 +78,12 @@ class Worker {
   int Serve();
 
  private:
-  void AnswerOne();
+  /// False when the worker is of no more use.
+  bool AnswerOne();
   bool NeedsChild(const Variables& variables, const Response& response) const;
   bool SendByChild(const Variables& variables, const Response& response);
   bool Send(const Variables& variables, const Response& response);
+  void Finish(bool sent);
   void BreakOff();
 
   const Handler& handler_;
@@ -96,7 +98,7 @@ int Worker::Serve() {
     children_.Reap();
     const int result = FCGX_Accept_r(&request_);
     if (result == 0) {
-      AnswerOne();
+      if (!AnswerOne()) return EXIT_FAILURE;
     } else if (!IsStopping() && result != -EINTR) {
       syslog(LOG_ERR, "cannot accept a connection of the web server: %s",
              strerror(result < 0 ? -result : errno));
@@ -106,21 +108,22 @@ int Worker::Serve() {
   return EXIT_SUCCESS;
 }
 
-void Worker::AnswerOne() {
+bool Worker::AnswerOne() {
   SetPatience(request_.ipcFd, kWorkerPatience);
   const Variables variables(request_.envp);
   const Response response = AnswerSafely(handler_, variables, [this](size_t limit) {
     return ReadInput(request_.in, limit);
   });
   if (!NeedsChild(variables, response)) {
-    if (!Send(variables, response)) return BreakOff();
-    FCGX_Finish_r(&request_);
+    Finish(Send(variables, response));
   } else if (!SendByChild(variables, response)) {
     Response busy = MakePage(503, RenderMessage(Message::kTryLater));
     busy.Add("Retry-After", "10");
-    if (!Send(variables, busy)) return BreakOff();
-    FCGX_Finish_r(&request_);
+    Finish(Send(variables, busy));
   }
+  // A process whose database could not be opened does not try again.  One that sends
+  // downloads has opened it.
+  return response.status != 503 || children_.size() > 0;
 }
 
 bool Worker::NeedsChild(const Variables& variables, const Response& response) const {
@@ -135,6 +138,15 @@ bool Worker::Send(const Variables& variables, const Response& response) {
            static_cast<int>(piece.size());
   });
   return sent && FCGX_FFlush(request_.out) == 0;
+}
+
+/// Ends the request, or breaks off an answer that was not sent to its end.
+void Worker::Finish(bool sent) {
+  if (sent) {
+    FCGX_Finish_r(&request_);
+  } else {
+    BreakOff();
+  }
 }
 
 /// Ends the connection without the record that ends a request, so that the server does

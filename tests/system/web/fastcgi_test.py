@@ -5,8 +5,10 @@ import signal
 
 from fastcgi_support import (FastCgiTransport, children, is_running, is_sanitized, memory,
                              wait_until)
-from web_support import PASSWORD, CgiTransport, Visitor, WebTest, main, needs_program
+from web_support import (PASSWORD, PRIVATE, CgiTransport, Visitor, WebTest, main,
+                         needs_program)
 
+DATABASE = PRIVATE / "session/sharing/sharing.db"
 SETTINGS = "/usr/vexo/etc/web.conf"
 LARGEST_MEMORY = 32 << 10  # kB
 
@@ -165,6 +167,21 @@ class WorkersTest(FastCgiTest):
         wait_until(lambda: first[0] not in self.server.workers()
                    and len(self.server.workers()) == 3)
         self.assertEqual(self.visitor.get(self.share() + "/").page, "folder")
+
+    def test_database_that_could_not_be_opened_is_opened_again(self):
+        link = self.share()
+        moved = DATABASE.with_suffix(".moved")
+        os.rename(DATABASE, moved)
+        DATABASE.mkdir()
+        try:
+            for _ in range(3):
+                self.assertEqual(self.visitor.get(link + "/").status, 503)
+        finally:
+            DATABASE.rmdir()
+            os.rename(moved, DATABASE)
+        for _ in range(6):
+            wait_until(lambda: len(self.server.workers()) == 3)
+            self.assertEqual(self.visitor.get(link + "/").status, 200)
 
     def test_termination_ends_all_processes(self):
         wait_until(lambda: len(self.server.workers()) == 3)
