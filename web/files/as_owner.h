@@ -27,6 +27,7 @@ class AsOwner {
   std::vector<gid_t> groups_;
   uid_t user_ = 0;
   gid_t group_ = 0;
+  int signal_of_parent_ = 0;
   bool switched_ = false;
   bool good_ = false;
 };

@@ -110,6 +110,7 @@ class FileTest(WebTest):
     def test_range_of_a_head_request_is_ignored(self):
         answer = self.visitor.head(self.url, range="bytes=0-1")
         self.assertEqual((answer.status, answer.header("Content-Length")), (200, "10"))
+        self.assertEqual(answer.header("Accept-Ranges"), "bytes")
 
     def test_several_ranges_come_in_parts(self):
         answer = self.visitor.get(self.url, range="bytes=0-1, 4-5,-1")

@@ -1,10 +1,11 @@
 """The program as FastCGI server."""
 
 import os
+import select
 import signal
 
-from fastcgi_support import (FastCgiTransport, children, is_running, is_sanitized, memory,
-                             wait_until)
+from fastcgi_support import (STDIN, FastCgiTransport, children, is_running, is_sanitized,
+                             memory, pairs, record, wait_until, written_memory)
 from web_support import (PASSWORD, PRIVATE, CgiTransport, Visitor, WebTest, main,
                          needs_program)
 
@@ -70,6 +71,23 @@ class OneWorkerTest(FastCgiTest):
         answer = stranger.post(link, password=PASSWORD)
         self.assertNotIn("Secure", answer.header("Set-Cookie"))
         self.assertEqual(stranger.get(link + "/").header("Content-Language"), "en")
+
+    def test_variable_that_is_there_twice_is_a_bad_request(self):
+        variables = self.server.environment(
+            "GET", self.share() + "/", {"X-Forwarded-For": "192.0.2.1"}, self.visitor.address)
+        with self.server.connect() as connection:
+            connection.send(variables, begin=pairs({"HTTP_X_FORWARDED_FOR": b"192.0.2.2"}))
+            self.assertEqual(connection.finish().status, 400)
+
+    def test_password_does_not_stay_in_memory(self):
+        if is_sanitized():
+            self.skipTest("the sanitizer keeps freed memory")
+        secret = "never-seen-before-4711"
+        link = self.share(password=secret)
+        self.assertEqual(self.visitor.post(link, password=secret).status, 303)
+        self.assertEqual(self.visitor.get(link + "/").status, 200)
+        (worker,) = self.server.workers()
+        self.assertNotIn(secret.encode(), written_memory(worker))
 
     def test_addresses_are_those_of_each_request(self):
         link = self.share(password=PASSWORD)
@@ -182,6 +200,27 @@ class WorkersTest(FastCgiTest):
         for _ in range(6):
             wait_until(lambda: len(self.server.workers()) == 3)
             self.assertEqual(self.visitor.get(link + "/").status, 200)
+
+    def test_forms_that_do_not_arrive_keep_nobody_waiting(self):
+        link = self.share(password=PASSWORD)
+        waiting = [self.unfinished_form(link) for _ in range(12)]
+        for _ in range(6):
+            self.assertEqual(Visitor(self.server).get(link + "/").status, 401)
+        self.assertEqual(select.select([form.socket for form in waiting], [], [], 0)[0], [])
+        for form in waiting:
+            form.socket.sendall(record(STDIN, b"word=" + PASSWORD.encode().replace(b" ", b"+")))
+            self.assertEqual(form.finish().status, 303)
+        wait_until(lambda: len(self.server.workers()) == 3)
+        self.assertEqual(self.visitor.get(link + "/").status, 401)
+
+    def unfinished_form(self, link):
+        connection = self.server.connect()
+        self.addCleanup(connection.socket.close)
+        headers = {"Host": "x", "Content-Type": "application/x-www-form-urlencoded",
+                   "Content-Length": str(len("password=" + PASSWORD))}
+        connection.send(self.server.environment("POST", link, headers,
+                                                self.new_visitor().address), b"pass")
+        return connection
 
     def test_termination_ends_all_processes(self):
         wait_until(lambda: len(self.server.workers()) == 3)

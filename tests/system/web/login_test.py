@@ -283,14 +283,29 @@ class MissingTest(WebTest):
         missing = told(self.visitor.get("/sharing/none"))
         for owner in ("carol", "dave"):  # expired and locked
             with self.subTest(owner):
-                link = self.share(owner=owner)
-                self.assertEqual(told(self.visitor.get(link + "/")), missing)
+                self.assert_missing(missing, owner=owner)
 
     def test_link_without_a_usable_path_is_missing(self):
         missing = told(self.visitor.get("/sharing/none"))
         for app in ({"x": 1}, {"path": 1}, {"path": "relative"}, {"path": ""}):
             with self.subTest(app):
-                self.assertEqual(told(self.visitor.get(self.share(app=app) + "/")), missing)
+                self.assert_missing(missing, app=app)
+
+    def test_folder_of_the_secrets_is_never_shared(self):
+        for path in ("/", "/usr/vexo", "/usr/vexo/etc", str(PRIVATE)):
+            with self.subTest(path):
+                link = self.share(path=path, owner="root")
+                self.assertEqual(self.visitor.get(link + "/").status, 404)
+
+    def assert_missing(self, missing, **shared):
+        always = ("--redirect-type", "always", "--redirect-uri", "https://other.example.org/")
+        links = [self.share(*options, **shared, **more) for options, more in (
+            ((), {}), ((), {"password": PASSWORD}), (always, {}), (("--uses", "2"), {}))]
+        for link in links:
+            for target in (link, link + "/", link + "/notes.txt"):
+                self.assertEqual(told(self.visitor.get(target)), missing)
+            self.assertEqual(told(self.visitor.post(link, password=PASSWORD)), missing)
+        self.assertEqual(self.uses(links[-1]), 0)
 
     def test_shared_thing_that_is_gone_is_told_to_the_admitted_only(self):
         link = self.share(path=self.folder / "none", password=PASSWORD)

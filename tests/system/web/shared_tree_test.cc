@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <linux/capability.h>
 #include <sys/fsuid.h>
+#include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -12,6 +13,7 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <sstream>
 #include <vector>
 
@@ -141,6 +143,9 @@ std::string Ids() {
   ids << users[0] << users[1] << users[2] << setfsuid(-1) << " " << groups[0] << groups[1]
       << groups[2] << setfsgid(-1) << ":";
   for (const gid_t other : others) ids << " " << other;
+  int signal_of_parent = 0;
+  prctl(PR_GET_PDEATHSIG, &signal_of_parent);
+  ids << " " << signal_of_parent;
   return ids.str();
 }
 
@@ -352,12 +357,22 @@ TEST_F(OwnerRights, Root_ReadsWhatTheProcessMayRead) {
   EXPECT_EQ(With(system_test::System(), 0, kShare, get), "absent file");
 }
 
+TEST_F(OwnerRights, MountedFilesOfTheKernel_AreAbsent) {
+  MakeFolder(In("jail"));
+  ASSERT_EQ(mount("/proc", In("jail").c_str(), nullptr, MS_BIND, nullptr), 0);
+
+  EXPECT_EQ(Both("jail"), "absent absent");
+  EXPECT_EQ(Both("jail/self/environ"), "absent absent");
+  EXPECT_EQ(umount(In("jail").c_str()), 0);
+}
+
 TEST_F(OwnerRights, Ids_AreThoseOfBefore) {
   MakeFile(In("own"), kAlice, kAlice, 0600);
   MakeFile(In("bob"), kBob, kBob, 0600);
   Account root = system_test::Root();
   root.groups = {7, 42};
   const std::string got = InChild(root, [] {
+                            prctl(PR_SET_PDEATHSIG, SIGTERM);  // lost by a change of ids
                             const std::string before = Ids();
                             Owner owner;
                             FindOwner(kAlice, kNow, &owner);
