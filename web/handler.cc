@@ -17,6 +17,7 @@
 #include "parameters.h"
 #include "redirect.h"
 #include "sharing_visit.h"
+#include "src/c/link_state.h"
 #include "visit_request.h"
 #include "web/files/body.h"
 #include "web/files/owner.h"
@@ -38,11 +39,6 @@ constexpr long kRetryAfter = 10;
 
 const char kRealm[] = "Form realm=\"sharing\"";
 const char kMethods[] = "GET, HEAD, POST";
-
-struct PageOfMessage {
-  int status;
-  Message message;
-};
 
 Response MakeMessage(int status, Message message) {
   return MakePage(status, RenderMessage(message));
@@ -79,8 +75,9 @@ std::optional<RedirectTarget> RedirectOf(const Entry& link) {
   if (link.get_redirect_type() == Entry::REDIRECT_NONE) return std::nullopt;
   std::optional<RedirectTarget> target = ParseRedirectUri(link.get_redirect_uri());
   if (!target) {
-    syslog(LOG_WARNING, "link %s: redirect URI ignored: it is neither a URL nor a path",
-           link.get_hash().c_str());
+    syslog(LOG_WARNING,
+           "link %d: redirect URI ignored: neither a URL nor a path of this site",
+           link.get_id());
   }
   return target;
 }
@@ -93,8 +90,8 @@ std::string AfterLogin(const LinkAddress& address, const Entry& link) {
   if (to != nullptr) {
     target = ParseSitePath(*to);
     if (!target) {
-      syslog(LOG_WARNING, "link %s: parameter \"to\" ignored: not a path of this site",
-             link.get_hash().c_str());
+      syslog(LOG_WARNING, "link %d: parameter \"to\" ignored: not a path of this site",
+             link.get_id());
     }
   }
   if (!target) target = RedirectOf(link);
@@ -138,10 +135,6 @@ Response MakeOpen(const Entry& link) {
       MakePage(401, RenderOpen(link.get_protect_title()), FormTarget(link));
   response.Add("WWW-Authenticate", kRealm);
   return response;
-}
-
-bool IsOpen(const Entry& link) {
-  return link.get_protect_type() == Entry::PROTECT_NONE && link.get_expire_times() == 0;
 }
 
 /// An admitted visitor's request for something that the link shares.
@@ -249,7 +242,7 @@ Response Content::Folder(Node folder) {
 
 Response Content::File(Node file, const std::string& name) {
   return MakeFileResponse(request_, std::move(file), name, Asks("download"),
-                          IsOpen(link_), now_);
+                          IsOpenLink(link_), now_);
 }
 
 Response Content::FileView(const Node& file, const std::string& name) {

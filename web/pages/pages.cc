@@ -113,8 +113,9 @@ data HeaderValues(const std::string& heading, const std::vector<Crumb>& crumbs,
     const std::string time = FormatTimeAndZone(facts.expires);
     values.set("expires", time);
   }
-  if (facts.uses)
+  if (facts.uses) {
     values.set("uses", Count("{count} use left", "{count} uses left", *facts.uses));
+  }
   values.set("has_session", facts.has_session);
   return values;
 }
