@@ -8,8 +8,9 @@
 
 #include "base/text.h"
 
-// A counter of the C library: texts are looked up again after it has changed.
-// NOLINTNEXTLINE(bugprone-reserved-identifier): documented in the gettext manual
+// A counter of the C library, documented in the gettext manual: texts are looked up again
+// after it has changed.
+// NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming): its name
 extern "C" int _nl_msg_cat_cntr;
 
 namespace web {
