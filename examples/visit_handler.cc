@@ -124,7 +124,7 @@ std::string Form(const VisitAnswer& answer) {
       page += "<p>The password is wrong.</p>\n";
       break;
     case SHARING_VISIT_CREDENTIALS_WRONG:
-      page += "<p>User name or password is wrong.</p>\n";
+      page += "<p>The user name or password is wrong.</p>\n";
       break;
     default:
       break;

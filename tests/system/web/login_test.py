@@ -192,7 +192,7 @@ class UserTest(WebTest):
         answer = self.visitor.post(self.link, username="<alice>", password="wrong")
         page = Page.read(answer)
         self.assertEqual(answer.status, 401)
-        self.assertEqual(page.text("p", id="problem"), "User name or password is wrong.")
+        self.assertEqual(page.text("p", id="problem"), "The user name or password is wrong.")
         self.assertEqual(page.find("input", name="username")[0][1]["value"], "<alice>")
         self.assertIn("autofocus", page.find("input", name="password")[0][1])
 

@@ -75,7 +75,7 @@ TEST_F(Pages, FolderWithoutEntries_SaysSo) {
   FolderPage page;
   EXPECT_THAT(web::RenderFolder(page), HasSubstr("This folder is empty."));
   page.query.search = "x";
-  EXPECT_THAT(web::RenderFolder(page), HasSubstr("No name contains this text."));
+  EXPECT_THAT(web::RenderFolder(page), HasSubstr("No names contain this text."));
 }
 
 TEST_F(Pages, IncompleteFolder_SaysSo) {
