@@ -242,7 +242,7 @@ Response Content::Folder(Node folder) {
 
 Response Content::File(Node file, const std::string& name) {
   return MakeFileResponse(request_, std::move(file), name, Asks("download"),
-                          IsOpenLink(link_), now_);
+                          !NeedsLogin(link_), now_);
 }
 
 Response Content::FileView(const Node& file, const std::string& name) {

@@ -3,7 +3,7 @@
 #include "entry.h"
 #include "sharing_link.h"
 
-/// Whether a login needs a password or an account.
+/// Whether the login asks for a password or an account.
 inline bool IsProtected(const VEXO::sharing::record::Entry& link) {
   using VEXO::sharing::record::Entry;
   return link.get_protect_type() == Entry::PROTECT_PASSWORD ||
@@ -14,9 +14,9 @@ inline bool IsUseLimited(const VEXO::sharing::record::Entry& link) {
   return link.get_expire_times() > 0;
 }
 
-/// Whether a visitor needs no login to use the link.
-inline bool IsOpenLink(const VEXO::sharing::record::Entry& link) {
-  return !IsProtected(link) && !IsUseLimited(link);
+/// Whether visitors must log in to use the link.
+inline bool NeedsLogin(const VEXO::sharing::record::Entry& link) {
+  return IsProtected(link) || IsUseLimited(link);
 }
 
 /// The state of a link at the time `now`, by the rule of the login.  Entry::IsValid

@@ -205,7 +205,7 @@ VisitAnswer Decision::AnswerMissing() {
 VisitAnswer Decision::AnswerOutside() {
   if (task_ == Task::kLogOut) return LogOut();
   if (IsUseLimitReached(link_)) return WithLink(SHARING_VISIT_USED_UP);
-  if (IsOpenLink(link_)) {
+  if (!NeedsLogin(link_)) {
     return WithLink(task_ == Task::kLogIn ? SHARING_VISIT_LOGGED_IN
                                           : SHARING_VISIT_CONTENT);
   }
