@@ -39,11 +39,6 @@ constexpr long kRetryAfter = 10;
 const char kRealm[] = "Form realm=\"sharing\"";
 const char kMethods[] = "GET, HEAD, POST";
 
-struct PageOfMessage {
-  int status;
-  Message message;
-};
-
 Response MakeMessage(int status, Message message) {
   return MakePage(status, RenderMessage(message));
 }
@@ -79,8 +74,9 @@ std::optional<RedirectTarget> RedirectOf(const Entry& link) {
   if (link.get_redirect_type() == Entry::REDIRECT_NONE) return std::nullopt;
   std::optional<RedirectTarget> target = ParseRedirectUri(link.get_redirect_uri());
   if (!target) {
-    syslog(LOG_WARNING, "link %s: redirect URI ignored: it is neither a URL nor a path",
-           link.get_hash().c_str());
+    syslog(LOG_WARNING,
+           "link %d: redirect URI ignored: neither a URL nor a path of this site",
+           link.get_id());
   }
   return target;
 }
@@ -93,8 +89,8 @@ std::string AfterLogin(const LinkAddress& address, const Entry& link) {
   if (to != nullptr) {
     target = ParseSitePath(*to);
     if (!target) {
-      syslog(LOG_WARNING, "link %s: parameter \"to\" ignored: not a path of this site",
-             link.get_hash().c_str());
+      syslog(LOG_WARNING, "link %d: parameter \"to\" ignored: not a path of this site",
+             link.get_id());
     }
   }
   if (!target) target = RedirectOf(link);

@@ -3,7 +3,6 @@
 #include <strings.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <string>
 
 #include "base/text.h"
@@ -13,7 +12,6 @@
 namespace web {
 namespace {
 
-const char kProject[] = "files";
 const char kCookie[] = "sharing";
 
 /// Whether the request comes from a proxy that the platform trusts: then it believes the

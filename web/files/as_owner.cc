@@ -12,10 +12,9 @@
 #include <optional>
 
 namespace web {
-
 namespace {
 
-// setfsuid(2) and setfsgid(2) return the id of before and change nothing for this one.
+// setfsuid(2) and setfsgid(2) return the previous id and change nothing for this one.
 constexpr uid_t kNoUser = static_cast<uid_t>(-1);
 constexpr gid_t kNoGroup = static_cast<gid_t>(-1);
 

@@ -19,7 +19,6 @@
 #include "web/files/owner_path.h"
 
 namespace web {
-
 namespace {
 
 using VEXO::base::UniqueFd;

@@ -159,7 +159,7 @@ class Share(CommandTest):
         path = self.file("a.txt")
 
         self.assertIn("PATH", self.refused(status=WRONG_CALL))
-        self.assertIn('"path" is set to PATH',
+        self.assertIn('--app must not contain "path": PATH sets it',
                       self.refused(path, "--app", '{"path":"/etc"}', status=WRONG_CALL))
         self.assertIn("--project", self.refused(path, "--project", "a", status=WRONG_CALL))
         self.assertIn("--no-match-ip", self.refused(path, "--no-match-ip", status=WRONG_CALL))

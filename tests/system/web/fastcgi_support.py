@@ -75,7 +75,7 @@ class Connection:
 
 
 class FastCgiTransport(CgiTransport):
-    """Runs the program as FastCGI server on a socket of the file system."""
+    """Runs the program as a FastCGI server on a socket of the file system."""
 
     def __init__(self, folder, **account):
         super().__init__(**account)

@@ -1,4 +1,4 @@
-"""The program as FastCGI server."""
+"""The program as a FastCGI server."""
 
 import os
 import select

@@ -102,7 +102,7 @@ class PasswordTest(WebTest):
     def test_wrong_session_is_no_session(self):
         page = told(self.visitor.get(self.link + "/"))
         self.assertEqual(
-            told(self.visitor.get(self.link + "/", cookie="sharing=planted")), page)
+            told(self.visitor.get(self.link + "/", cookie="sharing=foreign")), page)
         other = self.share(password="x")
         visitor = self.new_visitor()
         visitor.post(other, password="x")
@@ -110,17 +110,17 @@ class PasswordTest(WebTest):
         self.assertEqual(
             told(self.visitor.get(self.link + "/", cookie=f"sharing={session}")), page)
 
-    def test_planted_session_never_becomes_good(self):
+    def test_foreign_session_id_never_becomes_good(self):
         attacker = self.new_visitor()
         other = self.share(password="x")
         attacker.post(other, password="x")
-        (planted,) = attacker.cookies.values()
+        (foreign,) = attacker.cookies.values()
         answer = self.visitor.post(self.link, password=PASSWORD,
-                                   headers={"cookie": f"sharing={planted}"})
+                                   headers={"cookie": f"sharing={foreign}"})
         self.assertEqual(answer.status, 303)
-        self.assertNotIn(planted, answer.header("Set-Cookie"))
+        self.assertNotIn(foreign, answer.header("Set-Cookie"))
         self.assertEqual(
-            self.new_visitor().get(self.link + "/", cookie=f"sharing={planted}").status, 401)
+            self.new_visitor().get(self.link + "/", cookie=f"sharing={foreign}").status, 401)
 
     def test_session_from_anywhere_but_the_cookie_does_not_count(self):
         self.log_in(self.link)
@@ -192,7 +192,7 @@ class UserTest(WebTest):
         answer = self.visitor.post(self.link, username="<alice>", password="wrong")
         page = Page.read(answer)
         self.assertEqual(answer.status, 401)
-        self.assertEqual(page.text("p", id="problem"), "User name or password is wrong.")
+        self.assertEqual(page.text("p", id="problem"), "The user name or password is wrong.")
         self.assertEqual(page.find("input", name="username")[0][1]["value"], "<alice>")
         self.assertIn("autofocus", page.find("input", name="password")[0][1])
 

@@ -102,8 +102,9 @@ std::string With(const Account& account, uid_t user, const std::string& share,
   return InChild(account,
                  [&]() -> std::string {
                    Owner owner;
-                   if (FindOwner(user, kNow, &owner) != OwnerLookup::kFound)
+                   if (FindOwner(user, kNow, &owner) != OwnerLookup::kFound) {
                      return "no owner";
+                   }
                    std::unique_ptr<SharedTree> tree;
                    switch (SharedTree::Open({share, false}, owner, &tree)) {
                      case OpenResult::kOpened:

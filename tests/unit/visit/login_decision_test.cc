@@ -122,16 +122,16 @@ TEST_F(LoginDecisionTest, UserNameAtAPasswordLink_IsIgnored) {
   EXPECT_THAT(platform_.logins, IsEmpty());
 }
 
-TEST_F(LoginDecisionTest, PlantedSessionId_NeverBecomesGood) {
+TEST_F(LoginDecisionTest, ForeignSessionId_NeverBecomesGood) {
   StoreLink(PasswordEntry());
-  AddSession(platform_, 7, "planted");
-  request_.session_id = "planted";
+  AddSession(platform_, 7, "foreign");
+  request_.session_id = "foreign";
 
   const VisitAnswer answer = LogIn("secret");
 
   EXPECT_EQ(SHARING_VISIT_LOGGED_IN, answer.outcome);
-  EXPECT_NE("planted", SessionOf(answer));
-  request_.session_id = "planted";
+  EXPECT_NE("foreign", SessionOf(answer));
+  request_.session_id = "foreign";
   EXPECT_EQ(SHARING_VISIT_LOGIN, Get().outcome);
 }
 
@@ -212,7 +212,7 @@ TEST_F(LoginDecisionTest, GroupsCannotBeLookedUp_IsAFailureAndNotAnAbsence) {
   EXPECT_EQ(SHARING_VISIT_TRY_LATER, answer.outcome);
 }
 
-TEST_F(LoginDecisionTest, CookieThatCannotBeSent_IsNotPaidForWithAUse) {
+TEST_F(LoginDecisionTest, CookieThatCannotBeSent_UsesNothing) {
   StoreLink(LimitedEntry(1));
   request_.cookie_path = "/sharing/hash\r\nSet-Cookie: other=1";
 

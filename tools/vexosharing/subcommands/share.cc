@@ -64,7 +64,7 @@ ExitCode Share(Options& options) {
   if (const ExitCode failure = ReadInputs(options.link)) return failure;
   admin::LinkSettings& settings = options.link.settings;
   if (settings.app && settings.app->isMember(kPathMember)) {
-    return Fail(kUsageError, "--app: \"path\" is set to PATH");
+    return Fail(kUsageError, "--app must not contain \"path\": PATH sets it");
   }
   std::error_code reason;
   const std::string path = std::filesystem::canonical(options.path, reason);
