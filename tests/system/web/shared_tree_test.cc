@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <linux/capability.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <sys/fsuid.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
@@ -12,6 +14,8 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
+#include <cstddef>
+#include <functional>
 #include <sstream>
 #include <vector>
 
@@ -155,9 +159,23 @@ bool KeepCapabilities(unsigned int rights) {
   return syscall(SYS_capset, &header, data) == 0;
 }
 
-std::string GetWithCapabilities(unsigned int rights, const std::string& path) {
+/// Makes the kernel end the process when it calls setgroups(2).
+bool EndOnSetgroups() {
+  sock_filter filter[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+                          BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_setgroups, 0, 1),
+                          BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_KILL_PROCESS),
+                          BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
+  const sock_fprog program = {4, filter};
+  return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+         prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+}
+
+/// What a process with these capabilities gets.  It calls `prepare` first.
+std::string GetWithCapabilities(
+    unsigned int rights, const std::string& path,
+    const std::function<bool()>& prepare = [] { return true; }) {
   return With(system_test::Root(), kAlice, kShare, [&](const SharedTree&) -> std::string {
-    if (!KeepCapabilities(rights)) return "no capabilities";
+    if (!KeepCapabilities(rights) || !prepare()) return "not prepared";
     Owner owner;
     std::unique_ptr<SharedTree> tree;
     if (FindOwner(kAlice, kNow, &owner) != OwnerLookup::kFound ||
@@ -392,6 +410,16 @@ TEST_F(OwnerRights, ProcessThatMayChangeIds_BecomesTheOwner) {
   EXPECT_EQ(GetWithCapabilities(kIds, "staff"), "file");
   EXPECT_EQ(GetWithCapabilities(kIds, "bob"), "absent");
   EXPECT_EQ(GetWithCapabilities(1U << CAP_SETUID, "own"), "absent");
+}
+
+// A sandbox may end a process that tries to take ids without the right to.
+TEST_F(OwnerRights, ProcessThatMayNotChangeIds_DoesNotEvenTry) {
+  MakeFile(In("file"), kBob, kBob, 0644);
+  MakeFile(In("own"), kAlice, kAlice, 0600);
+  for (const unsigned int rights : {0U, 1U << CAP_SETUID, 1U << CAP_SETGID}) {
+    EXPECT_EQ(GetWithCapabilities(rights, "file", EndOnSetgroups), "file") << rights;
+    EXPECT_EQ(GetWithCapabilities(rights, "own", EndOnSetgroups), "absent") << rights;
+  }
 }
 
 // Such a process cannot give up the right to read everything by becoming the owner.
