@@ -2,10 +2,12 @@
 
 import os
 import signal
+import threading
 
 from fastcgi_support import (FastCgiTransport, children, is_running, is_sanitized, memory,
                              wait_until)
-from web_support import PASSWORD, CgiTransport, Visitor, WebTest, main, needs_program
+from web_support import (PASSWORD, CgiTransport, Visitor, WebTest, main, needs_program,
+                         parse_answer)
 
 SETTINGS = "/usr/vexo/etc/web.conf"
 LARGEST_MEMORY = 32 << 10  # kB
@@ -118,6 +120,35 @@ class OneWorkerTest(FastCgiTest):
         self.assertFalse(connection.ended)
         self.assertLess(len(connection.output), 64 << 20)
 
+    def test_small_body_that_cannot_be_sent_whole_is_not_ended(self):
+        size = 100 << 10  # the worker sends it without a child
+        path = self.write("small.bin", bytes(size))
+        link = self.share()
+        done = threading.Event()
+
+        def resize():
+            while not done.is_set():
+                os.truncate(path, 0)
+                os.truncate(path, size)
+        thread = threading.Thread(target=resize)
+        thread.start()
+        self.addCleanup(thread.join)
+        self.addCleanup(done.set)
+        cut_off = 0
+        for _ in range(1000):
+            with self.server.connect() as connection:
+                connection.send(self.server.environment(
+                    "GET", link + "/small.bin", {"Host": "x"}, self.visitor.address))
+                connection.socket.sendall(b"\x01\x05\x00\x01\x00\x00\x00\x00")
+                while connection.read_some():
+                    pass
+                if connection.ended:
+                    answer = parse_answer(bytes(connection.output), False)
+                    self.assertEqual(len(answer.body), int(answer.header("Content-Length")))
+                else:
+                    cut_off += 1
+        self.assertGreater(cut_off, 0)
+
     def test_body_that_does_not_arrive_ends_the_request(self):
         link = self.share(password=PASSWORD)
         connection = self.server.connect()
@@ -149,7 +180,7 @@ class OneWorkerTest(FastCgiTest):
         for target in ("/many/", "/text.txt?view", "/large.bin", "/?zip", "/many/?zip",
                        "/" + "x/" * 3000, "/many/?q=" + "y" * 4000):
             self.visitor.get(link + target, accept_language="de," * 1000)
-        self.visitor.send("POST", link, bytes(4 << 20))
+        self.visitor.send("POST", link, bytes(64 << 20))
         self.assertEqual(self.visitor.get(link + "/").status, 200)
         (worker,) = self.server.workers()
         self.assertLess(memory(worker), LARGEST_MEMORY)
