@@ -32,12 +32,12 @@ class FastCgiTest(WebTest):
             self.server.stop()
         self.server.listener.close()
 
-    def stalled(self, link, name):
-        """A connection whose visitor has read only the beginning of a file."""
+    def stalled(self, link, name, **headers):
+        """A connection whose visitor has read only the beginning of a body."""
         connection = self.server.connect()
         self.addCleanup(connection.socket.close)
         connection.send(self.server.environment(
-            "GET", f"{link}/{name}", {"Host": "x"}, self.visitor.address))
+            "GET", f"{link}/{name}", {"Host": "x", **headers}, self.visitor.address))
         connection.socket.sendall(b"\x01\x05\x00\x01\x00\x00\x00\x00")
         connection.read_some(1)
         return connection
@@ -184,6 +184,23 @@ class OneWorkerTest(FastCgiTest):
         self.assertEqual(self.visitor.get(link + "/").status, 200)
         (worker,) = self.server.workers()
         self.assertLess(memory(worker), LARGEST_MEMORY)
+
+    def test_memory_of_a_download_is_bounded(self):
+        if is_sanitized():
+            self.skipTest("the sanitizer's own memory would be measured")
+        self.write("large.bin", bytes(64 << 20))
+        link = self.share()
+        for name, headers in (("large.bin", {}), ("?zip", {}),
+                              ("large.bin", {"Range": "bytes=0-29999999,30000001-59999999"})):
+            with self.subTest(name, **headers):
+                connection = self.stalled(link, name, **headers)
+                while len(connection.output) < 48 << 20:
+                    connection.read_some()
+                (worker,) = self.server.workers()
+                (child,) = filter(is_running, children(worker))
+                self.assertLess(memory(child), LARGEST_MEMORY)
+                connection.socket.close()
+                wait_until(lambda child=child: not is_running(child))
 
 
 class WorkersTest(FastCgiTest):

@@ -170,9 +170,10 @@ bool EndOnSetgroups() {
          prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
 }
 
-/// What a process with these capabilities gets.  It calls `prepare` first.
-std::string GetWithCapabilities(
-    unsigned int rights, const std::string& path,
+/// Runs `use` on alice's share in a process with these capabilities, which calls
+/// `prepare` first.
+std::string WithCapabilities(
+    unsigned int rights, const std::function<std::string(const SharedTree&)>& use,
     const std::function<bool()>& prepare = [] { return true; }) {
   return With(system_test::Root(), kAlice, kShare, [&](const SharedTree&) -> std::string {
     if (!KeepCapabilities(rights) || !prepare()) return "not prepared";
@@ -182,8 +183,15 @@ std::string GetWithCapabilities(
         SharedTree::Open({kShare, false}, owner, &tree) != OpenResult::kOpened) {
       return "gone";
     }
-    return Get(*tree, path);
+    return use(*tree);
   });
+}
+
+std::string GetWithCapabilities(
+    unsigned int rights, const std::string& path,
+    const std::function<bool()>& prepare = [] { return true; }) {
+  return WithCapabilities(
+      rights, [&path](const SharedTree& tree) { return Get(tree, path); }, prepare);
 }
 
 class OwnerRights : public testing::Test {
@@ -410,6 +418,14 @@ TEST_F(OwnerRights, ProcessThatMayChangeIds_BecomesTheOwner) {
   EXPECT_EQ(GetWithCapabilities(kIds, "staff"), "file");
   EXPECT_EQ(GetWithCapabilities(kIds, "bob"), "absent");
   EXPECT_EQ(GetWithCapabilities(1U << CAP_SETUID, "own"), "absent");
+}
+
+TEST_F(OwnerRights, ProcessThatMayChangeIds_ListsAsTheOwner) {
+  MakeFile(In("own"), kAlice, kAlice, 0600);
+  MakeFile(In("bob"), kBob, kBob, 0600);
+  ASSERT_EQ(chmod(kShare, 0700), 0);
+
+  EXPECT_EQ(WithCapabilities((1U << CAP_SETUID) | (1U << CAP_SETGID), NamesIn), "own ");
 }
 
 // A sandbox may end a process that tries to take ids without the right to.
