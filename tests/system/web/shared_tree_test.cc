@@ -24,8 +24,6 @@
 
 using system_test::Account;
 using system_test::InChild;
-using testing::Contains;
-using testing::Not;
 using web::FolderEntry;
 using web::FolderReader;
 using web::Node;

@@ -20,7 +20,6 @@ using testing::AllOf;
 using testing::ElementsAre;
 using testing::Ge;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::Le;
 using Result = AttemptStore::Result;
 

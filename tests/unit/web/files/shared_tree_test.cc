@@ -20,8 +20,6 @@
 using files_test::NodeAt;
 using files_test::Self;
 using files_test::Tree;
-using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 using VEXO::base::UniqueFd;
 using web::FolderEntry;

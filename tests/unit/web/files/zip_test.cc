@@ -19,7 +19,6 @@ using files_test::BytesOf;
 using files_test::NodeAt;
 using files_test::Tree;
 using testing::Contains;
-using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 using testing::UnorderedElementsAre;
