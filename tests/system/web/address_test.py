@@ -68,6 +68,11 @@ class AddressTest(WebTest):
                 body = prefix + b"y" * (size - len(prefix))
                 self.assertEqual(self.visitor.send("POST", link, body).status, status)
 
+    @needs_program
+    def test_form_that_is_too_long_is_not_even_read(self):
+        answer = self.visitor.send("POST", self.link, b"x", content_length=str(1 << 62))
+        self.assertEqual(answer.status, 413)
+
     def test_form_of_another_type_is_refused(self):
         for kind in ("multipart/form-data; boundary=x", "text/plain", "application/json"):
             with self.subTest(kind):
@@ -207,6 +212,16 @@ class PrefixTest(WebTest):
         link = self.share(password="x")
         self.assertEqual(self.cookie_path("", "192.0.2.9", link), "Path=" + link)
         self.assertEqual(self.cookie_path("", "share.example.org", link), "Path=" + link)
+
+    def test_form_of_the_base_is_accepted_whatever_host_the_request_names(self):
+        self.configure("base = https://share.example.org:5001/nas\n")
+        link = self.share(password="x")
+        for origin, status in (("https://share.example.org", 403),
+                               ("https://share.example.org:5001", 303)):
+            with self.subTest(origin):
+                headers = {"origin": origin, "host": "192.0.2.9:8080"}
+                answer = self.visitor.post(link, headers, password="x")
+                self.assertEqual(answer.status, status)
 
     def test_unreadable_configuration_ends_the_program(self):
         os.mkdir(self.CONFIGURATION)

@@ -213,17 +213,19 @@ class OutsideTest(WebTest):
         self.link = self.share()
 
     def test_no_spelling_leads_outside(self):
+        hidden = self.share(app={"path": str(self.folder), "hidden": True})
         for rest in ("/../secret.txt", "/%2e%2e/secret.txt", "/..%2fsecret.txt",
                      "/%252e%252e/secret.txt", "/..\\secret.txt", "/..%5csecret.txt",
                      "/%c0%ae%c0%ae/secret.txt", "/./../secret.txt", "/sub/../../secret.txt",
                      "/%2e./secret.txt", "2/secret.txt", "/../album2/secret.txt",
                      "//etc/passwd", "/%2fetc/passwd", "/.%2e/secret.txt",
                      f"/{self.secret}", f"/{urllib.parse.quote(str(self.secret), safe='')}"):
-            for query in ("", "?download", "?view", "?zip"):
-                with self.subTest(rest + query):
-                    answer = self.visitor.get(self.link + rest + query)
-                    self.assertIn(answer.status, (400, 404))
-                    self.assertNotIn(b"secret", answer.body)
+            for link in (self.link, hidden):
+                for query in ("", "?download", "?view", "?zip"):
+                    with self.subTest(rest + query):
+                        answer = self.visitor.get(link + rest + query)
+                        self.assertIn(answer.status, (400, 404))
+                        self.assertNotIn(b"secret", answer.body)
 
     def test_links_that_lead_out_are_missing_everywhere(self):
         for name, target in (("out", "../secret.txt"), ("far", "/etc/passwd"),
@@ -308,6 +310,14 @@ class ZipTest(WebTest):
         self.write("a.txt")
         answer = self.visitor.get(self.share() + "/?zip", range="bytes=0-1")
         self.assertEqual(answer.status, 200)
+
+    @needs_program
+    def test_zip_that_fails_is_no_zip_and_the_program_says_so(self):
+        self.write("/".join(["d"] * 65) + "/end.txt")
+        answer = self.visitor.get(self.share() + "/?zip")
+        self.assertEqual(answer.status, 200)
+        self.assertFalse(zipfile.is_zipfile(io.BytesIO(answer.body)))
+        self.assertNotEqual(answer.exit_code, 0)
 
 
 class ListingTest(WebTest):

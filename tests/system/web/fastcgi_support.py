@@ -58,7 +58,10 @@ class Connection:
 
     def read_some(self, size=1 << 20):
         """Reads once.  False at the end of the connection."""
-        got = self.socket.recv(size)
+        try:
+            got = self.socket.recv(size)
+        except ConnectionResetError:  # cut off, with a part of the request unread
+            got = b""
         self.data += got
         begin = 0
         while len(self.data) - begin >= 8:

@@ -1,6 +1,8 @@
+#include <chrono>
 #include <string>
 
 #include "decision_test.h"
+#include "visit/link_lock.h"
 
 namespace VEXO::sharing {
 namespace {
@@ -8,11 +10,13 @@ namespace {
 using record::Entry;
 using testing::AllOf;
 using testing::AnyOf;
+using testing::Each;
 using testing::ElementsAre;
 using testing::Ge;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Le;
+using testing::Not;
 
 class LoginDecisionTest : public DecisionTest {
  protected:
@@ -154,6 +158,20 @@ TEST_F(LoginDecisionTest, UseLimit_TheLoginIsMadeUnderTheLockOfTheLink) {
   ExpectNothingDone();
 }
 
+TEST_F(LoginDecisionTest, UseLimit_TheLinkIsStillLockedWhenTheUseIsCounted) {
+  StoreLink(LimitedEntry(1));
+  int counted = 0;
+  platform_.before_statement = [&](const std::string& sql) {
+    if (sql.rfind("UPDATE entry", 0) != 0) return;
+    ++counted;
+    LinkLock lock;
+    EXPECT_FALSE(lock.Take(folder_.Path("."), "hash", std::chrono::milliseconds(0)));
+  };
+
+  EXPECT_EQ(SHARING_VISIT_LOGGED_IN, Post().outcome);
+  EXPECT_EQ(1, counted);
+}
+
 TEST_F(LoginDecisionTest, ThirtyWrongPasswords_BlockTheLoginsOfTheLink) {
   StoreVisitedLink(PasswordEntry());
   const std::string inside = std::exchange(request_.session_id, "");
@@ -219,6 +237,24 @@ TEST_F(LoginDecisionTest, CookieThatCannotBeSent_UsesNothing) {
   EXPECT_EQ(SHARING_VISIT_TRY_LATER, Post().outcome);
   EXPECT_THAT(log_.lines(), ElementsAre(HasSubstr("cookie cannot be sent")));
   ExpectNothingDone();
+}
+
+TEST_F(LoginDecisionTest, AnyCallFails_ThePasswordIsNeverLogged) {
+  request_.username = "anna";
+  for (const Entry& entry : {PasswordEntry(), UserEntry({1001})}) {
+    int n = 0;
+    do {
+      platform_.FailCall(0);
+      platform_.Sql("DELETE FROM entry");
+      StoreLink(entry);
+      fakes::SqlValue(folder_.Path("visit.db"), "DELETE FROM attempt");
+      platform_.FailCall(++n);
+      LogIn("wr0ng-text");
+    } while (platform_.injected());
+    EXPECT_GT(n, 10);
+  }
+  EXPECT_THAT(log_.lines(), Not(IsEmpty()));
+  EXPECT_THAT(log_.lines(), Each(Not(HasSubstr("wr0ng-text"))));
 }
 
 TEST_F(LoginDecisionTest, AnyCallFails_AGoodLoginIsNeverAnsweredAsAbsent) {

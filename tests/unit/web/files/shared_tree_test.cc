@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <csignal>
 #include <cstring>
 #include <thread>
 
@@ -19,8 +20,6 @@
 using files_test::NodeAt;
 using files_test::Self;
 using files_test::Tree;
-using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 using VEXO::base::UniqueFd;
 using web::FolderEntry;
@@ -281,6 +280,18 @@ TEST_F(SharedFolder, Fifo_IsNotEvenOpened) {
   watcher.join();
 
   EXPECT_EQ(readers_seen, 0);
+}
+
+// Without O_NONBLOCK the kernel would let the visitor wait until the holder of the lease
+// gives it back.
+TEST_F(SharedFolder, FileThatSomebodyHasALeaseOn_KeepsNobodyWaiting) {
+  signal(SIGIO, SIG_IGN);  // asks the holder to give the lease back
+  const UniqueFd holder(open(In("file").c_str(), O_WRONLY));
+  ASSERT_EQ(fcntl(holder.get(), F_SETLEASE, F_WRLCK), 0) << strerror(errno);
+
+  EXPECT_EQ(Get(*Tree(Share()), "file"), "failed");
+  EXPECT_EQ(fcntl(holder.get(), F_SETLEASE, F_UNLCK), 0);
+  EXPECT_EQ(Get(*Tree(Share()), "file"), "shared");
 }
 
 TEST_F(SharedFolder, WhatIsNeverShared_IsAbsent) {
