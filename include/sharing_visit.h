@@ -17,11 +17,11 @@
 
 #include "keys.h"
 
-/// What to answer.  The number in parentheses is the HTTP status that fits.
+/// What to answer.  The number in parentheses is the HTTP status to send.
 enum VexoSharingVisitOutcome {
   /// Serve what the link shares (200).
   SHARING_VISIT_CONTENT = 1,
-  /// The visitor has logged in, or need not: redirect to the same URL (303).
+  /// The visitor has logged in, or needs no login: redirect to the same URL (303).
   SHARING_VISIT_LOGGED_IN = 2,
   /// The visitor has logged out: redirect to the same URL (303).
   SHARING_VISIT_LOGGED_OUT = 3,
@@ -234,15 +234,15 @@ struct SHARING_EXPORT VisitAnswer {
 
 /// Decides what to answer to a request.  A failure is never answered as an absent link:
 /// it is TRY_LATER.  A process opens the database once; when that fails, every answer is
-/// TRY_LATER until the process ends.
+/// TRY_LATER until the process ends.  Throws nothing but std::bad_alloc.
 ///
-/// A GET or HEAD request counts no use.  A hash that is not that of a link which can be
-/// used counts as a failed login of the address, the same hash once in five minutes.
-/// After 30 wrong passwords for a link within five minutes, its logins are BLOCKED for
-/// everybody until the oldest is five minutes old; visitors who are logged in stay.
+/// A GET or HEAD request counts no use.  A hash without a usable link counts as a failed
+/// login of the address, the same hash at most once in five minutes.  After 30 wrong
+/// passwords for a link within five minutes, its logins are BLOCKED for everybody until
+/// the oldest is five minutes old; visitors who are logged in stay.
 ///
-/// A login always gets a new session.  A use limit admits exactly that many logins, also
-/// at the same moment.
+/// A login always creates a new session, which prevents session fixation.  A use limit
+/// admits exactly that many logins, also at the same moment.
 SHARING_EXPORT VisitAnswer Visit(const VisitRequest& request);
 
 }  // namespace VEXO::sharing

@@ -7,11 +7,11 @@ foreach(name Page Header Login Open Folder File Message)
   string(APPEND text "const char* const k${name}Template = R\"__(${content})__\";\n")
 endforeach()
 
-# A browser computes the hash of what stands between the tags.
+# A browser computes the hash of the text between the tags.
 file(READ ${FOLDER}/style.css content)
 execute_process(
-  COMMAND openssl dgst -sha256 -binary ${FOLDER}/style.css
-  COMMAND openssl base64 -A
+  COMMAND ${OPENSSL} dgst -sha256 -binary ${FOLDER}/style.css
+  COMMAND ${OPENSSL} base64 -A
   OUTPUT_VARIABLE hash COMMAND_ERROR_IS_FATAL ANY)
 string(APPEND text "const char* const kStyle = R\"__(${content})__\";\n"
                    "const char* const kStyleHash = \"'sha256-${hash}'\";\n\n}  // namespace web\n")

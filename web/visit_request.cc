@@ -3,7 +3,6 @@
 #include <strings.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <string>
 
 #include "base/text.h"
@@ -13,13 +12,12 @@
 namespace web {
 namespace {
 
-const char kProject[] = "files";
 const char kCookie[] = "sharing";
 
 /// The address of a visitor as the platform sees it; empty when there is none.
 std::string AddressOf(const std::string& remote_address,
                       const std::string& forwarded_for) {
-  // Not with setenv: it would keep every address in memory forever.
+  // Not setenv(3), which keeps every value that it was ever given.
   std::string remote = "REMOTE_ADDR=" + remote_address;
   std::string forwarded = "HTTP_X_FORWARDED_FOR=" + forwarded_for;
   putenv(remote.data());

@@ -7,13 +7,14 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
+#include <climits>
 #include <cstring>
 #include <ctime>
 #include <memory>
 #include <utility>
 #include <vector>
 
+#include "base/number.h"
 #include "base/system_account.h"
 #include "base/unique_fd.h"
 #include "visit/digest.h"
@@ -84,8 +85,7 @@ std::string PathIn(const std::string& folder) { return folder + "/visit.db"; }
 bool Fail(const std::string& path, const char* reason) {
   static bool logged = false;
   if (!logged) {
-    syslog(LOG_ERR, "%s: %s; guesses cannot be counted, so logins are refused",
-           path.c_str(), reason);
+    syslog(LOG_ERR, "%s: %s; guesses cannot be counted", path.c_str(), reason);
   }
   logged = true;
   return false;
@@ -121,7 +121,9 @@ bool OnDatabase(const std::string& folder, Work work) {
   }
 }
 
-long Number(const std::string& text) { return strtol(text.c_str(), nullptr, 10); }
+long Number(const std::string& text) {
+  return base::ParseNumber<long>(text, 0, LONG_MAX).value_or(0);
+}
 
 /// @param key  of the subject; digits only, so that it can be part of the SQL
 bool AddAttempt(Connection& database, const std::string& key, int limit,

@@ -31,11 +31,11 @@ using db::TokenDB;
 using record::Entry;
 using record::Session;
 
-const char kBlockService[] = "SHARING";
+const char kBlockService[] = "SHARING";  // as in src/login/sharinglogin.cc
 constexpr int kGuessesPerLink = 30;
 constexpr std::chrono::seconds kLockTimeout(10);
-constexpr long kRetrySeconds = 10;  // after a failure
-constexpr size_t kAddressSize = 65;
+constexpr long kRetrySeconds = 10;   // after a failure
+constexpr size_t kAddressSize = 65;  // as in src/login/sharinglogin.cc
 
 enum class Task { kShow, kLogIn, kLogOut };
 
@@ -53,8 +53,6 @@ Lookup LookupFailed() {
   return Lookup::kFailed;
 }
 
-bool IsUseLimited(const Entry& link) { return link.get_expire_times() > 0; }
-
 bool IsUseLimitReached(const Entry& link) {
   return StateOfLink(link, time(nullptr)) == SHARING_LINK_USE_LIMIT_REACHED;
 }
@@ -64,11 +62,6 @@ bool IsUseLimitReached(const Entry& link) {
 bool IsAvailable(const Entry& link) {
   const VexoSharingLinkState state = StateOfLink(link, time(nullptr));
   return state == SHARING_LINK_USABLE || state == SHARING_LINK_USE_LIMIT_REACHED;
-}
-
-bool IsProtected(const Entry& link) {
-  return link.get_protect_type() == Entry::PROTECT_PASSWORD ||
-         link.get_protect_type() == Entry::PROTECT_USER;
 }
 
 /// Whether a session has no token for a link.  The check of the session answers so, too,
@@ -212,7 +205,7 @@ VisitAnswer Decision::AnswerMissing() {
 VisitAnswer Decision::AnswerOutside() {
   if (task_ == Task::kLogOut) return LogOut();
   if (IsUseLimitReached(link_)) return WithLink(SHARING_VISIT_USED_UP);
-  if (!IsProtected(link_) && !IsUseLimited(link_)) {
+  if (!NeedsLogin(link_)) {
     return WithLink(task_ == Task::kLogIn ? SHARING_VISIT_LOGGED_IN
                                           : SHARING_VISIT_CONTENT);
   }
@@ -249,7 +242,7 @@ VisitAnswer Decision::LogIn() {
   } else {
     visitor.password = request_.password.c_str();
   }
-  // No session_id: whoever planted it would share the new session.
+  // No session_id: a new session prevents session fixation.
   std::string session_id;
   result_ = VEXO::VexoSharingLogin(session_id, &visitor, false);
   const bool wrong =

@@ -259,7 +259,7 @@ TEST(Visit, EnvironmentAndInputOfTheProcess_AreNotThoseOfTheRequest) {
   link.set_protect_users({"alice"});
   Store(link);
   const Answer answer = InChild(system_test::SystemWithShadow(), [] {
-    const std::string form = "_sid=planted";
+    const std::string form = "_sid=foreign";
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) == -1 || dup2(ends[0], STDIN_FILENO) == -1 ||
         write(ends[1], form.data(), form.size()) == -1) {
@@ -281,7 +281,7 @@ TEST(Visit, EnvironmentAndInputOfTheProcess_AreNotThoseOfTheRequest) {
            getenv("QUERY_STRING");
   });
 
-  EXPECT_EQ(answer.text, "2 _sid=planted 198.51.100.1 _sid=a%0Ab");
+  EXPECT_EQ(answer.text, "2 _sid=foreign 198.51.100.1 _sid=a%0Ab");
   EXPECT_EQ(SqlValue(kDatabase, "SELECT ip FROM session"), "192.0.2.1");
 }
 

@@ -1,17 +1,20 @@
 #include "web/files/listing.h"
 
-#include <locale.h>
 #include <utf8cpp/utf8.h>
-#include <wctype.h>
 
 #include <algorithm>
+#include <clocale>
+#include <cwctype>
+#include <iterator>
 #include <limits>
 
 #include "base/number.h"
+#include "base/text.h"
 
 namespace web {
-
 namespace {
+
+using VEXO::base::ToLowerAscii;
 
 /// An entry in little memory.  Its name is part of one text for all names.
 struct PackedEntry {
@@ -31,10 +34,6 @@ struct Entries {
     return std::string_view(names).substr(entry.name_begin, entry.name_length);
   }
 };
-
-char LowerAscii(char c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
-}
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
@@ -62,8 +61,8 @@ int CompareNames(std::string_view left, std::string_view right) {
       if (order != 0) return order;
       continue;
     }
-    const auto a = static_cast<unsigned char>(LowerAscii(left.front()));
-    const auto b = static_cast<unsigned char>(LowerAscii(right.front()));
+    const auto a = static_cast<unsigned char>(ToLowerAscii(left.front()));
+    const auto b = static_cast<unsigned char>(ToLowerAscii(right.front()));
     if (a != b) return a < b ? -1 : 1;
     left.remove_prefix(1);
     right.remove_prefix(1);
@@ -97,8 +96,9 @@ class CaseFolder {
 
  private:
   char32_t Lower(char32_t code) const {
-    if (code < 0x80)
-      return static_cast<unsigned char>(LowerAscii(static_cast<char>(code)));
+    if (code < 0x80) {
+      return static_cast<unsigned char>(ToLowerAscii(static_cast<char>(code)));
+    }
     return locale_ == nullptr ? code : towlower_l(code, locale_);
   }
 
@@ -119,6 +119,55 @@ int CompareKeys(const PackedEntry& left, const PackedEntry& right, SortKey key) 
       break;
   }
   return 0;
+}
+
+/// Whether `left` comes before `right` in the order of the query.
+bool ComesBefore(const Entries& entries, const ListingQuery& query,
+                 const PackedEntry& left, const PackedEntry& right) {
+  if (left.kind != right.kind) return left.kind == NodeKind::kFolder;
+  const int order = query.sort == SortKey::kName
+                        ? CompareNames(entries.NameOf(left), entries.NameOf(right))
+                        : CompareKeys(left, right, query.sort);
+  if (order != 0) return query.descending ? order > 0 : order < 0;
+  return NameComesBefore(entries.NameOf(left), entries.NameOf(right));
+}
+
+/// Reads the entries whose names contain `search`, and adds them to the totals.  False,
+/// with the reason in errno, when the folder cannot be read.
+bool ReadEntries(const SharedTree& tree, const Node& folder, const std::string& search,
+                 Entries* entries, Listing* totals) {
+  const CaseFolder folder_of_case;
+  const std::string folded = folder_of_case.Fold(search);
+  size_t count = 0;
+  size_t name_bytes = 0;
+  // Growing would need room for the old and the new names at once; what is not used of
+  // this needs no memory.
+  entries->names.reserve(kMaxNameBytes);
+  entries->packed.reserve(kMaxEntries);
+
+  FolderReader reader(tree, folder);
+  FolderEntry entry;
+  for (;;) {
+    const FolderReader::Step step = reader.Next(&entry);
+    if (step == FolderReader::Step::kFailed) return false;
+    if (step == FolderReader::Step::kEnd) return true;
+    name_bytes += entry.name.size();
+    if (++count > kMaxEntries || name_bytes > kMaxNameBytes) {
+      totals->complete = false;
+      return true;
+    }
+    if (!folded.empty() &&
+        folder_of_case.Fold(entry.name).find(folded) == std::string::npos) {
+      continue;
+    }
+    entries->packed.push_back({entry.info.size, entry.info.modified.tv_sec,
+                               static_cast<std::uint32_t>(entries->names.size()),
+                               static_cast<std::uint16_t>(entry.name.size()),
+                               entry.info.kind});
+    entries->names += entry.name;
+    ++(entry.info.kind == NodeKind::kFolder ? totals->folders : totals->files);
+    totals->bytes += entry.info.size;
+  }
 }
 
 /// Keeps the entries of the page only.
@@ -155,50 +204,12 @@ bool NameComesBefore(std::string_view left, std::string_view right) {
 
 bool ReadListing(const SharedTree& tree, const Node& folder, const ListingQuery& query,
                  Listing* listing) {
-  const CaseFolder folder_of_case;
-  const std::string search = folder_of_case.Fold(query.search);
   Entries entries;
   Listing result;
-  size_t count = 0;
-  size_t name_bytes = 0;
-  // Growing would need room for the old and the new names at once; what is not used of
-  // this needs no memory.
-  entries.names.reserve(kMaxNameBytes);
-  entries.packed.reserve(kMaxEntries);
-
-  FolderReader reader(tree, folder);
-  FolderEntry entry;
-  for (;;) {
-    const FolderReader::Step step = reader.Next(&entry);
-    if (step == FolderReader::Step::kFailed) return false;
-    if (step == FolderReader::Step::kEnd) break;
-    name_bytes += entry.name.size();
-    if (++count > kMaxEntries || name_bytes > kMaxNameBytes) {
-      result.complete = false;
-      break;
-    }
-    if (!search.empty() &&
-        folder_of_case.Fold(entry.name).find(search) == std::string::npos) {
-      continue;
-    }
-    entries.packed.push_back({entry.info.size, entry.info.modified.tv_sec,
-                              static_cast<std::uint32_t>(entries.names.size()),
-                              static_cast<std::uint16_t>(entry.name.size()),
-                              entry.info.kind});
-    entries.names += entry.name;
-    ++(entry.info.kind == NodeKind::kFolder ? result.folders : result.files);
-    result.bytes += entry.info.size;
-  }
-
+  if (!ReadEntries(tree, folder, query.search, &entries, &result)) return false;
   std::sort(entries.packed.begin(), entries.packed.end(),
             [&](const PackedEntry& left, const PackedEntry& right) {
-              if (left.kind != right.kind) return left.kind == NodeKind::kFolder;
-              int order = CompareKeys(left, right, query.sort);
-              const bool by_name = query.sort == SortKey::kName;
-              if (by_name)
-                order = CompareNames(entries.NameOf(left), entries.NameOf(right));
-              if (order != 0) return query.descending ? order > 0 : order < 0;
-              return NameComesBefore(entries.NameOf(left), entries.NameOf(right));
+              return ComesBefore(entries, query, left, right);
             });
   CutPage(query.page, &result, &entries.packed);
   for (const PackedEntry& packed : entries.packed) {

@@ -11,8 +11,8 @@
 
 namespace web {
 
-/// The pages, in the current language (language.h).  Texts of links and of visitors, and
-/// names of files, are passed as they are: the pages escape them.
+// The pages, in the current language (language.h).  Texts of links and of visitors, and
+// names of files, are passed as they are: the pages escape them.
 
 /// The form that asks for a password or an account.
 struct LoginPage {
@@ -42,6 +42,7 @@ struct Crumb {
   std::string href;
 };
 
+/// The page of a folder.
 struct FolderPage {
   std::string heading;
   std::vector<Crumb> crumbs;
@@ -50,6 +51,7 @@ struct FolderPage {
   ListingQuery query;
 };
 
+/// The page of a file, with its preview.
 struct FilePage {
   std::string heading;
   std::vector<Crumb> crumbs;
@@ -81,6 +83,7 @@ enum class Message {
   kFailed,
 };
 
+/// Each returns a whole page as HTML.
 std::string RenderLogin(const LoginPage& page);
 std::string RenderOpen(const std::string& title);
 std::string RenderFolder(const FolderPage& page);

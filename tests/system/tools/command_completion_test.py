@@ -13,8 +13,9 @@ import command_support
 from command_support import CommandTest
 
 SCRIPT = pathlib.Path(__file__).parents[3] / "tools/vexosharing/completion.bash"
-SUBCOMMANDS = ["create", "share", "list", "show", "log", "edit", "delete", "revoke", "rotate", "transfer",
-               "purge", "visit", "check", "backup", "restore", "export", "import", "block", "stats", "help"]
+SUBCOMMANDS = ["create", "share", "list", "show", "log", "edit", "delete", "revoke", "rotate",
+               "transfer", "purge", "visit", "check", "backup", "restore", "export", "import",
+               "block", "stats", "help"]
 
 
 class Shell:

@@ -5,7 +5,9 @@
 
 #include <ctime>
 #include <string>
+#include <vector>
 
+#include "child_process.h"
 #include "fake_platform.h"
 #include "log_capture.h"
 #include "sql_value.h"
@@ -18,7 +20,6 @@ using testing::AllOf;
 using testing::ElementsAre;
 using testing::Ge;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::Le;
 using Result = AttemptStore::Result;
 
@@ -48,6 +49,20 @@ TEST_F(AttemptStoreTest, Add_LimitOfTheSubject_IsNotExceeded) {
   EXPECT_EQ(Result::kLimitReached, Add("subject", 2));
   EXPECT_EQ(Result::kAdded, Add("other", 2));
   EXPECT_EQ("3", Sql("SELECT COUNT(*) FROM attempt"));
+}
+
+TEST_F(AttemptStoreTest, Add_ManyProcessesAtOnce_TheLimitIsExact) {
+  constexpr int kSubjects = 100;
+  std::vector<pid_t> children(8);
+  for (pid_t& child : children) {
+    child = fakes::StartChild([this] {
+      for (int i = 0; i < kSubjects; ++i) Add(std::to_string(i), 1);
+      return true;
+    });
+  }
+  for (const pid_t child : children) EXPECT_TRUE(fakes::EndsWell(child));
+
+  EXPECT_EQ(std::to_string(kSubjects), Sql("SELECT COUNT(*) FROM attempt"));
 }
 
 TEST_F(AttemptStoreTest, Add_LimitReached_TellsWhenTheOldestAttemptExpires) {
