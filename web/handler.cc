@@ -11,12 +11,14 @@
 #include "base/text.h"
 #include "base/wipe.h"
 #include "entry.h"
+#include "entry_db.h"
 #include "file_response.h"
 #include "language.h"
 #include "link_address.h"
 #include "pages/pages.h"
 #include "parameters.h"
 #include "redirect.h"
+#include "sharing_db.h"
 #include "sharing_visit.h"
 #include "visit_request.h"
 #include "web/files/body.h"
@@ -417,6 +419,13 @@ Response Handler::Answer(const Variables& request, const ReadBody& read_body) co
   CompleteRecord(request, *address, answer, settings_.address_in_log, &response.record);
   if (!answer.set_cookie.empty()) response.Add("Set-Cookie", answer.set_cookie);
   return response;
+}
+
+bool Handler::CanLookUp() {
+  const VEXO::sharing::db::EntryDB links(VEXO::sharing::db::SharingDB::Instance());
+  links.GetCondition().Where("hash", "");
+  int count = 0;
+  return links.Count(count);
 }
 
 }  // namespace web

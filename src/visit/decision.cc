@@ -5,7 +5,9 @@
 #include <vexo/cgi.h>
 
 #include <chrono>
+#include <csignal>
 #include <ctime>
+#include <thread>
 #include <utility>
 
 #include "base/wipe.h"
@@ -34,7 +36,10 @@ using record::Session;
 const char kBlockService[] = "SHARING";  // as in src/login/sharinglogin.cc
 constexpr int kGuessesPerLink = 30;
 constexpr std::chrono::seconds kLockTimeout(10);
-constexpr long kRetrySeconds = 10;   // after a failure
+constexpr std::chrono::seconds kGuessTimeout(1);
+constexpr std::chrono::milliseconds kGuessPause(100);
+constexpr long kRetrySeconds = 10;  // after a failure
+constexpr long kRetrySecondsWhenBusy = 3;
 constexpr size_t kAddressSize = 65;  // as in src/login/sharinglogin.cc
 
 enum class Task { kShow, kLogIn, kLogOut };
@@ -57,13 +62,6 @@ bool IsUseLimitReached(const Entry& link) {
   return StateOfLink(link, time(nullptr)) == SHARING_LINK_USE_LIMIT_REACHED;
 }
 
-/// Whether those who have logged in can use the link.  Not with Entry::IsValid, which
-/// writes to the log: all links that are missing must cost the same time.
-bool IsAvailable(const Entry& link) {
-  const VexoSharingLinkState state = StateOfLink(link, time(nullptr));
-  return state == SHARING_LINK_USABLE || state == SHARING_LINK_USE_LIMIT_REACHED;
-}
-
 /// Whether a session has no token for a link.  The check of the session answers so, too,
 /// when its lookup failed.
 bool IsLoggedOut(const Entry& link, const std::string& session_id) {
@@ -80,6 +78,24 @@ bool IsLoggedOut(const Entry& link, const std::string& session_id) {
   tokens.GetCondition().Where(SZK_ENTRY_ID, std::to_string(link.get_id()));
   return tokens.Count(count) && count == 0;
 }
+
+/// Holds back the signals that ask a process to end.  A web server sends one to a CGI
+/// program when the visitor closes the connection.
+class HoldSignals {
+ public:
+  HoldSignals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int signal : {SIGHUP, SIGINT, SIGTERM}) sigaddset(&signals, signal);
+    pthread_sigmask(SIG_BLOCK, &signals, &before_);
+  }
+  ~HoldSignals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  HoldSignals(const HoldSignals&) = delete;
+  HoldSignals& operator=(const HoldSignals&) = delete;
+
+ private:
+  sigset_t before_ = {};
+};
 
 class Decision {
  public:
@@ -98,6 +114,7 @@ class Decision {
   VisitAnswer AnswerMissing();
   VisitAnswer AnswerOutside();
   VisitAnswer LogIn();
+  AttemptStore::Attempt BeginGuess(AttemptStore& attempts) const;
   VisitAnswer AnswerLogin(const std::string& session_id);
   VisitAnswer LogOut();
 
@@ -143,20 +160,31 @@ VisitAnswer Decision::Make() {
 Lookup Decision::Find() {
   SharingDB& database = SharingDB::Instance();
   if (!database.IsGood()) return LookupFailed();
-  const EntryDB links(database);
-  Entry link;
-  if (links.GetByHash(request_.hash, link) &&
-      link.get_hash() == request_.hash &&  // SQL text ends at a NUL
-      link.get_project_name() == request_.project && IsAvailable(link)) {
-    link_ = std::move(link);
-    return Lookup::kAvailable;
+  const std::string hash = database.Escape(request_.hash);
+  const std::string project = database.Escape(request_.project);
+  if (hash.empty() != request_.hash.empty() ||
+      project.empty() != request_.project.empty()) {
+    return LookupFailed();
   }
-  // Tells an absent link from a failed lookup.  The other links that are missing do not
-  // need it, but must cost the same time.
-  links.GetCondition().Where(SZK_HASH, request_.hash);
+  // Whether those who have logged in can use the link.  One statement that reads no data
+  // of a link decides: all that are missing must cost the same time.
+  const EntryDB links(database);
+  const std::string now = std::to_string(time(nullptr));
+  links.GetCondition().Where("hash = '" + hash + "' AND project_name = '" + project +
+                             "' AND enabled = 1 AND start_at <= " + now +
+                             " AND (expire_at <= 0 OR expire_at >= " + now + ")");
   int count = 0;
-  const bool known = links.Count(count) && (link.get_id() != 0 || count == 0);
-  return known ? Lookup::kMissing : LookupFailed();
+  if (!links.Count(count)) return LookupFailed();
+  if (count == 0) return Lookup::kMissing;
+  Entry link;
+  if (!links.GetByHash(request_.hash, link)) {
+    return link.get_id() == 0 ? LookupFailed() : Lookup::kMissing;
+  }
+  if (link.get_hash() != request_.hash || link.get_project_name() != request_.project) {
+    return Lookup::kMissing;  // SQL text ends at a NUL
+  }
+  link_ = std::move(link);
+  return Lookup::kAvailable;
 }
 
 Decision::Inside Decision::CheckSession() {
@@ -224,12 +252,17 @@ VisitAnswer Decision::LogIn() {
     return TryLater();
   }
 
-  // The guess is counted before it is made: many at the same moment are not free.
+  // The guess is counted before it is made: many at the same moment are not free.  The
+  // process does not end in between: to close the connection is not free, either.
   AttemptStore attempts(folder_);
   AttemptStore::Attempt guess;
+  const HoldSignals hold;
   if (IsProtected(link_)) {
-    guess = attempts.Add("guess " + request_.hash, kGuessesPerLink);
+    guess = BeginGuess(attempts);
     if (guess.result == AttemptStore::Result::kFailed) return TryLater();
+    if (guess.result == AttemptStore::Result::kBusy) {
+      return WithoutLink(SHARING_VISIT_TRY_LATER, kRetrySecondsWhenBusy);
+    }
     if (guess.result == AttemptStore::Result::kLimitReached) {
       return Blocked(guess.seconds_left);
     }
@@ -247,10 +280,24 @@ VisitAnswer Decision::LogIn() {
   result_ = VEXO::VexoSharingLogin(session_id, &visitor, false);
   const bool wrong =
       result_ == SHARING_LOGIN_WRONG_PASSWORD || result_ == SHARING_LOGIN_REFUSED;
-  if (guess.result == AttemptStore::Result::kAdded && !wrong) attempts.Remove(guess.id);
+  if (guess.result == AttemptStore::Result::kAdded) {
+    wrong ? attempts.MarkFailed(guess.id) : attempts.Remove(guess.id);
+  }
   VisitAnswer answer = AnswerLogin(session_id);
   base::Wipe(&session_id);
   return answer;
+}
+
+/// Waits a moment while too many others log in.
+AttemptStore::Attempt Decision::BeginGuess(AttemptStore& attempts) const {
+  using Clock = std::chrono::steady_clock;
+  const Clock::time_point end = Clock::now() + kGuessTimeout;
+  for (;;) {
+    const AttemptStore::Attempt guess =
+        attempts.Begin("guess " + request_.hash, kGuessesPerLink);
+    if (guess.result != AttemptStore::Result::kBusy || Clock::now() >= end) return guess;
+    std::this_thread::sleep_for(kGuessPause);
+  }
 }
 
 VisitAnswer Decision::AnswerLogin(const std::string& session_id) {

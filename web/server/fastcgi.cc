@@ -180,9 +180,7 @@ bool Worker::AnswerOne() {
     busy.Add("Retry-After", "10");
     Finish(Send(variables, busy));
   }
-  // A process whose database could not be opened does not try again.  One that sends
-  // downloads has opened it.
-  return response.status != 503 || children_.size() > 0;
+  return response.status != 503 || Handler::CanLookUp();
 }
 
 bool Worker::NeedsChild(const Variables& variables, const Response& response) const {

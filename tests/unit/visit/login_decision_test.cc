@@ -2,6 +2,7 @@
 #include <string>
 
 #include "decision_test.h"
+#include "visit/attempt_store.h"
 #include "visit/link_lock.h"
 
 namespace VEXO::sharing {
@@ -202,6 +203,36 @@ TEST_F(LoginDecisionTest, RightPasswords_DoNotCountAsGuesses) {
   for (int i = 0; i < 31; ++i) {
     EXPECT_EQ(SHARING_VISIT_LOGGED_IN, LogIn("secret").outcome) << i;
   }
+}
+
+TEST_F(LoginDecisionTest, ThirtyLoginsInProgress_TheNextIsToldToTryInSeconds) {
+  StoreLink(PasswordEntry());
+  AttemptStore attempts(folder_.Path("."));
+  for (int i = 0; i < 30; ++i) attempts.Begin("guess hash", 30);
+
+  const VisitAnswer answer = LogIn("secret");
+
+  EXPECT_EQ(SHARING_VISIT_TRY_LATER, answer.outcome);
+  EXPECT_EQ(3, answer.retry_after);
+  EXPECT_EQ(0, answer.link.get_id());
+  ExpectNothingDone();
+}
+
+TEST_F(LoginDecisionTest, ThirtyLoginsInProgress_TheNextWaitsAMomentForThem) {
+  StoreLink(PasswordEntry());
+  AttemptStore attempts(folder_.Path("."));
+  for (int i = 0; i < 30; ++i) attempts.Begin("guess hash", 30);
+  // Each look at the attempts removes four expired ones.  The logins in progress end with
+  // the last of them.
+  fakes::SqlValue(
+      folder_.Path("visit.db"),
+      "INSERT INTO attempt(subject, at, failed) "
+      "VALUES('old', 1, 1), ('old', 1, 1), ('old', 1, 1), ('old', 1, 1), ('old', 1, 1);"
+      "CREATE TRIGGER finish AFTER DELETE ON attempt "
+      "WHEN NOT EXISTS(SELECT 1 FROM attempt WHERE subject = 'old') "
+      "BEGIN DELETE FROM attempt; END");
+
+  EXPECT_EQ(SHARING_VISIT_LOGGED_IN, LogIn("secret").outcome);
 }
 
 TEST_F(LoginDecisionTest, GuessThatCannotBeCounted_IsNotMade) {
