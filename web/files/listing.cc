@@ -30,6 +30,9 @@ struct Entries {
   std::string_view NameOf(const PackedEntry& entry) const {
     return std::string_view(names).substr(entry.name_begin, entry.name_length);
   }
+  SortKeys KeysOf(const PackedEntry& entry) const {
+    return {NameOf(entry), entry.kind, entry.size, entry.modified};
+  }
 };
 
 char LowerAscii(char c) {
@@ -106,7 +109,7 @@ class CaseFolder {
 };
 
 /// Less than, equal to or greater than 0, by the key alone.
-int CompareKeys(const PackedEntry& left, const PackedEntry& right, SortKey key) {
+int CompareKeys(const SortKeys& left, const SortKeys& right, SortKey key) {
   const auto compare = [](auto a, auto b) {
     return a < b ? -1 : static_cast<int>(b < a);
   };
@@ -115,10 +118,9 @@ int CompareKeys(const PackedEntry& left, const PackedEntry& right, SortKey key) 
       return compare(left.size, right.size);
     case SortKey::kTime:
       return compare(left.modified, right.modified);
-    case SortKey::kName:
-      break;
+    default:
+      return CompareNames(left.name, right.name);
   }
-  return 0;
 }
 
 /// Keeps the entries of the page only.
@@ -151,6 +153,13 @@ ListingQuery ParseListingQuery(std::string_view sort, std::string_view order,
 bool NameComesBefore(std::string_view left, std::string_view right) {
   const int order = CompareNames(left, right);
   return order != 0 ? order < 0 : left < right;
+}
+
+bool ComesBefore(const SortKeys& left, const SortKeys& right, const ListingQuery& query) {
+  if (left.kind != right.kind) return left.kind == NodeKind::kFolder;
+  const int order = CompareKeys(left, right, query.sort);
+  if (order != 0) return query.descending ? order > 0 : order < 0;
+  return NameComesBefore(left.name, right.name);
 }
 
 bool ReadListing(const SharedTree& tree, const Node& folder, const ListingQuery& query,
@@ -192,13 +201,7 @@ bool ReadListing(const SharedTree& tree, const Node& folder, const ListingQuery&
 
   std::sort(entries.packed.begin(), entries.packed.end(),
             [&](const PackedEntry& left, const PackedEntry& right) {
-              if (left.kind != right.kind) return left.kind == NodeKind::kFolder;
-              int order = CompareKeys(left, right, query.sort);
-              const bool by_name = query.sort == SortKey::kName;
-              if (by_name)
-                order = CompareNames(entries.NameOf(left), entries.NameOf(right));
-              if (order != 0) return query.descending ? order > 0 : order < 0;
-              return NameComesBefore(entries.NameOf(left), entries.NameOf(right));
+              return ComesBefore(entries.KeysOf(left), entries.KeysOf(right), query);
             });
   CutPage(query.page, &result, &entries.packed);
   for (const PackedEntry& packed : entries.packed) {

@@ -58,7 +58,7 @@ bool ServeCgi(const Handler& handler, const Variables& request) {
     if (*length > limit) return std::string(limit + 1, '\0');  // too long to be looked at
     return ReadInput(*length);
   };
-  const Response response = AnswerSafely(handler, request, read_body);
+  const Response response = Complete(AnswerSafely(handler, request, read_body));
   return SendResponse(request, response, WriteAll);
 }
 

@@ -15,6 +15,7 @@
 #include <cstring>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "base/wipe.h"
@@ -80,7 +81,7 @@ class Worker {
  private:
   void AnswerOne();
   bool NeedsChild(const Variables& variables, const Response& response) const;
-  bool SendByChild(const Variables& variables, const Response& response);
+  bool SendByChild(const Variables& variables, Response response);
   bool Send(const Variables& variables, const Response& response);
   void BreakOff();
 
@@ -109,21 +110,20 @@ int Worker::Serve() {
 void Worker::AnswerOne() {
   SetPatience(request_.ipcFd, kWorkerPatience);
   const Variables variables(request_.envp);
-  const Response response = AnswerSafely(handler_, variables, [this](size_t limit) {
+  Response response = AnswerSafely(handler_, variables, [this](size_t limit) {
     return ReadInput(request_.in, limit);
   });
   if (!NeedsChild(variables, response)) {
     if (!Send(variables, response)) return BreakOff();
     FCGX_Finish_r(&request_);
-  } else if (!SendByChild(variables, response)) {
-    Response busy = MakePage(503, RenderMessage(Message::kTryLater));
-    busy.Add("Retry-After", "10");
-    if (!Send(variables, busy)) return BreakOff();
+  } else if (!SendByChild(variables, std::move(response))) {
+    if (!Send(variables, MakeTryLater())) return BreakOff();
     FCGX_Finish_r(&request_);
   }
 }
 
 bool Worker::NeedsChild(const Variables& variables, const Response& response) const {
+  if (response.complete) return true;
   if (variables.Get("REQUEST_METHOD") == "HEAD") return false;
   if (response.body == nullptr) return response.content.size() > kLargestOwnBody;
   return response.body->Length().value_or(kLargestOwnBody + 1) > kLargestOwnBody;
@@ -144,7 +144,7 @@ void Worker::BreakOff() {
   FCGX_InitRequest(&request_, STDIN_FILENO, FCGI_FAIL_ACCEPT_ON_INTR);
 }
 
-bool Worker::SendByChild(const Variables& variables, const Response& response) {
+bool Worker::SendByChild(const Variables& variables, Response response) {
   children_.Reap();
   if (children_.size() >= downloads_) return false;
   FCGX_Detach(&request_);  // closing the parent's end must not end the connection
@@ -163,7 +163,7 @@ bool Worker::SendByChild(const Variables& variables, const Response& response) {
     dup2(nothing, STDIN_FILENO);  // the listening socket
     FCGX_Attach(&request_);
     SetPatience(request_.ipcFd, kChildPatience);
-    if (!Send(variables, response)) _exit(EXIT_FAILURE);
+    if (!Send(variables, Complete(std::move(response)))) _exit(EXIT_FAILURE);
     FCGX_Finish_r(&request_);
     _exit(EXIT_SUCCESS);
   }

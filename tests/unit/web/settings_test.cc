@@ -33,21 +33,24 @@ TEST_F(WebSettings, MissingFile_MeansTheDefaults) {
   EXPECT_EQ(settings.language, "en");
   EXPECT_EQ(settings.workers, 4);
   EXPECT_EQ(settings.downloads, 64);
+  EXPECT_EQ(settings.thumbnail_bytes, 256U << 20);
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
 TEST_F(WebSettings, EachSetting_IsRead) {
-  const Settings settings = Read("language = de\nworkers = 8 # cores\ndownloads=16\n");
+  const Settings settings =
+      Read("language = de\nworkers = 8 # cores\ndownloads=16\nthumbnail_cache = 1024\n");
 
   EXPECT_EQ(settings.language, "de");
   EXPECT_EQ(settings.workers, 8);
   EXPECT_EQ(settings.downloads, 16);
+  EXPECT_EQ(settings.thumbnail_bytes, 1U << 30);
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
 TEST_F(WebSettings, WrongLines_AreLoggedAndSkipped) {
-  const Settings settings =
-      Read("language = xx\nworkers = 0\ndownloads = x\nother = 1\n");
+  const Settings settings = Read(
+      "language = xx\nworkers = 0\ndownloads = x\nother = 1\nthumbnail_cache = 15\n");
 
   EXPECT_EQ(settings.language, "en");
   EXPECT_EQ(settings.workers, 4);
@@ -55,7 +58,8 @@ TEST_F(WebSettings, WrongLines_AreLoggedAndSkipped) {
   EXPECT_THAT(log_.lines(), ElementsAre(HasSubstr(":1: line skipped: not a language"),
                                         HasSubstr(":2: line skipped: not a number"),
                                         HasSubstr(":3: line skipped: not a number"),
-                                        HasSubstr(":4: line skipped: unknown setting")));
+                                        HasSubstr(":4: line skipped: unknown setting"),
+                                        HasSubstr(":5: line skipped: not a number")));
 }
 
 }  // namespace
