@@ -5,10 +5,8 @@
 #include <utility>
 
 #include "base/access_log.h"
-#include "web/files/conditions.h"
 #include "web/files/content_disposition.h"
 #include "web/files/content_type.h"
-#include "web/files/etag.h"
 #include "web/files/http_date.h"
 #include "web/files/ranges.h"
 #include "web/files/zip.h"
@@ -33,17 +31,6 @@ class TreeBody : public Body {
 std::optional<std::string> HeaderOf(const Variables& request, const std::string& name) {
   if (!request.Has(name)) return std::nullopt;
   return request.Get(name);
-}
-
-RequestConditions ConditionsOf(const Variables& request) {
-  RequestConditions conditions;
-  conditions.if_match = HeaderOf(request, "HTTP_IF_MATCH");
-  conditions.if_unmodified_since = HeaderOf(request, "HTTP_IF_UNMODIFIED_SINCE");
-  conditions.if_none_match = HeaderOf(request, "HTTP_IF_NONE_MATCH");
-  conditions.if_modified_since = HeaderOf(request, "HTTP_IF_MODIFIED_SINCE");
-  conditions.if_range = HeaderOf(request, "HTTP_IF_RANGE");
-  conditions.range = HeaderOf(request, "HTTP_RANGE");
-  return conditions;
 }
 
 const char* PolicyOf(Preview preview) {
@@ -76,6 +63,30 @@ void AddRanges(const std::vector<ByteRange>& ranges, Node file, const std::strin
 
 }  // namespace
 
+RequestConditions ConditionsOf(const Variables& request) {
+  RequestConditions conditions;
+  conditions.if_match = HeaderOf(request, "HTTP_IF_MATCH");
+  conditions.if_unmodified_since = HeaderOf(request, "HTTP_IF_UNMODIFIED_SINCE");
+  conditions.if_none_match = HeaderOf(request, "HTTP_IF_NONE_MATCH");
+  conditions.if_modified_since = HeaderOf(request, "HTTP_IF_MODIFIED_SINCE");
+  conditions.if_range = HeaderOf(request, "HTTP_IF_RANGE");
+  conditions.range = HeaderOf(request, "HTTP_RANGE");
+  return conditions;
+}
+
+Response StartFileResponse(const char* policy, const CurrentFile& file,
+                           const RequestConditions& conditions, bool open_link,
+                           time_t now) {
+  Response response = MakeResponse(200, policy);
+  response.Add("Cache-Control", open_link ? "private, no-cache" : "no-store");
+  response.Add("ETag", file.etag);
+  response.Add("Last-Modified", FormatHttpDate(file.last_modified));
+  const Precondition precondition = EvaluatePreconditions(conditions, file, now);
+  if (precondition == Precondition::kFailed) response.status = 412;
+  if (precondition == Precondition::kNotModified) response.status = 304;
+  return response;
+}
+
 Response MakeFileResponse(const Variables& request, Node file, const std::string& name,
                           bool attachment, bool open_link, time_t now) {
   const ContentType type = ContentTypeOf(name);
@@ -83,15 +94,9 @@ Response MakeFileResponse(const Variables& request, Node file, const std::string
   const CurrentFile current = {EntityTag(file.info), LastModified(file.info, now),
                                file.info.size};
   const bool shown = type.Inline() && !attachment;
-  Response response = MakeResponse(200, shown ? PolicyOf(type.preview) : kFilePolicy);
-  response.Add("Cache-Control", open_link ? "private, no-cache" : "no-store");
-  response.Add("ETag", current.etag);
-  response.Add("Last-Modified", FormatHttpDate(current.last_modified));
-  const Precondition precondition = EvaluatePreconditions(conditions, current, now);
-  if (precondition != Precondition::kServe) {
-    response.status = precondition == Precondition::kFailed ? 412 : 304;
-    return response;
-  }
+  Response response = StartFileResponse(shown ? PolicyOf(type.preview) : kFilePolicy,
+                                        current, conditions, open_link, now);
+  if (response.status != 200) return response;
   RangeSelection selection;
   const bool is_get = request.Get("REQUEST_METHOD") == "GET";
   if (is_get) selection = SelectRanges(conditions, current, now);

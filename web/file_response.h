@@ -7,15 +7,28 @@
 
 #include "response.h"
 #include "variables.h"
+#include "web/files/conditions.h"
+#include "web/files/etag.h"
 #include "web/files/shared_tree.h"
 
 namespace web {
+
+/// The conditions in the headers of a request.
+RequestConditions ConditionsOf(const Variables& request);
+
+/// The beginning of an answer with the content of a file, which the conditions may have
+/// turned into status 304 or 412.
+///
+/// @param open_link  whether the link needs no login: a browser may then keep the file
+Response StartFileResponse(const char* policy, const CurrentFile& file,
+                           const RequestConditions& conditions, bool open_link,
+                           time_t now);
 
 /// The answer to a GET or HEAD request for the bytes of a file, with conditions and
 /// ranges.  Takes the file over.
 ///
 /// @param attachment  save the file instead of showing it, also when it could be shown
-/// @param open_link   whether the link needs no login: a browser may then keep the file
+/// @param open_link   as for StartFileResponse
 Response MakeFileResponse(const Variables& request, Node file, const std::string& name,
                           bool attachment, bool open_link, time_t now);
 

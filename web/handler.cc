@@ -15,17 +15,21 @@
 #include "file_response.h"
 #include "language.h"
 #include "link_address.h"
+#include "pages/listing_href.h"
 #include "pages/pages.h"
 #include "parameters.h"
 #include "redirect.h"
 #include "sharing_db.h"
 #include "sharing_visit.h"
+#include "thumbnail_response.h"
 #include "visit_request.h"
 #include "web/files/body.h"
+#include "web/files/neighbours.h"
 #include "web/files/owner.h"
 #include "web/files/share.h"
 #include "web/files/shared_tree.h"
 #include "web/record/visit_record.h"
+#include "web/thumbnails/thumbnails.h"
 
 namespace web {
 namespace {
@@ -38,14 +42,9 @@ constexpr size_t kLargestTarget = 8 << 10;
 constexpr size_t kLargestVariables = 64 << 10;
 constexpr size_t kLargestForm = 16 << 10;
 constexpr size_t kLargestPreview = 1 << 20;
-constexpr long kRetryAfter = 10;
 
 const char kRealm[] = "Form realm=\"sharing\"";
 const char kMethods[] = "GET, HEAD, POST";
-
-Response MakeMessage(int status, Message message) {
-  return MakePage(status, RenderMessage(message));
-}
 
 /// The answer, to be recorded as this event.
 Response Recorded(const char* event, Response response) {
@@ -59,12 +58,6 @@ Response MakeMissing() { return MakeMessage(404, Message::kMissing); }
 /// For those who are admitted.
 Response MakeGone() {
   return Recorded(VEXO::base::kEventMissing, MakeMessage(404, Message::kGone));
-}
-
-Response MakeTryLater(long seconds) {
-  Response response = MakeMessage(503, Message::kTryLater);
-  response.Add("Retry-After", std::to_string(seconds > 0 ? seconds : kRetryAfter));
-  return response;
 }
 
 /// The address of the request, relative to itself.
@@ -183,10 +176,11 @@ std::optional<Response> FindShared(const VisitAnswer& answer, SharedByLink* shar
 class Content {
  public:
   Content(const Variables& request, const LinkAddress& address, const VisitAnswer& answer,
-          const SharedByLink& shared)
+          const SharedByLink& shared, const Settings& settings)
       : request_(request),
         address_(address),
         answer_(answer),
+        settings_(settings),
         link_(answer.link),
         shared_(shared) {}
 
@@ -203,11 +197,14 @@ class Content {
   std::string Heading() const;
   std::string Path() const { return address_.Path(); }
   std::vector<Crumb> Crumbs(size_t above) const;
+  ListingQuery Query() const;
+  void FindPicturesAround(const Node& file, FilePage* page) const;
   bool Asks(const char* parameter) const { return address_.parameters.Has(parameter); }
 
   const Variables& request_;
   const LinkAddress& address_;
   const VisitAnswer& answer_;
+  const Settings& settings_;
   const Entry& link_;
   const SharedByLink& shared_;
   const time_t now_ = time(nullptr);
@@ -262,10 +259,8 @@ Response Content::Folder(Node folder) {
         MakeZipResponse(std::move(tree_), std::move(folder), name);
     return zip ? std::move(*zip) : MakeTryLater(0);
   }
-  const Parameters& parameters = address_.parameters;
   FolderPage page;
-  page.query = ParseListingQuery(parameters.Get("sort"), parameters.Get("order"),
-                                 parameters.Get("page"), parameters.Get("q"));
+  page.query = Query();
   if (!ReadListing(*tree_, folder, page.query, &page.listing)) return MakeTryLater(0);
   page.heading = IsRoot(address_) ? Heading() : name;
   page.crumbs = Crumbs(address_.names.size());
@@ -274,6 +269,11 @@ Response Content::Folder(Node folder) {
 }
 
 Response Content::File(Node file, const std::string& name) {
+  if (Asks("thumb")) {
+    const Thumbnails thumbnails(settings_.thumbnail_bytes);
+    return MakeThumbnailResponse(request_, std::move(file), name, IsOpen(link_),
+                                 thumbnails);
+  }
   return MakeFileResponse(request_, std::move(file), name, Asks("download"),
                           IsOpen(link_), now_);
 }
@@ -289,11 +289,13 @@ Response Content::FileView(const Node& file, const std::string& name) {
   page.modified = file.info.modified.tv_sec;
   page.preview = ContentTypeOf(name).preview;
   if (tree_->root().info.kind == NodeKind::kFolder) {
+    page.query = Query();
     page.crumbs = Crumbs(address_.names.size() - 1);
     page.crumbs.push_back({address_.names.size() == 1
                                ? Heading()
                                : address_.names[address_.names.size() - 2],
-                           "./"});
+                           FolderHref(page.query)});
+    if (page.preview == Preview::kPicture) FindPicturesAround(file, &page);
   }
   if (page.preview == Preview::kText) {
     TextPreview preview;
@@ -304,6 +306,25 @@ Response Content::FileView(const Node& file, const std::string& name) {
     page.text_cut = !preview.complete;
   }
   return Recorded(VEXO::base::kEventView, MakePage(200, RenderFile(page)));
+}
+
+/// How the visitor wants to see the folder of the page.
+ListingQuery Content::Query() const {
+  const Parameters& parameters = address_.parameters;
+  ListingQuery query = ParseListingQuery(parameters.Get("sort"), parameters.Get("order"),
+                                         parameters.Get("page"), parameters.Get("q"));
+  query.grid = parameters.Get("view") == "grid";
+  return query;
+}
+
+void Content::FindPicturesAround(const Node& file, FilePage* page) const {
+  Node folder;
+  const std::string path = file.path.substr(0, file.path.rfind('/') + 1);
+  if (tree_->OpenNode(path, &folder) != OpenResult::kOpened) return;
+  const ListingEntry picture = {page->name, NodeKind::kFile, page->size, page->modified};
+  Neighbours found = FindNeighbours(*tree_, folder, page->query, picture);
+  page->previous = std::move(found.previous);
+  page->next = std::move(found.next);
 }
 
 LinkFacts Content::Facts() const {
@@ -328,6 +349,7 @@ std::vector<Crumb> Content::Crumbs(size_t above) const {
   for (size_t i = 0; i < above; ++i) {
     std::string href;
     for (size_t up = i; up < above; ++up) href += "../";
+    if (Query().grid) href += "?view=grid";
     crumbs.push_back({i == 0 ? Heading() : address_.names[i - 1], href});
   }
   return crumbs;
@@ -351,13 +373,14 @@ std::optional<Response> ReadForm(const Variables& request, const ReadBody& read_
 }
 
 Response MakeAnswer(const Variables& request, const LinkAddress& address,
-                    const VisitRequest& visit, const VisitAnswer& answer) {
+                    const VisitRequest& visit, const VisitAnswer& answer,
+                    const Settings& settings) {
   SharedByLink shared;
   if (std::optional<Response> unusable = FindShared(answer, &shared))
     return std::move(*unusable);
   switch (answer.outcome) {
     case SHARING_VISIT_CONTENT:
-      return Content(request, address, answer, shared).Answer();
+      return Content(request, address, answer, shared, settings).Answer();
     case SHARING_VISIT_LOGGED_IN:
       return MakeRedirect(303, AfterLogin(address, answer.link));
     case SHARING_VISIT_LOGGED_OUT:
@@ -415,7 +438,7 @@ Response Handler::Answer(const Variables& request, const ReadBody& read_body) co
     if (unusable) return std::move(*unusable);
   }
   const VisitAnswer answer = VEXO::sharing::Visit(visit);
-  Response response = MakeAnswer(request, *address, visit, answer);
+  Response response = MakeAnswer(request, *address, visit, answer, settings_);
   CompleteRecord(request, *address, answer, settings_.address_in_log, &response.record);
   if (!answer.set_cookie.empty()) response.Add("Set-Cookie", answer.set_cookie);
   return response;

@@ -3,10 +3,11 @@
 #include <optional>
 
 #include "language.h"
-#include "pages/pages.h"
 
 namespace web {
 namespace {
+
+constexpr long kRetryAfter = 10;
 
 const char* ReasonOf(int status) {
   switch (status) {
@@ -95,6 +96,16 @@ Response MakePage(int status, std::string html, const std::string& form_target) 
   response.Add("Vary", "Accept-Language, Cookie");
   response.Add("Accept-Ranges", "none");
   response.content = std::move(html);
+  return response;
+}
+
+Response MakeMessage(int status, Message message) {
+  return MakePage(status, RenderMessage(message));
+}
+
+Response MakeTryLater(long seconds) {
+  Response response = MakeMessage(503, Message::kTryLater);
+  response.Add("Retry-After", std::to_string(seconds > 0 ? seconds : kRetryAfter));
   return response;
 }
 

@@ -1,22 +1,27 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "web/files/body.h"
+#include "web/pages/pages.h"
 #include "web/record/record.h"
 
 namespace web {
 
-/// An answer: its body is `content`, or `body` when there is one.
+/// An answer: its body is `content`, or `body` when there is one.  Where `complete` is
+/// set, the answer takes time to make: the function returns it, but for the headers that
+/// are already here.
 struct Response {
   int status = 200;
   std::vector<std::pair<std::string, std::string>> headers;
   std::string content;
   std::unique_ptr<Body> body;
   Record record;
+  std::function<Response()> complete;
 
   void Add(const std::string& name, const std::string& value) {
     headers.emplace_back(name, value);
@@ -30,6 +35,12 @@ Response MakeResponse(int status, const std::string& policy);
 ///
 /// @param form_target  an origin that a form of the page may lead to; empty for none
 Response MakePage(int status, std::string html, const std::string& form_target = "");
+
+/// An answer with a page that says why nothing else is shown.
+Response MakeMessage(int status, Message message);
+
+/// The answer when something cannot be done now.  0 seconds means the usual time.
+Response MakeTryLater(long seconds = 0);
 
 /// A redirect; `location` is as EscapeLocation returns it.
 Response MakeRedirect(int status, const std::string& location);

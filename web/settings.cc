@@ -45,6 +45,15 @@ std::string SetAddressInLog(const std::string& value, AddressInLog* out) {
   return "not cut, full or none";
 }
 
+/// The same for a number of MiB.
+std::string SetMebibytes(const std::string& value, int low, int high,
+                         std::uint64_t* out) {
+  int number = 0;
+  std::string refused = SetNumber(value, low, high, &number);
+  if (refused.empty()) *out = static_cast<std::uint64_t>(number) << 20;
+  return refused;
+}
+
 std::string ApplySetting(const std::string& key, const std::string& value,
                          Settings* settings) {
   if (key == "language") return SetLanguage(value, &settings->language);
@@ -52,6 +61,9 @@ std::string ApplySetting(const std::string& key, const std::string& value,
   if (key == "downloads") return SetNumber(value, 1, 1024, &settings->downloads);
   if (key == "log_address") {
     return SetAddressInLog(value, &settings->address_in_log);
+  }
+  if (key == "thumbnail_cache") {
+    return SetMebibytes(value, 16, 16384, &settings->thumbnail_bytes);
   }
   return "unknown setting";
 }

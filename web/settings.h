@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 namespace web {
@@ -17,6 +18,8 @@ struct Settings {
   /// Bodies that one worker sends at the same time.
   int downloads = 64;
   AddressInLog address_in_log = AddressInLog::kCut;
+  /// Bytes that the thumbnails of pictures may have on the disk together.
+  std::uint64_t thumbnail_bytes = 256 << 20;
 };
 
 /// Reads the configuration file `path`.  A wrong line is logged and ignored; of several

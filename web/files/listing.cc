@@ -33,6 +33,9 @@ struct Entries {
   std::string_view NameOf(const PackedEntry& entry) const {
     return std::string_view(names).substr(entry.name_begin, entry.name_length);
   }
+  SortKeys KeysOf(const PackedEntry& entry) const {
+    return {NameOf(entry), entry.kind, entry.size, entry.modified};
+  }
 };
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
@@ -106,7 +109,7 @@ class CaseFolder {
 };
 
 /// Less than, equal to or greater than 0, by the key alone.
-int CompareKeys(const PackedEntry& left, const PackedEntry& right, SortKey key) {
+int CompareKeys(const SortKeys& left, const SortKeys& right, SortKey key) {
   const auto compare = [](auto a, auto b) {
     return a < b ? -1 : static_cast<int>(b < a);
   };
@@ -115,21 +118,9 @@ int CompareKeys(const PackedEntry& left, const PackedEntry& right, SortKey key) 
       return compare(left.size, right.size);
     case SortKey::kTime:
       return compare(left.modified, right.modified);
-    case SortKey::kName:
-      break;
+    default:
+      return CompareNames(left.name, right.name);
   }
-  return 0;
-}
-
-/// Whether `left` comes before `right` in the order of the query.
-bool ComesBefore(const Entries& entries, const ListingQuery& query,
-                 const PackedEntry& left, const PackedEntry& right) {
-  if (left.kind != right.kind) return left.kind == NodeKind::kFolder;
-  const int order = query.sort == SortKey::kName
-                        ? CompareNames(entries.NameOf(left), entries.NameOf(right))
-                        : CompareKeys(left, right, query.sort);
-  if (order != 0) return query.descending ? order > 0 : order < 0;
-  return NameComesBefore(entries.NameOf(left), entries.NameOf(right));
 }
 
 /// Reads the entries whose names contain `search`, and adds them to the totals.  False,
@@ -202,6 +193,13 @@ bool NameComesBefore(std::string_view left, std::string_view right) {
   return order != 0 ? order < 0 : left < right;
 }
 
+bool ComesBefore(const SortKeys& left, const SortKeys& right, const ListingQuery& query) {
+  if (left.kind != right.kind) return left.kind == NodeKind::kFolder;
+  const int order = CompareKeys(left, right, query.sort);
+  if (order != 0) return query.descending ? order > 0 : order < 0;
+  return NameComesBefore(left.name, right.name);
+}
+
 bool ReadListing(const SharedTree& tree, const Node& folder, const ListingQuery& query,
                  Listing* listing) {
   Entries entries;
@@ -209,7 +207,7 @@ bool ReadListing(const SharedTree& tree, const Node& folder, const ListingQuery&
   if (!ReadEntries(tree, folder, query.search, &entries, &result)) return false;
   std::sort(entries.packed.begin(), entries.packed.end(),
             [&](const PackedEntry& left, const PackedEntry& right) {
-              return ComesBefore(entries, query, left, right);
+              return ComesBefore(entries.KeysOf(left), entries.KeysOf(right), query);
             });
   CutPage(query.page, &result, &entries.packed);
   for (const PackedEntry& packed : entries.packed) {

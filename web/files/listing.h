@@ -18,6 +18,7 @@ struct ListingQuery {
   SortKey sort = SortKey::kName;
   bool descending = false;
   size_t page = 1;
+  bool grid = false;   ///< pictures instead of rows
   std::string search;  ///< only names that contain it, case ignored; empty for all
 };
 
@@ -58,7 +59,22 @@ inline constexpr size_t kMaxNameBytes = 8 << 20;
 bool ReadListing(const SharedTree& tree, const Node& folder, const ListingQuery& query,
                  Listing* listing);
 
-/// Whether `left` comes before `right` in a listing sorted by name.
+/// What the place of an entry in a listing depends on.
+struct SortKeys {
+  std::string_view name;
+  NodeKind kind;
+  std::uint64_t size;
+  time_t modified;
+};
+
+inline SortKeys KeysOf(const ListingEntry& entry) {
+  return {entry.name, entry.kind, entry.size, entry.modified};
+}
+
+/// Whether `left` comes before `right` in a listing in the order of the query.
+bool ComesBefore(const SortKeys& left, const SortKeys& right, const ListingQuery& query);
+
+/// The same in a listing sorted by name.
 bool NameComesBefore(std::string_view left, std::string_view right);
 
 }  // namespace web

@@ -8,6 +8,8 @@
 #include "web/files/display_name.h"
 #include "web/language.h"
 #include "web/pages/format.h"
+#include "web/pages/listing_href.h"
+#include "web/thumbnails/thumbnails.h"
 
 namespace web {
 namespace {
@@ -70,6 +72,7 @@ std::string Render(const std::string& kind, const std::string& title, const char
   values.set(
       "t", data(lambda([](const std::string& text) { return Translate(text.c_str()); })));
   values.set("content", data(partial([content] { return std::string(content); })));
+  values.set("grid_of_tiles", data(partial([] { return std::string(kGridTemplate); })));
   values.set("header", data(partial([] { return std::string(kHeaderTemplate); })));
   return mustache(kPageTemplate).render(values);
 }
@@ -120,33 +123,6 @@ data HeaderValues(const std::string& heading, const std::vector<Crumb>& crumbs,
   return values;
 }
 
-const char* SortName(SortKey key) {
-  switch (key) {
-    case SortKey::kSize:
-      return "size";
-    case SortKey::kTime:
-      return "time";
-    default:
-      return "name";
-  }
-}
-
-/// The relative address of another page or order of the folder.
-std::string ListingHref(SortKey sort, bool descending, size_t page,
-                        const std::string& search) {
-  std::string query;
-  const auto add = [&query](const std::string& name, const std::string& value) {
-    query += (query.empty() ? "?" : "&") + name + "=" + VEXO::base::PercentEncode(value);
-  };
-  if (sort != SortKey::kName || descending) {
-    add("sort", SortName(sort));
-    add("order", descending ? "desc" : "asc");
-  }
-  if (!search.empty()) add("q", search);
-  if (page > 1) add("page", std::to_string(page));
-  return query.empty() ? "./" : query;
-}
-
 data ColumnValues(const FolderPage& page) {
   const std::pair<SortKey, std::string> columns[] = {
       {SortKey::kName, Translate("Name")},
@@ -160,13 +136,17 @@ data ColumnValues(const FolderPage& page) {
     item.set("label", label);
     item.set("current", current);
     item.set("direction", ascending ? "ascending" : "descending");
-    item.set("href", ListingHref(key, ascending, 1, page.query.search));
+    ListingQuery sorted = page.query;
+    sorted.sort = key;
+    sorted.descending = ascending;
+    sorted.page = 1;
+    item.set("href", ListingHref(sorted));
     list.push_back(item);
   }
   return list;
 }
 
-data RowValues(const ListingEntry& entry) {
+data RowValues(const ListingEntry& entry, const ListingQuery& query) {
   const bool folder = entry.kind == NodeKind::kFolder;
   const std::string name = DisplayName(entry.name);
   data row;
@@ -179,8 +159,25 @@ data RowValues(const ListingEntry& entry) {
   row.set("time", FormatTime(entry.modified));
   const bool shown = !folder && ContentTypeOf(entry.name).Inline();
   row.set("preview", shown);
-  if (shown) row.set("preview_label", Fill(Translate("Preview of {name}"), "name", name));
+  if (shown) {
+    row.set("view", FileViewHref(entry.name, query));
+    row.set("preview_label", Fill(Translate("Preview of {name}"), "name", name));
+  }
   return row;
+}
+
+data TileValues(const ListingEntry& entry, const ListingQuery& query) {
+  data tile = RowValues(entry, query);
+  const std::string href = EntryHref(entry.name);
+  if (entry.kind == NodeKind::kFolder) {
+    tile.set("href", href + "/?view=grid");
+  } else if (ContentTypeOf(entry.name).Inline()) {
+    tile.set("href", FileViewHref(entry.name, query));
+  }
+  if (entry.kind == NodeKind::kFile && MayHaveThumbnail(entry.name)) {
+    tile.set("thumbnail", href + "?thumb");
+  }
+  return tile;
 }
 
 std::string TotalText(const FolderPage& page) {
@@ -201,7 +198,9 @@ std::string TotalText(const FolderPage& page) {
 void AddPages(const FolderPage& page, data* values) {
   const Listing& listing = page.listing;
   const auto href = [&page](size_t number) {
-    return ListingHref(page.query.sort, page.query.descending, number, page.query.search);
+    ListingQuery other = page.query;
+    other.page = number;
+    return ListingHref(other);
   };
   std::string position = Translate("Page {page} of {count}");
   position = Fill(position, "page", std::to_string(listing.page));
@@ -286,6 +285,11 @@ std::string RenderOpen(const std::string& title) {
 
 std::string RenderFolder(const FolderPage& page) {
   const bool searched = !page.query.search.empty();
+  ListingQuery all = page.query;
+  all.page = 1;
+  ListingQuery other_view = all;
+  other_view.grid = !page.query.grid;
+  all.search = "";
   data values = HeaderValues(page.heading, page.crumbs, page.facts);
   values.set("q", ToValidUtf8(page.query.search));
   values.set("sorted", page.query.sort != SortKey::kName || page.query.descending);
@@ -293,14 +297,19 @@ std::string RenderFolder(const FolderPage& page) {
   values.set("order", page.query.descending ? "desc" : "asc");
   values.set("total", TotalText(page));
   values.set("searched", searched);
-  values.set("all", ListingHref(page.query.sort, page.query.descending, 1, ""));
+  values.set("all", ListingHref(all));
+  values.set("other_view", ListingHref(other_view));
+  values.set("grid", page.query.grid);
   values.set("incomplete", !page.listing.complete);
-  values.set("has_rows", !page.listing.entries.empty());
+  values.set("has_rows", !page.listing.entries.empty() && !page.query.grid);
+  values.set("has_tiles", !page.listing.entries.empty() && page.query.grid);
   values.set("columns", ColumnValues(page));
   values.set("preview_text", Translate("Preview"));
   AddPages(page, &values);
   data rows(data::type::list);
-  for (const ListingEntry& entry : page.listing.entries) rows.push_back(RowValues(entry));
+  for (const ListingEntry& entry : page.listing.entries) {
+    rows.push_back((page.query.grid ? TileValues : RowValues)(entry, page.query));
+  }
   values.set("rows", rows);
   return Render("folder", DisplayName(page.heading), kFolderTemplate, std::move(values));
 }
@@ -319,6 +328,12 @@ std::string RenderFile(const FilePage& page) {
   values.set("pdf", page.preview == Preview::kPdf);
   values.set("text", page.preview == Preview::kText);
   values.set("cut", page.text_cut);
+  values.set("has_neighbours", !page.previous.empty() || !page.next.empty());
+  const auto set_neighbour = [&](const char* name, const std::string& neighbour) {
+    if (!neighbour.empty()) values.set(name, FileViewHref(neighbour, page.query));
+  };
+  set_neighbour("previous", page.previous);
+  set_neighbour("next", page.next);
   values.set("content_of_text", std::string(1, kPlaceOfText));
   return InsertText(
       Render("file", DisplayName(page.heading), kFileTemplate, std::move(values)),

@@ -64,6 +64,9 @@ struct FilePage {
   Preview preview = Preview::kNone;
   std::string text;  ///< for Preview::kText
   bool text_cut = false;
+  std::string previous;  ///< picture before this one; empty for none
+  std::string next;
+  ListingQuery query;  ///< view and order of the folder
 };
 
 /// A page that says why nothing else is shown.

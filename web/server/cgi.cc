@@ -65,7 +65,7 @@ bool ServeCgi(const Handler& handler, const Variables& request) {
     }
     return ReadInput(*length);
   };
-  const Response response = AnswerSafely(handler, request, read_body);
+  const Response response = Complete(AnswerSafely(handler, request, read_body));
   FailOutputOnStop(STDOUT_FILENO);  // what was sent until then is recorded
   return SendResponse(request, response, WriteAll);
 }

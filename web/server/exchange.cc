@@ -5,27 +5,38 @@
 #include <algorithm>
 #include <cstdint>
 #include <exception>
+#include <functional>
 #include <string_view>
+#include <utility>
 
 #include "web/pages/pages.h"
 #include "web/record/access_log.h"
 
 namespace web {
 
-int Deadline::MillisecondsLeft() const {
-  const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-      end_ - std::chrono::steady_clock::now());
-  return std::max(0, static_cast<int>(left.count()));
+namespace {
+
+Response Safely(const std::function<Response()>& answer) {
+  try {
+    return answer();
+  } catch (const std::exception& error) {
+    syslog(LOG_ERR, "a request failed: %s", error.what());
+    return MakeMessage(500, Message::kFailed);
+  }
 }
+
+}  // namespace
 
 Response AnswerSafely(const Handler& handler, const Variables& request,
                       const ReadBody& read_body) {
-  try {
-    return handler.Answer(request, read_body);
-  } catch (const std::exception& error) {
-    syslog(LOG_ERR, "a request failed: %s", error.what());
-    return MakePage(500, RenderMessage(Message::kFailed));
-  }
+  return Safely([&] { return handler.Answer(request, read_body); });
+}
+
+Response Complete(Response response) {
+  if (!response.complete) return response;
+  Response complete = Safely(response.complete);
+  for (const auto& [name, value] : response.headers) complete.Add(name, value);
+  return complete;
 }
 
 bool SendResponse(const Variables& request, const Response& response, const Sink& sink) {

@@ -19,6 +19,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "base/wipe.h"
@@ -134,7 +135,7 @@ class Worker {
   /// False when the worker is of no more use.
   bool AnswerOne();
   bool NeedsChild(const Variables& variables, const Response& response) const;
-  bool SendByChild(const Variables& variables, const Response& response);
+  bool SendByChild(const Variables& variables, Response response);
   bool Send(const Variables& variables, const Response& response);
   void Finish(bool sent);
   void BreakOff();
@@ -167,23 +168,23 @@ int Worker::Serve() {
 bool Worker::AnswerOne() {
   SetPatience(request_.ipcFd, kWorkerPatience);
   const Variables variables(request_.envp);
-  const Response response = AnswerSafely(handler_, variables, [this](size_t limit) {
+  Response response = AnswerSafely(handler_, variables, [this](size_t limit) {
     SlowFormWatch watch;
     std::optional<std::string> form = ReadInput(request_.in, limit);
     replaced_ = watch.Stop();
     return form;
   });
+  const bool failed = response.status == 503;
   if (!NeedsChild(variables, response)) {
     Finish(Send(variables, response));
-  } else if (!SendByChild(variables, response)) {
-    Response busy = MakePage(503, RenderMessage(Message::kTryLater));
-    busy.Add("Retry-After", "10");
-    Finish(Send(variables, busy));
+  } else if (!SendByChild(variables, std::move(response))) {
+    Finish(Send(variables, MakeTryLater()));
   }
-  return response.status != 503 || Handler::CanLookUp();
+  return !failed || Handler::CanLookUp();
 }
 
 bool Worker::NeedsChild(const Variables& variables, const Response& response) const {
+  if (response.complete) return true;
   if (variables.Get("REQUEST_METHOD") == "HEAD") return false;
   if (response.body == nullptr) return response.content.size() > kLargestOwnBody;
   return response.body->Length().value_or(kLargestOwnBody + 1) > kLargestOwnBody;
@@ -213,7 +214,7 @@ void Worker::BreakOff() {
   FCGX_InitRequest(&request_, STDIN_FILENO, FCGI_FAIL_ACCEPT_ON_INTR);
 }
 
-bool Worker::SendByChild(const Variables& variables, const Response& response) {
+bool Worker::SendByChild(const Variables& variables, Response response) {
   children_.Reap();
   if (children_.size() >= downloads_) return false;
   FCGX_Detach(&request_);  // closing the parent's end must not end the connection
@@ -233,7 +234,7 @@ bool Worker::SendByChild(const Variables& variables, const Response& response) {
     FCGX_Attach(&request_);
     SetPatience(request_.ipcFd, kChildPatience);
     FailOutputOnStop(request_.ipcFd);  // what was sent until then is recorded
-    if (!Send(variables, response)) _exit(EXIT_FAILURE);
+    if (!Send(variables, Complete(std::move(response)))) _exit(EXIT_FAILURE);
     FCGX_Finish_r(&request_);
     _exit(EXIT_SUCCESS);
   }

@@ -25,6 +25,7 @@ class PageTest(WebTest):
         get = self.visitor.get
         return [
             ("folder", get(link + "/")), ("folder", get(link + "/sub/?q=a&sort=size")),
+            ("folder", get(link + "/sub/?view=grid&sort=time")),
             ("file", get(link + "/sub/notes.txt?view")), ("file", get(link + "/sub/a.png?view")),
             ("file", get(link + "/sub/none.bin?view")), ("missing", get(link + "/none")),
             ("missing", get("/sharing/none")), ("login", get(password)),

@@ -23,6 +23,7 @@ import unittest
 import urllib.parse
 
 PROGRAM = pathlib.Path("/usr/vexo/bin/sharing.cgi")
+HELPER = pathlib.Path("/usr/vexo/libexec/sharing-thumbnail")
 SHARED = pathlib.Path("/tmp/shared")
 PRIVATE = pathlib.Path("/usr/vexo/etc/private")
 TRANSLATIONS = pathlib.Path("/usr/vexo/share/vexosharing/web/locale")
@@ -317,6 +318,8 @@ def install(build):
     """Lays the built program where the tests run it."""
     shutil.copy(f"{build}/bin/sharing.cgi", PROGRAM)
     shutil.copy(f"{build}/bin/vexosharingurl", PROGRAM.parent)
+    HELPER.parent.mkdir()
+    shutil.copy(f"{build}/bin/sharing-thumbnail", HELPER)
     shutil.copytree(f"{build}/web/locale", TRANSLATIONS, dirs_exist_ok=True)
 
 

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "web/language.h"
+#include "web/pages/listing_href.h"
 
 namespace {
 
@@ -76,6 +77,42 @@ TEST_F(Pages, FolderWithoutEntries_SaysSo) {
   EXPECT_THAT(web::RenderFolder(page), HasSubstr("This folder is empty."));
   page.query.search = "x";
   EXPECT_THAT(web::RenderFolder(page), HasSubstr("No names contain this text."));
+}
+
+TEST_F(Pages, ListingHref_HasOnlyWhatIsNotUsual) {
+  web::ListingQuery query;
+  EXPECT_EQ(web::ListingHref(query), "./");
+  EXPECT_EQ(web::FolderHref(query), "./");
+  EXPECT_EQ(web::FileViewHref("a b", query), "./a%20b?view");
+  query.grid = true;
+  query.sort = web::SortKey::kTime;
+  query.search = "a&b";
+  query.page = 2;
+  EXPECT_EQ(web::ListingHref(query), "?view=grid&sort=time&order=asc&q=a%26b&page=2");
+  EXPECT_EQ(web::FolderHref(query), "./" + web::ListingHref(query));
+  EXPECT_EQ(web::FileViewHref("a", query), "./a?view=grid&sort=time&order=asc");
+}
+
+TEST_F(Pages, NamesInAGrid_AreEscaped) {
+  FolderPage page;
+  page.query.grid = true;
+  page.listing.entries = {{"<b>\"&'\n.jpg", web::NodeKind::kFile, 1, 2}};
+  const std::string html = web::RenderFolder(page);
+
+  EXPECT_THAT(html, HasSubstr("<bdi>&lt;b&gt;&quot;&amp;&apos;[U+000A].jpg</bdi>"));
+  EXPECT_THAT(html, HasSubstr("src=\"./%3Cb%3E%22%26%27%0A.jpg?thumb\""));
+  EXPECT_THAT(html, Not(HasSubstr("<b>")));
+}
+
+TEST_F(Pages, PicturesAround_AreLinks) {
+  FilePage page;
+  page.name = "a.jpg";
+  page.preview = web::Preview::kPicture;
+  EXPECT_THAT(web::RenderFile(page), Not(HasSubstr("rel=\"next\"")));
+  page.next = "<b>.jpg";
+  const std::string html = web::RenderFile(page);
+  EXPECT_THAT(html, HasSubstr("href=\"./%3Cb%3E.jpg?view\" rel=\"next\""));
+  EXPECT_THAT(html, Not(HasSubstr("rel=\"prev\"")));
 }
 
 TEST_F(Pages, IncompleteFolder_SaysSo) {

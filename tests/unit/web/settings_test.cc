@@ -34,15 +34,18 @@ TEST_F(WebSettings, MissingFile_MeansTheDefaults) {
   EXPECT_EQ(settings.workers, 4);
   EXPECT_EQ(settings.downloads, 64);
   EXPECT_EQ(settings.address_in_log, web::AddressInLog::kCut);
+  EXPECT_EQ(settings.thumbnail_bytes, 256U << 20);
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
 TEST_F(WebSettings, EachSetting_IsRead) {
-  const Settings settings = Read("language = de\nworkers = 8 # cores\ndownloads=16\n");
+  const Settings settings =
+      Read("language = de\nworkers = 8 # cores\ndownloads=16\nthumbnail_cache = 1024\n");
 
   EXPECT_EQ(settings.language, "de");
   EXPECT_EQ(settings.workers, 8);
   EXPECT_EQ(settings.downloads, 16);
+  EXPECT_EQ(settings.thumbnail_bytes, 1U << 30);
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
@@ -58,8 +61,8 @@ TEST_F(WebSettings, AddressInTheLog_IsCutFullOrNone) {
 }
 
 TEST_F(WebSettings, WrongLines_AreLoggedAndIgnored) {
-  const Settings settings =
-      Read("language = xx\nworkers = 0\ndownloads = x\nother = 1\n");
+  const Settings settings = Read(
+      "language = xx\nworkers = 0\ndownloads = x\nother = 1\nthumbnail_cache = 15\n");
 
   EXPECT_EQ(settings.language, "en");
   EXPECT_EQ(settings.workers, 4);
@@ -67,7 +70,8 @@ TEST_F(WebSettings, WrongLines_AreLoggedAndIgnored) {
   EXPECT_THAT(log_.lines(), ElementsAre(HasSubstr(":1: line ignored: not a language"),
                                         HasSubstr(":2: line ignored: not a number"),
                                         HasSubstr(":3: line ignored: not a number"),
-                                        HasSubstr(":4: line ignored: unknown setting")));
+                                        HasSubstr(":4: line ignored: unknown setting"),
+                                        HasSubstr(":5: line ignored: not a number")));
 }
 
 }  // namespace
