@@ -244,6 +244,10 @@ Response Content::Folder(Node folder) {
   page.heading = IsRoot(address_) ? Heading() : name;
   page.crumbs = Crumbs(address_.names.size());
   page.facts = Facts();
+  page.depth = address_.names.size();
+  if (page.query.search.empty() && page.listing.page == 1) {
+    page.readme = ReadReadme(*tree_, folder);
+  }
   return MakePage(200, RenderFolder(page));
 }
 

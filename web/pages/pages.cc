@@ -8,6 +8,8 @@
 #include "web/files/display_name.h"
 #include "web/language.h"
 #include "web/pages/format.h"
+#include "web/pages/markdown.h"
+#include "web/pages/markup.h"
 
 namespace web {
 namespace {
@@ -38,25 +40,16 @@ void SetUnlessEmpty(data* values, const std::string& name, const std::string& te
 // characters.
 constexpr char kPlaceOfText = '\x01';
 
-/// The page with the text in its place.  The text may be long: it is escaped as it is
-/// copied, not in the templates, which would make several copies.
-std::string InsertText(const std::string& html, const std::string& text) {
+/// The page with what `append` adds in the place of the text.  The text may be long: it
+/// is added here, not in the templates, which would make several copies.
+template <class Append>
+std::string FillPlace(const std::string& html, size_t text_size, Append append) {
   const size_t place = html.find(kPlaceOfText);
   if (place == std::string::npos) return html;
   std::string page;
-  page.reserve(html.size() + text.size() + text.size() / 8);
+  page.reserve(html.size() + text_size);
   page.append(html, 0, place);
-  for (const char c : text) {
-    if (c == '<') {
-      page += "&lt;";
-    } else if (c == '>') {
-      page += "&gt;";
-    } else if (c == '&') {
-      page += "&amp;";
-    } else {
-      page += c;
-    }
-  }
+  append(&page);
   return page.append(html, place + 1);
 }
 
@@ -301,7 +294,16 @@ std::string RenderFolder(const FolderPage& page) {
   data rows(data::type::list);
   for (const ListingEntry& entry : page.listing.entries) rows.push_back(RowValues(entry));
   values.set("rows", rows);
-  return Render("folder", DisplayName(page.heading), kFolderTemplate, std::move(values));
+  RenderedMarkdown readme;
+  if (page.readme) {
+    readme = RenderMarkdown(page.readme->text, page.depth);
+    values.set("readme", page.readme->name);
+    values.set("readme_cut", !readme.complete);
+    values.set("content_of_readme", std::string(1, kPlaceOfText));
+  }
+  return FillPlace(
+      Render("folder", DisplayName(page.heading), kFolderTemplate, std::move(values)),
+      readme.html.size(), [&readme](std::string* html) { *html += readme.html; });
 }
 
 std::string RenderFile(const FilePage& page) {
@@ -319,9 +321,10 @@ std::string RenderFile(const FilePage& page) {
   values.set("text", page.preview == Preview::kText);
   values.set("cut", page.text_cut);
   values.set("content_of_text", std::string(1, kPlaceOfText));
-  return InsertText(
+  return FillPlace(
       Render("file", DisplayName(page.heading), kFileTemplate, std::move(values)),
-      page.text);
+      page.text.size() + page.text.size() / 8,
+      [&page](std::string* html) { AppendEscaped(page.text, html); });
 }
 
 std::string RenderMessage(Message message) {

@@ -8,6 +8,7 @@
 
 #include "web/files/content_type.h"
 #include "web/files/listing.h"
+#include "web/files/readme.h"
 
 namespace web {
 
@@ -48,6 +49,8 @@ struct FolderPage {
   LinkFacts facts;
   Listing listing;
   ListingQuery query;
+  std::optional<Readme> readme;
+  size_t depth = 0;  ///< folders that the page is below the root of the link
 };
 
 struct FilePage {

@@ -145,8 +145,12 @@ class OneWorkerTest(FastCgiTest):
             self.write(f"many/{index:0200}")
         self.write("text.txt", b'<"&' * (1 << 20))
         self.write("large.bin", bytes(64 << 20))
+        texts = (b"&", b"> ", b"[](a)", b"*_", b"[", b"- ", b"`a``b", b"[a]: b\n", b"\n")
+        for index, text in enumerate(texts):
+            self.write(f"{index}/README.md", text * ((256 << 10) // len(text)))
         link = self.share()
-        for target in ("/many/", "/text.txt?view", "/large.bin", "/?zip", "/many/?zip",
+        for target in (*(f"/{index}/" for index in range(len(texts))), "/many/",
+                       "/text.txt?view", "/large.bin", "/?zip", "/many/?zip",
                        "/" + "x/" * 3000, "/many/?q=" + "y" * 4000):
             self.visitor.get(link + target, accept_language="de," * 1000)
         self.visitor.send("POST", link, bytes(4 << 20))
