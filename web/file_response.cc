@@ -3,6 +3,7 @@
 #include <optional>
 #include <utility>
 
+#include "web/files/checksum.h"
 #include "web/files/conditions.h"
 #include "web/files/content_disposition.h"
 #include "web/files/content_type.h"
@@ -72,6 +73,16 @@ void AddRanges(const std::vector<ByteRange>& ranges, Node file, const std::strin
   response->body = std::move(body);
 }
 
+/// The head of an answer that is made from files, so that it has neither ranges nor
+/// conditions.
+Response MakeComputed(const std::string& type) {
+  Response response = MakeResponse(200, kFilePolicy);
+  response.Add("Cache-Control", "no-store");
+  response.Add("Content-Type", type);
+  response.Add("Accept-Ranges", "none");
+  return response;
+}
+
 }  // namespace
 
 Response MakeFileResponse(const Variables& request, Node file, const std::string& name,
@@ -116,16 +127,26 @@ Response MakeFileResponse(const Variables& request, Node file, const std::string
   return response;
 }
 
+Response MakeChecksumResponse(Node file, const std::string& name) {
+  Response response = MakeComputed("text/plain; charset=utf-8");
+  response.body =
+      std::make_unique<ChecksumBody>(std::move(file.fd), file.info.size, name);
+  return response;
+}
+
+Response MakeJsonResponse(std::string json) {
+  Response response = MakeComputed("application/json");
+  response.content = std::move(json);
+  return response;
+}
+
 std::optional<Response> MakeZipResponse(std::unique_ptr<SharedTree> tree, Node folder,
                                         const std::string& name) {
   std::unique_ptr<Body> zip = ZipFolder(*tree, std::move(folder), name);
   if (zip == nullptr) return std::nullopt;
-  Response response = MakeResponse(200, kFilePolicy);
-  response.Add("Cache-Control", "no-store");
-  response.Add("Content-Type", "application/zip");
+  Response response = MakeComputed("application/zip");
   response.Add("Content-Disposition",
                ContentDisposition(Disposition::kAttachment, name + ".zip"));
-  response.Add("Accept-Ranges", "none");
   response.body = std::make_unique<TreeBody>(std::move(tree), std::move(zip));
   return response;
 }

@@ -13,6 +13,7 @@
 #include "file_response.h"
 #include "language.h"
 #include "link_address.h"
+#include "pages/listing_json.h"
 #include "pages/pages.h"
 #include "parameters.h"
 #include "redirect.h"
@@ -211,7 +212,8 @@ Response Content::AnswerFileLink() {
   if (!IsRoot(address_) && !by_name) return MakeGone();
   Node file;
   if (tree_->OpenNode("", &file) != OpenResult::kOpened) return MakeTryLater(0);
-  const bool page = IsRoot(address_) ? !Asks("download") : Asks("view");
+  const bool page =
+      IsRoot(address_) ? !Asks("download") && !Asks("sha256") : Asks("view");
   return page ? FileView(file, name) : File(std::move(file), name);
 }
 
@@ -241,6 +243,7 @@ Response Content::Folder(Node folder) {
   page.query = ParseListingQuery(parameters.Get("sort"), parameters.Get("order"),
                                  parameters.Get("page"), parameters.Get("q"));
   if (!ReadListing(*tree_, folder, page.query, &page.listing)) return MakeTryLater(0);
+  if (Asks("json")) return MakeJsonResponse(RenderListingJson(page.listing, page.query));
   page.heading = IsRoot(address_) ? Heading() : name;
   page.crumbs = Crumbs(address_.names.size());
   page.facts = Facts();
@@ -252,6 +255,7 @@ Response Content::Folder(Node folder) {
 }
 
 Response Content::File(Node file, const std::string& name) {
+  if (Asks("sha256")) return MakeChecksumResponse(std::move(file), name);
   return MakeFileResponse(request_, std::move(file), name, Asks("download"),
                           IsOpen(link_), now_);
 }

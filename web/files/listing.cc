@@ -148,6 +148,19 @@ ListingQuery ParseListingQuery(std::string_view sort, std::string_view order,
   return query;
 }
 
+const char* SortName(SortKey key) {
+  switch (key) {
+    case SortKey::kSize:
+      return "size";
+    case SortKey::kTime:
+      return "time";
+    default:
+      return "name";
+  }
+}
+
+const char* OrderName(bool descending) { return descending ? "desc" : "asc"; }
+
 bool NameComesBefore(std::string_view left, std::string_view right) {
   const int order = CompareNames(left, right);
   return order != 0 ? order < 0 : left < right;

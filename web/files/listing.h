@@ -26,6 +26,10 @@ struct ListingQuery {
 ListingQuery ParseListingQuery(std::string_view sort, std::string_view order,
                                std::string_view page, std::string search);
 
+/// The same texts for a query.
+const char* SortName(SortKey key);
+const char* OrderName(bool descending);
+
 struct ListingEntry {
   std::string name;
   NodeKind kind = NodeKind::kFile;

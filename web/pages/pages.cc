@@ -112,17 +112,6 @@ data HeaderValues(const std::string& heading, const std::vector<Crumb>& crumbs,
   return values;
 }
 
-const char* SortName(SortKey key) {
-  switch (key) {
-    case SortKey::kSize:
-      return "size";
-    case SortKey::kTime:
-      return "time";
-    default:
-      return "name";
-  }
-}
-
 /// The relative address of another page or order of the folder.
 std::string ListingHref(SortKey sort, bool descending, size_t page,
                         const std::string& search) {
@@ -132,7 +121,7 @@ std::string ListingHref(SortKey sort, bool descending, size_t page,
   };
   if (sort != SortKey::kName || descending) {
     add("sort", SortName(sort));
-    add("order", descending ? "desc" : "asc");
+    add("order", OrderName(descending));
   }
   if (!search.empty()) add("q", search);
   if (page > 1) add("page", std::to_string(page));
@@ -282,7 +271,7 @@ std::string RenderFolder(const FolderPage& page) {
   values.set("q", ToValidUtf8(page.query.search));
   values.set("sorted", page.query.sort != SortKey::kName || page.query.descending);
   values.set("sort", SortName(page.query.sort));
-  values.set("order", page.query.descending ? "desc" : "asc");
+  values.set("order", OrderName(page.query.descending));
   values.set("total", TotalText(page));
   values.set("searched", searched);
   values.set("all", ListingHref(page.query.sort, page.query.descending, 1, ""));

@@ -89,6 +89,18 @@ class OneWorkerTest(FastCgiTest):
         self.assertTrue(stalled[0].ended)
         self.assertGreater(len(stalled[0].output), 8 << 20)
 
+    def test_checksum_keeps_nobody_waiting(self):
+        path = self.write("large.bin")
+        os.truncate(path, 1 << 40)  # takes an hour
+        link = self.share()
+        connection = self.server.connect()
+        self.addCleanup(connection.socket.close)
+        connection.send(self.server.environment(
+            "GET", f"{link}/large.bin?sha256", {"Host": "x"}, self.visitor.address))
+        self.assertEqual(self.visitor.get(link + "/").page, "folder")
+        (worker,) = self.server.workers()
+        self.assertEqual(len(children(worker)), 1)
+
     def test_downloads_are_bounded_and_those_that_have_ended_are_forgotten(self):
         self.write("large.bin", bytes(8 << 20))
         link = self.share()
