@@ -141,8 +141,9 @@ Response MakeJsonResponse(std::string json) {
 }
 
 std::optional<Response> MakeZipResponse(std::unique_ptr<SharedTree> tree, Node folder,
-                                        const std::string& name) {
-  std::unique_ptr<Body> zip = ZipFolder(*tree, std::move(folder), name);
+                                        const std::string& name,
+                                        std::vector<std::string> only) {
+  std::unique_ptr<Body> zip = ZipFolder(*tree, std::move(folder), name, std::move(only));
   if (zip == nullptr) return std::nullopt;
   Response response = MakeComputed("application/zip");
   response.Add("Content-Disposition",

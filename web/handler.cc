@@ -158,6 +158,7 @@ class Content {
   Response AnswerFileLink();
   Response AnswerBelow();
   Response Folder(Node folder);
+  Response Zip(Node folder, const std::string& name, std::vector<std::string> only);
   Response File(Node file, const std::string& name);
   Response FileView(const Node& file, const std::string& name);
 
@@ -233,15 +234,16 @@ Response Content::AnswerBelow() {
 
 Response Content::Folder(Node folder) {
   const std::string& name = IsRoot(address_) ? tree_->name() : address_.names.back();
-  if (Asks("zip")) {
-    std::optional<Response> zip =
-        MakeZipResponse(std::move(tree_), std::move(folder), name);
-    return zip ? std::move(*zip) : MakeTryLater(0);
-  }
   const Parameters& parameters = address_.parameters;
+  std::vector<std::string> only = parameters.All("name");
+  const bool nothing_selected = parameters.Get("zip") == kSelected && only.empty();
+  if (Asks("zip") && !nothing_selected) {
+    return Zip(std::move(folder), name, std::move(only));
+  }
   FolderPage page;
   page.query = ParseListingQuery(parameters.Get("sort"), parameters.Get("order"),
                                  parameters.Get("page"), parameters.Get("q"));
+  page.query.below = Asks("below") && !page.query.search.empty();
   if (!ReadListing(*tree_, folder, page.query, &page.listing)) return MakeTryLater(0);
   if (Asks("json")) return MakeJsonResponse(RenderListingJson(page.listing, page.query));
   page.heading = IsRoot(address_) ? Heading() : name;
@@ -252,6 +254,22 @@ Response Content::Folder(Node folder) {
     page.readme = ReadReadme(*tree_, folder);
   }
   return MakePage(200, RenderFolder(page));
+}
+
+Response Content::Zip(Node folder, const std::string& name,
+                      std::vector<std::string> only) {
+  for (const std::string& entry : only) {
+    Node node;
+    const bool is_name = !entry.empty() && entry.find('/') == std::string::npos;
+    const OpenResult opened = is_name
+                                  ? tree_->OpenNode(JoinPath(folder.path, entry), &node)
+                                  : OpenResult::kAbsent;
+    if (opened == OpenResult::kAbsent) return MakeGone();
+    if (opened == OpenResult::kFailed) return MakeTryLater(0);
+  }
+  std::optional<Response> zip =
+      MakeZipResponse(std::move(tree_), std::move(folder), name, std::move(only));
+  return zip ? std::move(*zip) : MakeTryLater(0);
 }
 
 Response Content::File(Node file, const std::string& name) {

@@ -83,6 +83,28 @@ test('a wrong password, the right one, a folder, a preview, a download, a zip, l
   assert.equal(await page.getByText('notes.txt').count(), 0);
 });
 
+test('selected entries as zip, and a search in the folders below, without scripts', async () => {
+  const page = await site.visitor({javaScriptEnabled: false});
+  const link = site.share(ROOT);
+  await page.goto(`${link}/`);
+  await page.getByRole('checkbox', {name: 'Select a:b <i>&.txt'}).check();
+  await page.getByRole('checkbox', {name: 'Select summer'}).check();
+  const [zip] = await Promise.all([
+    page.waitForEvent('download'),
+    page.getByRole('button', {name: 'Download selected'}).click(),
+  ]);
+  const names = execFileSync('unzip', ['-Z1', await zip.path()], {encoding: 'utf8'});
+  assert.deepEqual(names.trim().split('\n').sort(),
+      ['album/', 'album/a:b <i>&.txt', 'album/summer/', 'album/summer/dot.png']);
+
+  await page.goto(`${link}/`);
+  await page.getByLabel('Search this folder').fill('DOT');
+  await page.getByLabel('Also in folders below').check();
+  await page.keyboard.press('Enter');
+  await page.getByRole('link', {name: 'summer/dot.png', exact: true}).waitFor();
+  assert.equal(await page.getByLabel('Also in folders below').isChecked(), true);
+});
+
 test('a link for users asks for user name and password', async () => {
   const link = site.share(ROOT, ['--user', 'bob']);
   const page = await site.visitor();

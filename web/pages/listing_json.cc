@@ -33,6 +33,7 @@ std::string RenderListingJson(const Listing& listing, const ListingQuery& query)
   value["sort"] = SortName(query.sort);
   value["order"] = OrderName(query.descending);
   value["q"] = ToValidUtf8(query.search);
+  value["below"] = query.below;
   Json::Value& entries = value["entries"] = Json::Value(Json::arrayValue);
   for (const ListingEntry& entry : listing.entries) entries.append(EntryValue(entry));
   Json::StreamWriterBuilder builder;

@@ -113,19 +113,19 @@ data HeaderValues(const std::string& heading, const std::vector<Crumb>& crumbs,
 }
 
 /// The relative address of another page or order of the folder.
-std::string ListingHref(SortKey sort, bool descending, size_t page,
-                        const std::string& search) {
-  std::string query;
-  const auto add = [&query](const std::string& name, const std::string& value) {
-    query += (query.empty() ? "?" : "&") + name + "=" + VEXO::base::PercentEncode(value);
+std::string ListingHref(const ListingQuery& query) {
+  std::string text;
+  const auto add = [&text](const std::string& name, const std::string& value) {
+    text += (text.empty() ? "?" : "&") + name + "=" + VEXO::base::PercentEncode(value);
   };
-  if (sort != SortKey::kName || descending) {
-    add("sort", SortName(sort));
-    add("order", OrderName(descending));
+  if (query.sort != SortKey::kName || query.descending) {
+    add("sort", SortName(query.sort));
+    add("order", OrderName(query.descending));
   }
-  if (!search.empty()) add("q", search);
-  if (page > 1) add("page", std::to_string(page));
-  return query.empty() ? "./" : query;
+  if (!query.search.empty()) add("q", query.search);
+  if (query.below) add("below", "");
+  if (query.page > 1) add("page", std::to_string(query.page));
+  return text.empty() ? "./" : text;
 }
 
 data ColumnValues(const FolderPage& page) {
@@ -141,13 +141,17 @@ data ColumnValues(const FolderPage& page) {
     item.set("label", label);
     item.set("current", current);
     item.set("direction", ascending ? "ascending" : "descending");
-    item.set("href", ListingHref(key, ascending, 1, page.query.search));
+    ListingQuery query = page.query;
+    query.sort = key;
+    query.descending = ascending;
+    query.page = 1;
+    item.set("href", ListingHref(query));
     list.push_back(item);
   }
   return list;
 }
 
-data RowValues(const ListingEntry& entry) {
+data RowValues(const ListingEntry& entry, bool selectable) {
   const bool folder = entry.kind == NodeKind::kFolder;
   const std::string name = DisplayName(entry.name);
   data row;
@@ -156,6 +160,11 @@ data RowValues(const ListingEntry& entry) {
   row.set("epoch", std::to_string(entry.modified));
   row.set("href", EntryHref(entry.name) + (folder ? "/" : ""));
   row.set("name", name);
+  // A form sends other names in another way than they are written.
+  if (selectable && name == entry.name) {
+    row.set("select", name);
+    row.set("select_label", Fill(Translate("Select {name}"), "name", name));
+  }
   row.set("size", folder ? "" : FormatSize(entry.size));
   row.set("time", FormatTime(entry.modified));
   const bool shown = !folder && ContentTypeOf(entry.name).Inline();
@@ -182,7 +191,9 @@ std::string TotalText(const FolderPage& page) {
 void AddPages(const FolderPage& page, data* values) {
   const Listing& listing = page.listing;
   const auto href = [&page](size_t number) {
-    return ListingHref(page.query.sort, page.query.descending, number, page.query.search);
+    ListingQuery query = page.query;
+    query.page = number;
+    return ListingHref(query);
   };
   std::string position = Translate("Page {page} of {count}");
   position = Fill(position, "page", std::to_string(listing.page));
@@ -274,14 +285,22 @@ std::string RenderFolder(const FolderPage& page) {
   values.set("order", OrderName(page.query.descending));
   values.set("total", TotalText(page));
   values.set("searched", searched);
-  values.set("all", ListingHref(page.query.sort, page.query.descending, 1, ""));
+  ListingQuery all = page.query;
+  all.search.clear();
+  all.below = false;
+  all.page = 1;
+  values.set("all", ListingHref(all));
+  values.set("below", page.query.below);
+  values.set("selectable", !page.query.below);
+  values.set("selected", kSelected);
   values.set("incomplete", !page.listing.complete);
   values.set("has_rows", !page.listing.entries.empty());
   values.set("columns", ColumnValues(page));
   values.set("preview_text", Translate("Preview"));
   AddPages(page, &values);
   data rows(data::type::list);
-  for (const ListingEntry& entry : page.listing.entries) rows.push_back(RowValues(entry));
+  for (const ListingEntry& entry : page.listing.entries)
+    rows.push_back(RowValues(entry, !page.query.below));
   values.set("rows", rows);
   RenderedMarkdown readme;
   if (page.readme) {
@@ -325,8 +344,10 @@ std::string RenderMessage(Message message) {
   return Render(texts.page, texts.heading, kMessageTemplate, values);
 }
 
-std::string EntryHref(const std::string& name) {
-  return "./" + VEXO::base::PercentEncode(name);
+std::string EntryHref(const std::string& path) {
+  return "./" + VEXO::base::PercentEncode(path, "/");
 }
+
+const char* const kSelected = "selected";
 
 }  // namespace web

@@ -93,8 +93,11 @@ std::string RenderMessage(Message message);
 /// The style of the pages for a Content-Security-Policy: 'sha256-...'.
 extern const char* const kStyleHash;
 
-/// The relative address of an entry of the folder that a page shows.  A name that a
-/// browser would take for something else is behind "./".
-std::string EntryHref(const std::string& name);
+/// The relative address of an entry of the folder that a page shows, or of a path below
+/// it.  A name that a browser would take for something else is behind "./".
+std::string EntryHref(const std::string& path);
+
+/// Value of the parameter `zip` when a form of the folder asks for selected entries.
+extern const char* const kSelected;
 
 }  // namespace web

@@ -163,7 +163,7 @@ class OneWorkerTest(FastCgiTest):
         link = self.share()
         for target in (*(f"/{index}/" for index in range(len(texts))), "/many/",
                        "/text.txt?view", "/large.bin", "/?zip", "/many/?zip",
-                       "/" + "x/" * 3000, "/many/?q=" + "y" * 4000):
+                       "/" + "x/" * 3000, "/many/?q=" + "y" * 4000, "/?q=0&below"):
             self.visitor.get(link + target, accept_language="de," * 1000)
         self.visitor.send("POST", link, bytes(4 << 20))
         self.assertEqual(self.visitor.get(link + "/").status, 200)

@@ -59,7 +59,8 @@ class PageTest(WebTest):
                 self.assertEqual(len(ids), len(set(ids)))
                 for field in page.find("input"):
                     if field[1].get("type") != "hidden":
-                        self.assertIn(field[1]["id"], labels)
+                        self.assertTrue(field[1].get("id") in labels or
+                                        field[1].get("aria-label"))
 
     def test_folder_tells_who_shares_until_when_and_how_to_log_out(self):
         link = self.share("--expire", "2099-12-31 12:00", "--uses", "3")

@@ -81,7 +81,7 @@ class JsonTest(WebTest):
         self.assertEqual(answer.header("Content-Security-Policy"), FILE_POLICY)
         self.assertEqual(json.loads(answer.text()), {
             "folders": 1, "files": 1, "bytes": 3, "complete": True, "page": 1, "pages": 1,
-            "sort": "name", "order": "asc", "q": "", "entries": [
+            "sort": "name", "order": "asc", "q": "", "below": False, "entries": [
                 {"name": "sub", "kind": "folder", "size": 0, "time": 1000000000,
                  "url": "./sub/"},
                 {"name": "a.txt", "kind": "file", "size": 3, "time": 1234567890,
