@@ -1,4 +1,4 @@
-# Writes the templates and the style of the pages as a C++ source:
+# Writes the templates, the style and the script of the pages as a C++ source:
 #   cmake -D FOLDER=... -D OUTPUT=... -P embed.cmake
 set(text "#include \"web/pages/templates.h\"\n\n#include \"web/pages/pages.h\"\n\nnamespace web {\n\n")
 foreach(name Page Header Login Open Folder File Message)
@@ -8,11 +8,16 @@ foreach(name Page Header Login Open Folder File Message)
 endforeach()
 
 # A browser computes the hash of what stands between the tags.
-file(READ ${FOLDER}/style.css content)
-execute_process(
-  COMMAND openssl dgst -sha256 -binary ${FOLDER}/style.css
-  COMMAND openssl base64 -A
-  OUTPUT_VARIABLE hash COMMAND_ERROR_IS_FATAL ANY)
-string(APPEND text "const char* const kStyle = R\"__(${content})__\";\n"
-                   "const char* const kStyleHash = \"'sha256-${hash}'\";\n\n}  // namespace web\n")
+foreach(name Style.css Copy.js)
+  string(TOLOWER ${name} file)
+  cmake_path(GET name STEM stem)
+  file(READ ${FOLDER}/${file} content)
+  execute_process(
+    COMMAND openssl dgst -sha256 -binary ${FOLDER}/${file}
+    COMMAND openssl base64 -A
+    OUTPUT_VARIABLE hash COMMAND_ERROR_IS_FATAL ANY)
+  string(APPEND text "const char* const k${stem} = R\"__(${content})__\";\n"
+                     "const char* const k${stem}Hash = \"'sha256-${hash}'\";\n")
+endforeach()
+string(APPEND text "\n}  // namespace web\n")
 file(WRITE ${OUTPUT} "${text}")

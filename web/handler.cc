@@ -148,8 +148,14 @@ bool IsOpen(const Entry& link) {
 /// An admitted visitor's request for something that the link shares.
 class Content {
  public:
-  Content(const Variables& request, const LinkAddress& address, const VisitAnswer& answer)
-      : request_(request), address_(address), answer_(answer), link_(answer.link) {}
+  /// @param url  of the link
+  Content(const Variables& request, const LinkAddress& address, std::string url,
+          const VisitAnswer& answer)
+      : request_(request),
+        address_(address),
+        url_(std::move(url)),
+        answer_(answer),
+        link_(answer.link) {}
 
   Response Answer();
 
@@ -170,6 +176,7 @@ class Content {
 
   const Variables& request_;
   const LinkAddress& address_;
+  const std::string url_;
   const VisitAnswer& answer_;
   const Entry& link_;
   const time_t now_ = time(nullptr);
@@ -253,7 +260,7 @@ Response Content::Folder(Node folder) {
   if (page.query.search.empty() && page.listing.page == 1) {
     page.readme = ReadReadme(*tree_, folder);
   }
-  return MakePage(200, RenderFolder(page));
+  return MakeContentPage(RenderFolder(page));
 }
 
 Response Content::Zip(Node folder, const std::string& name,
@@ -303,7 +310,7 @@ Response Content::FileView(const Node& file, const std::string& name) {
     page.text = std::move(preview.text);
     page.text_cut = !preview.complete;
   }
-  return MakePage(200, RenderFile(page));
+  return MakeContentPage(RenderFile(page));
 }
 
 LinkFacts Content::Facts() const {
@@ -314,6 +321,7 @@ LinkFacts Content::Facts() const {
     facts.uses = std::max(0, link_.get_expire_times() - link_.get_use_count());
   }
   facts.has_session = answer_.has_session;
+  facts.address = url_;
   return facts;
 }
 
@@ -358,10 +366,13 @@ std::optional<Response> ReadForm(const Variables& request, const ReadBody& read_
 }
 
 Response MakeAnswer(const Variables& request, const LinkAddress& address,
-                    const VisitRequest& visit, const VisitAnswer& answer) {
+                    const Site& site, const VisitRequest& visit,
+                    const VisitAnswer& answer) {
   switch (answer.outcome) {
     case SHARING_VISIT_CONTENT:
-      return Content(request, address, answer).Answer();
+      return Content(request, address,
+                     site.LinkUrl(visit.host, visit.https, visit.cookie_path), answer)
+          .Answer();
     case SHARING_VISIT_LOGGED_IN:
       return MakeRedirect(303, AfterLogin(address, answer.link));
     case SHARING_VISIT_LOGGED_OUT:
@@ -411,7 +422,7 @@ Response Handler::Answer(const Variables& request, const ReadBody& read_body) co
   }
   const VisitRequest visit = MakeVisitRequest(request, *address, form, site_);
   const VisitAnswer answer = VEXO::sharing::Visit(visit);
-  Response response = MakeAnswer(request, *address, visit, answer);
+  Response response = MakeAnswer(request, *address, site_, visit, answer);
   if (!answer.set_cookie.empty()) response.Add("Set-Cookie", answer.set_cookie);
   return response;
 }

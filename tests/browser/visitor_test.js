@@ -167,6 +167,33 @@ test('everything works without scripts', async () => {
   assert.equal(await page.getByText('notes.txt').count(), 1);
 });
 
+for (const name of ['base', 'namedBase']) {
+  test(`the address of a link is shown and can be copied, ${name}`, async () => {
+    const page = await site.visitor({baseURL: site[name]});
+    const link = site.share(ROOT);
+    await page.goto(`${link}/summer/`);
+    const button = page.getByRole('button', {name: 'Copy'});
+    assert.equal(await button.isVisible(), false);
+    await page.getByText('Address and QR code').click();
+    const field = page.getByLabel('Address of this link');
+    assert.equal(await field.inputValue(), site[name] + link);
+    assert.equal(await page.getByRole('img', {name: 'QR code'}).isVisible(), true);
+    await button.click();
+    await page.getByRole('button', {name: 'Copied'}).waitFor();
+    await page.getByLabel('Search this folder').focus();
+    await page.keyboard.press('Control+V');
+    assert.equal(await page.getByLabel('Search this folder').inputValue(), site[name] + link);
+  });
+}
+
+test('the address of a link is shown without scripts, and no button that needs one', async () => {
+  const page = await site.visitor({javaScriptEnabled: false});
+  await page.goto(`${site.share(ROOT)}/`);
+  await page.getByText('Address and QR code').click();
+  assert.equal(await page.getByLabel('Address of this link').isVisible(), true);
+  assert.equal(await page.getByRole('button', {name: 'Copy'}).count(), 0);
+});
+
 test('plain http under another name than localhost', async () => {
   const page = await site.visitor({baseURL: site.namedBase});
   await page.goto(passwordLink());

@@ -10,6 +10,7 @@
 #include "web/pages/format.h"
 #include "web/pages/markdown.h"
 #include "web/pages/markup.h"
+#include "web/pages/qr_code.h"
 
 namespace web {
 namespace {
@@ -109,6 +110,12 @@ data HeaderValues(const std::string& heading, const std::vector<Crumb>& crumbs,
   if (facts.uses)
     values.set("uses", Count("{count} use left", "{count} uses left", *facts.uses));
   values.set("has_session", facts.has_session);
+  SetUnlessEmpty(&values, "address", facts.address);
+  const QrCode code = DrawQrCode(facts.address);
+  values.set("qr", code.width != 0);
+  values.set("qr_width", std::to_string(code.width));
+  values.set("qr_path", code.path);
+  values.set("script", kCopy);
   return values;
 }
 

@@ -35,6 +35,7 @@ struct LinkFacts {
   time_t expires = 0;        ///< 0 for never
   std::optional<int> uses;   ///< that are left; nothing without a limit
   bool has_session = false;  ///< whether there is something to log out of
+  std::string address;       ///< the URL of the link; empty when it is not known
 };
 
 /// A folder above the page, and the relative address that leads to it.
@@ -90,8 +91,10 @@ std::string RenderFolder(const FolderPage& page);
 std::string RenderFile(const FilePage& page);
 std::string RenderMessage(Message message);
 
-/// The style of the pages for a Content-Security-Policy: 'sha256-...'.
+/// The style of the pages, and the script of those of content, for a
+/// Content-Security-Policy: 'sha256-...'.
 extern const char* const kStyleHash;
+extern const char* const kCopyHash;
 
 /// The relative address of an entry of the folder that a page shows, or of a path below
 /// it.  A name that a browser would take for something else is behind "./".

@@ -1,9 +1,11 @@
 """What the pages say, and how."""
 
+import base64
+import hashlib
 import re
 import time
 
-from web_support import PASSWORD, Page, WebTest, main
+from web_support import PASSWORD, Page, WebTest, main, needs_program
 
 LANGUAGES = ("en", "de", "fr", "es", "zh", "ja")
 
@@ -44,11 +46,46 @@ class PageTest(WebTest):
                 self.assertEqual(len(page.find("h1")), 1)
                 self.assertEqual(len(page.find("main")), 1)
                 self.assertEqual(len(page.find("style")), 1)
-                for name in ("script", "iframe", "object", "embed"):
+                for name in ("iframe", "object", "embed"):
                     self.assertEqual(page.find(name), [])
                 body = answer.text().partition("</head>")[2]
                 self.assertIsNone(re.search(r'(href|src)="(https?:)?//', answer.text()))
                 self.assertIsNone(re.search(r"\{\{|\}\}|\x01", body))
+
+    def test_only_pages_of_content_have_a_script_and_their_policy_names_it(self):
+        for kind, answer in self.all_pages():
+            with self.subTest(kind):
+                policy = answer.header("Content-Security-Policy")
+                scripts = [script[2] for script in Page.read(answer).find("script")]
+                if kind not in ("folder", "file"):
+                    self.assertEqual(scripts, [])
+                    self.assertNotIn("script-src", policy)
+                    continue
+                (script,) = scripts
+                digest = base64.b64encode(hashlib.sha256(script.encode()).digest()).decode()
+                self.assertEqual(policy.count("script-src"), 1)
+                self.assertIn(f"; script-src 'sha256-{digest}'; ", policy)
+
+    @needs_program  # a server checks the host, and sets HTTPS
+    def test_page_has_the_address_of_the_link_and_its_code(self):
+        path = self.write("sub/a.txt")
+        link, file_link = self.share(), self.share(path=path)
+        for hash_path, rest in ((link, "/"), (link, "/sub/"), (link, "/sub/a.txt?view"),
+                                (file_link, "/")):
+            for https in ("https", "http"):
+                page = Page.read(self.visitor.get(
+                    hash_path + rest, host="files.example.org:8080",
+                    **({"HTTPS": "on"} if https == "https" else {})))
+                self.assertEqual(page.find("input", id="address")[0][1]["value"],
+                                 f"{https}://files.example.org:8080{hash_path}")
+                self.assertEqual(len(page.find("svg")), 1)
+                self.assertIn("hidden", page.find("button", id="copy")[0][1])
+
+    @needs_program
+    def test_address_of_a_host_that_is_none_is_not_shown(self):
+        answer = self.visitor.get(self.share() + "/", host="x/\"><b>")
+        self.assertEqual((answer.status, Page.read(answer).find("input", id="address")),
+                         (200, []))
 
     def test_every_field_has_a_label_and_every_id_is_there_once(self):
         for kind, answer in self.all_pages():
@@ -121,7 +158,7 @@ class PageTest(WebTest):
         link = self.share()
         page = Page.read(self.visitor.get(link + "/a.txt?view"))
         self.assertEqual(page.text("pre").strip("\n"), "<script>&\n\ufffd\ufffd\ufffd[0m")
-        self.assertEqual(page.find("script"), [])
+        self.assertEqual(len(page.find("script")), 1)  # that of the page
         self.write("long.txt", b"\"<" * (1 << 20))
         answer = self.visitor.get(link + "/long.txt?view")
         self.assertIn("Only the beginning", answer.text())
