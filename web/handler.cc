@@ -141,6 +141,20 @@ Response MakeOpen(const Entry& link) {
   return response;
 }
 
+/// Says when the link opens, unless its owner or what it shares will keep it from it.
+Response MakeEarly(const VisitAnswer& answer) {
+  Owner owner;
+  const OwnerLookup lookup =
+      FindOwner(answer.link.get_owner_uid(), time(nullptr), &owner);
+  if (lookup == OwnerLookup::kFailed) return MakeTryLater(0);
+  if (lookup == OwnerLookup::kGone || !ReadShare(answer.link.get_app())) {
+    return MakeMissing();
+  }
+  Response response = MakePage(403, RenderEarly(answer.link.get_start_at()));
+  response.Add("Retry-After", std::to_string(answer.retry_after));
+  return response;
+}
+
 bool IsOpen(const Entry& link) {
   return link.get_protect_type() == Entry::PROTECT_NONE && link.get_expire_times() == 0;
 }
@@ -385,6 +399,8 @@ Response MakeAnswer(const Variables& request, const LinkAddress& address,
       return MakeMessage(403, answer.problem == SHARING_VISIT_CROSS_SITE
                                   ? Message::kCrossSite
                                   : Message::kNotAdmitted);
+    case SHARING_VISIT_EARLY:
+      return MakeEarly(answer);
     case SHARING_VISIT_USED_UP:
       return MakeMessage(410, Message::kUsedUp);
     case SHARING_VISIT_BLOCKED: {

@@ -4,6 +4,7 @@
 #include <vexo/autoblock.h>
 #include <vexo/cgi.h>
 
+#include <algorithm>
 #include <chrono>
 #include <ctime>
 #include <utility>
@@ -45,7 +46,7 @@ Task TaskOf(const VisitRequest& request) {
   return request.action == "logout" ? Task::kLogOut : Task::kShow;
 }
 
-enum class Lookup { kAvailable, kMissing, kFailed };
+enum class Lookup { kAvailable, kEarly, kMissing, kFailed };
 
 Lookup LookupFailed() {
   syslog(LOG_ERR, "visit: cannot look up a link: %s",
@@ -64,6 +65,16 @@ bool IsUseLimitReached(const Entry& link) {
 bool IsAvailable(const Entry& link) {
   const VexoSharingLinkState state = StateOfLink(link, time(nullptr));
   return state == SHARING_LINK_USABLE || state == SHARING_LINK_USE_LIMIT_REACHED;
+}
+
+/// Whether visitors are told when a link opens: nothing but the time keeps it from it.
+bool IsAnnounced(const Entry& link) {
+  if (StateOfLink(link, time(nullptr)) != SHARING_LINK_NOT_STARTED ||
+      StateOfLink(link, link.get_start_at()) != SHARING_LINK_USABLE) {
+    return false;
+  }
+  const Json::Value app = link.get_app();
+  return app.isObject() && app["announce"].isBool() && app["announce"].asBool();
 }
 
 bool IsProtected(const Entry& link) {
@@ -103,6 +114,7 @@ class Decision {
 
   VisitAnswer AnswerInside();
   VisitAnswer AnswerMissing();
+  VisitAnswer AnswerEarly() const;
   VisitAnswer AnswerOutside();
   VisitAnswer LogIn();
   VisitAnswer AnswerLogin(const std::string& session_id);
@@ -143,6 +155,7 @@ VisitAnswer Decision::Make() {
   }
   const long seconds = SecondsBlocked(address_);
   if (seconds > 0) return Blocked(seconds);
+  if (lookup == Lookup::kEarly) return AnswerEarly();
   return available ? AnswerOutside() : AnswerMissing();
 }
 
@@ -154,9 +167,10 @@ Lookup Decision::Find() {
   Entry link;
   if (links.GetByHash(request_.hash, link) &&
       link.get_hash() == request_.hash &&  // SQL text ends at a NUL
-      link.get_project_name() == request_.project && IsAvailable(link)) {
+      link.get_project_name() == request_.project &&
+      (IsAvailable(link) || IsAnnounced(link))) {
     link_ = std::move(link);
-    return Lookup::kAvailable;
+    return IsAvailable(link_) ? Lookup::kAvailable : Lookup::kEarly;
   }
   // Tells an absent link from a failed lookup.  The other links that are missing do not
   // need it, but must cost the same time.
@@ -207,6 +221,12 @@ VisitAnswer Decision::AnswerMissing() {
     return TryLater();  // it would be a free guess
   }
   return WithoutLink(SHARING_VISIT_MISSING);
+}
+
+VisitAnswer Decision::AnswerEarly() const {
+  VisitAnswer answer = WithLink(SHARING_VISIT_EARLY);
+  answer.retry_after = std::max(1L, link_.get_start_at() - time(nullptr));
+  return answer;
 }
 
 VisitAnswer Decision::AnswerOutside() {
@@ -283,8 +303,11 @@ VisitAnswer Decision::AnswerLogin(const std::string& session_id) {
       const long seconds = SecondsBlocked(address_);
       return seconds > 0 ? Blocked(seconds) : TryLater();
     }
-    case SHARING_LOGIN_NO_USABLE_LINK:  // also when a lookup of the login failed
-      return Find() == Lookup::kMissing ? AnswerMissing() : TryLater();
+    case SHARING_LOGIN_NO_USABLE_LINK: {  // also when a lookup of the login failed
+      const Lookup lookup = Find();
+      if (lookup == Lookup::kEarly) return AnswerEarly();
+      return lookup == Lookup::kMissing ? AnswerMissing() : TryLater();
+    }
     default:
       return TryLater();
   }

@@ -60,9 +60,11 @@ before(async () => {
   const limited = site.share('/tmp/album', ['--uses', '1']);
   const usedUp = site.share('/tmp/album', ['--uses', '1']);
   await fetch(`${site.base}${usedUp}/`, {method: 'POST', redirect: 'manual'});
+  const early = site.share('/tmp/album',
+      ['--announce', '--start', '2099-12-31 12:00', '--expire', 'never']);
   pages = [
     ['login', locked], ['login-user', users], ['open', limited], ['used-up', usedUp],
-    ['missing', '/sharing/nothinghere'], ['folder', `${open}/`],
+    ['missing', '/sharing/nothinghere'], ['early', early], ['folder', `${open}/`],
     ['folder-long', `${open}/summer/?sort=size&order=desc`],
     ['folder-search', `${open}/summer/?q=12`],
     ['folder-below', `${open}/?q=12&below`], ['folder-empty', `${open}/empty/`],

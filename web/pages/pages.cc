@@ -351,6 +351,15 @@ std::string RenderMessage(Message message) {
   return Render(texts.page, texts.heading, kMessageTemplate, values);
 }
 
+std::string RenderEarly(time_t start) {
+  const std::string heading = Translate("Not available yet");
+  data values;
+  values.set("heading", heading);
+  values.set("time", "<time datetime=\"" + FormatIsoTime(start) + "\">" +
+                         FormatUtcTime(start) + "</time>");
+  return Render("early", heading, kEarlyTemplate, values);
+}
+
 std::string EntryHref(const std::string& path) {
   return "./" + VEXO::base::PercentEncode(path, "/");
 }

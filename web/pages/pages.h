@@ -91,6 +91,9 @@ std::string RenderFolder(const FolderPage& page);
 std::string RenderFile(const FilePage& page);
 std::string RenderMessage(Message message);
 
+/// The page that says when the link can be opened.
+std::string RenderEarly(time_t start);
+
 /// The style of the pages, and the script of those of content, for a
 /// Content-Security-Policy: 'sha256-...'.
 extern const char* const kStyleHash;

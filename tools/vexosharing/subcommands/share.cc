@@ -23,6 +23,7 @@ namespace {
 
 const char kProject[] = "files";
 const char kPathMember[] = "path";
+const char kAnnounceMember[] = "announce";
 constexpr long kLifetime = 30L * 24 * 3600;  // seconds
 
 // What the kernel makes up, and the secrets of this machine's links.
@@ -30,6 +31,7 @@ const char* const kNeverShared[] = {"/proc", "/sys", "/dev", "/usr/vexo/etc"};
 
 struct Options : CreateOptions {
   std::string path;
+  bool announce = false;
 };
 
 /// Whether the account can read the file or the directory.  Only root can find that out
@@ -97,6 +99,7 @@ ExitCode Share(Options& options) {
   settings.project = kProject;
   if (!settings.app) settings.app = Json::Value(Json::objectValue);
   (*settings.app)[kPathMember] = path;
+  if (options.announce) (*settings.app)[kAnnounceMember] = true;
   if (!settings.expire_at) settings.expire_at = time(nullptr) + kLifetime;
   if (!settings.match_ip) settings.match_ip = false;
   return StoreNewLink(options);
@@ -112,6 +115,7 @@ Action AddShare(CLI::App& command) {
   command.remove_option(command.get_option("--no-match-ip"));
   AddSwitch(command, "--match-ip", options->link.settings.match_ip, true,
             "visitors must keep their IP address");
+  command.add_flag("--announce", options->announce, "tell visitors when the link starts");
   return [options] { return Share(*options); };
 }
 
