@@ -42,9 +42,9 @@ Account FindUser(unsigned int uid, long now) {
   Account user = {std::to_string(uid), AccountState::kUnknown};
   user.state = Find(UIDToUser, uid, user.name);
   if (user.state != AccountState::kFound) return user;
-  const VEXO::base::AccountState state = VEXO::base::StateOfAccount(user.name, now);
-  if (state == VEXO::base::AccountState::kExpired) user.state = AccountState::kExpired;
-  if (state == VEXO::base::AccountState::kLocked) user.state = AccountState::kLocked;
+  const VEXO::base::ShadowState state = VEXO::base::StateOfAccount(user.name, now);
+  if (state == VEXO::base::ShadowState::kExpired) user.state = AccountState::kExpired;
+  if (state == VEXO::base::ShadowState::kLocked) user.state = AccountState::kLocked;
   return user;
 }
 

@@ -20,7 +20,7 @@ class AsSystemAccount {
   ~AsSystemAccount();
 
   /// False, with the reason in errno, when root could not switch (it may lack
-  /// CAP_SETUID or CAP_SETGID).  The ids are then those of before.
+  /// CAP_SETUID or CAP_SETGID).  The previous ids are then in force.
   bool good() const { return good_; }
 
   /// Switches back before the end of the scope.  False, with the reason in errno, when

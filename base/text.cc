@@ -9,6 +9,16 @@ std::string Trim(std::string_view text) {
   return std::string(text.substr(first, text.find_last_not_of(kBlanks) - first + 1));
 }
 
+char ToLowerAscii(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+std::string ToLowerAscii(std::string_view text) {
+  std::string lower(text);
+  for (char& c : lower) c = ToLowerAscii(c);
+  return lower;
+}
+
 std::vector<std::string> Split(std::string_view text, std::string_view separators) {
   std::vector<std::string> parts;
   size_t begin = 0;

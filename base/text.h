@@ -9,6 +9,10 @@ namespace VEXO::base {
 /// The text without the blanks, tabs and line ends at both ends.
 std::string Trim(std::string_view text);
 
+/// The character or the text with ASCII letters in lower case, whatever the locale.
+char ToLowerAscii(char c);
+std::string ToLowerAscii(std::string_view text);
+
 /// The trimmed parts of `text` between any of the characters in `separators`.  Empty
 /// parts are kept, so an empty text has one part.
 std::vector<std::string> Split(std::string_view text, std::string_view separators);

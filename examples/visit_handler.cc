@@ -124,7 +124,7 @@ std::string Form(const VisitAnswer& answer) {
       page += "<p>The password is wrong.</p>\n";
       break;
     case SHARING_VISIT_CREDENTIALS_WRONG:
-      page += "<p>User name or password is wrong.</p>\n";
+      page += "<p>The user name or password is wrong.</p>\n";
       break;
     default:
       break;
@@ -144,8 +144,9 @@ void Send(const std::string& status, const VisitAnswer& answer, const std::strin
   if (!answer.set_cookie.empty()) {
     std::cout << "Set-Cookie: " << answer.set_cookie << "\r\n";
   }
-  if (answer.retry_after > 0)
+  if (answer.retry_after > 0) {
     std::cout << "Retry-After: " << answer.retry_after << "\r\n";
+  }
   std::cout << "Cache-Control: no-store\r\n"
             << "Content-Type: text/html; charset=utf-8\r\n\r\n"
             << page;

@@ -17,11 +17,11 @@
 
 #include "keys.h"
 
-/// What to answer.  The number in parentheses is the HTTP status that fits.
+/// What to answer.  The number in parentheses is the HTTP status to send.
 enum VexoSharingVisitOutcome {
   /// Serve what the link shares (200).
   SHARING_VISIT_CONTENT = 1,
-  /// The visitor has logged in, or need not: redirect to the same URL (303).
+  /// The visitor has logged in, or needs no login: redirect to the same URL (303).
   SHARING_VISIT_LOGGED_IN = 2,
   /// The visitor has logged out: redirect to the same URL (303).
   SHARING_VISIT_LOGGED_OUT = 3,
@@ -37,7 +37,8 @@ enum VexoSharingVisitOutcome {
   SHARING_VISIT_USED_UP = 8,
   /// The address, or every login to this link, is blocked for a while (429).
   SHARING_VISIT_BLOCKED = 9,
-  /// The database or another service failed (503).
+  /// The database or another service failed, or many visitors are logging in to the link
+  /// at the moment (503).
   SHARING_VISIT_TRY_LATER = 10,
   /// The method is not GET, HEAD or POST (405).
   SHARING_VISIT_BAD_METHOD = 11,
@@ -240,15 +241,18 @@ struct SHARING_EXPORT VisitAnswer {
 
 /// Decides what to answer to a request.  A failure is never answered as an absent link:
 /// it is TRY_LATER.  A process opens the database once; when that fails, every answer is
-/// TRY_LATER until the process ends.
+/// TRY_LATER until the process ends.  Throws nothing but std::bad_alloc.
 ///
-/// A GET or HEAD request counts no use.  A hash that is not that of a link which can be
-/// used counts as a failed login of the address, the same hash once in five minutes.
-/// After 30 wrong passwords for a link within five minutes, its logins are BLOCKED for
-/// everybody until the oldest is five minutes old; visitors who are logged in stay.
+/// A GET or HEAD request counts no use.  A hash without a usable link counts as a failed
+/// login of the address, the same hash at most once in five minutes.  After 30 wrong
+/// passwords for a link within five minutes, its logins are BLOCKED for everybody until
+/// the oldest is five minutes old; visitors who are logged in stay.  A login in progress
+/// counts, too: while 30 passwords are wrong or being checked, the next login waits for
+/// up to a second, and is then TRY_LATER.  SIGHUP, SIGINT and SIGTERM are blocked during
+/// a login, so that each wrong password is counted.
 ///
-/// A login always gets a new session.  A use limit admits exactly that many logins, also
-/// at the same moment.
+/// A login always creates a new session, which prevents session fixation.  A use limit
+/// admits exactly that many logins, also at the same moment.
 SHARING_EXPORT VisitAnswer Visit(const VisitRequest& request);
 
 }  // namespace VEXO::sharing

@@ -89,8 +89,8 @@ vexo_library_package(vexosharingvisit libvexosharing-visit.so.1
   DEPENDS "vexosharing-common (>= ${version})" "libvexosharing7 (>= ${version})"
           "libvexoplatform1 (>= ${version})"
   DESCRIPTION
-    "This is a library for web handlers of sharing links.  It decides what a request is\n\
-answered with: the content, a login page, a refusal or a failure.")
+    "This is a library for web handlers of sharing links.  It decides how to answer\n\
+a request: with the content, a login page, a refusal or a failure.")
 
 vexo_package(development libvexosharing-dev
   SECTION libdevel

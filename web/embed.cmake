@@ -7,14 +7,14 @@ foreach(name Page Header Login Open Folder File Message Early)
   string(APPEND text "const char* const k${name}Template = R\"__(${content})__\";\n")
 endforeach()
 
-# A browser computes the hash of what stands between the tags.
+# A browser computes the hash of the text between the tags.
 foreach(name Style.css Copy.js)
   string(TOLOWER ${name} file)
   cmake_path(GET name STEM stem)
   file(READ ${FOLDER}/${file} content)
   execute_process(
-    COMMAND openssl dgst -sha256 -binary ${FOLDER}/${file}
-    COMMAND openssl base64 -A
+    COMMAND ${OPENSSL} dgst -sha256 -binary ${FOLDER}/${file}
+    COMMAND ${OPENSSL} base64 -A
     OUTPUT_VARIABLE hash COMMAND_ERROR_IS_FATAL ANY)
   string(APPEND text "const char* const k${stem} = R\"__(${content})__\";\n"
                      "const char* const k${stem}Hash = \"'sha256-${hash}'\";\n")

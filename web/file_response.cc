@@ -102,12 +102,11 @@ Response MakeFileResponse(const Variables& request, Node file, const std::string
     return response;
   }
   RangeSelection selection;
-  if (request.Get("REQUEST_METHOD") == "GET") {
-    selection = SelectRanges(conditions, current, now);
-  }
+  const bool is_get = request.Get("REQUEST_METHOD") == "GET";
+  if (is_get) selection = SelectRanges(conditions, current, now);
   // Some servers cut the ranges out of a whole file themselves unless it refuses that.
-  const bool refused =
-      request.Has("HTTP_RANGE") && selection.kind == RangeSelection::Kind::kWhole;
+  const bool refused = is_get && request.Has("HTTP_RANGE") &&
+                       selection.kind == RangeSelection::Kind::kWhole;
   response.Add("Accept-Ranges", refused ? "none" : "bytes");
   if (selection.kind == RangeSelection::Kind::kUnsatisfiable) {
     response.status = 416;

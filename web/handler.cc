@@ -10,6 +10,7 @@
 #include "base/text.h"
 #include "base/wipe.h"
 #include "entry.h"
+#include "entry_db.h"
 #include "file_response.h"
 #include "language.h"
 #include "link_address.h"
@@ -17,6 +18,7 @@
 #include "pages/pages.h"
 #include "parameters.h"
 #include "redirect.h"
+#include "sharing_db.h"
 #include "sharing_visit.h"
 #include "visit_request.h"
 #include "web/files/body.h"
@@ -39,11 +41,6 @@ constexpr long kRetryAfter = 10;
 
 const char kRealm[] = "Form realm=\"sharing\"";
 const char kMethods[] = "GET, HEAD, POST";
-
-struct PageOfMessage {
-  int status;
-  Message message;
-};
 
 Response MakeMessage(int status, Message message) {
   return MakePage(status, RenderMessage(message));
@@ -80,8 +77,9 @@ std::optional<RedirectTarget> RedirectOf(const Entry& link) {
   if (link.get_redirect_type() == Entry::REDIRECT_NONE) return std::nullopt;
   std::optional<RedirectTarget> target = ParseRedirectUri(link.get_redirect_uri());
   if (!target) {
-    syslog(LOG_WARNING, "link %s: redirect URI ignored: it is neither a URL nor a path",
-           link.get_hash().c_str());
+    syslog(LOG_WARNING,
+           "link %d: redirect URI ignored: neither a URL nor a path of this site",
+           link.get_id());
   }
   return target;
 }
@@ -94,8 +92,8 @@ std::string AfterLogin(const LinkAddress& address, const Entry& link) {
   if (to != nullptr) {
     target = ParseSitePath(*to);
     if (!target) {
-      syslog(LOG_WARNING, "link %s: parameter \"to\" ignored: not a path of this site",
-             link.get_hash().c_str());
+      syslog(LOG_WARNING, "link %d: parameter \"to\" ignored: not a path of this site",
+             link.get_id());
     }
   }
   if (!target) target = RedirectOf(link);
@@ -141,15 +139,7 @@ Response MakeOpen(const Entry& link) {
   return response;
 }
 
-/// Says when the link opens, unless its owner or what it shares will keep it from it.
 Response MakeEarly(const VisitAnswer& answer) {
-  Owner owner;
-  const OwnerLookup lookup =
-      FindOwner(answer.link.get_owner_uid(), time(nullptr), &owner);
-  if (lookup == OwnerLookup::kFailed) return MakeTryLater(0);
-  if (lookup == OwnerLookup::kGone || !ReadShare(answer.link.get_app())) {
-    return MakeMissing();
-  }
   Response response = MakePage(403, RenderEarly(answer.link.get_start_at()));
   response.Add("Retry-After", std::to_string(answer.retry_after));
   return response;
@@ -159,22 +149,49 @@ bool IsOpen(const Entry& link) {
   return link.get_protect_type() == Entry::PROTECT_NONE && link.get_expire_times() == 0;
 }
 
+/// What a link shares, and as whom.
+struct SharedByLink {
+  Share share;
+  Owner owner;
+};
+
+/// Finds what the link of an answer, if it has one, shares.  Returns the answer where the
+/// link is not usable: it names no path, or its owner's account is gone.
+std::optional<Response> FindShared(const VisitAnswer& answer, SharedByLink* shared) {
+  const Entry& link = answer.link;
+  if (link.get_id() == 0 || answer.outcome == SHARING_VISIT_LOGGED_OUT) {
+    return std::nullopt;
+  }
+  const std::optional<Share> share = ReadShare(link.get_app());
+  if (!share) return MakeMissing();
+  shared->share = *share;
+  switch (FindOwner(link.get_owner_uid(), time(nullptr), &shared->owner)) {
+    case OwnerLookup::kFound:
+      return std::nullopt;
+    case OwnerLookup::kGone:
+      return MakeMissing();
+    case OwnerLookup::kFailed:
+      break;
+  }
+  return MakeTryLater(0);
+}
+
 /// An admitted visitor's request for something that the link shares.
 class Content {
  public:
   /// @param url  of the link
   Content(const Variables& request, const LinkAddress& address, std::string url,
-          const VisitAnswer& answer)
+          const VisitAnswer& answer, const SharedByLink& shared)
       : request_(request),
         address_(address),
         url_(std::move(url)),
         answer_(answer),
-        link_(answer.link) {}
+        link_(answer.link),
+        shared_(shared) {}
 
   Response Answer();
 
  private:
-  bool OpenTree(Response* failure);
   Response AnswerFileLink();
   Response AnswerBelow();
   Response Folder(Node folder);
@@ -193,6 +210,7 @@ class Content {
   const std::string url_;
   const VisitAnswer& answer_;
   const Entry& link_;
+  const SharedByLink& shared_;
   const time_t now_ = time(nullptr);
   std::unique_ptr<SharedTree> tree_;
 };
@@ -203,27 +221,11 @@ Response Content::Answer() {
     if (target) return MakeRedirect(303, target->location);
   }
   if (IsRoot(address_) && !address_.slash) return MakeRedirect(308, WithSlash(address_));
-  Response failure;
-  if (!OpenTree(&failure)) return failure;
+  const OpenResult opened = SharedTree::Open(shared_.share, shared_.owner, &tree_);
+  if (opened == OpenResult::kAbsent) return MakeGone();
+  if (opened == OpenResult::kFailed) return MakeTryLater(0);
   if (!address_.reachable) return MakeGone();
   return tree_->root().info.kind == NodeKind::kFile ? AnswerFileLink() : AnswerBelow();
-}
-
-/// Opens what the link shares.  Where that fails, `failure` is the answer.
-bool Content::OpenTree(Response* failure) {
-  Owner owner;
-  const OwnerLookup lookup = FindOwner(link_.get_owner_uid(), now_, &owner);
-  const std::optional<Share> share = ReadShare(link_.get_app());
-  if (lookup == OwnerLookup::kFailed) {
-    *failure = MakeTryLater(0);
-  } else if (lookup == OwnerLookup::kGone || !share) {
-    *failure = MakeMissing();
-  } else {
-    const OpenResult opened = SharedTree::Open(*share, owner, &tree_);
-    if (opened == OpenResult::kOpened) return true;
-    *failure = opened == OpenResult::kAbsent ? MakeGone() : MakeTryLater(0);
-  }
-  return false;
 }
 
 /// The root is a page; its only entry is the file itself.
@@ -382,10 +384,14 @@ std::optional<Response> ReadForm(const Variables& request, const ReadBody& read_
 Response MakeAnswer(const Variables& request, const LinkAddress& address,
                     const Site& site, const VisitRequest& visit,
                     const VisitAnswer& answer) {
+  SharedByLink shared;
+  if (std::optional<Response> unusable = FindShared(answer, &shared))
+    return std::move(*unusable);
   switch (answer.outcome) {
     case SHARING_VISIT_CONTENT:
       return Content(request, address,
-                     site.LinkUrl(visit.host, visit.https, visit.cookie_path), answer)
+                     site.LinkUrl(visit.host, visit.https, visit.cookie_path), answer,
+                     shared)
           .Answer();
     case SHARING_VISIT_LOGGED_IN:
       return MakeRedirect(303, AfterLogin(address, answer.link));
@@ -428,7 +434,7 @@ Response Handler::Answer(const Variables& request, const ReadBody& read_body) co
   if (target.size() > kLargestTarget) return MakeMessage(414, Message::kTooLong);
   if (request.size() > kLargestVariables) return MakeMessage(431, Message::kTooLong);
   const std::optional<LinkAddress> address = ParseTarget(target, site_);
-  if (!address) return MakeMessage(400, Message::kBadRequest);
+  if (!address || request.repeats()) return MakeMessage(400, Message::kBadRequest);
   if (address->hash.empty()) return MakeMissing();
 
   Parameters form;
@@ -437,10 +443,25 @@ Response Handler::Answer(const Variables& request, const ReadBody& read_body) co
     if (failure) return std::move(*failure);
   }
   const VisitRequest visit = MakeVisitRequest(request, *address, form, site_);
+  if (visit.method == "POST" && visit.action != "logout") {
+    // A login must use nothing of a link that is not usable.
+    VisitRequest look = visit;
+    look.method = "GET";
+    SharedByLink shared;
+    std::optional<Response> unusable = FindShared(VEXO::sharing::Visit(look), &shared);
+    if (unusable) return std::move(*unusable);
+  }
   const VisitAnswer answer = VEXO::sharing::Visit(visit);
   Response response = MakeAnswer(request, *address, site_, visit, answer);
   if (!answer.set_cookie.empty()) response.Add("Set-Cookie", answer.set_cookie);
   return response;
+}
+
+bool Handler::CanLookUp() {
+  const VEXO::sharing::db::EntryDB links(VEXO::sharing::db::SharingDB::Instance());
+  links.GetCondition().Where("hash", "");
+  int count = 0;
+  return links.Count(count);
 }
 
 }  // namespace web

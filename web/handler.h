@@ -25,6 +25,10 @@ class Handler {
   /// The answer to one request.  Nothing of it is kept.
   Response Answer(const Variables& request, const ReadBody& read_body) const;
 
+  /// Whether this process can look up links.  One whose database could not be opened does
+  /// not try again.
+  static bool CanLookUp();
+
  private:
   Site site_;
   Settings settings_;

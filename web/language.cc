@@ -8,8 +8,10 @@
 
 #include "base/text.h"
 
-// A counter of the C library: texts are looked up again after it has changed.
-extern "C" int _nl_msg_cat_cntr;  // NOLINT
+// A counter of the C library, documented in the gettext manual: texts are looked up again
+// after it has changed.
+// NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming): its name
+extern "C" int _nl_msg_cat_cntr;
 
 namespace web {
 namespace {
@@ -19,13 +21,6 @@ const char kDomain[] = "vexosharing-web";
 std::string& Current() {
   static std::string& current = *new std::string("en");
   return current;
-}
-
-std::string LowerCase(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : static_cast<char>(c);
-  });
-  return text;
 }
 
 /// A weight in thousandths; 0, which refuses the language, for anything that is none.
@@ -43,7 +38,7 @@ int ReadWeight(const std::string& text) {
 
 int WeightOf(const std::vector<std::string>& parts) {
   for (size_t i = 1; i < parts.size(); ++i) {
-    const std::string parameter = LowerCase(parts[i]);
+    const std::string parameter = VEXO::base::ToLowerAscii(parts[i]);
     if (parameter.rfind("q=", 0) == 0) return ReadWeight(parameter.substr(2));
   }
   return 1000;
@@ -62,7 +57,7 @@ std::string ChooseLanguage(const std::string& accepted, const std::string& other
   int highest = 0;
   for (const std::string& range : VEXO::base::Split(accepted, ",")) {
     const std::vector<std::string> parts = VEXO::base::Split(range, ";");
-    std::string name = LowerCase(parts.front());
+    std::string name = VEXO::base::ToLowerAscii(parts.front());
     name.resize(std::min(name.find('-'), name.size()));
     if (name == "*") name = otherwise;
     const int weight = WeightOf(parts);

@@ -5,11 +5,11 @@
 #include <utility>
 
 #include "base/percent.h"
+#include "web/files/shared_tree.h"
 
 namespace web {
 namespace {
 
-constexpr size_t kLargestDepth = 64;
 constexpr size_t kMostParameters = 1000;
 
 /// Whether a file may have this name.
@@ -18,7 +18,7 @@ bool IsName(const std::string& name) {
          name.find('/') == std::string::npos;
 }
 
-/// The segment as it may stand in the path of a cookie.
+/// The segment as the path of a cookie may contain it.
 std::string PlainSegment(std::string_view segment, const std::string& decoded) {
   const bool plain = std::all_of(segment.begin(), segment.end(), [](char c) {
     return c == '%' || VEXO::base::IsUnreserved(c);
@@ -52,7 +52,7 @@ std::optional<LinkAddress> ParseTarget(const std::string& target, const Site& si
       address.segment = PlainSegment(segment, name);
     } else if (!address.slash || end < rest.size()) {
       address.reachable = address.reachable && IsName(name);
-      if (address.names.size() < kLargestDepth) {
+      if (address.names.size() < kMaxDepth) {
         address.names.push_back(name);
       } else {
         address.reachable = false;

@@ -16,10 +16,11 @@ struct LinkAddress {
   std::string segment;  ///< the hash as it is in the path
   /// The names after the hash, decoded.  "HASH/a/b" and "HASH/a/b/" have "a" and "b".
   std::vector<std::string> names;
-  bool slash = false;     ///< whether the path ends with a slash
-  bool reachable = true;  ///< false for names that no file has, and for more than 64
-  std::string last;       ///< the last segment of the path as it is in the path
-  std::string query;      ///< the query as it was sent
+  bool slash = false;  ///< whether the path ends with a slash
+  bool reachable =
+      true;           ///< false for names that no file has, and for more than kMaxDepth
+  std::string last;   ///< the last segment of the path as it is in the path
+  std::string query;  ///< the query as it was sent
   Parameters parameters;  ///< of the query
 };
 

@@ -28,9 +28,8 @@ const char kTranslations[] = "/usr/vexo/share/vexosharing/web/locale";
 const char kUsage[] =
     "usage: sharing.cgi [--help | --version]\n"
     "\n"
-    "Serves the files and folders that sharing links share.  A web server runs the\n"
-    "program as CGI program, or as FastCGI server with a listening socket as standard\n"
-    "input.\n";
+    "Serves the files and folders of sharing links.  A web server runs the program as a\n"
+    "CGI program, or as a FastCGI server with a listening socket as standard input.\n";
 
 int AnswerPerson(const std::string& option) {
   if (option != "--help" && option != "--version") {
@@ -45,8 +44,7 @@ int AnswerPerson(const std::string& option) {
 int ServeRequests() {
   const web::Variables request(environ);
   const bool one_request = FCGX_IsCGI() != 0;
-  // The platform reads the environment, but no variable of the request may reach it that
-  // it is not meant to see.
+  // The platform reads the environment.  It must see only what VisitRequest contains.
   web::ClearEnvironment();
   const web::Settings settings = web::ReadSettings(kSettings);
   const std::optional<web::Site> site = web::Site::Read();

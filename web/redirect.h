@@ -6,7 +6,7 @@
 
 namespace web {
 
-/// The text as it may stand in a Location header: control characters, blanks and bytes
+/// The text as a Location header may contain it: control characters, blanks and bytes
 /// outside ASCII are escaped.
 std::string EscapeLocation(std::string_view text);
 

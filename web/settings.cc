@@ -51,7 +51,7 @@ Settings ReadSettings(const std::string& path) {
         return ApplySetting(key, value, &settings);
       },
       [&path](int line, const std::string& reason) {
-        syslog(LOG_ERR, "%s:%d: line skipped: %s", path.c_str(), line, reason.c_str());
+        syslog(LOG_ERR, "%s:%d: line ignored: %s", path.c_str(), line, reason.c_str());
       },
       &failure);
   if (read == VEXO::base::FileRead::kFailed) {

@@ -6,25 +6,17 @@
 #include <utility>
 
 #include "base/percent.h"
+#include "base/text.h"
 #include "redirect.h"
 #include "tools/vexosharingurl/configuration.h"
 
 namespace web {
 namespace {
 
-const char kProject[] = "files";
 constexpr std::string_view kLinkFolder = "/sharing/";
 
 bool BeginsWith(std::string_view text, std::string_view begin) {
   return text.substr(0, begin.size()) == begin;
-}
-
-/// The host of a header as url_tool writes hosts: in lower case.
-std::string LowerCase(std::string text) {
-  for (char& c : text) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return text;
 }
 
 }  // namespace
@@ -56,7 +48,8 @@ bool Site::IsBase(const std::string& host) const {
   if (!base_) return false;
   const int standard = base_->https ? 443 : 80;
   const int port = base_->port == url_tool::kDefaultPort ? standard : base_->port;
-  const std::string lower = LowerCase(host);
+  // As url_tool writes hosts.
+  const std::string lower = VEXO::base::ToLowerAscii(host);
   return lower == base_->host + ":" + std::to_string(port) ||
          (port == standard && lower == base_->host);
 }

@@ -3,10 +3,14 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "tools/vexosharingurl/url.h"
 
 namespace web {
+
+/// The project whose links the program serves.
+inline constexpr char kProject[] = "files";
 
 /// The addresses of the links, as vexosharingurl prints them.
 class Site {

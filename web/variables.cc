@@ -11,7 +11,7 @@ Variables::Variables(const char* const* texts) {
     const char* const equals = strchr(*texts, '=');
     if (equals == nullptr) continue;
     size_ += strlen(*texts);
-    values_.emplace(std::string(*texts, equals), equals + 1);
+    repeats_ |= !values_.emplace(std::string(*texts, equals), equals + 1).second;
   }
 }
 

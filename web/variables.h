@@ -15,11 +15,15 @@ class Variables {
   /// The value; empty when the variable is not set.
   const std::string& Get(const std::string& name) const;
   bool Has(const std::string& name) const { return values_.count(name) != 0; }
+  /// Whether a variable is there twice: some servers make the same one of the headers
+  /// X-Forwarded-For, which a proxy writes, and X_Forwarded_For of a visitor.
+  bool repeats() const { return repeats_; }
   /// The length of all names and values.
   size_t size() const { return size_; }
 
  private:
   std::map<std::string, std::string> values_;
+  bool repeats_ = false;
   size_t size_ = 0;
 };
 

@@ -3,7 +3,6 @@
 #include <strings.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <string>
 
 #include "base/text.h"
@@ -13,7 +12,6 @@
 namespace web {
 namespace {
 
-const char kProject[] = "files";
 const char kCookie[] = "sharing";
 
 /// Whether the request comes from a proxy that the platform trusts: then it believes the
@@ -21,8 +19,11 @@ const char kCookie[] = "sharing";
 bool ComesFromTrustedProxy(const std::string& remote_address) {
   const std::string named = remote_address == "192.0.2.1" ? "192.0.2.2" : "192.0.2.1";
   char address[64] = {};
-  setenv("REMOTE_ADDR", remote_address.c_str(), 1);
-  setenv("HTTP_X_FORWARDED_FOR", named.c_str(), 1);
+  // Not setenv(3), which keeps every value that it was ever given.
+  std::string remote = "REMOTE_ADDR=" + remote_address;
+  std::string forwarded = "HTTP_X_FORWARDED_FOR=" + named;
+  putenv(remote.data());
+  putenv(forwarded.data());
   const bool found = VexoCgiGetRemoteIP(address, sizeof(address)) != -1;
   unsetenv("HTTP_X_FORWARDED_FOR");
   unsetenv("REMOTE_ADDR");

@@ -76,9 +76,9 @@ std::string Address::Text() const {
 }
 
 Address Address::BlockingKey() const {
-  Address first = *this;
-  if (!IsIPv4()) std::fill(first.bytes_.begin() + 8, first.bytes_.end(), 0);
-  return first;
+  Address key = *this;
+  if (!IsIPv4()) key.bytes_ = base::FirstOfNetwork(bytes_);
+  return key;
 }
 
 bool Address::SharesPrefix(const Address& other, int bits) const {

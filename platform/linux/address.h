@@ -1,9 +1,10 @@
 #pragma once
 
-#include <array>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "base/ipv6_network.h"
 
 namespace VEXO::platform {
 
@@ -17,7 +18,7 @@ class Address {
   std::string Text() const;
 
   /// The address under which failed logins are counted and blocked: itself for IPv4, the
-  /// first address of its /64 for IPv6, because one host can use a whole /64.
+  /// first address of its /64 for IPv6.
   Address BlockingKey() const;
 
   /// Whether the first `bits` bits (0 to 128) are those of `other`.
@@ -26,7 +27,7 @@ class Address {
   bool IsIPv4() const;
 
  private:
-  std::array<unsigned char, 16> bytes_{};
+  base::IPv6Address bytes_{};
 };
 
 /// An address or a CIDR network.

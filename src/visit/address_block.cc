@@ -7,10 +7,10 @@
 #include <algorithm>
 #include <ctime>
 
+#include "base/ipv6_network.h"
+
 namespace VEXO::sharing {
 namespace {
-
-constexpr size_t kNetworkBytes = 8;
 
 struct Block {
   std::string address;
@@ -27,11 +27,11 @@ int FindBlock(const VexoAutoBlockEntry* entry, void* context) {
 }  // namespace
 
 std::string BlockingKey(const std::string& address) {
-  in6_addr bytes = {};
-  if (inet_pton(AF_INET6, address.c_str(), &bytes) != 1) return address;
-  std::fill(std::begin(bytes.s6_addr) + kNetworkBytes, std::end(bytes.s6_addr), 0);
+  base::IPv6Address bytes = {};
+  if (inet_pton(AF_INET6, address.c_str(), bytes.data()) != 1) return address;
+  bytes = base::FirstOfNetwork(bytes);
   char text[INET6_ADDRSTRLEN] = "";
-  return inet_ntop(AF_INET6, &bytes, text, sizeof(text));
+  return inet_ntop(AF_INET6, bytes.data(), text, sizeof(text));
 }
 
 long SecondsBlocked(const std::string& address) {

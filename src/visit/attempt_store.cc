@@ -7,13 +7,14 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
+#include <climits>
 #include <cstring>
 #include <ctime>
 #include <memory>
 #include <utility>
 #include <vector>
 
+#include "base/number.h"
 #include "base/system_account.h"
 #include "base/unique_fd.h"
 #include "visit/digest.h"
@@ -23,6 +24,7 @@ namespace VEXO::sharing {
 namespace {
 
 constexpr long kWindow = 5L * 60;        // seconds
+constexpr long kPendingWindow = 30;      // seconds; a login takes less
 constexpr int kLockTimeout = 10 * 1000;  // milliseconds
 constexpr int kMaxTries = 3;
 
@@ -31,7 +33,8 @@ const char* const kBegin =
     "PRAGMA synchronous = OFF;"
     "BEGIN IMMEDIATE;"
     "CREATE TABLE IF NOT EXISTS attempt("
-    "id INTEGER PRIMARY KEY, subject TEXT NOT NULL, at INTEGER NOT NULL);"
+    "id INTEGER PRIMARY KEY, subject TEXT NOT NULL, at INTEGER NOT NULL, "
+    "failed INTEGER NOT NULL);"
     "CREATE INDEX IF NOT EXISTS attempt_subject ON attempt(subject, at);"
     "CREATE INDEX IF NOT EXISTS attempt_at ON attempt(at)";
 
@@ -84,8 +87,7 @@ std::string PathIn(const std::string& folder) { return folder + "/visit.db"; }
 bool Fail(const std::string& path, const char* reason) {
   static bool logged = false;
   if (!logged) {
-    syslog(LOG_ERR, "%s: %s; guesses cannot be counted, so logins are refused",
-           path.c_str(), reason);
+    syslog(LOG_ERR, "%s: %s; guesses cannot be counted", path.c_str(), reason);
   }
   logged = true;
   return false;
@@ -121,34 +123,42 @@ bool OnDatabase(const std::string& folder, Work work) {
   }
 }
 
-long Number(const std::string& text) { return strtol(text.c_str(), nullptr, 10); }
+long Number(const std::string& text) {
+  return base::ParseNumber<long>(text, 0, LONG_MAX).value_or(0);
+}
 
 /// @param key  of the subject; digits only, so that it can be part of the SQL
-bool AddAttempt(Connection& database, const std::string& key, int limit,
-                AttemptStore::Attempt& attempt) {
+bool CountAttempt(Connection& database, const std::string& key, int limit, bool failed,
+                  AttemptStore::Attempt& attempt) {
   if (!database.Run(kBegin)) return false;
   const long now = time(nullptr);  // under the lock: it only grows
   const std::string now_text = std::to_string(now);
   const std::string begin = std::to_string(now - kWindow);
-  // Later times were stored before the clock was set back.  A few expired rows at a time:
-  // more than an attempt adds.
+  // Later times were stored before the clock was set back: these attempts begin again.
+  // A few expired rows at a time: more than an attempt adds.
   Row found;
-  if (!database.Run("DELETE FROM attempt WHERE at > " + now_text) ||
+  if (!database.Run("UPDATE attempt SET at = " + now_text + " WHERE at > " + now_text) ||
       !database.Run("DELETE FROM attempt WHERE id IN "
                     "(SELECT id FROM attempt WHERE at <= " +
                     begin + " LIMIT 4)") ||
-      !database.Run("SELECT COUNT(*), MIN(at) FROM attempt WHERE subject = '" + key +
-                        "' AND at > " + begin,
+      !database.Run("SELECT COUNT(*), SUM(failed), MIN(CASE WHEN failed THEN at END) "
+                    "FROM attempt WHERE subject = '" +
+                        key + "' AND at > " + begin + " AND (failed OR at > " +
+                        std::to_string(now - kPendingWindow) + ")",
                     &found)) {
     return false;
   }
-  if (Number(found[0]) >= limit) {
+  if (Number(found[1]) >= limit) {
     attempt.result = AttemptStore::Result::kLimitReached;
-    attempt.seconds_left = Number(found[1]) + kWindow - now;
+    attempt.seconds_left = Number(found[2]) + kWindow - now;
     return database.Run("COMMIT");
   }
-  if (!database.Run("INSERT INTO attempt(subject, at) VALUES('" + key + "', " + now_text +
-                    ");COMMIT")) {
+  if (Number(found[0]) >= limit) {
+    attempt.result = AttemptStore::Result::kBusy;
+    return database.Run("COMMIT");
+  }
+  if (!database.Run("INSERT INTO attempt(subject, at, failed) VALUES('" + key + "', " +
+                    now_text + (failed ? ", 1" : ", 0") + ");COMMIT")) {
     return false;
   }
   attempt.result = AttemptStore::Result::kAdded;
@@ -160,19 +170,34 @@ bool AddAttempt(Connection& database, const std::string& key, int limit,
 
 AttemptStore::AttemptStore(std::string folder) : folder_(std::move(folder)) {}
 
+AttemptStore::Attempt AttemptStore::Begin(const std::string& subject, int limit) {
+  return Count(subject, limit, false);
+}
+
 AttemptStore::Attempt AttemptStore::Add(const std::string& subject, int limit) {
+  return Count(subject, limit, true);
+}
+
+void AttemptStore::MarkFailed(long id) {
+  Run("UPDATE attempt SET failed = 1 WHERE id = " + std::to_string(id));
+}
+
+void AttemptStore::Remove(long id) {
+  Run("DELETE FROM attempt WHERE id = " + std::to_string(id));
+}
+
+AttemptStore::Attempt AttemptStore::Count(const std::string& subject, int limit,
+                                          bool failed) {
   const std::string key = Digest(subject);
   Attempt attempt;
   const bool done = OnDatabase(folder_, [&](Connection& database) {
-    return AddAttempt(database, key, limit, attempt);
+    return CountAttempt(database, key, limit, failed, attempt);
   });
   return done ? attempt : Attempt();
 }
 
-void AttemptStore::Remove(long id) {
-  OnDatabase(folder_, [id](Connection& database) {
-    return database.Run("DELETE FROM attempt WHERE id = " + std::to_string(id));
-  });
+void AttemptStore::Run(const std::string& sql) {
+  OnDatabase(folder_, [&sql](Connection& database) { return database.Run(sql); });
 }
 
 }  // namespace VEXO::sharing

@@ -6,7 +6,9 @@
 
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <ctime>
+#include <thread>
 #include <utility>
 
 #include "base/wipe.h"
@@ -32,11 +34,14 @@ using db::TokenDB;
 using record::Entry;
 using record::Session;
 
-const char kBlockService[] = "SHARING";
+const char kBlockService[] = "SHARING";  // as in src/login/sharinglogin.cc
 constexpr int kGuessesPerLink = 30;
 constexpr std::chrono::seconds kLockTimeout(10);
+constexpr std::chrono::seconds kGuessTimeout(1);
+constexpr std::chrono::milliseconds kGuessPause(100);
 constexpr long kRetrySeconds = 10;  // after a failure
-constexpr size_t kAddressSize = 65;
+constexpr long kRetrySecondsWhenBusy = 3;
+constexpr size_t kAddressSize = 65;  // as in src/login/sharinglogin.cc
 
 enum class Task { kShow, kLogIn, kLogOut };
 
@@ -54,17 +59,8 @@ Lookup LookupFailed() {
   return Lookup::kFailed;
 }
 
-bool IsUseLimited(const Entry& link) { return link.get_expire_times() > 0; }
-
 bool IsUseLimitReached(const Entry& link) {
   return StateOfLink(link, time(nullptr)) == SHARING_LINK_USE_LIMIT_REACHED;
-}
-
-/// Whether those who have logged in can use the link.  Not with Entry::IsValid, which
-/// writes to the log: all links that are missing must cost the same time.
-bool IsAvailable(const Entry& link) {
-  const VexoSharingLinkState state = StateOfLink(link, time(nullptr));
-  return state == SHARING_LINK_USABLE || state == SHARING_LINK_USE_LIMIT_REACHED;
 }
 
 /// Whether visitors are told when a link opens: nothing but the time keeps it from it.
@@ -75,11 +71,6 @@ bool IsAnnounced(const Entry& link) {
   }
   const Json::Value app = link.get_app();
   return app.isObject() && app["announce"].isBool() && app["announce"].asBool();
-}
-
-bool IsProtected(const Entry& link) {
-  return link.get_protect_type() == Entry::PROTECT_PASSWORD ||
-         link.get_protect_type() == Entry::PROTECT_USER;
 }
 
 /// Whether a session has no token for a link.  The check of the session answers so, too,
@@ -99,6 +90,24 @@ bool IsLoggedOut(const Entry& link, const std::string& session_id) {
   return tokens.Count(count) && count == 0;
 }
 
+/// Holds back the signals that ask a process to end.  A web server sends one to a CGI
+/// program when the visitor closes the connection.
+class HoldSignals {
+ public:
+  HoldSignals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int signal : {SIGHUP, SIGINT, SIGTERM}) sigaddset(&signals, signal);
+    pthread_sigmask(SIG_BLOCK, &signals, &before_);
+  }
+  ~HoldSignals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  HoldSignals(const HoldSignals&) = delete;
+  HoldSignals& operator=(const HoldSignals&) = delete;
+
+ private:
+  sigset_t before_ = {};
+};
+
 class Decision {
  public:
   Decision(const VisitRequest& request, const std::string& folder)
@@ -117,6 +126,7 @@ class Decision {
   VisitAnswer AnswerEarly() const;
   VisitAnswer AnswerOutside();
   VisitAnswer LogIn();
+  AttemptStore::Attempt BeginGuess(AttemptStore& attempts) const;
   VisitAnswer AnswerLogin(const std::string& session_id);
   VisitAnswer LogOut();
 
@@ -163,21 +173,42 @@ VisitAnswer Decision::Make() {
 Lookup Decision::Find() {
   SharingDB& database = SharingDB::Instance();
   if (!database.IsGood()) return LookupFailed();
-  const EntryDB links(database);
-  Entry link;
-  if (links.GetByHash(request_.hash, link) &&
-      link.get_hash() == request_.hash &&  // SQL text ends at a NUL
-      link.get_project_name() == request_.project &&
-      (IsAvailable(link) || IsAnnounced(link))) {
-    link_ = std::move(link);
-    return IsAvailable(link_) ? Lookup::kAvailable : Lookup::kEarly;
+  const std::string hash = database.Escape(request_.hash);
+  const std::string project = database.Escape(request_.project);
+  if (hash.empty() != request_.hash.empty() ||
+      project.empty() != request_.project.empty()) {
+    return LookupFailed();
   }
-  // Tells an absent link from a failed lookup.  The other links that are missing do not
-  // need it, but must cost the same time.
-  links.GetCondition().Where(SZK_HASH, request_.hash);
+  // Whether those who have logged in can use the link.  Statements that read no more than
+  // the columns decide: all links that are missing must cost the same time.
+  const EntryDB links(database);
+  const std::string now = std::to_string(time(nullptr));
+  const std::string enabled =
+      "hash = '" + hash + "' AND project_name = '" + project + "' AND enabled = 1 AND ";
+  links.GetCondition().Where(enabled + "start_at <= " + now +
+                             " AND (expire_at <= 0 OR expire_at >= " + now + ")");
   int count = 0;
-  const bool known = links.Count(count) && (link.get_id() != 0 || count == 0);
-  return known ? Lookup::kMissing : LookupFailed();
+  if (!links.Count(count)) return LookupFailed();
+  const bool available = count != 0;
+  if (!available) {
+    links.GetCondition().Clear();
+    // The same for those that may be announced.
+    links.GetCondition().Where(enabled + "start_at > " + now +
+                               " AND (expire_at <= 0 OR expire_at >= start_at)"
+                               " AND data LIKE '%announce%'");
+    if (!links.Count(count)) return LookupFailed();
+    if (count == 0) return Lookup::kMissing;
+  }
+  Entry link;
+  if (!links.GetByHash(request_.hash, link)) {
+    return link.get_id() == 0 ? LookupFailed() : Lookup::kMissing;
+  }
+  if (link.get_hash() != request_.hash || link.get_project_name() != request_.project) {
+    return Lookup::kMissing;  // SQL text ends at a NUL
+  }
+  if (!available && !IsAnnounced(link)) return Lookup::kMissing;
+  link_ = std::move(link);
+  return available ? Lookup::kAvailable : Lookup::kEarly;
 }
 
 Decision::Inside Decision::CheckSession() {
@@ -232,7 +263,7 @@ VisitAnswer Decision::AnswerEarly() const {
 VisitAnswer Decision::AnswerOutside() {
   if (task_ == Task::kLogOut) return LogOut();
   if (IsUseLimitReached(link_)) return WithLink(SHARING_VISIT_USED_UP);
-  if (!IsProtected(link_) && !IsUseLimited(link_)) {
+  if (!NeedsLogin(link_)) {
     return WithLink(task_ == Task::kLogIn ? SHARING_VISIT_LOGGED_IN
                                           : SHARING_VISIT_CONTENT);
   }
@@ -251,12 +282,17 @@ VisitAnswer Decision::LogIn() {
     return TryLater();
   }
 
-  // The guess is counted before it is made: many at the same moment are not free.
+  // The guess is counted before it is made: many at the same moment are not free.  The
+  // process does not end in between: to close the connection is not free, either.
   AttemptStore attempts(folder_);
   AttemptStore::Attempt guess;
+  const HoldSignals hold;
   if (IsProtected(link_)) {
-    guess = attempts.Add("guess " + request_.hash, kGuessesPerLink);
+    guess = BeginGuess(attempts);
     if (guess.result == AttemptStore::Result::kFailed) return TryLater();
+    if (guess.result == AttemptStore::Result::kBusy) {
+      return WithoutLink(SHARING_VISIT_TRY_LATER, kRetrySecondsWhenBusy);
+    }
     if (guess.result == AttemptStore::Result::kLimitReached) {
       return Blocked(guess.seconds_left);
     }
@@ -269,15 +305,29 @@ VisitAnswer Decision::LogIn() {
   } else {
     visitor.password = request_.password.c_str();
   }
-  // No session_id: whoever planted it would share the new session.
+  // No session_id: a new session prevents session fixation.
   std::string session_id;
   result_ = VEXO::VexoSharingLogin(session_id, &visitor, false);
   const bool wrong =
       result_ == SHARING_LOGIN_WRONG_PASSWORD || result_ == SHARING_LOGIN_REFUSED;
-  if (guess.result == AttemptStore::Result::kAdded && !wrong) attempts.Remove(guess.id);
+  if (guess.result == AttemptStore::Result::kAdded) {
+    wrong ? attempts.MarkFailed(guess.id) : attempts.Remove(guess.id);
+  }
   VisitAnswer answer = AnswerLogin(session_id);
   base::Wipe(&session_id);
   return answer;
+}
+
+/// Waits a moment while too many others log in.
+AttemptStore::Attempt Decision::BeginGuess(AttemptStore& attempts) const {
+  using Clock = std::chrono::steady_clock;
+  const Clock::time_point end = Clock::now() + kGuessTimeout;
+  for (;;) {
+    const AttemptStore::Attempt guess =
+        attempts.Begin("guess " + request_.hash, kGuessesPerLink);
+    if (guess.result != AttemptStore::Result::kBusy || Clock::now() >= end) return guess;
+    std::this_thread::sleep_for(kGuessPause);
+  }
 }
 
 VisitAnswer Decision::AnswerLogin(const std::string& session_id) {

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <syslog.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>

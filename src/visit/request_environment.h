@@ -7,9 +7,9 @@ namespace VEXO::sharing {
 
 struct VisitRequest;
 
-/// Shows the platform one request while it exists: the environment has the address of the
-/// visitor, and no other variable with which a request could be described.  The
-/// destructor restores the variables of before.
+/// While it exists, the environment describes one request to the platform: it has the
+/// address of the visitor, and no other variable that describes a request.  The
+/// destructor restores the previous variables.
 class RequestEnvironment {
  public:
   explicit RequestEnvironment(const VisitRequest& request);

@@ -90,7 +90,8 @@ async function check(page, name) {
   const session = await page.context().newCDPSession(page);
   await session.send('Runtime.evaluate', {expression: fs.readFileSync(AXE, 'utf8')});
   const {result} = await session.send('Runtime.evaluate', {
-    expression: 'axe.run().then(r => JSON.stringify(r.violations.map(v => v.id + ": " + v.nodes.map(n => n.html).join(" "))))',
+    expression: 'axe.run().then(r => JSON.stringify(r.violations.map(' +
+      'v => v.id + ": " + v.nodes.map(n => n.html).join(" "))))',
     awaitPromise: true,
   });
   assert.deepEqual(JSON.parse(result.value), [], name);

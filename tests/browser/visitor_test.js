@@ -25,7 +25,8 @@ before(async () => {
 after(() => site?.stop());
 
 // A picture of one pixel.
-const DOT = 'iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAYAAAAfFcSJAAAADUlEQVR42mNk+M9QDwADhgGAWjR9awAAAABJRU5ErkJggg==';
+const DOT = 'iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAYAAAAfFcSJAAAADUlEQVR42mNk' +
+  '+M9QDwADhgGAWjR9awAAAABJRU5ErkJggg==';
 function passwordLink() { return site.share(ROOT, ['--password-stdin'], `${PASSWORD}\n`); }
 
 async function logIn(page, password = PASSWORD) {
@@ -33,7 +34,8 @@ async function logIn(page, password = PASSWORD) {
   await Promise.all([page.waitForEvent('load'), page.keyboard.press('Enter')]);
 }
 
-test('a wrong password, the right one, a folder, a preview, a download, a zip, log out, Back', async () => {
+test('a wrong password, the right one, a folder, a preview, a download, a zip, log out, ' +
+     'Back', async () => {
   const link = passwordLink();
   const page = await site.visitor();
   assert.equal((await page.goto(link)).status(), 401);
@@ -210,7 +212,8 @@ test('a form on another site is refused', async () => {
   const page = await site.visitor();
   await page.route('http://elsewhere.test/', route => route.fulfill({
     contentType: 'text/html',
-    body: `<form method="post" action="${site.base + link}/"><input name="password" value="${PASSWORD}"><button>Send</button></form>`,
+    body: `<form method="post" action="${site.base + link}/">` +
+      `<input name="password" value="${PASSWORD}"><button>Send</button></form>`,
   }));
   await page.goto('http://elsewhere.test/');
   await page.getByRole('button').click();

@@ -88,6 +88,7 @@ bool Platform::Refuse(const std::string& call) {
 
 bool Platform::RefuseStatement(const std::string& sql) {
   statements_.push_back(sql);
+  if (before_statement) before_statement(sql);
   if (Refuse(CallText("VEXODBExecute", sql))) return true;
   return std::any_of(
       failing_statements_.begin(), failing_statements_.end(),

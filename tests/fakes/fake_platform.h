@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <deque>
+#include <functional>
 #include <initializer_list>
 #include <map>
 #include <set>
@@ -92,6 +93,8 @@ class Platform {
   /// Returns these rows for every SQL text that contains `part`, which is not run.
   void AnswerStatement(const std::string& part, const std::vector<std::string>& columns,
                        const Rows& rows);
+  /// Called with each SQL text before it is run.
+  std::function<void(const std::string& sql)> before_statement;
 
   /// Runs SQL in the database at `path`, which is created when it is missing, without
   /// recorded calls and failures.  Returns the rows of the last statement, with NULL as

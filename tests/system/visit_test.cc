@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdlib>
 #include <functional>
 #include <memory>
@@ -32,6 +33,7 @@ using testing::HasSubstr;
 using VEXO::sharing::Visit;
 using VEXO::sharing::VisitAnswer;
 using VEXO::sharing::VisitRequest;
+using VEXO::sharing::db::BaseDB;
 using VEXO::sharing::db::EntryDB;
 using VEXO::sharing::db::SharingDB;
 using VEXO::sharing::record::Entry;
@@ -244,6 +246,112 @@ TEST(Visit, FortyGuessesAtOnce_ThirtyAreMade) {
   EXPECT_EQ(Outcome(right), SHARING_VISIT_LOGGED_IN);
 }
 
+TEST(Visit, TwentyGuessersAtOnce_HaveThirtyGuesses) {
+  Store(PasswordLink());
+  int made[2];
+  ASSERT_EQ(pipe2(made, O_CLOEXEC), 0);
+
+  const long blocked = AtOnce(20, [&made](int i) {
+    VisitRequest request = Login("guess");
+    request.remote_address = "192.0.2." + std::to_string(i + 1);
+    for (;;) {
+      const VisitAnswer answer = Visit(request);
+      if (answer.outcome == SHARING_VISIT_BLOCKED) return true;
+      if (answer.problem == SHARING_VISIT_PASSWORD_WRONG && write(made[1], "x", 1) != 1) {
+        return false;
+      }
+    }
+  });
+
+  EXPECT_EQ(blocked, 20);
+  char guesses[100];
+  EXPECT_EQ(read(made[0], guesses, sizeof(guesses)), 30);
+}
+
+/// A process that writes to the database, so that no login ends.
+class Writer {
+ public:
+  Writer() {
+    int ready[2];
+    if (pipe2(ready, O_CLOEXEC) == -1 || pipe2(end_, O_CLOEXEC) == -1) abort();
+    process_ = fakes::StartChild([&] {
+      BaseDB database(kDatabase, 0660);
+      char byte = 0;
+      return database.Execute("BEGIN IMMEDIATE") && write(ready[1], "x", 1) == 1 &&
+             read(end_[0], &byte, 1) == 1 && database.Execute("COMMIT");
+    });
+    char byte = 0;
+    EXPECT_EQ(read(ready[0], &byte, 1), 1);
+  }
+
+  bool End() { return write(end_[1], "x", 1) == 1 && fakes::EndsWell(process_); }
+
+ private:
+  int end_[2];
+  pid_t process_;
+};
+
+/// Starts logins with the right password, and waits until each has begun.
+std::vector<pid_t> StartLogins(int count) {
+  std::vector<pid_t> logins;
+  logins.reserve(count);
+  for (int i = 0; i < count; ++i) {
+    logins.push_back(fakes::StartChild(
+        [] { return Visit(Login(kPassword)).outcome == SHARING_VISIT_LOGGED_IN; }));
+  }
+  const std::string all = std::to_string(count);
+  for (int i = 0; i < 500 && SqlValue(kAttempts, "SELECT COUNT(*) FROM attempt") != all;
+       ++i) {
+    usleep(10000);
+  }
+  EXPECT_EQ(SqlValue(kAttempts, "SELECT COUNT(*) FROM attempt"), all);
+  return logins;
+}
+
+bool IsToldToTryInSeconds(const VisitAnswer& answer) {
+  return answer.outcome == SHARING_VISIT_TRY_LATER && answer.retry_after <= 10;
+}
+
+TEST(Visit, FortyRightPasswordsAtOnce_AreAdmittedOrToldToTryInSeconds) {
+  Store(PasswordLink());
+  Writer writer;
+  const std::vector<pid_t> logins = StartLogins(30);
+
+  EXPECT_EQ(AtOnce(10, [](int) { return IsToldToTryInSeconds(Visit(Login(kPassword))); }),
+            10);
+
+  EXPECT_TRUE(writer.End());
+  EXPECT_EQ(std::count_if(logins.begin(), logins.end(), fakes::EndsWell), 30);
+  EXPECT_EQ(Outcome(Login(kPassword)), SHARING_VISIT_LOGGED_IN);
+}
+
+TEST(Visit, ThirtyLoginsAreKilled_TheNextIsAdmittedAfterHalfAMinute) {
+  Store(PasswordLink());
+  Writer writer;
+  for (const pid_t login : StartLogins(30)) {
+    ASSERT_EQ(kill(login, SIGKILL), 0);
+    EXPECT_FALSE(fakes::EndsWell(login));
+  }
+  EXPECT_TRUE(writer.End());
+
+  EXPECT_EQ(AtOnce(1, [](int) { return IsToldToTryInSeconds(Visit(Login(kPassword))); }),
+            1);
+  SqlValue(kAttempts, "UPDATE attempt SET at = at - 30");
+  EXPECT_EQ(Outcome(Login(kPassword)), SHARING_VISIT_LOGGED_IN);
+}
+
+TEST(Visit, ProcessIsToldToEnd_TheLoginIsFinishedFirst) {
+  Store(PasswordLink());
+  Writer writer;
+  const pid_t login = StartLogins(1).front();
+  ASSERT_EQ(kill(login, SIGTERM), 0);
+  EXPECT_TRUE(writer.End());
+
+  EXPECT_FALSE(fakes::EndsWell(login));
+  EXPECT_EQ(SqlValue(kAttempts, "SELECT COUNT(*) FROM attempt"), "0");
+  EXPECT_EQ(SqlValue(kDatabase, "SELECT COUNT(*) FROM session"), "1");
+}
+
 TEST(Visit, LinkOfAnotherApplication_IsMissing) {
   Entry link = PasswordLink();
   link.set_project_name("text");
@@ -259,7 +367,7 @@ TEST(Visit, EnvironmentAndInputOfTheProcess_AreNotThoseOfTheRequest) {
   link.set_protect_users({"alice"});
   Store(link);
   const Answer answer = InChild(system_test::SystemWithShadow(), [] {
-    const std::string form = "_sid=planted";
+    const std::string form = "_sid=foreign";
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) == -1 || dup2(ends[0], STDIN_FILENO) == -1 ||
         write(ends[1], form.data(), form.size()) == -1) {
@@ -281,7 +389,7 @@ TEST(Visit, EnvironmentAndInputOfTheProcess_AreNotThoseOfTheRequest) {
            getenv("QUERY_STRING");
   });
 
-  EXPECT_EQ(answer.text, "2 _sid=planted 198.51.100.1 _sid=a%0Ab");
+  EXPECT_EQ(answer.text, "2 _sid=foreign 198.51.100.1 _sid=a%0Ab");
   EXPECT_EQ(SqlValue(kDatabase, "SELECT ip FROM session"), "192.0.2.1");
 }
 

@@ -41,8 +41,8 @@ _vexosharing_options() {
 }
 
 _vexosharing() {
-  local subcommands='create share list show edit delete revoke rotate transfer purge visit check backup
-    restore export import block stats help'
+  local subcommands='create share list show edit delete revoke rotate transfer purge visit
+    check backup restore export import block stats help'
   local word=${COMP_WORDS[COMP_CWORD]}
   local before=${COMP_WORDS[COMP_CWORD - 1]}
   local subcommand=${COMP_WORDS[1]}

@@ -2,6 +2,7 @@
 
 #include <linux/capability.h>
 #include <sys/fsuid.h>
+#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -11,10 +12,9 @@
 #include <optional>
 
 namespace web {
-
 namespace {
 
-// setfsuid(2) and setfsgid(2) return the id of before and change nothing for this one.
+// setfsuid(2) and setfsgid(2) return the previous id and change nothing for this one.
 constexpr uid_t kNoUser = static_cast<uid_t>(-1);
 constexpr gid_t kNoGroup = static_cast<gid_t>(-1);
 
@@ -61,6 +61,7 @@ bool ReadsAnything() {
 AsOwner::AsOwner(const Owner& owner) : user_(FileUser()), group_(FileGroup()) {
   if (!MayChangeIds() || !GetGroups(&groups_) || !SetGroups(owner.groups)) return;
   switched_ = true;
+  prctl(PR_GET_PDEATHSIG, &signal_of_parent_);
   setfsgid(owner.group);
   setfsuid(owner.user);
   good_ = FileUser() == owner.user && FileGroup() == owner.group &&
@@ -77,6 +78,8 @@ AsOwner::~AsOwner() {
     syslog(LOG_AUTH | LOG_CRIT, "cannot restore the ids after reading as a link's owner");
     abort();
   }
+  // A change of ids also takes away the signal at the end of the parent process.
+  prctl(PR_SET_PDEATHSIG, signal_of_parent_);
   errno = reason;
 }
 

@@ -9,8 +9,8 @@
 namespace web {
 
 /// Makes the calling thread access files as the owner, with all the owner's groups and no
-/// right beyond, while it exists.  No other id changes.  Ends the program when the ids of
-/// before cannot be restored: it must not go on with another account's rights.
+/// right beyond, while it exists.  No other id changes.  Ends the program when the
+/// previous ids cannot be restored: it must not go on with another account's rights.
 class AsOwner {
  public:
   explicit AsOwner(const Owner& owner);
@@ -19,7 +19,7 @@ class AsOwner {
   ~AsOwner();
 
   /// False when the process may not become the owner; files are then accessed with the
-  /// rights of before or, when nothing but extra rights is wrong, with more than the
+  /// previous rights or, when nothing but extra rights is wrong, with more than the
   /// owner's.
   bool good() const { return good_; }
 
@@ -27,6 +27,7 @@ class AsOwner {
   std::vector<gid_t> groups_;
   uid_t user_ = 0;
   gid_t group_ = 0;
+  int signal_of_parent_ = 0;
   bool switched_ = false;
   bool good_ = false;
 };

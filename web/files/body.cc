@@ -6,12 +6,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <utility>
 
 #include "base/random_draw.h"
 #include "web/files/display_name.h"
 
 namespace web {
-
 namespace {
 
 /// Reads as many bytes as are wanted, fewer only at the end of the file.  -1, with the

@@ -6,7 +6,6 @@
 #include "web/files/http_date.h"
 
 namespace web {
-
 namespace {
 
 /// Removes the next entity tag of a list, without W/, from its front.  False when there
@@ -18,8 +17,9 @@ bool TakeTag(std::string_view* list, std::string_view* tag, bool* weak) {
   *weak = list->substr(0, 2) == "W/";
   if (*weak) list->remove_prefix(2);
   const size_t end = list->find('"', 1);
-  if (list->empty() || list->front() != '"' || end == std::string_view::npos)
+  if (list->empty() || list->front() != '"' || end == std::string_view::npos) {
     return false;
+  }
   *tag = list->substr(0, end + 1);
   list->remove_prefix(end + 1);
   return true;

@@ -2,13 +2,10 @@
 
 #include <utf8cpp/utf8.h>
 
-#include <iterator>
-
 #include "base/percent.h"
 #include "web/files/display_name.h"
 
 namespace web {
-
 namespace {
 
 /// The name in ASCII.  Quotes are left out, and so are percent signs, since some browsers

@@ -3,8 +3,9 @@
 #include <algorithm>
 #include <iterator>
 
-namespace web {
+#include "base/text.h"
 
+namespace web {
 namespace {
 
 struct Media {
@@ -36,14 +37,6 @@ constexpr std::string_view kTextEndings[] = {
 constexpr std::string_view kTextNames[] = {"readme", "license", "copying", "changelog",
                                            "makefile"};
 
-std::string Lower(std::string_view text) {
-  std::string lower(text);
-  for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z') c += 'a' - 'A';
-  }
-  return lower;
-}
-
 template <class List>
 bool Contains(const List& list, const std::string& text) {
   return std::find(std::begin(list), std::end(list), text) != std::end(list);
@@ -52,7 +45,7 @@ bool Contains(const List& list, const std::string& text) {
 }  // namespace
 
 ContentType ContentTypeOf(std::string_view name) {
-  const std::string lower = Lower(name);
+  const std::string lower = VEXO::base::ToLowerAscii(name);
   const size_t dot = lower.rfind('.');
   const std::string ending = dot == std::string::npos ? "" : lower.substr(dot + 1);
   for (const Media& media : kMedia) {

@@ -9,7 +9,6 @@
 #include "base/percent.h"
 
 namespace web {
-
 namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;

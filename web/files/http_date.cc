@@ -4,7 +4,6 @@
 #include <cstdio>
 
 namespace web {
-
 namespace {
 
 /// Whether all of the text has the form; then `parts` are its date and time.

@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <utility>
 
+#include "base/text.h"
+
 namespace web {
 
 namespace {
 
-char LowerAscii(char c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
-}
+using VEXO::base::ToLowerAscii;
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
@@ -37,8 +37,8 @@ int CompareNames(std::string_view left, std::string_view right) {
       if (order != 0) return order;
       continue;
     }
-    const auto a = static_cast<unsigned char>(LowerAscii(left.front()));
-    const auto b = static_cast<unsigned char>(LowerAscii(right.front()));
+    const auto a = static_cast<unsigned char>(ToLowerAscii(left.front()));
+    const auto b = static_cast<unsigned char>(ToLowerAscii(right.front()));
     if (a != b) return a < b ? -1 : 1;
     left.remove_prefix(1);
     right.remove_prefix(1);

@@ -9,10 +9,9 @@
 #include "base/account_state.h"
 
 namespace web {
-
 namespace {
 
-using VEXO::base::AccountState;
+using VEXO::base::ShadowState;
 using VEXO::base::StateOfAccount;
 
 constexpr size_t kLongestRecord = 1 << 20;
@@ -48,7 +47,7 @@ OwnerLookup FindOwner(uid_t user, time_t now, Owner* owner) {
     errno = reason;
     return reason == 0 || reason == ENOENT ? OwnerLookup::kGone : OwnerLookup::kFailed;
   }
-  if (StateOfAccount(record.pw_name, now) != AccountState::kActive) {
+  if (StateOfAccount(record.pw_name, now) != ShadowState::kActive) {
     return OwnerLookup::kGone;
   }
   owner->user = user;

@@ -13,6 +13,7 @@ struct Owner {
   gid_t group = 0;
   std::vector<gid_t> groups;  ///< all of them, the primary group included
 
+  /// Whether the account is in the group.
   bool IsIn(gid_t id) const;
 };
 

@@ -13,7 +13,6 @@
 #include "web/files/descriptor_path.h"
 
 namespace web {
-
 namespace {
 
 using VEXO::base::UniqueFd;

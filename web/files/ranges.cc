@@ -9,7 +9,6 @@
 #include "base/text.h"
 
 namespace web {
-
 namespace {
 
 using VEXO::base::Split;

@@ -9,14 +9,16 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <optional>
+#include <system_error>
 
+#include "base/never_shared.h"
 #include "web/files/as_owner.h"
 #include "web/files/descriptor_path.h"
 #include "web/files/owner_path.h"
 
 namespace web {
-
 namespace {
 
 using VEXO::base::UniqueFd;
@@ -134,6 +136,12 @@ OpenResult SharedTree::OpenRoot(const std::string& path) {
   if (!access.good()) return OpenResult::kFailed;
   const UniqueFd located = Locate(AT_FDCWD, path, 0, 0);
   if (!located) return ResultOf(errno);
+  std::error_code failure;
+  const auto real_path =
+      std::filesystem::read_symlink(DescriptorPath(located.get()), failure);
+  if (failure) return OpenResult::kFailed;
+  if (!VEXO::base::FolderNeverShared(real_path.native()).empty())
+    return OpenResult::kAbsent;
   struct stat status = {};
   const OpenResult result = Examine(located.get(), &status);
   if (result != OpenResult::kOpened) return result;

@@ -30,8 +30,7 @@ struct NodeInfo {
 
 /// An open file or folder of a shared tree.
 struct Node {
-  std::string
-      path;  ///< from the root of the tree, names separated by /; empty for the root
+  std::string path;  ///< from the root of the tree; empty for the root
   NodeInfo info;
   VEXO::base::UniqueFd fd;  ///< open for reading; its position is of no account
 };
@@ -42,7 +41,7 @@ enum class OpenResult {
   kFailed,  ///< may exist; the reason is in errno
 };
 
-/// Folders below each other that a path may have.
+/// Largest number of names in a path.
 inline constexpr int kMaxDepth = 64;
 
 /// The file or folder that a link shares, and everything below it.  Nothing outside is
@@ -53,8 +52,8 @@ inline constexpr int kMaxDepth = 64;
 /// What the owner may not read does not exist either.  Where the process may become the
 /// owner, it opens everything as owner, with all the owner's groups.  Otherwise the mode
 /// bits of every folder on the way must admit the owner as well as the process; an access
-/// control list (acl(5)) then counts as a refusal.  The ids of the process are those of
-/// before when a function returns.  Only one thread at a time may use the class.
+/// control list (acl(5)) then counts as a refusal.  The previous ids are in force again
+/// when a function returns.  Only one thread at a time may use the class.
 class SharedTree {
  public:
   /// Opens the shared file or folder itself.  kAbsent: it is gone, or was never usable.
@@ -122,6 +121,7 @@ class FolderReader {
     kEnd,
     kFailed,  ///< the reason is in errno
   };
+  /// Reads the next entry into `entry`, which is unchanged unless kEntry is returned.
   Step Next(FolderEntry* entry);
 
  private:

@@ -3,10 +3,10 @@
 #include <archive.h>
 #include <archive_entry.h>
 #include <dlfcn.h>
-#include <locale.h>
 #include <syslog.h>
 
 #include <algorithm>
+#include <clocale>
 #include <string_view>
 #include <type_traits>
 
@@ -14,7 +14,6 @@
 #include "web/files/listing.h"
 
 namespace web {
-
 namespace {
 
 constexpr char kLibrary[] = "libarchive.so.13";

@@ -82,7 +82,7 @@ std::string ProblemText(LoginPage::Problem problem) {
     case LoginPage::Problem::kPasswordWrong:
       return Translate("The password is wrong.");
     case LoginPage::Problem::kCredentialsWrong:
-      return Translate("User name or password is wrong.");
+      return Translate("The user name or password is wrong.");
     default:
       return "";
   }
@@ -107,8 +107,9 @@ data HeaderValues(const std::string& heading, const std::vector<Crumb>& crumbs,
     const std::string time = FormatTimeAndZone(facts.expires);
     values.set("expires", time);
   }
-  if (facts.uses)
+  if (facts.uses) {
     values.set("uses", Count("{count} use left", "{count} uses left", *facts.uses));
+  }
   values.set("has_session", facts.has_session);
   SetUnlessEmpty(&values, "address", facts.address);
   const QrCode code = DrawQrCode(facts.address);
@@ -139,7 +140,7 @@ data ColumnValues(const FolderPage& page) {
   const std::pair<SortKey, std::string> columns[] = {
       {SortKey::kName, Translate("Name")},
       {SortKey::kSize, Translate("Size")},
-      {SortKey::kTime, Translate("Changed")}};
+      {SortKey::kTime, Translate("Modified")}};
   data list(data::type::list);
   for (const auto& [key, label] : columns) {
     const bool current = page.query.sort == key;
@@ -184,7 +185,7 @@ std::string TotalText(const FolderPage& page) {
   const Listing& listing = page.listing;
   if (listing.folders + listing.files == 0) {
     return page.query.search.empty() ? Translate("This folder is empty.")
-                                     : Translate("No name contains this text.");
+                                     : Translate("No names contain this text.");
   }
   std::string folders = Count("{count} folder", "{count} folders", listing.folders);
   if (listing.files == 0) return folders;

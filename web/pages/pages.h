@@ -12,8 +12,8 @@
 
 namespace web {
 
-/// The pages, in the current language (language.h).  Texts of links and of visitors, and
-/// names of files, are passed as they are: the pages escape them.
+// The pages, in the current language (language.h).  Texts of links and of visitors, and
+// names of files, are passed as they are: the pages escape them.
 
 /// The form that asks for a password or an account.
 struct LoginPage {
@@ -44,6 +44,7 @@ struct Crumb {
   std::string href;
 };
 
+/// The page of a folder.
 struct FolderPage {
   std::string heading;
   std::vector<Crumb> crumbs;
@@ -54,6 +55,7 @@ struct FolderPage {
   size_t depth = 0;  ///< folders that the page is below the root of the link
 };
 
+/// The page of a file, with its preview.
 struct FilePage {
   std::string heading;
   std::vector<Crumb> crumbs;
@@ -85,6 +87,7 @@ enum class Message {
   kFailed,
 };
 
+/// Each returns a whole page as HTML.
 std::string RenderLogin(const LoginPage& page);
 std::string RenderOpen(const std::string& title);
 std::string RenderFolder(const FolderPage& page);

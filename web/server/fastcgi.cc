@@ -10,17 +10,22 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
+#include <condition_variable>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include "base/wipe.h"
 #include "web/pages/pages.h"
 #include "web/server/exchange.h"
 #include "web/server/stop.h"
+#include "web/server/workers.h"
 
 namespace web {
 namespace {
@@ -32,6 +37,9 @@ constexpr std::uint64_t kLargestOwnBody = 128 << 10;
 // How long a write to the server may take: in the worker, and in a child.
 constexpr time_t kWorkerPatience = 5;
 constexpr time_t kChildPatience = 600;
+
+// How long a form may take until another worker is started.
+constexpr std::chrono::milliseconds kFastForm{100};
 
 void SetPatience(int socket, time_t seconds) {
   const timeval time = {seconds, 0};
@@ -47,11 +55,55 @@ class Children {
     const auto ended = [](pid_t child) { return waitpid(child, nullptr, WNOHANG) != 0; };
     pids_.erase(std::remove_if(pids_.begin(), pids_.end(), ended), pids_.end());
   }
+  /// Waits until all have ended, or a signal arrives.
+  void Wait() {
+    while (!pids_.empty() && waitpid(pids_.back(), nullptr, 0) != -1) pids_.pop_back();
+  }
   void Add(pid_t child) { pids_.push_back(child); }
   size_t size() const { return pids_.size(); }
 
  private:
   std::vector<pid_t> pids_;
+};
+
+/// While it exists, a worker that waits for a form asks for another one in its place.
+class SlowFormWatch {
+ public:
+  SlowFormWatch() {
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);  // the thread of the worker gets them
+    thread_ = std::thread([this] { Watch(); });
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  }
+  SlowFormWatch(const SlowFormWatch&) = delete;
+  SlowFormWatch& operator=(const SlowFormWatch&) = delete;
+  ~SlowFormWatch() { Stop(); }
+
+  /// Ends the watch.  Returns whether the worker was replaced.
+  bool Stop() {
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      read_ = true;
+    }
+    changed_.notify_one();
+    if (thread_.joinable()) thread_.join();
+    return replaced_;
+  }
+
+ private:
+  void Watch() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    replaced_ = !changed_.wait_for(lock, kFastForm, [this] { return read_; });
+    if (replaced_) AskForReplacement();
+  }
+
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  bool read_ = false;
+  bool replaced_ = false;
+  std::thread thread_;
 };
 
 /// Reads the form, at most `limit` bytes and one more.
@@ -63,6 +115,7 @@ std::optional<std::string> ReadInput(FCGX_Stream* input, size_t limit) {
     const int byte = FCGX_GetChar(input);
     if (byte == EOF) break;
     body += static_cast<char>(byte);
+    input->rdNext[-1] = 0;  // the password stays in the buffer of the library otherwise
     if (deadline.MillisecondsLeft() == 0) break;
   }
   if (FCGX_GetError(input) == 0 && deadline.MillisecondsLeft() > 0) return body;
@@ -78,16 +131,19 @@ class Worker {
   int Serve();
 
  private:
-  void AnswerOne();
+  /// False when the worker is of no more use.
+  bool AnswerOne();
   bool NeedsChild(const Variables& variables, const Response& response) const;
   bool SendByChild(const Variables& variables, const Response& response);
   bool Send(const Variables& variables, const Response& response);
+  void Finish(bool sent);
   void BreakOff();
 
   const Handler& handler_;
   const size_t downloads_;
   FCGX_Request request_ = {};
   Children children_;
+  bool replaced_ = false;
 };
 
 int Worker::Serve() {
@@ -96,31 +152,35 @@ int Worker::Serve() {
     children_.Reap();
     const int result = FCGX_Accept_r(&request_);
     if (result == 0) {
-      AnswerOne();
+      if (!AnswerOne()) return EXIT_FAILURE;
+      if (replaced_) break;
     } else if (!IsStopping() && result != -EINTR) {
       syslog(LOG_ERR, "cannot accept a connection of the web server: %s",
              strerror(result < 0 ? -result : errno));
       return EXIT_FAILURE;
     }
   }
+  if (!IsStopping()) children_.Wait();
   return EXIT_SUCCESS;
 }
 
-void Worker::AnswerOne() {
+bool Worker::AnswerOne() {
   SetPatience(request_.ipcFd, kWorkerPatience);
   const Variables variables(request_.envp);
   const Response response = AnswerSafely(handler_, variables, [this](size_t limit) {
-    return ReadInput(request_.in, limit);
+    SlowFormWatch watch;
+    std::optional<std::string> form = ReadInput(request_.in, limit);
+    replaced_ = watch.Stop();
+    return form;
   });
   if (!NeedsChild(variables, response)) {
-    if (!Send(variables, response)) return BreakOff();
-    FCGX_Finish_r(&request_);
+    Finish(Send(variables, response));
   } else if (!SendByChild(variables, response)) {
     Response busy = MakePage(503, RenderMessage(Message::kTryLater));
     busy.Add("Retry-After", "10");
-    if (!Send(variables, busy)) return BreakOff();
-    FCGX_Finish_r(&request_);
+    Finish(Send(variables, busy));
   }
+  return response.status != 503 || Handler::CanLookUp();
 }
 
 bool Worker::NeedsChild(const Variables& variables, const Response& response) const {
@@ -135,6 +195,15 @@ bool Worker::Send(const Variables& variables, const Response& response) {
            static_cast<int>(piece.size());
   });
   return sent && FCGX_FFlush(request_.out) == 0;
+}
+
+/// Ends the request, or breaks off an answer that was not sent to its end.
+void Worker::Finish(bool sent) {
+  if (sent) {
+    FCGX_Finish_r(&request_);
+  } else {
+    BreakOff();
+  }
 }
 
 /// Ends the connection without the record that ends a request, so that the server does

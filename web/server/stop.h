@@ -6,6 +6,7 @@ namespace web {
 /// is in, instead of the process.
 void CatchStopSignals();
 
+/// Whether SIGTERM or SIGINT has arrived.
 bool IsStopping();
 
 }  // namespace web

@@ -14,6 +14,7 @@ namespace web {
 namespace {
 
 constexpr timespec kPauseOfStart = {1, 0};
+constexpr size_t kMostWaiting = 64;
 constexpr timespec kPauseOfStop = {0, 50L * 1000 * 1000};
 
 /// The signals that the parent waits for: blocked, so that none comes too early.
@@ -25,6 +26,7 @@ class Signals {
     sigaddset(&stop_, SIGINT);
     all_ = stop_;
     sigaddset(&all_, SIGCHLD);
+    sigaddset(&all_, SIGRTMIN);
     sigprocmask(SIG_BLOCK, &all_, &before_);
   }
   Signals(const Signals&) = delete;
@@ -32,12 +34,13 @@ class Signals {
   ~Signals() { Restore(); }
 
   void Restore() const { sigprocmask(SIG_SETMASK, &before_, nullptr); }
-  /// Waits until a child has ended, or the process is to stop.  True for the latter.
-  bool WaitForStop() const {
-    const int signal = sigwaitinfo(&all_, nullptr);
-    return signal == SIGTERM || signal == SIGINT;
+  /// Waits until a worker has ended or waits itself, or the process is to stop.
+  siginfo_t Wait() const {
+    siginfo_t signal = {};
+    sigwaitinfo(&all_, &signal);
+    return signal;
   }
-  /// The same for at most this time, and not for children.
+  /// Waits for at most this time.  True when the process is to stop.
   bool WaitForStop(const timespec& time) const {
     return sigtimedwait(&stop_, nullptr, &time) != -1;
   }
@@ -61,36 +64,55 @@ pid_t Start(const std::function<int()>& work, const Signals& signals) {
   return worker;
 }
 
-/// Forgets the workers that have ended.
-void Reap(std::set<pid_t>* workers) {
-  for (pid_t ended = 1; ended > 0;) {
-    ended = waitpid(-1, nullptr, WNOHANG);
-    workers->erase(ended);
+struct Workers {
+  std::set<pid_t> serving;
+  std::set<pid_t> waiting;  ///< replaced already; they end after their request
+
+  /// Forgets those that have ended.
+  void Reap() {
+    for (pid_t ended = 1; ended > 0;) {
+      ended = waitpid(-1, nullptr, WNOHANG);
+      serving.erase(ended);
+      waiting.erase(ended);
+    }
   }
-}
+};
 
 }  // namespace
 
 void RunWorkers(int count, const std::function<int()>& work) {
   const Signals signals;
-  std::set<pid_t> workers;
+  Workers workers;
   for (bool stopping = false; !stopping;) {
-    while (workers.size() < static_cast<size_t>(count)) {
+    while (workers.serving.size() < static_cast<size_t>(count)) {
       const pid_t worker = Start(work, signals);
       if (worker == -1) break;
-      workers.insert(worker);
+      workers.serving.insert(worker);
     }
-    const bool all_run = workers.size() == static_cast<size_t>(count);
+    if (workers.serving.size() == static_cast<size_t>(count)) {
+      const siginfo_t signal = signals.Wait();
+      stopping = signal.si_signo == SIGTERM || signal.si_signo == SIGINT;
+      if (signal.si_signo == SIGRTMIN && workers.waiting.size() < kMostWaiting &&
+          workers.serving.erase(signal.si_pid) == 1) {
+        workers.waiting.insert(signal.si_pid);
+        continue;
+      }
+    }
+    workers.Reap();
     // The pause is for workers that fail at once, or cannot be started.
-    stopping = (all_run && signals.WaitForStop()) || signals.WaitForStop(kPauseOfStart);
-    Reap(&workers);
+    if (workers.serving.size() < static_cast<size_t>(count) && !stopping) {
+      stopping = signals.WaitForStop(kPauseOfStart);
+    }
   }
   // Again and again: a worker may have been about to wait when the signal came.
-  while (!workers.empty()) {
-    for (const pid_t worker : workers) kill(worker, SIGTERM);
+  workers.serving.merge(workers.waiting);
+  while (!workers.serving.empty()) {
+    for (const pid_t worker : workers.serving) kill(worker, SIGTERM);
     signals.WaitForStop(kPauseOfStop);
-    Reap(&workers);
+    workers.Reap();
   }
 }
+
+void AskForReplacement() { sigqueue(getppid(), SIGRTMIN, {}); }
 
 }  // namespace web

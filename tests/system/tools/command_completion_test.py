@@ -14,7 +14,8 @@ from command_support import CommandTest
 
 SCRIPT = pathlib.Path(__file__).parents[3] / "tools/vexosharing/completion.bash"
 SUBCOMMANDS = ["create", "share", "list", "show", "edit", "delete", "revoke", "rotate", "transfer",
-               "purge", "visit", "check", "backup", "restore", "export", "import", "block", "stats", "help"]
+               "purge", "visit", "check", "backup", "restore", "export", "import", "block", "stats",
+               "help"]
 
 
 class Shell:

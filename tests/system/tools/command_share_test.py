@@ -10,6 +10,7 @@ import command_support
 from command_support import AS_ALICE, DATABASE, DONE, REFUSED, WRONG_CALL, CommandTest
 
 ALICE, BOB = 5001, 5002
+AS_SYSTEM = {"user": 1, "group": 1, "extra_groups": []}
 DAY = 24 * 3600
 
 
@@ -112,7 +113,8 @@ class Share(CommandTest):
         for path, folder in (("/proc", "/proc"), ("/proc/version", "/proc"),
                              ("/sys/kernel", "/sys"), ("/dev/shm", "/dev"),
                              ("/usr/vexo/etc", "/usr/vexo/etc"), (secret, "/usr/vexo/etc"),
-                             (inside, "/usr/vexo/etc")):
+                             (inside, "/usr/vexo/etc"), ("/usr/vexo", "/usr/vexo/etc"),
+                             ("/", "/proc")):
             self.assertIn(f"{path}: {folder} cannot be shared",
                           self.refused(path, "--owner", "alice"))
 
@@ -164,10 +166,15 @@ class Share(CommandTest):
         path = self.file("a.txt")
 
         self.assertIn("PATH", self.refused(status=WRONG_CALL))
-        self.assertIn('"path" is set to PATH',
+        self.assertIn('--app must not contain "path": PATH sets it',
                       self.refused(path, "--app", '{"path":"/etc"}', status=WRONG_CALL))
         self.assertIn("--project", self.refused(path, "--project", "a", status=WRONG_CALL))
         self.assertIn("--no-match-ip", self.refused(path, "--no-match-ip", status=WRONG_CALL))
+
+    def test_system_account_shares_for_itself_only(self):
+        path = self.file("a.txt", mode=0o644)
+        self.assertIn("only root can share it for alice",
+                      self.refused(path, "--owner", "alice", **AS_SYSTEM))
 
     def test_other_accounts_cannot_share(self):
         self.assertEqual(self.call("share", self.file("a.txt"), **AS_ALICE).returncode,

@@ -54,7 +54,9 @@ class AddressTest(WebTest):
         for target in ("/%zz", "/%", "/%4", "/a%00b", "/?q=%zz", "/?%00", "/?q=%"):
             with self.subTest(target):
                 answer = self.visitor.get(self.link + target)
-                self.assertEqual(answer.status, 400)
+                # Apache refuses a NUL in a path itself, as an unknown address.
+                by_apache = target == "/a%00b" and "BASE" in os.environ
+                self.assertIn(answer.status, (400, 404) if by_apache else (400,))
         self.assertEqual(self.visitor.send("POST", self.link, b"password=%zz").status, 400)
         self.assertEqual(self.visitor.send("POST", self.link, b"password=%00").status, 400)
 
@@ -65,6 +67,11 @@ class AddressTest(WebTest):
             with self.subTest(size):
                 body = prefix + b"y" * (size - len(prefix))
                 self.assertEqual(self.visitor.send("POST", link, body).status, status)
+
+    @needs_program
+    def test_form_that_is_too_long_is_not_even_read(self):
+        answer = self.visitor.send("POST", self.link, b"x", content_length=str(1 << 62))
+        self.assertEqual(answer.status, 413)
 
     def test_form_of_another_type_is_refused(self):
         for kind in ("multipart/form-data; boundary=x", "text/plain", "application/json"):
@@ -108,12 +115,17 @@ class AddressTest(WebTest):
 
     def test_head_has_the_headers_of_get_and_no_body(self):
         private = self.share(password="x")
+        with_length = (self.link + "/notes.txt",)
         for target in (self.link, self.link + "/", self.link + "/notes.txt",
                        self.link + "/notes.txt?view", self.link + "/?zip",
                        self.link + "/none", private + "/notes.txt", "/sharing/none"):
             with self.subTest(target):
                 get, head = self.visitor.get(target), self.visitor.head(target)
-                changing = ("date", "connection", "transfer-encoding", "server")
+                changing = ["date", "connection", "transfer-encoding", "server"]
+                # Servers may add a length to an answer that they have whole: not to HEAD.
+                if head.header("Content-Length") is None and "BASE" in os.environ:
+                    self.assertNotIn(target, with_length)
+                    changing.append("content-length")
 
                 def kept(answer):
                     return sorted((name.lower(), value) for name, value in answer.headers
@@ -129,7 +141,7 @@ class AddressTest(WebTest):
             self.visitor.get(target) for target in (
                 self.link, self.link + "/", self.link + "/notes.txt", self.link + "/none",
                 self.link + "/notes.txt?view", self.link + "/?zip", private, "/sharing/none",
-                self.link + "/%zz")]
+                self.link + "/?q=%zz")]
         answers.append(self.visitor.send("PUT", self.link))
         answers.append(self.visitor.get(self.link + "/notes.txt", range="bytes=1-2"))
         answers.append(self.visitor.get(self.link + "/notes.txt", range="bytes=99-"))
@@ -155,7 +167,7 @@ class AddressTest(WebTest):
                                   "media-src 'self'", "frame-src 'self'",
                                   "form-action 'self'", "base-uri 'none'",
                                   "frame-ancestors 'none'"])
-        self.assertEqual(answer.header("Vary"), "Accept-Language, Cookie")
+        self.assertEqual(answer.header("Vary").replace(" ", ""), "Accept-Language,Cookie")
         self.assertEqual(answer.header("Accept-Ranges"), "none")
         self.assertEqual(answer.header("Content-Language"), "en")
 
@@ -201,6 +213,16 @@ class PrefixTest(WebTest):
         link = self.share(password="x")
         self.assertEqual(self.cookie_path("", "192.0.2.9", link), "Path=" + link)
         self.assertEqual(self.cookie_path("", "share.example.org", link), "Path=" + link)
+
+    def test_form_of_the_base_is_accepted_whatever_host_the_request_names(self):
+        self.configure("base = https://share.example.org:5001/nas\n")
+        link = self.share(password="x")
+        for origin, status in (("https://share.example.org", 403),
+                               ("https://share.example.org:5001", 303)):
+            with self.subTest(origin):
+                headers = {"origin": origin, "host": "192.0.2.9:8080"}
+                answer = self.visitor.post(link, headers, password="x")
+                self.assertEqual(answer.status, status)
 
     def test_unreadable_configuration_ends_the_program(self):
         os.mkdir(self.CONFIGURATION)

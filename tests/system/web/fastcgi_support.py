@@ -39,14 +39,15 @@ class Connection:
     def __exit__(self, *_):
         self.socket.close()
 
-    def send(self, variables, body=b""):
+    def send(self, variables, body=b"", begin=b""):
+        """Sends a request.  The variables of `begin` are coded already."""
         self.socket.sendall(record(BEGIN, struct.pack(">HB5x", 1, 0)))
-        coded = pairs(variables)
-        for begin in range(0, len(coded), 60000):
-            self.socket.sendall(record(PARAMS, coded[begin:begin + 60000]))
+        coded = begin + pairs(variables)
+        for start in range(0, len(coded), 60000):
+            self.socket.sendall(record(PARAMS, coded[start:start + 60000]))
         self.socket.sendall(record(PARAMS))
-        for begin in range(0, len(body), 60000):
-            self.socket.sendall(record(STDIN, body[begin:begin + 60000]))
+        for start in range(0, len(body), 60000):
+            self.socket.sendall(record(STDIN, body[start:start + 60000]))
 
     def finish(self):
         """Ends the request, and reads its answer to the end."""
@@ -57,7 +58,10 @@ class Connection:
 
     def read_some(self, size=1 << 20):
         """Reads once.  False at the end of the connection."""
-        got = self.socket.recv(size)
+        try:
+            got = self.socket.recv(size)
+        except ConnectionResetError:  # cut off, with a part of the request unread
+            got = b""
         self.data += got
         begin = 0
         while len(self.data) - begin >= 8:
@@ -74,7 +78,7 @@ class Connection:
 
 
 class FastCgiTransport(CgiTransport):
-    """Runs the program as FastCGI server on a socket of the file system."""
+    """Runs the program as a FastCGI server on a socket of the file system."""
 
     def __init__(self, folder, **account):
         super().__init__(**account)
@@ -120,6 +124,20 @@ def memory(process):
     """The most memory that the process has had, in kB."""
     with open(f"/proc/{process}/status", encoding="ascii") as file:
         return next(int(line.split()[1]) for line in file if line.startswith("VmHWM:"))
+
+
+def written_memory(process):
+    """What is in the memory that the process may write."""
+    found = b""
+    with open(f"/proc/{process}/maps", encoding="ascii") as maps, \
+            open(f"/proc/{process}/mem", "rb", 0) as memory_file:
+        for line in maps:
+            area, rights, *_ = line.split()
+            if rights.startswith("rw"):
+                begin, end = (int(text, 16) for text in area.split("-"))
+                memory_file.seek(begin)
+                found += memory_file.read(end - begin)
+    return found
 
 
 def is_running(process):

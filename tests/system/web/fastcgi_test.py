@@ -1,12 +1,16 @@
-"""The program as FastCGI server."""
+"""The program as a FastCGI server."""
 
 import os
+import select
 import signal
+import threading
 
-from fastcgi_support import (FastCgiTransport, children, is_running, is_sanitized, memory,
-                             wait_until)
-from web_support import PASSWORD, CgiTransport, Visitor, WebTest, main, needs_program
+from fastcgi_support import (STDIN, FastCgiTransport, children, is_running, is_sanitized,
+                             memory, pairs, record, wait_until, written_memory)
+from web_support import (PASSWORD, PRIVATE, CgiTransport, Visitor, WebTest, main,
+                         needs_program, parse_answer)
 
+DATABASE = PRIVATE / "session/sharing/sharing.db"
 SETTINGS = "/usr/vexo/etc/web.conf"
 LARGEST_MEMORY = 32 << 10  # kB
 
@@ -30,12 +34,12 @@ class FastCgiTest(WebTest):
             self.server.stop()
         self.server.listener.close()
 
-    def stalled(self, link, name):
-        """A connection whose visitor has read only the beginning of a file."""
+    def stalled(self, link, name, **headers):
+        """A connection whose visitor has read only the beginning of a body."""
         connection = self.server.connect()
         self.addCleanup(connection.socket.close)
         connection.send(self.server.environment(
-            "GET", f"{link}/{name}", {"Host": "x"}, self.visitor.address))
+            "GET", f"{link}/{name}", {"Host": "x", **headers}, self.visitor.address))
         connection.socket.sendall(b"\x01\x05\x00\x01\x00\x00\x00\x00")
         connection.read_some(1)
         return connection
@@ -68,6 +72,23 @@ class OneWorkerTest(FastCgiTest):
         answer = stranger.post(link, password=PASSWORD)
         self.assertNotIn("Secure", answer.header("Set-Cookie"))
         self.assertEqual(stranger.get(link + "/").header("Content-Language"), "en")
+
+    def test_variable_that_is_there_twice_is_a_bad_request(self):
+        variables = self.server.environment(
+            "GET", self.share() + "/", {"X-Forwarded-For": "192.0.2.1"}, self.visitor.address)
+        with self.server.connect() as connection:
+            connection.send(variables, begin=pairs({"HTTP_X_FORWARDED_FOR": b"192.0.2.2"}))
+            self.assertEqual(connection.finish().status, 400)
+
+    def test_password_does_not_stay_in_memory(self):
+        if is_sanitized():
+            self.skipTest("the sanitizer keeps freed memory")
+        secret = "never-seen-before-4711"
+        link = self.share(password=secret)
+        self.assertEqual(self.visitor.post(link, password=secret).status, 303)
+        self.assertEqual(self.visitor.get(link + "/").status, 200)
+        (worker,) = self.server.workers()
+        self.assertNotIn(secret.encode(), written_memory(worker))
 
     def test_addresses_are_those_of_each_request(self):
         link = self.share(password=PASSWORD)
@@ -130,6 +151,35 @@ class OneWorkerTest(FastCgiTest):
         self.assertFalse(connection.ended)
         self.assertLess(len(connection.output), 64 << 20)
 
+    def test_small_body_that_cannot_be_sent_whole_is_not_ended(self):
+        size = 100 << 10  # the worker sends it without a child
+        path = self.write("small.bin", bytes(size))
+        link = self.share()
+        done = threading.Event()
+
+        def resize():
+            while not done.is_set():
+                os.truncate(path, 0)
+                os.truncate(path, size)
+        thread = threading.Thread(target=resize)
+        thread.start()
+        self.addCleanup(thread.join)
+        self.addCleanup(done.set)
+        cut_off = 0
+        for _ in range(1000):
+            with self.server.connect() as connection:
+                connection.send(self.server.environment(
+                    "GET", link + "/small.bin", {"Host": "x"}, self.visitor.address))
+                connection.socket.sendall(b"\x01\x05\x00\x01\x00\x00\x00\x00")
+                while connection.read_some():
+                    pass
+                if connection.ended:
+                    answer = parse_answer(bytes(connection.output), False)
+                    self.assertEqual(len(answer.body), int(answer.header("Content-Length")))
+                else:
+                    cut_off += 1
+        self.assertGreater(cut_off, 0)
+
     def test_body_that_does_not_arrive_ends_the_request(self):
         link = self.share(password=PASSWORD)
         connection = self.server.connect()
@@ -165,10 +215,27 @@ class OneWorkerTest(FastCgiTest):
                        "/text.txt?view", "/large.bin", "/?zip", "/many/?zip",
                        "/" + "x/" * 3000, "/many/?q=" + "y" * 4000, "/?q=0&below"):
             self.visitor.get(link + target, accept_language="de," * 1000)
-        self.visitor.send("POST", link, bytes(4 << 20))
+        self.visitor.send("POST", link, bytes(64 << 20))
         self.assertEqual(self.visitor.get(link + "/").status, 200)
         (worker,) = self.server.workers()
         self.assertLess(memory(worker), LARGEST_MEMORY)
+
+    def test_memory_of_a_download_is_bounded(self):
+        if is_sanitized():
+            self.skipTest("the sanitizer's own memory would be measured")
+        self.write("large.bin", bytes(64 << 20))
+        link = self.share()
+        for name, headers in (("large.bin", {}), ("?zip", {}),
+                              ("large.bin", {"Range": "bytes=0-29999999,30000001-59999999"})):
+            with self.subTest(name, **headers):
+                connection = self.stalled(link, name, **headers)
+                while len(connection.output) < 48 << 20:
+                    connection.read_some()
+                (worker,) = self.server.workers()
+                (child,) = filter(is_running, children(worker))
+                self.assertLess(memory(child), LARGEST_MEMORY)
+                connection.socket.close()
+                wait_until(lambda child=child: not is_running(child))
 
 
 class WorkersTest(FastCgiTest):
@@ -181,6 +248,42 @@ class WorkersTest(FastCgiTest):
         wait_until(lambda: first[0] not in self.server.workers()
                    and len(self.server.workers()) == 3)
         self.assertEqual(self.visitor.get(self.share() + "/").page, "folder")
+
+    def test_database_that_could_not_be_opened_is_opened_again(self):
+        link = self.share()
+        moved = DATABASE.with_suffix(".moved")
+        os.rename(DATABASE, moved)
+        DATABASE.mkdir()
+        try:
+            for _ in range(3):
+                self.assertEqual(self.visitor.get(link + "/").status, 503)
+        finally:
+            DATABASE.rmdir()
+            os.rename(moved, DATABASE)
+        for _ in range(6):
+            wait_until(lambda: len(self.server.workers()) == 3)
+            self.assertEqual(self.visitor.get(link + "/").status, 200)
+
+    def test_forms_that_do_not_arrive_keep_nobody_waiting(self):
+        link = self.share(password=PASSWORD)
+        waiting = [self.unfinished_form(link) for _ in range(12)]
+        for _ in range(6):
+            self.assertEqual(Visitor(self.server).get(link + "/").status, 401)
+        self.assertEqual(select.select([form.socket for form in waiting], [], [], 0)[0], [])
+        for form in waiting:
+            form.socket.sendall(record(STDIN, b"word=" + PASSWORD.encode().replace(b" ", b"+")))
+            self.assertEqual(form.finish().status, 303)
+        wait_until(lambda: len(self.server.workers()) == 3)
+        self.assertEqual(self.visitor.get(link + "/").status, 401)
+
+    def unfinished_form(self, link):
+        connection = self.server.connect()
+        self.addCleanup(connection.socket.close)
+        headers = {"Host": "x", "Content-Type": "application/x-www-form-urlencoded",
+                   "Content-Length": str(len("password=" + PASSWORD))}
+        connection.send(self.server.environment("POST", link, headers,
+                                                self.new_visitor().address), b"pass")
+        return connection
 
     def test_termination_ends_all_processes(self):
         wait_until(lambda: len(self.server.workers()) == 3)

@@ -4,7 +4,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <linux/capability.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <sys/fsuid.h>
+#include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -12,6 +15,9 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
+#include <csignal>
+#include <cstddef>
+#include <functional>
 #include <sstream>
 #include <vector>
 
@@ -20,8 +26,6 @@
 
 using system_test::Account;
 using system_test::InChild;
-using testing::Contains;
-using testing::Not;
 using web::FolderEntry;
 using web::FolderReader;
 using web::Node;
@@ -100,8 +104,9 @@ std::string With(const Account& account, uid_t user, const std::string& share,
   return InChild(account,
                  [&]() -> std::string {
                    Owner owner;
-                   if (FindOwner(user, kNow, &owner) != OwnerLookup::kFound)
+                   if (FindOwner(user, kNow, &owner) != OwnerLookup::kFound) {
                      return "no owner";
+                   }
                    std::unique_ptr<SharedTree> tree;
                    switch (SharedTree::Open({share, false}, owner, &tree)) {
                      case OpenResult::kOpened:
@@ -141,6 +146,9 @@ std::string Ids() {
   ids << users[0] << users[1] << users[2] << setfsuid(-1) << " " << groups[0] << groups[1]
       << groups[2] << setfsgid(-1) << ":";
   for (const gid_t other : others) ids << " " << other;
+  int signal_of_parent = 0;
+  prctl(PR_GET_PDEATHSIG, &signal_of_parent);
+  ids << " " << signal_of_parent;
   return ids.str();
 }
 
@@ -155,17 +163,39 @@ bool KeepCapabilities(unsigned int rights) {
   return syscall(SYS_capset, &header, data) == 0;
 }
 
-std::string GetWithCapabilities(unsigned int rights, const std::string& path) {
+/// Makes the kernel end the process when it calls setgroups(2).
+bool EndOnSetgroups() {
+  sock_filter filter[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+                          BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_setgroups, 0, 1),
+                          BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_KILL_PROCESS),
+                          BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
+  const sock_fprog program = {4, filter};
+  return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+         prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+}
+
+/// Runs `use` on alice's share in a process with these capabilities, which calls
+/// `prepare` first.
+std::string WithCapabilities(
+    unsigned int rights, const std::function<std::string(const SharedTree&)>& use,
+    const std::function<bool()>& prepare = [] { return true; }) {
   return With(system_test::Root(), kAlice, kShare, [&](const SharedTree&) -> std::string {
-    if (!KeepCapabilities(rights)) return "no capabilities";
+    if (!KeepCapabilities(rights) || !prepare()) return "not prepared";
     Owner owner;
     std::unique_ptr<SharedTree> tree;
     if (FindOwner(kAlice, kNow, &owner) != OwnerLookup::kFound ||
         SharedTree::Open({kShare, false}, owner, &tree) != OpenResult::kOpened) {
       return "gone";
     }
-    return Get(*tree, path);
+    return use(*tree);
   });
+}
+
+std::string GetWithCapabilities(
+    unsigned int rights, const std::string& path,
+    const std::function<bool()>& prepare = [] { return true; }) {
+  return WithCapabilities(
+      rights, [&path](const SharedTree& tree) { return Get(tree, path); }, prepare);
 }
 
 class OwnerRights : public testing::Test {
@@ -352,12 +382,22 @@ TEST_F(OwnerRights, Root_ReadsWhatTheProcessMayRead) {
   EXPECT_EQ(With(system_test::System(), 0, kShare, get), "absent file");
 }
 
+TEST_F(OwnerRights, MountedFilesOfTheKernel_AreAbsent) {
+  MakeFolder(In("jail"));
+  ASSERT_EQ(mount("/proc", In("jail").c_str(), nullptr, MS_BIND, nullptr), 0);
+
+  EXPECT_EQ(Both("jail"), "absent absent");
+  EXPECT_EQ(Both("jail/self/environ"), "absent absent");
+  EXPECT_EQ(umount(In("jail").c_str()), 0);
+}
+
 TEST_F(OwnerRights, Ids_AreThoseOfBefore) {
   MakeFile(In("own"), kAlice, kAlice, 0600);
   MakeFile(In("bob"), kBob, kBob, 0600);
   Account root = system_test::Root();
   root.groups = {7, 42};
   const std::string got = InChild(root, [] {
+                            prctl(PR_SET_PDEATHSIG, SIGTERM);  // lost by a change of ids
                             const std::string before = Ids();
                             Owner owner;
                             FindOwner(kAlice, kNow, &owner);
@@ -392,6 +432,24 @@ TEST_F(OwnerRights, ProcessThatMayChangeIds_BecomesTheOwner) {
   EXPECT_EQ(GetWithCapabilities(kIds, "staff"), "file");
   EXPECT_EQ(GetWithCapabilities(kIds, "bob"), "absent");
   EXPECT_EQ(GetWithCapabilities(1U << CAP_SETUID, "own"), "absent");
+}
+
+TEST_F(OwnerRights, ProcessThatMayChangeIds_ListsAsTheOwner) {
+  MakeFile(In("own"), kAlice, kAlice, 0600);
+  MakeFile(In("bob"), kBob, kBob, 0600);
+  ASSERT_EQ(chmod(kShare, 0700), 0);
+
+  EXPECT_EQ(WithCapabilities((1U << CAP_SETUID) | (1U << CAP_SETGID), NamesIn), "own ");
+}
+
+// A sandbox may end a process that tries to take ids without the right to.
+TEST_F(OwnerRights, ProcessThatMayNotChangeIds_DoesNotEvenTry) {
+  MakeFile(In("file"), kBob, kBob, 0644);
+  MakeFile(In("own"), kAlice, kAlice, 0600);
+  for (const unsigned int rights : {0U, 1U << CAP_SETUID, 1U << CAP_SETGID}) {
+    EXPECT_EQ(GetWithCapabilities(rights, "file", EndOnSetgroups), "file") << rights;
+    EXPECT_EQ(GetWithCapabilities(rights, "own", EndOnSetgroups), "absent") << rights;
+  }
 }
 
 // Such a process cannot give up the right to read everything by becoming the owner.

@@ -136,6 +136,14 @@ def parse_answer(data, status_line):
     return Answer(status, headers, decode_chunks(body) if coding == "chunked" else body)
 
 
+def told(answer):
+    """All that an answer tells."""
+    changing = ("date", "connection", "transfer-encoding", "server", "keep-alive")
+    return (answer.status, answer.body,
+            sorted((name.lower(), value) for name, value in answer.headers
+                   if name.lower() not in changing))
+
+
 class CgiTransport:
     """Runs the program once for each request, as a server does."""
 

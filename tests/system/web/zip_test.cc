@@ -128,7 +128,7 @@ TEST_F(Zip, CommonPrograms_ReadIt) {
   EXPECT_TRUE(Succeeds("python3 /tmp/check.py")) << ReadFile("/tmp/out");
 }
 
-TEST_F(Zip, ThatFailed_IsTakenForWholeByNoProgram) {
+TEST_F(Zip, FailedZip_IsRejectedByCommonPrograms) {
   WriteFile(In("a"), std::string(1 << 20, 'x'));
   WriteFile(In("b"), std::string(1 << 20, 'x'));
   const std::string answer =

@@ -1,10 +1,13 @@
 #include "fake_system.h"
 
+#include <fcntl.h>
+#include <shadow.h>
 #include <sys/random.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 
 namespace {
 
@@ -36,6 +39,32 @@ int seteuid(uid_t uid) noexcept {
 int setegid(gid_t gid) noexcept {
   if (!Call("setegid " + std::to_string(gid))) return -1;
   current->gid = gid;
+  return 0;
+}
+
+int chown(const char* path, uid_t uid, gid_t gid) noexcept {
+  if (current == nullptr) return fchownat(AT_FDCWD, path, uid, gid, 0);
+  return Call("chown " + std::to_string(uid) + ":" + std::to_string(gid)) ? 0 : -1;
+}
+
+int faccessat(int /*folder*/, const char* /*path*/, int /*mode*/,
+              int /*flags*/) noexcept {
+  if (current->may_read_shadow) return 0;
+  errno = EACCES;
+  return -1;
+}
+
+int getspnam_r(const char* name, spwd* record, char* buffer, size_t size, spwd** result) {
+  *result = nullptr;
+  const auto found = current->shadow.find(name);
+  if (found == current->shadow.end()) return 0;
+  const std::string& password = found->second.password;
+  if (password.size() >= size) abort();
+  *record = {};
+  record->sp_pwdp = buffer;
+  buffer[password.copy(buffer, size)] = '\0';
+  record->sp_expire = found->second.expires;
+  *result = record;
   return 0;
 }
 

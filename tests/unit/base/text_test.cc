@@ -5,6 +5,7 @@
 
 using testing::ElementsAre;
 using VEXO::base::Split;
+using VEXO::base::ToLowerAscii;
 using VEXO::base::Trim;
 
 TEST(Trim, BlanksTabsAndLineEndsAtBothEnds_AreRemoved) {
@@ -12,6 +13,12 @@ TEST(Trim, BlanksTabsAndLineEndsAtBothEnds_AreRemoved) {
   EXPECT_EQ(Trim("a"), "a");
   EXPECT_EQ(Trim(" \t\r\n"), "");
   EXPECT_EQ(Trim(""), "");
+}
+
+TEST(ToLowerAscii, LettersOfAsciiOnly_AreChanged) {
+  EXPECT_EQ(ToLowerAscii("@AZ[`az{ 09"), "@az[`az{ 09");
+  EXPECT_EQ(ToLowerAscii("\xc3\x84"), "\xc3\x84");
+  EXPECT_EQ(ToLowerAscii('Q'), 'q');
 }
 
 TEST(Split, Parts_AreTrimmedAndEmptyOnesKept) {

@@ -5,7 +5,9 @@
 
 #include <ctime>
 #include <string>
+#include <vector>
 
+#include "child_process.h"
 #include "fake_platform.h"
 #include "log_capture.h"
 #include "sql_value.h"
@@ -18,7 +20,6 @@ using testing::AllOf;
 using testing::ElementsAre;
 using testing::Ge;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::Le;
 using Result = AttemptStore::Result;
 
@@ -28,6 +29,9 @@ class AttemptStoreTest : public testing::Test {
 
   Result Add(const std::string& subject, int limit) {
     return store_.Add(subject, limit).result;
+  }
+  Result Begin(const std::string& subject, int limit) {
+    return store_.Begin(subject, limit).result;
   }
   std::string Sql(const std::string& sql) {
     return fakes::SqlValue(folder_.Path("visit.db"), sql);
@@ -48,6 +52,20 @@ TEST_F(AttemptStoreTest, Add_LimitOfTheSubject_IsNotExceeded) {
   EXPECT_EQ(Result::kLimitReached, Add("subject", 2));
   EXPECT_EQ(Result::kAdded, Add("other", 2));
   EXPECT_EQ("3", Sql("SELECT COUNT(*) FROM attempt"));
+}
+
+TEST_F(AttemptStoreTest, Add_ManyProcessesAtOnce_TheLimitIsExact) {
+  constexpr int kSubjects = 100;
+  std::vector<pid_t> children(8);
+  for (pid_t& child : children) {
+    child = fakes::StartChild([this] {
+      for (int i = 0; i < kSubjects; ++i) Add(std::to_string(i), 1);
+      return true;
+    });
+  }
+  for (const pid_t child : children) EXPECT_TRUE(fakes::EndsWell(child));
+
+  EXPECT_EQ(std::to_string(kSubjects), Sql("SELECT COUNT(*) FROM attempt"));
 }
 
 TEST_F(AttemptStoreTest, Add_LimitReached_TellsWhenTheOldestAttemptExpires) {
@@ -83,18 +101,86 @@ TEST_F(AttemptStoreTest, Add_ExpiredRows_AreRemovedAFewAtATime) {
   EXPECT_EQ("6", Sql("SELECT COUNT(*) FROM attempt"));
 }
 
-TEST_F(AttemptStoreTest, Add_ClockWasSetBack_LaterAttemptsDoNotCount) {
+TEST_F(AttemptStoreTest, Add_ClockWasSetBack_LaterAttemptsCountFromNow) {
   Add("subject", 1);
   MoveTimes(1000);
 
+  EXPECT_THAT(store_.Add("subject", 1).seconds_left, AllOf(Ge(299), Le(300)));
+  MoveTimes(-300);
   EXPECT_EQ(Result::kAdded, Add("subject", 1));
-  EXPECT_EQ("1", Sql("SELECT COUNT(*) FROM attempt"));
+}
+
+TEST_F(AttemptStoreTest, Begin_PendingAttemptsReachTheLimit_IsBusy) {
+  EXPECT_EQ(Result::kAdded, Begin("subject", 2));
+  EXPECT_EQ(Result::kAdded, Begin("subject", 2));
+  EXPECT_EQ(Result::kBusy, Begin("subject", 2));
+  EXPECT_EQ(Result::kAdded, Begin("other", 2));
+  EXPECT_EQ("3", Sql("SELECT COUNT(*) FROM attempt"));
+}
+
+TEST_F(AttemptStoreTest, Begin_FailedAndPendingAttemptsReachTheLimit_IsBusy) {
+  Add("subject", 3);
+  Begin("subject", 3);
+  Add("subject", 3);
+
+  EXPECT_EQ(Result::kBusy, Begin("subject", 3));
+}
+
+TEST_F(AttemptStoreTest, Begin_FailedAttemptsReachTheLimit_IsRefused) {
+  Begin("subject", 3);
+  MoveTimes(-20);
+  Add("subject", 3);
+  MoveTimes(-5);
+  Add("subject", 3);
+  EXPECT_EQ(Result::kBusy, Begin("subject", 3));
+  MoveTimes(-5);
+  Add("subject", 3);
+
+  const AttemptStore::Attempt attempt = store_.Begin("subject", 3);
+
+  EXPECT_EQ(Result::kLimitReached, attempt.result);
+  EXPECT_THAT(attempt.seconds_left, AllOf(Ge(288), Le(290)));
+}
+
+TEST_F(AttemptStoreTest, Begin_AttemptOfAKilledProcess_IsForgottenAfterHalfAMinute) {
+  Begin("subject", 1);
+  MoveTimes(-20);
+  EXPECT_EQ(Result::kBusy, Begin("subject", 1));
+  MoveTimes(-10);
+  EXPECT_EQ(Result::kAdded, Begin("subject", 1));
+}
+
+TEST_F(AttemptStoreTest, Begin_ClockWasSetBack_PendingAttemptsCountFromNow) {
+  Begin("subject", 1);
+  MoveTimes(1000);
+  EXPECT_EQ(Result::kBusy, Begin("subject", 1));
+  MoveTimes(-30);
+  EXPECT_EQ(Result::kAdded, Begin("subject", 1));
+}
+
+TEST_F(AttemptStoreTest, MarkFailed_AttemptCountsForFiveMinutes) {
+  store_.MarkFailed(store_.Begin("subject", 1).id);
+
+  EXPECT_EQ(Result::kLimitReached, Begin("subject", 1));
+  MoveTimes(-290);
+  EXPECT_EQ(Result::kLimitReached, Begin("subject", 1));
+  MoveTimes(-10);
+  EXPECT_EQ(Result::kAdded, Begin("subject", 1));
+}
+
+TEST_F(AttemptStoreTest, MarkFailed_AttemptThatTookLong_Counts) {
+  const AttemptStore::Attempt attempt = store_.Begin("subject", 1);
+  MoveTimes(-100);
+  Begin("other", 1);
+
+  store_.MarkFailed(attempt.id);
+
+  EXPECT_EQ(Result::kLimitReached, Begin("subject", 1));
 }
 
 TEST_F(AttemptStoreTest, Remove_AttemptIsTakenBack) {
-  const AttemptStore::Attempt attempt = store_.Add("subject", 1);
-
-  store_.Remove(attempt.id);
+  store_.Remove(store_.Begin("subject", 1).id);
+  store_.Remove(store_.Add("subject", 1).id);
 
   EXPECT_EQ(Result::kAdded, Add("subject", 1));
 }

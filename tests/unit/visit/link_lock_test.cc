@@ -1,7 +1,6 @@
 #include "visit/link_lock.h"
 
 #include <gmock/gmock.h>
-#include <sys/stat.h>
 
 #include "fake_platform.h"
 #include "log_capture.h"
@@ -27,7 +26,7 @@ class LinkLockTest : public testing::Test {
   fakes::TempDir folder_;
 };
 
-TEST_F(LinkLockTest, Take_OneHolderAtATime) {
+TEST_F(LinkLockTest, Take_LockedLink_IsRefused) {
   LinkLock waiting;
   {
     LinkLock holder;
@@ -51,17 +50,6 @@ TEST_F(LinkLockTest, Take_FileCannotBeCreated_IsRefused) {
 
   EXPECT_FALSE(lock.Take(folder_.Path("missing"), "hash", milliseconds(0)));
   EXPECT_THAT(log_.lines(), ElementsAre(HasSubstr("visit.lock: No such file")));
-}
-
-TEST_F(LinkLockTest, File_IsForOwnerAndGroupWhateverTheMask) {
-  LinkLock lock;
-  const mode_t mask = umask(0077);
-  EXPECT_TRUE(Take(lock, "hash"));
-  umask(mask);
-
-  struct stat status = {};
-  ASSERT_EQ(0, stat(folder_.Path("visit.lock").c_str(), &status));
-  EXPECT_EQ(0660U, status.st_mode & 07777);
 }
 
 }  // namespace

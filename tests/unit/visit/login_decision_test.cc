@@ -1,6 +1,9 @@
+#include <chrono>
 #include <string>
 
 #include "decision_test.h"
+#include "visit/attempt_store.h"
+#include "visit/link_lock.h"
 
 namespace VEXO::sharing {
 namespace {
@@ -8,11 +11,13 @@ namespace {
 using record::Entry;
 using testing::AllOf;
 using testing::AnyOf;
+using testing::Each;
 using testing::ElementsAre;
 using testing::Ge;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Le;
+using testing::Not;
 
 class LoginDecisionTest : public DecisionTest {
  protected:
@@ -122,16 +127,16 @@ TEST_F(LoginDecisionTest, UserNameAtAPasswordLink_IsIgnored) {
   EXPECT_THAT(platform_.logins, IsEmpty());
 }
 
-TEST_F(LoginDecisionTest, PlantedSessionId_NeverBecomesGood) {
+TEST_F(LoginDecisionTest, ForeignSessionId_NeverBecomesGood) {
   StoreLink(PasswordEntry());
-  AddSession(platform_, 7, "planted");
-  request_.session_id = "planted";
+  AddSession(platform_, 7, "foreign");
+  request_.session_id = "foreign";
 
   const VisitAnswer answer = LogIn("secret");
 
   EXPECT_EQ(SHARING_VISIT_LOGGED_IN, answer.outcome);
-  EXPECT_NE("planted", SessionOf(answer));
-  request_.session_id = "planted";
+  EXPECT_NE("foreign", SessionOf(answer));
+  request_.session_id = "foreign";
   EXPECT_EQ(SHARING_VISIT_LOGIN, Get().outcome);
 }
 
@@ -152,6 +157,20 @@ TEST_F(LoginDecisionTest, UseLimit_TheLoginIsMadeUnderTheLockOfTheLink) {
 
   EXPECT_EQ(SHARING_VISIT_TRY_LATER, Decide(request_, folder_.Path("missing")).outcome);
   ExpectNothingDone();
+}
+
+TEST_F(LoginDecisionTest, UseLimit_TheLinkIsStillLockedWhenTheUseIsCounted) {
+  StoreLink(LimitedEntry(1));
+  int counted = 0;
+  platform_.before_statement = [&](const std::string& sql) {
+    if (sql.rfind("UPDATE entry", 0) != 0) return;
+    ++counted;
+    LinkLock lock;
+    EXPECT_FALSE(lock.Take(folder_.Path("."), "hash", std::chrono::milliseconds(0)));
+  };
+
+  EXPECT_EQ(SHARING_VISIT_LOGGED_IN, Post().outcome);
+  EXPECT_EQ(1, counted);
 }
 
 TEST_F(LoginDecisionTest, ThirtyWrongPasswords_BlockTheLoginsOfTheLink) {
@@ -186,6 +205,36 @@ TEST_F(LoginDecisionTest, RightPasswords_DoNotCountAsGuesses) {
   }
 }
 
+TEST_F(LoginDecisionTest, ThirtyLoginsInProgress_TheNextIsToldToTryInSeconds) {
+  StoreLink(PasswordEntry());
+  AttemptStore attempts(folder_.Path("."));
+  for (int i = 0; i < 30; ++i) attempts.Begin("guess hash", 30);
+
+  const VisitAnswer answer = LogIn("secret");
+
+  EXPECT_EQ(SHARING_VISIT_TRY_LATER, answer.outcome);
+  EXPECT_EQ(3, answer.retry_after);
+  EXPECT_EQ(0, answer.link.get_id());
+  ExpectNothingDone();
+}
+
+TEST_F(LoginDecisionTest, ThirtyLoginsInProgress_TheNextWaitsAMomentForThem) {
+  StoreLink(PasswordEntry());
+  AttemptStore attempts(folder_.Path("."));
+  for (int i = 0; i < 30; ++i) attempts.Begin("guess hash", 30);
+  // Each look at the attempts removes four expired ones.  The logins in progress end with
+  // the last of them.
+  fakes::SqlValue(
+      folder_.Path("visit.db"),
+      "INSERT INTO attempt(subject, at, failed) "
+      "VALUES('old', 1, 1), ('old', 1, 1), ('old', 1, 1), ('old', 1, 1), ('old', 1, 1);"
+      "CREATE TRIGGER finish AFTER DELETE ON attempt "
+      "WHEN NOT EXISTS(SELECT 1 FROM attempt WHERE subject = 'old') "
+      "BEGIN DELETE FROM attempt; END");
+
+  EXPECT_EQ(SHARING_VISIT_LOGGED_IN, LogIn("secret").outcome);
+}
+
 TEST_F(LoginDecisionTest, GuessThatCannotBeCounted_IsNotMade) {
   StoreLink(PasswordEntry());
   request_.method = "POST";
@@ -212,13 +261,31 @@ TEST_F(LoginDecisionTest, GroupsCannotBeLookedUp_IsAFailureAndNotAnAbsence) {
   EXPECT_EQ(SHARING_VISIT_TRY_LATER, answer.outcome);
 }
 
-TEST_F(LoginDecisionTest, CookieThatCannotBeSent_IsNotPaidForWithAUse) {
+TEST_F(LoginDecisionTest, CookieThatCannotBeSent_UsesNothing) {
   StoreLink(LimitedEntry(1));
   request_.cookie_path = "/sharing/hash\r\nSet-Cookie: other=1";
 
   EXPECT_EQ(SHARING_VISIT_TRY_LATER, Post().outcome);
   EXPECT_THAT(log_.lines(), ElementsAre(HasSubstr("cookie cannot be sent")));
   ExpectNothingDone();
+}
+
+TEST_F(LoginDecisionTest, AnyCallFails_ThePasswordIsNeverLogged) {
+  request_.username = "anna";
+  for (const Entry& entry : {PasswordEntry(), UserEntry({1001})}) {
+    int n = 0;
+    do {
+      platform_.FailCall(0);
+      platform_.Sql("DELETE FROM entry");
+      StoreLink(entry);
+      fakes::SqlValue(folder_.Path("visit.db"), "DELETE FROM attempt");
+      platform_.FailCall(++n);
+      LogIn("wr0ng-text");
+    } while (platform_.injected());
+    EXPECT_GT(n, 10);
+  }
+  EXPECT_THAT(log_.lines(), Not(IsEmpty()));
+  EXPECT_THAT(log_.lines(), Each(Not(HasSubstr("wr0ng-text"))));
 }
 
 TEST_F(LoginDecisionTest, AnyCallFails_AGoodLoginIsNeverAnsweredAsAbsent) {

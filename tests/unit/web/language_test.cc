@@ -41,7 +41,7 @@ TEST(Translate, WithoutTranslations_IsTheText) {
   EXPECT_EQ(web::TranslateCount("{count} file", "{count} files", 2), "{count} files");
 }
 
-TEST(Translate, LanguageMayChangeBetweenCalls) {
+TEST(Translate, LanguageChange_AppliesToTheNextCall) {
   web::LoadTranslations(TRANSLATIONS);
   const std::pair<const char*, const char*> cases[] = {
       {"de", "Anmelden"}, {"en", "Log in"}, {"ja", "ログイン"}, {"de", "Anmelden"}};

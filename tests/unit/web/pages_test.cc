@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include "web/language.h"
-#include "web/pages/format.h"
 
 namespace {
 
@@ -12,7 +11,6 @@ using testing::Not;
 using web::EntryHref;
 using web::FilePage;
 using web::FolderPage;
-using web::FormatSize;
 using web::LoginPage;
 using web::Message;
 
@@ -20,18 +18,6 @@ class Pages : public testing::Test {
  protected:
   void SetUp() override { web::UseLanguage("en"); }
 };
-
-TEST_F(Pages, Sizes_HaveAUnit) {
-  EXPECT_EQ(FormatSize(0), "0 B");
-  EXPECT_EQ(FormatSize(999), "999 B");
-  EXPECT_EQ(FormatSize(1000), "1.0 kB");
-  EXPECT_EQ(FormatSize(1499), "1.4 kB");
-  EXPECT_EQ(FormatSize(99999), "99.9 kB");
-  EXPECT_EQ(FormatSize(100000), "100 kB");
-  EXPECT_EQ(FormatSize(999999), "999 kB");
-  EXPECT_EQ(FormatSize(1500000), "1.5 MB");
-  EXPECT_EQ(FormatSize(18446744073709551615ULL), "18.4 EB");
-}
 
 TEST_F(Pages, EntryHref_IsNeverTakenForAUrl) {
   EXPECT_EQ(EntryHref("javascript:x"), "./javascript%3Ax");
@@ -89,7 +75,7 @@ TEST_F(Pages, FolderWithoutEntries_SaysSo) {
   FolderPage page;
   EXPECT_THAT(web::RenderFolder(page), HasSubstr("This folder is empty."));
   page.query.search = "x";
-  EXPECT_THAT(web::RenderFolder(page), HasSubstr("No name contains this text."));
+  EXPECT_THAT(web::RenderFolder(page), HasSubstr("No names contain this text."));
 }
 
 TEST_F(Pages, IncompleteFolder_SaysSo) {

@@ -54,7 +54,7 @@ TEST(MakePage, TargetOfItsForm_IsInThePolicy) {
               HasSubstr("form-action 'self'; base-uri"));
 }
 
-TEST(MakeRedirect, IsNotStored) {
+TEST(MakeRedirect, Response_IsNotStored) {
   const std::string text = FormatHeaders(MakeRedirect(303, "./x"));
   EXPECT_THAT(text, HasSubstr("Location: ./x\r\n"));
   EXPECT_THAT(text, HasSubstr("Cache-Control: no-store\r\n"));

@@ -45,17 +45,17 @@ TEST_F(WebSettings, EachSetting_IsRead) {
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
-TEST_F(WebSettings, WrongLines_AreLoggedAndSkipped) {
+TEST_F(WebSettings, WrongLines_AreLoggedAndIgnored) {
   const Settings settings =
       Read("language = xx\nworkers = 0\ndownloads = x\nother = 1\n");
 
   EXPECT_EQ(settings.language, "en");
   EXPECT_EQ(settings.workers, 4);
   EXPECT_EQ(settings.downloads, 64);
-  EXPECT_THAT(log_.lines(), ElementsAre(HasSubstr(":1: line skipped: not a language"),
-                                        HasSubstr(":2: line skipped: not a number"),
-                                        HasSubstr(":3: line skipped: not a number"),
-                                        HasSubstr(":4: line skipped: unknown setting")));
+  EXPECT_THAT(log_.lines(), ElementsAre(HasSubstr(":1: line ignored: not a language"),
+                                        HasSubstr(":2: line ignored: not a number"),
+                                        HasSubstr(":3: line ignored: not a number"),
+                                        HasSubstr(":4: line ignored: unknown setting")));
 }
 
 }  // namespace

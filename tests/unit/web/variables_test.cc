@@ -18,7 +18,13 @@ TEST(Variables, TextsOfTheServer_AreCopied) {
   EXPECT_TRUE(variables.Has("EMPTY"));
   EXPECT_FALSE(variables.Has("C"));
   EXPECT_EQ(variables.Get("C"), "");
+  EXPECT_TRUE(variables.repeats());
   EXPECT_EQ(variables.size(), 3U + 5U + 6U + 3U);
+}
+
+TEST(Variables, EachNameOnce_DoNotRepeat) {
+  const char* const texts[] = {"A=1", "B=1", nullptr};
+  EXPECT_FALSE(Variables(texts).repeats());
 }
 
 TEST(ClearEnvironment, VariablesOfTheRequest_AreRemoved) {

@@ -34,6 +34,7 @@ struct CreateOptions : CommonOptions {
   bool qr = false;
 };
 
+/// Adds the options of create to a subcommand.  The options must outlive it.
 void AddCreateOptions(CLI::App& command, CreateOptions& options);
 
 /// Stores a link with the settings, whose inputs have been read, and prints it.

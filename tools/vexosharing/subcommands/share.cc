@@ -14,6 +14,7 @@
 #include <string>
 #include <system_error>
 
+#include "base/never_shared.h"
 #include "subcommands/create.h"
 #include "subcommands/table.h"
 
@@ -26,20 +27,15 @@ const char kPathMember[] = "path";
 const char kAnnounceMember[] = "announce";
 constexpr long kLifetime = 30L * 24 * 3600;  // seconds
 
-// What the kernel makes up, and the secrets of this machine's links.
-const char* const kNeverShared[] = {"/proc", "/sys", "/dev", "/usr/vexo/etc"};
-
 struct Options : CreateOptions {
   std::string path;
   bool announce = false;
 };
 
-/// Whether the account can read the file or the directory.  Only root can find that out
-/// for another account.
+/// Whether the account, that of this process unless it is root's, can read the file or
+/// the directory.
 bool CanRead(const passwd& account, const std::string& path, int access_mode) {
-  if (geteuid() != 0) {
-    return geteuid() == account.pw_uid && access(path.c_str(), access_mode) == 0;
-  }
+  if (geteuid() != 0) return access(path.c_str(), access_mode) == 0;
   const pid_t child = fork();
   if (child == 0) {
     const bool can = initgroups(account.pw_name, account.pw_gid) == 0 &&
@@ -57,9 +53,8 @@ std::string WhyNotShared(const std::string& path, mode_t mode) {
   if (!S_ISREG(mode) && !S_ISDIR(mode)) {
     return "neither a file nor a directory";
   }
-  for (const std::string folder : kNeverShared) {
-    if ((path + "/").rfind(folder + "/", 0) == 0) return folder + " cannot be shared";
-  }
+  const std::string folder = VEXO::base::FolderNeverShared(path);
+  if (!folder.empty()) return folder + " cannot be shared";
   return utf8::is_valid(path) ? "" : "the name is not valid UTF-8";
 }
 
@@ -71,7 +66,7 @@ ExitCode Share(Options& options) {
   if (const ExitCode failure = ReadInputs(options.link)) return failure;
   admin::LinkSettings& settings = options.link.settings;
   if (settings.app && settings.app->isMember(kPathMember)) {
-    return Fail(kUsageError, "--app: \"path\" is set to PATH");
+    return Fail(kUsageError, "--app must not contain \"path\": PATH sets it");
   }
   std::error_code reason;
   const std::string path = std::filesystem::canonical(options.path, reason);
@@ -91,6 +86,9 @@ ExitCode Share(Options& options) {
   const Error error = admin::FindOwner(*settings.owner, true, uid);
   if (error) return Fail(error);
   const passwd* const account = getpwuid(*uid);
+  if (geteuid() != 0 && geteuid() != *uid) {
+    return Refuse(options, "only root can share it for " + *settings.owner);
+  }
   const int access_mode = S_ISDIR(status.st_mode) ? R_OK | X_OK : R_OK;
   if (account == nullptr || !CanRead(*account, path, access_mode)) {
     return Refuse(options, *settings.owner + " cannot read it");

@@ -13,7 +13,7 @@ std::string Attachment(const std::string& name) {
 
 }  // namespace
 
-TEST(ContentDisposition, PlainName_StandsTwice) {
+TEST(ContentDisposition, PlainName_IsInBothForms) {
   EXPECT_EQ(Attachment("a b.txt"),
             "attachment; filename=\"a b.txt\"; "
             "filename*=UTF-8''a%20b.txt");

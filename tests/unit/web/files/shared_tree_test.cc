@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <csignal>
 #include <cstring>
 #include <thread>
 
@@ -19,8 +20,6 @@
 using files_test::NodeAt;
 using files_test::Self;
 using files_test::Tree;
-using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 using VEXO::base::UniqueFd;
 using web::FolderEntry;
@@ -283,14 +282,26 @@ TEST_F(SharedFolder, Fifo_IsNotEvenOpened) {
   EXPECT_EQ(readers_seen, 0);
 }
 
-TEST_F(SharedFolder, FilesOfTheKernel_AreAbsent) {
+// Without O_NONBLOCK the kernel would let the visitor wait until the holder of the lease
+// gives it back.
+TEST_F(SharedFolder, FileThatSomebodyHasALeaseOn_KeepsNobodyWaiting) {
+  signal(SIGIO, SIG_IGN);  // asks the holder to give the lease back
+  const UniqueFd holder(open(In("file").c_str(), O_WRONLY));
+  ASSERT_EQ(fcntl(holder.get(), F_SETLEASE, F_WRLCK), 0) << strerror(errno);
+
+  EXPECT_EQ(Get(*Tree(Share()), "file"), "failed");
+  EXPECT_EQ(fcntl(holder.get(), F_SETLEASE, F_UNLCK), 0);
+  EXPECT_EQ(Get(*Tree(Share()), "file"), "shared");
+}
+
+TEST_F(SharedFolder, WhatIsNeverShared_IsAbsent) {
   EXPECT_EQ(OpenShare("/proc/self/environ"), OpenResult::kAbsent);
   EXPECT_EQ(OpenShare("/proc"), OpenResult::kAbsent);
   EXPECT_EQ(OpenShare("/sys"), OpenResult::kAbsent);
   EXPECT_EQ(OpenShare("/dev/null"), OpenResult::kAbsent);
-  const auto root = Tree("/");
-  EXPECT_EQ(Get(*root, "proc/self/environ"), "absent");
-  EXPECT_EQ(Get(*root, "proc"), "absent");
+  EXPECT_EQ(OpenShare("/"), OpenResult::kAbsent);
+  MakeLink("/proc", In("kernel"));
+  EXPECT_EQ(OpenShare(In("kernel")), OpenResult::kAbsent);
 }
 
 TEST_F(SharedFolder, Depth_IsBounded) {

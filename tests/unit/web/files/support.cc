@@ -11,8 +11,9 @@ web::Owner Self() {
   owner.user = geteuid();
   owner.group = getegid();
   owner.groups.resize(getgroups(0, nullptr));
-  if (getgroups(static_cast<int>(owner.groups.size()), owner.groups.data()) == -1)
+  if (getgroups(static_cast<int>(owner.groups.size()), owner.groups.data()) == -1) {
     abort();
+  }
   return owner;
 }
 

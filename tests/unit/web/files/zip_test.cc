@@ -6,6 +6,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <cstdio>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include "support.h"
@@ -15,8 +19,8 @@ using files_test::BytesOf;
 using files_test::NodeAt;
 using files_test::Tree;
 using testing::Contains;
-using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::Not;
 using testing::UnorderedElementsAre;
 
 namespace {
@@ -133,6 +137,18 @@ TEST_F(ZippedFolder, NamesThatCouldLeadOut_AreEncoded) {
                                    "share/caf%E9", "share/caf\xC3\xA9"));
 }
 
+TEST_F(ZippedFolder, NameOfTheFolderThatCouldLeadOut_IsEncoded) {
+  Write("a", "");
+  const auto tree = Shared();
+  for (const auto& [name, encoded] : {std::pair("..\\x", "..%5Cx"), std::pair("..", "_"),
+                                      std::pair("/etc", "%2Fetc")}) {
+    auto body = web::ZipFolder(*tree, NodeAt(*tree, ""), name);
+    EXPECT_THAT(
+        NamesIn(BytesOf(*body)),
+        UnorderedElementsAre(std::string(encoded) + "/", std::string(encoded) + "/a"));
+  }
+}
+
 TEST_F(ZippedFolder, FileThatShrinksMeanwhile_FailsWithoutADirectory) {
   const size_t size = 40 * web::kPieceSize;
   Write("a", std::string(size, 'x'));
@@ -178,6 +194,29 @@ TEST_F(ZippedFolder, FilesThatVanishMeanwhile_AreLeftOut) {
 
   EXPECT_LT(NamesIn(bytes).size(), 10U);
   EXPECT_THAT(bytes, HasSubstr(kDirectoryEnd));
+}
+
+// A folder and a link to another folder change their places all the time.
+TEST_F(ZippedFolder, FolderReplacedByALinkMeanwhile_IsNotEntered) {
+  MakeFolder(In("sub"));
+  Write("sub/b", "below");
+  MakeFolder(In("empty"));
+  ASSERT_EQ(symlink("sub", In("link").c_str()), 0);
+  const auto tree = Shared();
+  std::atomic<bool> done = false;
+  std::thread mover([&] {
+    while (!done) {
+      renameat2(AT_FDCWD, In("empty").c_str(), AT_FDCWD, In("link").c_str(),
+                RENAME_EXCHANGE);
+    }
+  });
+  for (int i = 0; i < 1000; ++i) {
+    const std::vector<std::string> names = NamesIn(ZipOf(*tree).bytes);
+    EXPECT_THAT(names, Contains("share/sub/b"));
+    EXPECT_THAT(names, Not(Contains(testing::AnyOf("share/empty/b", "share/link/b"))));
+  }
+  done = true;
+  mover.join();
 }
 
 TEST_F(ZippedFolder, RefusedPiece_EndsTheZip) {
