@@ -167,6 +167,8 @@ void Respond(const VisitRequest& request, const VisitAnswer& answer) {
       return Send("401 Unauthorized", answer, Form(answer));
     case SHARING_VISIT_REFUSED:
       return Send("403 Forbidden", answer, "You have no access to this link.\n");
+    case SHARING_VISIT_EARLY:
+      return Send("403 Forbidden", answer, "This link opens later.\n");
     case SHARING_VISIT_MISSING:
       return Send("404 Not Found", answer,
                   "This link does not exist or is not available.\n");

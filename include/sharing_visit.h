@@ -41,7 +41,12 @@ enum VexoSharingVisitOutcome {
   /// at the moment (503).
   SHARING_VISIT_TRY_LATER = 10,
   /// The method is not GET, HEAD or POST (405).
-  SHARING_VISIT_BAD_METHOD = 11
+  SHARING_VISIT_BAD_METHOD = 11,
+  /// The link opens later, and its application data has `"announce": true`: say when
+  /// (403).  Retry-After is the time until then.  All other links that have not started
+  /// are MISSING, and so are those that will not open then, because they are disabled,
+  /// expire before, or have no use left.
+  SHARING_VISIT_EARLY = 12
 };
 
 /// What was wrong with a POST.
@@ -129,8 +134,8 @@ SHARING_EXPORT int VexoSharingVisitHasSession(
 SHARING_EXPORT const char* VexoSharingVisitGetCookie(
     const struct VexoSharingVisitAnswer* answer);
 
-/// Value of the Retry-After header for SHARING_VISIT_BLOCKED and SHARING_VISIT_TRY_LATER,
-/// in seconds; 0 for other answers.
+/// Value of the Retry-After header for SHARING_VISIT_BLOCKED, SHARING_VISIT_TRY_LATER and
+/// SHARING_VISIT_EARLY, in seconds; 0 for other answers.
 SHARING_EXPORT long VexoSharingVisitGetRetryAfter(
     const struct VexoSharingVisitAnswer* answer);
 
@@ -226,10 +231,11 @@ struct SHARING_EXPORT VisitAnswer {
   bool has_session = false;
   /// Value of the Set-Cookie header; empty when there is no cookie to send.
   std::string set_cookie;
-  /// Seconds for the Retry-After header; 0 for answers other than BLOCKED and TRY_LATER.
+  /// Seconds for the Retry-After header; 0 for answers other than BLOCKED, TRY_LATER and
+  /// EARLY.
   long retry_after = 0;
   /// The link.  Its row id is 0 for MISSING, BLOCKED, TRY_LATER, BAD_METHOD and a form of
-  /// another site.  Show its `app` only for CONTENT.
+  /// another site.  Show its `app` only for CONTENT; for EARLY, show its start alone.
   record::Entry link;
 };
 

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "base/access_log.h"
+#include "web/files/checksum.h"
 #include "web/files/content_disposition.h"
 #include "web/files/content_type.h"
 #include "web/files/http_date.h"
@@ -59,6 +60,16 @@ void AddRanges(const std::vector<ByteRange>& ranges, Node file, const std::strin
   auto body = std::make_unique<MultipartBody>(std::move(file.fd), size, type, ranges);
   response->Add("Content-Type", body->ContentType());
   response->body = std::move(body);
+}
+
+/// The head of an answer that is made from files, so that it has neither ranges nor
+/// conditions.
+Response MakeComputed(const std::string& type) {
+  Response response = MakeResponse(200, kFilePolicy);
+  response.Add("Cache-Control", "no-store");
+  response.Add("Content-Type", type);
+  response.Add("Accept-Ranges", "none");
+  return response;
 }
 
 }  // namespace
@@ -128,17 +139,28 @@ Response MakeFileResponse(const Variables& request, Node file, const std::string
   return response;
 }
 
+Response MakeChecksumResponse(Node file, const std::string& name) {
+  Response response = MakeComputed("text/plain; charset=utf-8");
+  response.body =
+      std::make_unique<ChecksumBody>(std::move(file.fd), file.info.size, name);
+  return response;
+}
+
+Response MakeJsonResponse(std::string json) {
+  Response response = MakeComputed("application/json");
+  response.content = std::move(json);
+  return response;
+}
+
 std::optional<Response> MakeZipResponse(std::unique_ptr<SharedTree> tree, Node folder,
-                                        const std::string& name) {
-  std::unique_ptr<Body> zip = ZipFolder(*tree, std::move(folder), name);
+                                        const std::string& name,
+                                        std::vector<std::string> only) {
+  std::unique_ptr<Body> zip = ZipFolder(*tree, std::move(folder), name, std::move(only));
   if (zip == nullptr) return std::nullopt;
-  Response response = MakeResponse(200, kFilePolicy);
+  Response response = MakeComputed("application/zip");
   response.record.event = VEXO::base::kEventZip;
-  response.Add("Cache-Control", "no-store");
-  response.Add("Content-Type", "application/zip");
   response.Add("Content-Disposition",
                ContentDisposition(Disposition::kAttachment, name + ".zip"));
-  response.Add("Accept-Ranges", "none");
   response.body = std::make_unique<TreeBody>(std::move(tree), std::move(zip));
   return response;
 }

@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "response.h"
 #include "variables.h"
@@ -32,8 +33,16 @@ Response StartFileResponse(const char* policy, const CurrentFile& file,
 Response MakeFileResponse(const Variables& request, Node file, const std::string& name,
                           bool attachment, bool open_link, time_t now);
 
-/// The answer with a folder as zip file.  Nothing when zip files cannot be made.
+/// The answer with the SHA-256 checksum of a file, which is computed while it is sent.
+Response MakeChecksumResponse(Node file, const std::string& name);
+
+/// The answer with a listing as JSON.
+Response MakeJsonResponse(std::string json);
+
+/// The answer with a folder as zip file, or with those of its entries that `only` names.
+/// Nothing when zip files cannot be made.
 std::optional<Response> MakeZipResponse(std::unique_ptr<SharedTree> tree, Node folder,
-                                        const std::string& name);
+                                        const std::string& name,
+                                        std::vector<std::string> only);
 
 }  // namespace web

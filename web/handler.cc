@@ -16,6 +16,7 @@
 #include "language.h"
 #include "link_address.h"
 #include "pages/listing_href.h"
+#include "pages/listing_json.h"
 #include "pages/pages.h"
 #include "parameters.h"
 #include "redirect.h"
@@ -141,6 +142,12 @@ Response MakeOpen(const Entry& link) {
   return response;
 }
 
+Response MakeEarly(const VisitAnswer& answer) {
+  Response response = MakePage(403, RenderEarly(answer.link.get_start_at()));
+  response.Add("Retry-After", std::to_string(answer.retry_after));
+  return response;
+}
+
 bool IsOpen(const Entry& link) {
   return link.get_protect_type() == Entry::PROTECT_NONE && link.get_expire_times() == 0;
 }
@@ -175,10 +182,12 @@ std::optional<Response> FindShared(const VisitAnswer& answer, SharedByLink* shar
 /// An admitted visitor's request for something that the link shares.
 class Content {
  public:
-  Content(const Variables& request, const LinkAddress& address, const VisitAnswer& answer,
-          const SharedByLink& shared, const Settings& settings)
+  /// @param url  of the link
+  Content(const Variables& request, const LinkAddress& address, std::string url,
+          const VisitAnswer& answer, const SharedByLink& shared, const Settings& settings)
       : request_(request),
         address_(address),
+        url_(std::move(url)),
         answer_(answer),
         settings_(settings),
         link_(answer.link),
@@ -190,6 +199,7 @@ class Content {
   Response AnswerFileLink();
   Response AnswerBelow();
   Response Folder(Node folder);
+  Response Zip(Node folder, const std::string& name, std::vector<std::string> only);
   Response File(Node file, const std::string& name);
   Response FileView(const Node& file, const std::string& name);
 
@@ -203,6 +213,7 @@ class Content {
 
   const Variables& request_;
   const LinkAddress& address_;
+  const std::string url_;
   const VisitAnswer& answer_;
   const Settings& settings_;
   const Entry& link_;
@@ -234,7 +245,8 @@ Response Content::AnswerFileLink() {
   if (!IsRoot(address_) && !by_name) return MakeGone();
   Node file;
   if (tree_->OpenNode("", &file) != OpenResult::kOpened) return MakeTryLater(0);
-  const bool page = IsRoot(address_) ? !Asks("download") : Asks("view");
+  const bool page =
+      IsRoot(address_) ? !Asks("download") && !Asks("sha256") : Asks("view");
   return page ? FileView(file, name) : File(std::move(file), name);
 }
 
@@ -254,18 +266,43 @@ Response Content::AnswerBelow() {
 
 Response Content::Folder(Node folder) {
   const std::string& name = IsRoot(address_) ? tree_->name() : address_.names.back();
-  if (Asks("zip")) {
-    std::optional<Response> zip =
-        MakeZipResponse(std::move(tree_), std::move(folder), name);
-    return zip ? std::move(*zip) : MakeTryLater(0);
+  std::vector<std::string> only = address_.parameters.All("name");
+  const bool nothing_selected =
+      address_.parameters.Get("zip") == kSelected && only.empty();
+  if (Asks("zip") && !nothing_selected) {
+    return Zip(std::move(folder), name, std::move(only));
   }
   FolderPage page;
   page.query = Query();
   if (!ReadListing(*tree_, folder, page.query, &page.listing)) return MakeTryLater(0);
+  if (Asks("json")) {
+    return Recorded(VEXO::base::kEventList,
+                    MakeJsonResponse(RenderListingJson(page.listing, page.query)));
+  }
   page.heading = IsRoot(address_) ? Heading() : name;
   page.crumbs = Crumbs(address_.names.size());
   page.facts = Facts();
-  return Recorded(VEXO::base::kEventList, MakePage(200, RenderFolder(page)));
+  page.depth = address_.names.size();
+  if (page.query.search.empty() && page.listing.page == 1) {
+    page.readme = ReadReadme(*tree_, folder);
+  }
+  return Recorded(VEXO::base::kEventList, MakeContentPage(RenderFolder(page)));
+}
+
+Response Content::Zip(Node folder, const std::string& name,
+                      std::vector<std::string> only) {
+  for (const std::string& entry : only) {
+    Node node;
+    const bool is_name = !entry.empty() && entry.find('/') == std::string::npos;
+    const OpenResult opened = is_name
+                                  ? tree_->OpenNode(JoinPath(folder.path, entry), &node)
+                                  : OpenResult::kAbsent;
+    if (opened == OpenResult::kAbsent) return MakeGone();
+    if (opened == OpenResult::kFailed) return MakeTryLater(0);
+  }
+  std::optional<Response> zip =
+      MakeZipResponse(std::move(tree_), std::move(folder), name, std::move(only));
+  return zip ? std::move(*zip) : MakeTryLater(0);
 }
 
 Response Content::File(Node file, const std::string& name) {
@@ -273,6 +310,9 @@ Response Content::File(Node file, const std::string& name) {
     const Thumbnails thumbnails(settings_.thumbnail_bytes);
     return MakeThumbnailResponse(request_, std::move(file), name, IsOpen(link_),
                                  thumbnails);
+  }
+  if (Asks("sha256")) {
+    return Recorded(VEXO::base::kEventView, MakeChecksumResponse(std::move(file), name));
   }
   return MakeFileResponse(request_, std::move(file), name, Asks("download"),
                           IsOpen(link_), now_);
@@ -305,7 +345,7 @@ Response Content::FileView(const Node& file, const std::string& name) {
     page.text = std::move(preview.text);
     page.text_cut = !preview.complete;
   }
-  return Recorded(VEXO::base::kEventView, MakePage(200, RenderFile(page)));
+  return Recorded(VEXO::base::kEventView, MakeContentPage(RenderFile(page)));
 }
 
 /// How the visitor wants to see the folder of the page.
@@ -313,6 +353,7 @@ ListingQuery Content::Query() const {
   const Parameters& parameters = address_.parameters;
   ListingQuery query = ParseListingQuery(parameters.Get("sort"), parameters.Get("order"),
                                          parameters.Get("page"), parameters.Get("q"));
+  query.below = Asks("below") && !query.search.empty();
   query.grid = parameters.Get("view") == "grid";
   return query;
 }
@@ -335,6 +376,7 @@ LinkFacts Content::Facts() const {
     facts.uses = std::max(0, link_.get_expire_times() - link_.get_use_count());
   }
   facts.has_session = answer_.has_session;
+  facts.address = url_;
   return facts;
 }
 
@@ -373,14 +415,17 @@ std::optional<Response> ReadForm(const Variables& request, const ReadBody& read_
 }
 
 Response MakeAnswer(const Variables& request, const LinkAddress& address,
-                    const VisitRequest& visit, const VisitAnswer& answer,
-                    const Settings& settings) {
+                    const Site& site, const VisitRequest& visit,
+                    const VisitAnswer& answer, const Settings& settings) {
   SharedByLink shared;
   if (std::optional<Response> unusable = FindShared(answer, &shared))
     return std::move(*unusable);
   switch (answer.outcome) {
     case SHARING_VISIT_CONTENT:
-      return Content(request, address, answer, shared, settings).Answer();
+      return Content(request, address,
+                     site.LinkUrl(visit.host, visit.https, visit.cookie_path), answer,
+                     shared, settings)
+          .Answer();
     case SHARING_VISIT_LOGGED_IN:
       return MakeRedirect(303, AfterLogin(address, answer.link));
     case SHARING_VISIT_LOGGED_OUT:
@@ -393,6 +438,8 @@ Response MakeAnswer(const Variables& request, const LinkAddress& address,
       return MakeMessage(403, answer.problem == SHARING_VISIT_CROSS_SITE
                                   ? Message::kCrossSite
                                   : Message::kNotAdmitted);
+    case SHARING_VISIT_EARLY:
+      return MakeEarly(answer);
     case SHARING_VISIT_USED_UP:
       return MakeMessage(410, Message::kUsedUp);
     case SHARING_VISIT_BLOCKED: {
@@ -438,7 +485,7 @@ Response Handler::Answer(const Variables& request, const ReadBody& read_body) co
     if (unusable) return std::move(*unusable);
   }
   const VisitAnswer answer = VEXO::sharing::Visit(visit);
-  Response response = MakeAnswer(request, *address, visit, answer, settings_);
+  Response response = MakeAnswer(request, *address, site_, visit, answer, settings_);
   CompleteRecord(request, *address, answer, settings_.address_in_log, &response.record);
   if (!answer.set_cookie.empty()) response.Add("Set-Cookie", answer.set_cookie);
   return response;

@@ -10,6 +10,8 @@
 namespace web {
 namespace {
 
+constexpr size_t kMostParameters = 1000;
+
 /// Whether a file may have this name.
 bool IsName(const std::string& name) {
   return !name.empty() && name != "." && name != ".." &&
@@ -37,7 +39,8 @@ std::optional<LinkAddress> ParseTarget(const std::string& target, const Site& si
   const std::string_view path(target.data(), path_end);
   LinkAddress address;
   if (path_end < target.size()) address.query = target.substr(path_end + 1);
-  std::optional<Parameters> parameters = Parameters::Parse(address.query);
+  std::optional<Parameters> parameters =
+      Parameters::Parse(address.query, kMostParameters);
   if (!parameters || !DecodePart(path)) return std::nullopt;
   address.parameters = std::move(*parameters);
 

@@ -8,8 +8,6 @@
 namespace web {
 namespace {
 
-constexpr size_t kLargestCount = 64;
-
 /// Decodes a name or a value of a form, where a plus sign is a blank.
 std::optional<std::string> DecodeField(std::string_view text) {
   std::string plain(text);
@@ -42,14 +40,14 @@ Parameters::~Parameters() {
   for (auto& [name, value] : pairs_) VEXO::base::Wipe(&value);
 }
 
-std::optional<Parameters> Parameters::Parse(std::string_view text) {
+std::optional<Parameters> Parameters::Parse(std::string_view text, size_t most) {
   Parameters parameters;
-  parameters.pairs_.reserve(kLargestCount);  // values are decoded in place
+  parameters.pairs_.reserve(most);  // values are decoded in place
   while (!text.empty()) {
     const std::string_view field = text.substr(0, text.find('&'));
     text.remove_prefix(std::min(field.size() + 1, text.size()));
     if (field.empty()) continue;
-    if (parameters.pairs_.size() == kLargestCount) return std::nullopt;
+    if (parameters.pairs_.size() == most) return std::nullopt;
     const size_t equals = std::min(field.find('='), field.size());
     std::optional<std::string> name = DecodeField(field.substr(0, equals));
     std::optional<std::string> value =
@@ -71,6 +69,14 @@ const std::string* Parameters::Find(const std::string& name) const {
 std::string Parameters::Get(const std::string& name) const {
   const std::string* const value = Find(name);
   return value == nullptr ? "" : *value;
+}
+
+std::vector<std::string> Parameters::All(const std::string& name) const {
+  std::vector<std::string> values;
+  for (const auto& [found, value] : pairs_) {
+    if (found == name) values.push_back(value);
+  }
+  return values;
 }
 
 }  // namespace web

@@ -23,14 +23,16 @@ class Parameters {
   Parameters& operator=(Parameters&&) = default;
   ~Parameters();
 
-  /// Nothing for a broken escape, a NUL byte, or more than 64 parameters.
-  static std::optional<Parameters> Parse(std::string_view text);
+  /// Nothing for a broken escape, a NUL byte, or more than `most` parameters.
+  static std::optional<Parameters> Parse(std::string_view text, size_t most = 64);
 
   bool Has(const std::string& name) const { return Find(name) != nullptr; }
   /// The value of the first parameter with this name; null when there is none.
   const std::string* Find(const std::string& name) const;
   /// The same; empty when there is none.
   std::string Get(const std::string& name) const;
+  /// The values of all parameters with this name.
+  std::vector<std::string> All(const std::string& name) const;
 
  private:
   std::vector<std::pair<std::string, std::string>> pairs_;

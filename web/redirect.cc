@@ -15,14 +15,13 @@ bool HasMisleadingCharacter(std::string_view text) {
                      [](unsigned char c) { return c < 0x20 || c == 0x7f || c == '\\'; });
 }
 
-/// Whether the text may be used in a Content-Security-Policy as host and port.
+}  // namespace
+
 bool IsHost(std::string_view text) {
   return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) {
     return VEXO::base::IsUnreserved(c) || c == ':' || c == '[' || c == ']';
   });
 }
-
-}  // namespace
 
 std::string EscapeLocation(std::string_view text) {
   std::string escaped;

@@ -10,6 +10,9 @@ namespace web {
 /// outside ASCII are escaped.
 std::string EscapeLocation(std::string_view text);
 
+/// Whether the text can be host and port in a URL and in a Content-Security-Policy.
+bool IsHost(std::string_view text);
+
 /// Where a link sends its visitors.
 struct RedirectTarget {
   std::string location;  ///< value of Location

@@ -54,12 +54,24 @@ const char* ReasonOf(int status) {
   }
 }
 
-std::string PagePolicy(const std::string& form_target) {
-  return std::string("default-src 'none'; style-src ") + kStyleHash +
-         "; img-src 'self' data:; media-src 'self'; frame-src 'self'; form-action "
+/// @param more  directives, each with a semicolon at its end
+std::string PagePolicy(const std::string& form_target, const std::string& more = "") {
+  return std::string("default-src 'none'; style-src ") + kStyleHash + "; " + more +
+         "img-src 'self' data:; media-src 'self'; frame-src 'self'; form-action "
          "'self'" +
          (form_target.empty() ? "" : " " + form_target) +
          "; base-uri 'none'; frame-ancestors 'none'";
+}
+
+Response MakeHtml(int status, std::string html, const std::string& policy) {
+  Response response = MakeResponse(status, policy);
+  response.Add("Cache-Control", "no-store");
+  response.Add("Content-Type", "text/html; charset=utf-8");
+  response.Add("Content-Language", CurrentLanguage());
+  response.Add("Vary", "Accept-Language, Cookie");
+  response.Add("Accept-Ranges", "none");
+  response.content = std::move(html);
+  return response;
 }
 
 std::optional<std::uint64_t> LengthOf(const Response& response) {
@@ -89,14 +101,12 @@ Response MakeResponse(int status, const std::string& policy) {
 }
 
 Response MakePage(int status, std::string html, const std::string& form_target) {
-  Response response = MakeResponse(status, PagePolicy(form_target));
-  response.Add("Cache-Control", "no-store");
-  response.Add("Content-Type", "text/html; charset=utf-8");
-  response.Add("Content-Language", CurrentLanguage());
-  response.Add("Vary", "Accept-Language, Cookie");
-  response.Add("Accept-Ranges", "none");
-  response.content = std::move(html);
-  return response;
+  return MakeHtml(status, std::move(html), PagePolicy(form_target));
+}
+
+Response MakeContentPage(std::string html) {
+  return MakeHtml(200, std::move(html),
+                  PagePolicy("", "script-src " + std::string(kCopyHash) + "; "));
 }
 
 Response MakeMessage(int status, Message message) {

@@ -36,6 +36,9 @@ Response MakeResponse(int status, const std::string& policy);
 /// @param form_target  an origin that a form of the page may lead to; empty for none
 Response MakePage(int status, std::string html, const std::string& form_target = "");
 
+/// An answer with the page of a folder or a file, which has a script.
+Response MakeContentPage(std::string html);
+
 /// An answer with a page that says why nothing else is shown.
 Response MakeMessage(int status, Message message);
 

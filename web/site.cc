@@ -7,6 +7,7 @@
 
 #include "base/percent.h"
 #include "base/text.h"
+#include "redirect.h"
 #include "tools/vexosharingurl/configuration.h"
 
 namespace web {
@@ -59,11 +60,18 @@ std::string Site::LinkPath(const std::string& host, const std::string& before,
   return base_->path + prefix_ + std::string(kLinkFolder) + segment;
 }
 
-std::string Site::BaseUrl() const {
-  if (!base_) return "";
+std::string Site::LinkUrl(const std::string& host, bool https,
+                          const std::string& path) const {
+  if (IsBase(host)) return BaseOrigin() + path;
+  return IsHost(host) ? (https ? "https://" : "http://") + host + path : "";
+}
+
+std::string Site::BaseUrl() const { return base_ ? BaseOrigin() + base_->path : ""; }
+
+std::string Site::BaseOrigin() const {
   std::string url = (base_->https ? "https://" : "http://") + base_->host;
   if (base_->port != url_tool::kDefaultPort) url += ":" + std::to_string(base_->port);
-  return url + base_->path;
+  return url;
 }
 
 }  // namespace web

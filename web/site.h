@@ -33,11 +33,19 @@ class Site {
   std::string LinkPath(const std::string& host, const std::string& before,
                        const std::string& segment) const;
 
+  /// The URL of a link.  Empty when the request has no host that can be in a URL.
+  ///
+  /// @param host   Host header of the request
+  /// @param https  whether the visitor uses HTTPS
+  /// @param path   as LinkPath returns it
+  std::string LinkUrl(const std::string& host, bool https, const std::string& path) const;
+
   /// The base as a URL; empty when there is none.
   std::string BaseUrl() const;
 
  private:
   bool IsBase(const std::string& host) const;
+  std::string BaseOrigin() const;
 
   std::optional<url_tool::Address> base_;
   std::string prefix_;  // escaped; empty, or begins with a slash

@@ -4,6 +4,7 @@
 #include <vexo/autoblock.h>
 #include <vexo/cgi.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <ctime>
@@ -50,7 +51,7 @@ Task TaskOf(const VisitRequest& request) {
   return request.action == "logout" ? Task::kLogOut : Task::kShow;
 }
 
-enum class Lookup { kAvailable, kMissing, kFailed };
+enum class Lookup { kAvailable, kEarly, kMissing, kFailed };
 
 Lookup LookupFailed() {
   syslog(LOG_ERR, "visit: cannot look up a link: %s",
@@ -60,6 +61,16 @@ Lookup LookupFailed() {
 
 bool IsUseLimitReached(const Entry& link) {
   return StateOfLink(link, time(nullptr)) == SHARING_LINK_USE_LIMIT_REACHED;
+}
+
+/// Whether visitors are told when a link opens: nothing but the time keeps it from it.
+bool IsAnnounced(const Entry& link) {
+  if (StateOfLink(link, time(nullptr)) != SHARING_LINK_NOT_STARTED ||
+      StateOfLink(link, link.get_start_at()) != SHARING_LINK_USABLE) {
+    return false;
+  }
+  const Json::Value app = link.get_app();
+  return app.isObject() && app["announce"].isBool() && app["announce"].asBool();
 }
 
 /// Whether a session has no token for a link.  The check of the session answers so, too,
@@ -112,6 +123,7 @@ class Decision {
 
   VisitAnswer AnswerInside();
   VisitAnswer AnswerMissing();
+  VisitAnswer AnswerEarly() const;
   VisitAnswer AnswerOutside();
   VisitAnswer LogIn();
   AttemptStore::Attempt BeginGuess(AttemptStore& attempts) const;
@@ -153,6 +165,7 @@ VisitAnswer Decision::Make() {
   }
   const long seconds = SecondsBlocked(address_);
   if (seconds > 0) return Blocked(seconds);
+  if (lookup == Lookup::kEarly) return AnswerEarly();
   return available ? AnswerOutside() : AnswerMissing();
 }
 
@@ -166,16 +179,26 @@ Lookup Decision::Find() {
       project.empty() != request_.project.empty()) {
     return LookupFailed();
   }
-  // Whether those who have logged in can use the link.  One statement that reads no data
-  // of a link decides: all that are missing must cost the same time.
+  // Whether those who have logged in can use the link.  Statements that read no more than
+  // the columns decide: all links that are missing must cost the same time.
   const EntryDB links(database);
   const std::string now = std::to_string(time(nullptr));
-  links.GetCondition().Where("hash = '" + hash + "' AND project_name = '" + project +
-                             "' AND enabled = 1 AND start_at <= " + now +
+  const std::string enabled =
+      "hash = '" + hash + "' AND project_name = '" + project + "' AND enabled = 1 AND ";
+  links.GetCondition().Where(enabled + "start_at <= " + now +
                              " AND (expire_at <= 0 OR expire_at >= " + now + ")");
   int count = 0;
   if (!links.Count(count)) return LookupFailed();
-  if (count == 0) return Lookup::kMissing;
+  const bool available = count != 0;
+  if (!available) {
+    links.GetCondition().Clear();
+    // The same for those that may be announced.
+    links.GetCondition().Where(enabled + "start_at > " + now +
+                               " AND (expire_at <= 0 OR expire_at >= start_at)"
+                               " AND data LIKE '%announce%'");
+    if (!links.Count(count)) return LookupFailed();
+    if (count == 0) return Lookup::kMissing;
+  }
   Entry link;
   if (!links.GetByHash(request_.hash, link)) {
     return link.get_id() == 0 ? LookupFailed() : Lookup::kMissing;
@@ -183,8 +206,9 @@ Lookup Decision::Find() {
   if (link.get_hash() != request_.hash || link.get_project_name() != request_.project) {
     return Lookup::kMissing;  // SQL text ends at a NUL
   }
+  if (!available && !IsAnnounced(link)) return Lookup::kMissing;
   link_ = std::move(link);
-  return Lookup::kAvailable;
+  return available ? Lookup::kAvailable : Lookup::kEarly;
 }
 
 Decision::Inside Decision::CheckSession() {
@@ -228,6 +252,12 @@ VisitAnswer Decision::AnswerMissing() {
     return TryLater();  // it would be a free guess
   }
   return WithoutLink(SHARING_VISIT_MISSING);
+}
+
+VisitAnswer Decision::AnswerEarly() const {
+  VisitAnswer answer = WithLink(SHARING_VISIT_EARLY);
+  answer.retry_after = std::max(1L, link_.get_start_at() - time(nullptr));
+  return answer;
 }
 
 VisitAnswer Decision::AnswerOutside() {
@@ -323,8 +353,11 @@ VisitAnswer Decision::AnswerLogin(const std::string& session_id) {
       const long seconds = SecondsBlocked(address_);
       return seconds > 0 ? Blocked(seconds) : TryLater();
     }
-    case SHARING_LOGIN_NO_USABLE_LINK:  // also when a lookup of the login failed
-      return Find() == Lookup::kMissing ? AnswerMissing() : TryLater();
+    case SHARING_LOGIN_NO_USABLE_LINK: {  // also when a lookup of the login failed
+      const Lookup lookup = Find();
+      if (lookup == Lookup::kEarly) return AnswerEarly();
+      return lookup == Lookup::kMissing ? AnswerMissing() : TryLater();
+    }
     default:
       return TryLater();
   }

@@ -15,6 +15,30 @@ const validator = new HtmlValidate({extends: ['html-validate:standard']});
 let site;
 let pages;
 
+// A text with everything that could break a page.
+const README = `# Our holidays
+### A heading that skips a level
+#
+# ![](dot.png)
+[](https://elsewhere.test/) [up](../x) [script](javascript:alert(1)) ![picture](dot.png)
+![elsewhere](https://elsewhere.test/a.png) ![ ](dot.png) ![a ![b](dot.png) [c](d)](dot.png)
+<script>alert(1)</script> <img src=x onerror=alert(1)> [](*)* &#0; &nosuch; \u202e <https://h.test/?a=b&c>
+
+| a | |
+|---|---|
+| b | <i> |
+
+${'> '.repeat(100)}deep
+
+${'- '.repeat(100)}deep
+
+0. zero
+
+~~old~~ **bold *both** or* \`code\`
+
+    <code>
+`;
+
 before(async () => {
   site = await Site.start(process.env.BUILD);
   site.shell(`
@@ -25,6 +49,8 @@ before(async () => {
     : > /tmp/album/film.mp4
     : > "/tmp/album/$(printf 'a:b <i>&\\xe2\\x80\\xae\\x01\\xff')"
     seq 100 | sed 's|.*|/tmp/album/summer/photo &.jpg|' | tr '\\n' '\\0' | xargs -0 touch
+    mkdir /tmp/album/readme
+    base64 -d <<< '${Buffer.from(README).toString('base64')}' > /tmp/album/readme/README.md
     chown -R alice /tmp/album
     chmod -R a+rX /tmp/album`,
   'iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAYAAAAfFcSJAAAADUlEQVR42mNk+M9QDwADhgGAWjR9awAAAABJRU5ErkJggg==');
@@ -41,11 +67,15 @@ before(async () => {
   const limited = site.share('/tmp/album', ['--uses', '1']);
   const usedUp = site.share('/tmp/album', ['--uses', '1']);
   await fetch(`${site.base}${usedUp}/`, {method: 'POST', redirect: 'manual'});
+  const early = site.share('/tmp/album',
+      ['--announce', '--start', '2099-12-31 12:00', '--expire', 'never']);
   pages = [
     ['login', locked], ['login-user', users], ['open', limited], ['used-up', usedUp],
-    ['missing', '/sharing/nothinghere'], ['folder', `${open}/`],
+    ['missing', '/sharing/nothinghere'], ['early', early], ['folder', `${open}/`],
     ['folder-long', `${open}/summer/?sort=size&order=desc`],
-    ['folder-search', `${open}/summer/?q=12`], ['folder-empty', `${open}/empty/`],
+    ['folder-search', `${open}/summer/?q=12`],
+    ['folder-below', `${open}/?q=12&below`], ['folder-empty', `${open}/empty/`],
+    ['folder-readme', `${open}/readme/`],
     ['folder-grid', `${open}/trip/?view=grid`], ['file-between', `${open}/trip/beach.png?view=grid`],
     ['file-text', `${open}/notes.txt?view`], ['file-picture', `${open}/dot.png?view`],
     ['file-sound', `${open}/sound.mp3?view`], ['file-film', `${open}/film.mp4?view`],
@@ -92,6 +122,10 @@ for (const scheme of ['light', 'dark']) {
               () => document.documentElement.scrollWidth > window.innerWidth);
           assert.equal(wide, false, `${name} scrolls sideways`);
           await check(page, name);
+          if (name === 'folder-below') {  // once with the code
+            await page.locator('summary').click();
+            await check(page, `${name}, open`);
+          }
           if (SHOTS) {
             await page.screenshot({
               path: path.join(SHOTS, `${name}-${locale}-${scheme}-${width}.png`),

@@ -85,6 +85,28 @@ test('a wrong password, the right one, a folder, a preview, a download, a zip, l
   assert.equal(await page.getByText('notes.txt').count(), 0);
 });
 
+test('selected entries as zip, and a search in the folders below, without scripts', async () => {
+  const page = await site.visitor({javaScriptEnabled: false});
+  const link = site.share(ROOT);
+  await page.goto(`${link}/`);
+  await page.getByRole('checkbox', {name: 'Select a:b <i>&.txt'}).check();
+  await page.getByRole('checkbox', {name: 'Select summer'}).check();
+  const [zip] = await Promise.all([
+    page.waitForEvent('download'),
+    page.getByRole('button', {name: 'Download selected'}).click(),
+  ]);
+  const names = execFileSync('unzip', ['-Z1', await zip.path()], {encoding: 'utf8'});
+  assert.deepEqual(names.trim().split('\n').sort(),
+      ['album/', 'album/a:b <i>&.txt', 'album/summer/', 'album/summer/dot.png']);
+
+  await page.goto(`${link}/`);
+  await page.getByLabel('Search this folder').fill('DOT');
+  await page.getByLabel('Also in folders below').check();
+  await page.keyboard.press('Enter');
+  await page.getByRole('link', {name: 'summer/dot.png', exact: true}).waitFor();
+  assert.equal(await page.getByLabel('Also in folders below').isChecked(), true);
+});
+
 test('a link for users asks for user name and password', async () => {
   const link = site.share(ROOT, ['--user', 'bob']);
   const page = await site.visitor();
@@ -145,6 +167,33 @@ test('everything works without scripts', async () => {
   await page.goto(passwordLink());
   await logIn(page);
   assert.equal(await page.getByText('notes.txt').count(), 1);
+});
+
+for (const name of ['base', 'namedBase']) {
+  test(`the address of a link is shown and can be copied, ${name}`, async () => {
+    const page = await site.visitor({baseURL: site[name]});
+    const link = site.share(ROOT);
+    await page.goto(`${link}/summer/`);
+    const button = page.getByRole('button', {name: 'Copy'});
+    assert.equal(await button.isVisible(), false);
+    await page.getByText('Address and QR code').click();
+    const field = page.getByLabel('Address of this link');
+    assert.equal(await field.inputValue(), site[name] + link);
+    assert.equal(await page.getByRole('img', {name: 'QR code'}).isVisible(), true);
+    await button.click();
+    await page.getByRole('button', {name: 'Copied'}).waitFor();
+    await page.getByLabel('Search this folder').focus();
+    await page.keyboard.press('Control+V');
+    assert.equal(await page.getByLabel('Search this folder').inputValue(), site[name] + link);
+  });
+}
+
+test('the address of a link is shown without scripts, and no button that needs one', async () => {
+  const page = await site.visitor({javaScriptEnabled: false});
+  await page.goto(`${site.share(ROOT)}/`);
+  await page.getByText('Address and QR code').click();
+  assert.equal(await page.getByLabel('Address of this link').isVisible(), true);
+  assert.equal(await page.getByRole('button', {name: 'Copy'}).count(), 0);
 });
 
 test('plain http under another name than localhost', async () => {

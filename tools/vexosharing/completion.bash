@@ -19,7 +19,7 @@ _vexosharing_options() {
     create) echo "$common $link --qr" ;;
     share)
       link=${link/--project /}
-      echo "$common ${link/--no-match-ip/--match-ip} --qr"
+      echo "$common ${link/--no-match-ip/--match-ip} --announce --qr"
       ;;
     list) echo "$common --project --owner --state --search --order --reverse --columns --page
       --page-size" ;;

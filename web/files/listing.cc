@@ -1,176 +1,93 @@
 #include "web/files/listing.h"
 
-#include <utf8cpp/utf8.h>
-
 #include <algorithm>
-#include <clocale>
-#include <cwctype>
-#include <iterator>
 #include <limits>
+#include <queue>
+#include <utility>
 
 #include "base/number.h"
-#include "base/text.h"
+#include "web/files/listing_builder.h"
+#include "web/files/name_search.h"
 
 namespace web {
+
 namespace {
 
-using VEXO::base::ToLowerAscii;
+using Clock = std::chrono::steady_clock;
 
-/// An entry in little memory.  Its name is part of one text for all names.
-struct PackedEntry {
-  std::uint64_t size;
-  time_t modified;
-  std::uint32_t name_begin;
-  std::uint16_t name_length;
-  NodeKind kind;
-};
-
-/// The entries of a folder.
-struct Entries {
-  std::string names;
-  std::vector<PackedEntry> packed;
-
-  std::string_view NameOf(const PackedEntry& entry) const {
-    return std::string_view(names).substr(entry.name_begin, entry.name_length);
-  }
-  SortKeys KeysOf(const PackedEntry& entry) const {
-    return {NameOf(entry), entry.kind, entry.size, entry.modified};
-  }
-};
-
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-
-/// Removes the digits at the front of a text.  Returns them without leading zeros.
-std::string_view TakeNumber(std::string_view* text) {
-  size_t end = 0;
-  while (end < text->size() && IsDigit((*text)[end])) ++end;
-  std::string_view digits = text->substr(0, end);
-  text->remove_prefix(end);
-  digits.remove_prefix(std::min(digits.find_first_not_of('0'), digits.size()));
-  return digits;
-}
-
-/// Less than, equal to or greater than 0, as `left` comes before, with or after `right`.
-int CompareNumbers(std::string_view left, std::string_view right) {
-  if (left.size() != right.size()) return left.size() < right.size() ? -1 : 1;
-  return left.compare(right);
-}
-
-/// The same for names; 0 when they differ in nothing but case and leading zeros.
-int CompareNames(std::string_view left, std::string_view right) {
-  while (!left.empty() && !right.empty()) {
-    if (IsDigit(left.front()) && IsDigit(right.front())) {
-      const int order = CompareNumbers(TakeNumber(&left), TakeNumber(&right));
-      if (order != 0) return order;
-      continue;
-    }
-    const auto a = static_cast<unsigned char>(ToLowerAscii(left.front()));
-    const auto b = static_cast<unsigned char>(ToLowerAscii(right.front()));
-    if (a != b) return a < b ? -1 : 1;
-    left.remove_prefix(1);
-    right.remove_prefix(1);
-  }
-  return static_cast<int>(!left.empty()) - static_cast<int>(!right.empty());
-}
-
-/// The characters of all languages, whatever the locale of the process.
-class CaseFolder {
+/// Reads a folder, or all folders below it, the upper ones first.
+class Reading {
  public:
-  CaseFolder() : locale_(newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr)) {}
-  CaseFolder(const CaseFolder&) = delete;
-  CaseFolder& operator=(const CaseFolder&) = delete;
-  ~CaseFolder() {
-    if (locale_ != nullptr) freelocale(locale_);
-  }
+  Reading(const SharedTree& tree, const Node& folder, const ListingQuery& query)
+      : tree_(tree), folder_(folder), query_(query), search_(query.search) {}
 
-  /// The text in lower case.  Bytes that are not UTF-8 stay as they are.
-  std::string Fold(std::string_view text) const {
-    std::string folded;
-    for (auto at = text.begin(); at != text.end();) {
-      const auto valid_end = utf8::find_invalid(at, text.end());
-      while (at != valid_end) {
-        const char32_t code = utf8::unchecked::next(at);
-        utf8::unchecked::append(Lower(code), std::back_inserter(folded));
-      }
-      if (at != text.end()) folded += *at++;
-    }
-    return folded;
+  /// False, with the reason in errno, when a folder cannot be read.
+  bool Read();
+  Listing Finish() {
+    Listing listing = builder_.Finish(query_);
+    listing.complete = complete_;
+    return listing;
   }
 
  private:
-  char32_t Lower(char32_t code) const {
-    if (code < 0x80) {
-      return static_cast<unsigned char>(ToLowerAscii(static_cast<char>(code)));
-    }
-    return locale_ == nullptr ? code : towlower_l(code, locale_);
-  }
+  bool ReadFolder(const Node& folder, const std::string& path);
+  bool Take(const FolderEntry& entry, const std::string& path);
+  bool IsLate() const { return query_.below && Clock::now() >= end_; }
 
-  locale_t locale_;
+  const SharedTree& tree_;
+  const Node& folder_;
+  const ListingQuery& query_;
+  const NameSearch search_;
+  const Clock::time_point end_ = Clock::now() + query_.patience;
+  ListingBuilder builder_;
+  std::queue<std::string> folders_;  // still to be read: paths below the folder
+  size_t folder_bytes_ = 0;          // of these paths
+  size_t count_ = 0;
+  bool full_ = false;
+  bool complete_ = true;
 };
 
-/// Less than, equal to or greater than 0, by the key alone.
-int CompareKeys(const SortKeys& left, const SortKeys& right, SortKey key) {
-  const auto compare = [](auto a, auto b) {
-    return a < b ? -1 : static_cast<int>(b < a);
-  };
-  switch (key) {
-    case SortKey::kSize:
-      return compare(left.size, right.size);
-    case SortKey::kTime:
-      return compare(left.modified, right.modified);
-    default:
-      return CompareNames(left.name, right.name);
+bool Reading::Read() {
+  if (!ReadFolder(folder_, "")) return false;
+  for (; !full_ && !folders_.empty(); folders_.pop()) {
+    Node folder;
+    const std::string& path = folders_.front();
+    const OpenResult opened = tree_.OpenNode(JoinPath(folder_.path, path) + "/", &folder);
+    if (opened == OpenResult::kFailed) return false;
+    if (opened == OpenResult::kAbsent) continue;  // gone meanwhile
+    if (!ReadFolder(folder, path)) return false;
+    folder_bytes_ -= path.size();
   }
+  return true;
 }
 
-/// Reads the entries whose names contain `search`, and adds them to the totals.  False,
-/// with the reason in errno, when the folder cannot be read.
-bool ReadEntries(const SharedTree& tree, const Node& folder, const std::string& search,
-                 Entries* entries, Listing* totals) {
-  const CaseFolder folder_of_case;
-  const std::string folded = folder_of_case.Fold(search);
-  size_t count = 0;
-  size_t name_bytes = 0;
-  // Growing would need room for the old and the new names at once; what is not used of
-  // this needs no memory.
-  entries->names.reserve(kMaxNameBytes);
-  entries->packed.reserve(kMaxEntries);
-
-  FolderReader reader(tree, folder);
+bool Reading::ReadFolder(const Node& folder, const std::string& path) {
+  FolderReader reader(tree_, folder);
   FolderEntry entry;
   for (;;) {
     const FolderReader::Step step = reader.Next(&entry);
     if (step == FolderReader::Step::kFailed) return false;
     if (step == FolderReader::Step::kEnd) return true;
-    name_bytes += entry.name.size();
-    if (++count > kMaxEntries || name_bytes > kMaxNameBytes) {
-      totals->complete = false;
+    if (++count_ > kMaxEntries || IsLate() || !Take(entry, JoinPath(path, entry.name))) {
+      full_ = true;
+      complete_ = false;
       return true;
     }
-    if (!folded.empty() &&
-        folder_of_case.Fold(entry.name).find(folded) == std::string::npos) {
-      continue;
-    }
-    entries->packed.push_back({entry.info.size, entry.info.modified.tv_sec,
-                               static_cast<std::uint32_t>(entries->names.size()),
-                               static_cast<std::uint16_t>(entry.name.size()),
-                               entry.info.kind});
-    entries->names += entry.name;
-    ++(entry.info.kind == NodeKind::kFolder ? totals->folders : totals->files);
-    totals->bytes += entry.info.size;
   }
 }
 
-/// Keeps the entries of the page only.
-void CutPage(size_t number, Listing* listing, std::vector<PackedEntry>* entries) {
-  const size_t count = entries->size();
-  listing->page_count =
-      std::max<size_t>(1, (count + kEntriesOfPage - 1) / kEntriesOfPage);
-  listing->page = number >= 1 && number <= listing->page_count ? number : 1;
-  const size_t begin = (listing->page - 1) * kEntriesOfPage;
-  const size_t end = std::min(begin + kEntriesOfPage, count);
-  entries->erase(entries->begin() + static_cast<std::ptrdiff_t>(end), entries->end());
-  entries->erase(entries->begin(), entries->begin() + static_cast<std::ptrdiff_t>(begin));
+/// False when there is no room for the entry.
+bool Reading::Take(const FolderEntry& entry, const std::string& path) {
+  if (search_.Finds(entry.name) && !builder_.Add(path, entry.info)) return false;
+  if (!query_.below || entry.link || entry.info.kind != NodeKind::kFolder) return true;
+  const std::string whole = JoinPath(folder_.path, path);
+  if (std::count(whole.begin(), whole.end(), '/') + 1 >= kMaxDepth) {
+    complete_ = false;
+    return true;
+  }
+  folder_bytes_ += path.size();
+  folders_.push(path);
+  return folder_bytes_ <= kMaxNameBytes / 2;
 }
 
 }  // namespace
@@ -188,33 +105,24 @@ ListingQuery ParseListingQuery(std::string_view sort, std::string_view order,
   return query;
 }
 
-bool NameComesBefore(std::string_view left, std::string_view right) {
-  const int order = CompareNames(left, right);
-  return order != 0 ? order < 0 : left < right;
+const char* SortName(SortKey key) {
+  switch (key) {
+    case SortKey::kSize:
+      return "size";
+    case SortKey::kTime:
+      return "time";
+    default:
+      return "name";
+  }
 }
 
-bool ComesBefore(const SortKeys& left, const SortKeys& right, const ListingQuery& query) {
-  if (left.kind != right.kind) return left.kind == NodeKind::kFolder;
-  const int order = CompareKeys(left, right, query.sort);
-  if (order != 0) return query.descending ? order > 0 : order < 0;
-  return NameComesBefore(left.name, right.name);
-}
+const char* OrderName(bool descending) { return descending ? "desc" : "asc"; }
 
 bool ReadListing(const SharedTree& tree, const Node& folder, const ListingQuery& query,
                  Listing* listing) {
-  Entries entries;
-  Listing result;
-  if (!ReadEntries(tree, folder, query.search, &entries, &result)) return false;
-  std::sort(entries.packed.begin(), entries.packed.end(),
-            [&](const PackedEntry& left, const PackedEntry& right) {
-              return ComesBefore(entries.KeysOf(left), entries.KeysOf(right), query);
-            });
-  CutPage(query.page, &result, &entries.packed);
-  for (const PackedEntry& packed : entries.packed) {
-    result.entries.push_back(
-        {std::string(entries.NameOf(packed)), packed.kind, packed.size, packed.modified});
-  }
-  *listing = std::move(result);
+  Reading reading(tree, folder, query);
+  if (!reading.Read()) return false;
+  *listing = reading.Finish();
   return true;
 }
 

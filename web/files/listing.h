@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
@@ -20,6 +21,10 @@ struct ListingQuery {
   size_t page = 1;
   bool grid = false;   ///< pictures instead of rows
   std::string search;  ///< only names that contain it, case ignored; empty for all
+  /// Also entries of all folders below, except behind links.
+  bool below = false;
+  /// How long these folders may be read.
+  std::chrono::milliseconds patience = std::chrono::seconds(3);
 };
 
 /// The query that the texts of a request's parameters mean: "name", "size" or "time";
@@ -27,8 +32,12 @@ struct ListingQuery {
 ListingQuery ParseListingQuery(std::string_view sort, std::string_view order,
                                std::string_view page, std::string search);
 
+/// The same texts for a query.
+const char* SortName(SortKey key);
+const char* OrderName(bool descending);
+
 struct ListingEntry {
-  std::string name;
+  std::string name;  ///< of entries of folders below: the path, names separated by /
   NodeKind kind = NodeKind::kFile;
   std::uint64_t size = 0;  ///< bytes; 0 for a folder
   time_t modified = 0;
@@ -42,20 +51,21 @@ struct Listing {
   size_t folders = 0;
   size_t files = 0;
   std::uint64_t bytes = 0;
-  /// False when the folder has more entries than can be shown.
+  /// False when there are more entries than can be shown or than there was time for, or
+  /// folders deeper than kMaxDepth.
   bool complete = true;
 };
 
 inline constexpr size_t kEntriesOfPage = 500;
-/// Entries that are read of a folder at most, and bytes that their names have together.
+/// Entries that are read for a listing at most, and bytes that their names have together.
 inline constexpr size_t kMaxEntries = 100'000;
 inline constexpr size_t kMaxNameBytes = 8 << 20;
 
 /// Reads a folder of the tree and sorts it: folders before files, numbers within names by
 /// their value, ASCII letters without regard to case.  Entries of equal size or time, and
 /// folders when the key is the size, follow each other by name.  A page that does not
-/// exist means the first.  False, with the reason in errno, when the folder cannot be
-/// read; `listing` is unchanged then.
+/// exist means the first.  False, with the
+/// reason in errno, when the folder cannot be read; `listing` is unchanged then.
 bool ReadListing(const SharedTree& tree, const Node& folder, const ListingQuery& query,
                  Listing* listing);
 

@@ -8,7 +8,8 @@
 namespace web {
 
 /// What a link shares, as its application object says: {"path": "/srv/photos"}, and
-/// "hidden": true to show names with a leading dot.
+/// "hidden": true to show names with a leading dot.  Its "announce" is for
+/// sharing_visit.h.
 struct Share {
   std::string path;  ///< absolute; a file or a folder
   bool hidden = false;

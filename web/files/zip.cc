@@ -178,11 +178,14 @@ class ZipWriter {
 class ZipBody : public Body {
  public:
   ZipBody(const ArchiveLibrary& library, const SharedTree& tree, Node folder,
-          const std::string& name)
+          const std::string& name, std::vector<std::string> only)
       : library_(library),
         tree_(tree),
         folder_(std::move(folder)),
-        name_(ArchiveName(name)) {}
+        name_(ArchiveName(name)),
+        only_(std::move(only)) {
+    std::sort(only_.begin(), only_.end());
+  }
 
   std::optional<std::uint64_t> Length() const override { return std::nullopt; }
 
@@ -193,6 +196,10 @@ class ZipBody : public Body {
   }
 
  private:
+  bool IsWanted(const std::string& name) const {
+    return only_.empty() || std::binary_search(only_.begin(), only_.end(), name);
+  }
+
   /// Adds a folder and all that is in it under `path`, a path within the zip.
   bool AddFolder(const Node& folder, const std::string& path, ZipWriter* zip) {
     if (!zip->AddFolder(path, folder.info)) return false;
@@ -205,6 +212,7 @@ class ZipBody : public Body {
         case FolderReader::Step::kEnd:
           return true;
         case FolderReader::Step::kEntry:
+          if (&folder == &folder_ && !IsWanted(entry.name)) continue;
           if (!AddEntry(folder, entry, path, zip)) return false;
       }
     }
@@ -234,6 +242,7 @@ class ZipBody : public Body {
   const SharedTree& tree_;
   Node folder_;
   std::string name_;
+  std::vector<std::string> only_;  // sorted
   size_t count_ = 0;
   size_t path_bytes_ = 0;
 };
@@ -241,13 +250,14 @@ class ZipBody : public Body {
 }  // namespace
 
 std::unique_ptr<Body> ZipFolder(const SharedTree& tree, Node folder,
-                                const std::string& name) {
+                                const std::string& name, std::vector<std::string> only) {
   const ArchiveLibrary* const library = LoadedLibrary();
   if (library == nullptr) {
     syslog(LOG_ERR, "cannot load %s for a zip: %s", kLibrary, dlerror());
     return nullptr;
   }
-  return std::make_unique<ZipBody>(*library, tree, std::move(folder), name);
+  return std::make_unique<ZipBody>(*library, tree, std::move(folder), name,
+                                   std::move(only));
 }
 
 }  // namespace web

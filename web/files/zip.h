@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "web/files/body.h"
 #include "web/files/shared_tree.h"
@@ -15,9 +16,12 @@ namespace web {
 /// kMaxDepth), sending fails and the zip ends without its directory, so that no program
 /// takes it for complete.
 ///
+/// Unless `only` is empty, only the entries of the folder that it names are packed.
+///
 /// Null, with one line in the log, when the archive library cannot be loaded.  The tree
 /// must outlive the body.
 std::unique_ptr<Body> ZipFolder(const SharedTree& tree, Node folder,
-                                const std::string& name);
+                                const std::string& name,
+                                std::vector<std::string> only = {});
 
 }  // namespace web

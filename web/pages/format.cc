@@ -14,6 +14,13 @@ std::string FormatLocal(time_t time, const char* format) {
   return {text, strftime(text, sizeof(text), format, &local)};
 }
 
+std::string FormatUtc(time_t time, const char* format) {
+  struct tm utc = {};
+  char text[64];
+  if (gmtime_r(&time, &utc) == nullptr) return "";
+  return {text, strftime(text, sizeof(text), format, &utc)};
+}
+
 /// Tenths as a number with one decimal place.
 std::string FormatTenths(std::uint64_t tenths) {
   // TRANSLATORS: the sign between a whole number and its decimal places
@@ -43,5 +50,11 @@ std::string FormatTimeAndZone(time_t time) {
   if (zone.size() == 5) zone.insert(3, ":");
   return FormatTime(time) + " (UTC" + (zone == "+00:00" ? "" : zone) + ")";
 }
+
+std::string FormatUtcTime(time_t time) {
+  return FormatUtc(time, time % 60 == 0 ? "%Y-%m-%d %H:%M UTC" : "%Y-%m-%d %H:%M:%S UTC");
+}
+
+std::string FormatIsoTime(time_t time) { return FormatUtc(time, "%Y-%m-%dT%H:%M:%SZ"); }
 
 }  // namespace web

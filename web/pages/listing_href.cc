@@ -13,7 +13,7 @@ void Add(const std::string& name, const std::string& value, std::string* query) 
 void AddOrder(const ListingQuery& order, std::string* query) {
   if (order.sort == SortKey::kName && !order.descending) return;
   Add("sort", SortName(order.sort), query);
-  Add("order", order.descending ? "desc" : "asc", query);
+  Add("order", OrderName(order.descending), query);
 }
 
 std::string Text(const ListingQuery& query) {
@@ -21,22 +21,12 @@ std::string Text(const ListingQuery& query) {
   if (query.grid) Add("view", "grid", &text);
   AddOrder(query, &text);
   if (!query.search.empty()) Add("q", query.search, &text);
+  if (query.below) Add("below", "", &text);
   if (query.page > 1) Add("page", std::to_string(query.page), &text);
   return text;
 }
 
 }  // namespace
-
-const char* SortName(SortKey key) {
-  switch (key) {
-    case SortKey::kSize:
-      return "size";
-    case SortKey::kTime:
-      return "time";
-    default:
-      return "name";
-  }
-}
 
 std::string ListingHref(const ListingQuery& query) {
   const std::string text = Text(query);

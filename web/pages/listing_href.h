@@ -6,9 +6,6 @@
 
 namespace web {
 
-/// The text of the parameter `sort`.
-const char* SortName(SortKey key);
-
 /// The address of another page, order or view of the folder, relative to its own.
 std::string ListingHref(const ListingQuery& query);
 

@@ -9,6 +9,9 @@
 #include "web/language.h"
 #include "web/pages/format.h"
 #include "web/pages/listing_href.h"
+#include "web/pages/markdown.h"
+#include "web/pages/markup.h"
+#include "web/pages/qr_code.h"
 #include "web/thumbnails/thumbnails.h"
 
 namespace web {
@@ -40,25 +43,16 @@ void SetUnlessEmpty(data* values, const std::string& name, const std::string& te
 // characters.
 constexpr char kPlaceOfText = '\x01';
 
-/// The page with the text in its place.  The text may be long: it is escaped as it is
-/// copied, not in the templates, which would make several copies.
-std::string InsertText(const std::string& html, const std::string& text) {
+/// The page with what `append` adds in the place of the text.  The text may be long: it
+/// is added here, not in the templates, which would make several copies.
+template <class Append>
+std::string FillPlace(const std::string& html, size_t text_size, Append append) {
   const size_t place = html.find(kPlaceOfText);
   if (place == std::string::npos) return html;
   std::string page;
-  page.reserve(html.size() + text.size() + text.size() / 8);
+  page.reserve(html.size() + text_size);
   page.append(html, 0, place);
-  for (const char c : text) {
-    if (c == '<') {
-      page += "&lt;";
-    } else if (c == '>') {
-      page += "&gt;";
-    } else if (c == '&') {
-      page += "&amp;";
-    } else {
-      page += c;
-    }
-  }
+  append(&page);
   return page.append(html, place + 1);
 }
 
@@ -120,6 +114,12 @@ data HeaderValues(const std::string& heading, const std::vector<Crumb>& crumbs,
     values.set("uses", Count("{count} use left", "{count} uses left", *facts.uses));
   }
   values.set("has_session", facts.has_session);
+  SetUnlessEmpty(&values, "address", facts.address);
+  const QrCode code = DrawQrCode(facts.address);
+  values.set("qr", code.width != 0);
+  values.set("qr_width", std::to_string(code.width));
+  values.set("qr_path", code.path);
+  values.set("script", kCopy);
   return values;
 }
 
@@ -155,6 +155,11 @@ data RowValues(const ListingEntry& entry, const ListingQuery& query) {
   row.set("epoch", std::to_string(entry.modified));
   row.set("href", EntryHref(entry.name) + (folder ? "/" : ""));
   row.set("name", name);
+  // A form sends other names in another way than they are written.
+  if (!query.below && name == entry.name) {
+    row.set("select", name);
+    row.set("select_label", Fill(Translate("Select {name}"), "name", name));
+  }
   row.set("size", folder ? "" : FormatSize(entry.size));
   row.set("time", FormatTime(entry.modified));
   const bool shown = !folder && ContentTypeOf(entry.name).Inline();
@@ -294,12 +299,15 @@ std::string RenderFolder(const FolderPage& page) {
   values.set("q", ToValidUtf8(page.query.search));
   values.set("sorted", page.query.sort != SortKey::kName || page.query.descending);
   values.set("sort", SortName(page.query.sort));
-  values.set("order", page.query.descending ? "desc" : "asc");
+  values.set("order", OrderName(page.query.descending));
   values.set("total", TotalText(page));
   values.set("searched", searched);
   values.set("all", ListingHref(all));
   values.set("other_view", ListingHref(other_view));
   values.set("grid", page.query.grid);
+  values.set("below", page.query.below);
+  values.set("selectable", !page.query.below);
+  values.set("selected", kSelected);
   values.set("incomplete", !page.listing.complete);
   values.set("has_rows", !page.listing.entries.empty() && !page.query.grid);
   values.set("has_tiles", !page.listing.entries.empty() && page.query.grid);
@@ -311,7 +319,16 @@ std::string RenderFolder(const FolderPage& page) {
     rows.push_back((page.query.grid ? TileValues : RowValues)(entry, page.query));
   }
   values.set("rows", rows);
-  return Render("folder", DisplayName(page.heading), kFolderTemplate, std::move(values));
+  RenderedMarkdown readme;
+  if (page.readme) {
+    readme = RenderMarkdown(page.readme->text, page.depth);
+    values.set("readme", page.readme->name);
+    values.set("readme_cut", !readme.complete);
+    values.set("content_of_readme", std::string(1, kPlaceOfText));
+  }
+  return FillPlace(
+      Render("folder", DisplayName(page.heading), kFolderTemplate, std::move(values)),
+      readme.html.size(), [&readme](std::string* html) { *html += readme.html; });
 }
 
 std::string RenderFile(const FilePage& page) {
@@ -335,9 +352,10 @@ std::string RenderFile(const FilePage& page) {
   set_neighbour("previous", page.previous);
   set_neighbour("next", page.next);
   values.set("content_of_text", std::string(1, kPlaceOfText));
-  return InsertText(
+  return FillPlace(
       Render("file", DisplayName(page.heading), kFileTemplate, std::move(values)),
-      page.text);
+      page.text.size() + page.text.size() / 8,
+      [&page](std::string* html) { AppendEscaped(page.text, html); });
 }
 
 std::string RenderMessage(Message message) {
@@ -349,8 +367,19 @@ std::string RenderMessage(Message message) {
   return Render(texts.page, texts.heading, kMessageTemplate, values);
 }
 
-std::string EntryHref(const std::string& name) {
-  return "./" + VEXO::base::PercentEncode(name);
+std::string RenderEarly(time_t start) {
+  const std::string heading = Translate("Not available yet");
+  data values;
+  values.set("heading", heading);
+  values.set("time", "<time datetime=\"" + FormatIsoTime(start) + "\">" +
+                         FormatUtcTime(start) + "</time>");
+  return Render("early", heading, kEarlyTemplate, values);
 }
+
+std::string EntryHref(const std::string& path) {
+  return "./" + VEXO::base::PercentEncode(path, "/");
+}
+
+const char* const kSelected = "selected";
 
 }  // namespace web

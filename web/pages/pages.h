@@ -8,6 +8,7 @@
 
 #include "web/files/content_type.h"
 #include "web/files/listing.h"
+#include "web/files/readme.h"
 
 namespace web {
 
@@ -34,6 +35,7 @@ struct LinkFacts {
   time_t expires = 0;        ///< 0 for never
   std::optional<int> uses;   ///< that are left; nothing without a limit
   bool has_session = false;  ///< whether there is something to log out of
+  std::string address;       ///< the URL of the link; empty when it is not known
 };
 
 /// A folder above the page, and the relative address that leads to it.
@@ -49,6 +51,8 @@ struct FolderPage {
   LinkFacts facts;
   Listing listing;
   ListingQuery query;
+  std::optional<Readme> readme;
+  size_t depth = 0;  ///< folders that the page is below the root of the link
 };
 
 /// The page of a file, with its preview.
@@ -93,11 +97,19 @@ std::string RenderFolder(const FolderPage& page);
 std::string RenderFile(const FilePage& page);
 std::string RenderMessage(Message message);
 
-/// The style of the pages for a Content-Security-Policy: 'sha256-...'.
-extern const char* const kStyleHash;
+/// The page that says when the link can be opened.
+std::string RenderEarly(time_t start);
 
-/// The relative address of an entry of the folder that a page shows.  A name that a
-/// browser would take for something else is behind "./".
-std::string EntryHref(const std::string& name);
+/// The style of the pages, and the script of those of content, for a
+/// Content-Security-Policy: 'sha256-...'.
+extern const char* const kStyleHash;
+extern const char* const kCopyHash;
+
+/// The relative address of an entry of the folder that a page shows, or of a path below
+/// it.  A name that a browser would take for something else is behind "./".
+std::string EntryHref(const std::string& path);
+
+/// Value of the parameter `zip` when a form of the folder asks for selected entries.
+extern const char* const kSelected;
 
 }  // namespace web

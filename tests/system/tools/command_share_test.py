@@ -62,6 +62,13 @@ class Share(CommandTest):
                          ("bob", 0, True, 3, "Summer", {"hidden": True, "path": str(path)}))
         self.assertTrue(link["password"])
 
+    def test_start_is_announced_on_request(self):
+        path = self.file("a.txt")
+
+        self.assertEqual(self.shared(path, "--announce", "--start", "2099-01-01",
+                                     "--expire", "never")["app"],
+                         {"announce": True, "path": str(path)})
+
     def test_path_is_the_real_one(self):
         path = self.file("a.txt")
         (self.folder / "link").symlink_to("a.txt")

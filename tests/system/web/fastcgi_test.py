@@ -110,6 +110,18 @@ class OneWorkerTest(FastCgiTest):
         self.assertTrue(stalled[0].ended)
         self.assertGreater(len(stalled[0].output), 8 << 20)
 
+    def test_checksum_keeps_nobody_waiting(self):
+        path = self.write("large.bin")
+        os.truncate(path, 1 << 40)  # takes an hour
+        link = self.share()
+        connection = self.server.connect()
+        self.addCleanup(connection.socket.close)
+        connection.send(self.server.environment(
+            "GET", f"{link}/large.bin?sha256", {"Host": "x"}, self.visitor.address))
+        self.assertEqual(self.visitor.get(link + "/").page, "folder")
+        (worker,) = self.server.workers()
+        self.assertEqual(len(children(worker)), 1)
+
     def test_downloads_are_bounded_and_those_that_have_ended_are_forgotten(self):
         self.write("large.bin", bytes(8 << 20))
         link = self.share()
@@ -195,9 +207,13 @@ class OneWorkerTest(FastCgiTest):
             self.write(f"many/{index:0200}")
         self.write("text.txt", b'<"&' * (1 << 20))
         self.write("large.bin", bytes(64 << 20))
+        texts = (b"&", b"> ", b"[](a)", b"*_", b"[", b"- ", b"`a``b", b"[a]: b\n", b"\n")
+        for index, text in enumerate(texts):
+            self.write(f"{index}/README.md", text * ((256 << 10) // len(text)))
         link = self.share()
-        for target in ("/many/", "/text.txt?view", "/large.bin", "/?zip", "/many/?zip",
-                       "/" + "x/" * 3000, "/many/?q=" + "y" * 4000):
+        for target in (*(f"/{index}/" for index in range(len(texts))), "/many/",
+                       "/text.txt?view", "/large.bin", "/?zip", "/many/?zip",
+                       "/" + "x/" * 3000, "/many/?q=" + "y" * 4000, "/?q=0&below"):
             self.visitor.get(link + target, accept_language="de," * 1000)
         self.visitor.send("POST", link, bytes(64 << 20))
         self.assertEqual(self.visitor.get(link + "/").status, 200)

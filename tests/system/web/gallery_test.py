@@ -96,9 +96,18 @@ class GridTest(WebTest):
         self.assertIn("?view=grid&sort=time&order=asc&q=a",
                       links)
         self.assertIn("./a.jpg?view=grid&sort=size&order=desc", links)
-        fields = {field[1]["name"]: field[1].get("value") for field in Page.read(
-            self.visitor.get(f"{link}/?view=grid&{order}")).find("input")}
-        self.assertEqual(fields, {"view": "grid", "sort": "size", "order": "desc", "q": "a"})
+        page = Page.read(self.visitor.get(f"{link}/?view=grid&{order}"))
+        fields = {field[1]["name"]: field[1].get("value") for field in page.find("input")
+                  if "name" in field[1]}
+        self.assertEqual(fields, {"view": "grid", "sort": "size", "order": "desc", "q": "a",
+                                  "below": None})
+
+    def test_grid_of_a_search_below_keeps_it(self):
+        self.write("sub/deep.jpg", b"x")
+        link = self.share()
+        links = self.links(f"{link}/?view=grid&q=deep&below")
+        self.assertIn("?q=deep&below=", links)
+        self.assertIn("./sub/deep.jpg?view=grid", links)
 
     def test_grid_is_sorted_searched_and_divided_into_pages(self):
         for index in range(600):

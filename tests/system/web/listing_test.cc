@@ -19,11 +19,11 @@ namespace {
 const char kFolder[] = "/tmp/folder/";
 
 /// Reads the folder as root.
-Listing Read() {
+Listing Read(const web::ListingQuery& query = web::ListingQuery()) {
   std::unique_ptr<SharedTree> tree;
   Listing listing;
   EXPECT_EQ(SharedTree::Open({kFolder, false}, Owner(), &tree), web::OpenResult::kOpened);
-  EXPECT_TRUE(web::ReadListing(*tree, tree->root(), web::ListingQuery(), &listing));
+  EXPECT_TRUE(web::ReadListing(*tree, tree->root(), query, &listing));
   return listing;
 }
 
@@ -55,4 +55,22 @@ TEST_F(LargeFolder, LongerNamesThanAreRead_IsIncomplete) {
 
   EXPECT_FALSE(listing.complete);
   EXPECT_EQ(listing.files, web::kMaxNameBytes / kLength);
+}
+
+TEST_F(LargeFolder, SearchBelowInMoreEntriesThanAreRead_IsIncomplete) {
+  constexpr int kFolders = 100;
+  constexpr int kFiles = 999;  // with their folders, as many as are read
+  for (int folder = 0; folder < kFolders; ++folder) {
+    const std::string path = kFolder + std::to_string(folder);
+    EXPECT_EQ(mkdir(path.c_str(), 0755), 0);
+    for (int i = 0; i < kFiles; ++i) WriteFile(path + "/file" + std::to_string(i), "");
+  }
+  web::ListingQuery query;
+  query.below = true;
+  query.search = "file";
+  query.patience = std::chrono::hours(1);
+  EXPECT_TRUE(Read(query).complete);
+
+  WriteFile(std::string(kFolder) + "0/one more", "");
+  EXPECT_FALSE(Read(query).complete);
 }

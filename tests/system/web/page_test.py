@@ -1,8 +1,10 @@
 """What the pages say, and how."""
 
+import base64
+import hashlib
 import re
 
-from web_support import PASSWORD, Page, WebTest, main
+from web_support import PASSWORD, Page, WebTest, main, needs_program
 
 LANGUAGES = ("en", "de", "fr", "es", "zh", "ja")
 
@@ -19,6 +21,8 @@ class PageTest(WebTest):
         self.new_visitor().post(used)
         password = self.share(password=PASSWORD)
         users = self.share("--user", "alice")
+        early = self.share("--start", "2099-01-01", "--expire", "never",
+                           app={"path": str(self.folder), "announce": True})
         guesser = self.new_visitor()
         for _ in range(10):
             guesser.post(password, password="x")
@@ -30,7 +34,7 @@ class PageTest(WebTest):
             ("file", get(link + "/sub/none.bin?view")), ("missing", get(link + "/none")),
             ("missing", get("/sharing/none")), ("login", get(password)),
             ("login", self.visitor.post(password, password="x")), ("login", get(users)),
-            ("open", self.new_visitor().get(link)), ("used-up", get(used)),
+            ("open", self.new_visitor().get(link)), ("used-up", get(used)), ("early", get(early)),
             ("blocked", guesser.get(password)), ("error", get(link + "/?q=%zz")),
             ("refused", self.visitor.post(password, headers={"origin": "null"}))]
 
@@ -44,11 +48,47 @@ class PageTest(WebTest):
                 self.assertEqual(len(page.find("h1")), 1)
                 self.assertEqual(len(page.find("main")), 1)
                 self.assertEqual(len(page.find("style")), 1)
-                for name in ("script", "iframe", "object", "embed"):
+                for name in ("iframe", "object", "embed"):
                     self.assertEqual(page.find(name), [])
                 body = answer.text().partition("</head>")[2]
                 self.assertIsNone(re.search(r'(href|src)="(https?:)?//', answer.text()))
                 self.assertIsNone(re.search(r"\{\{|\}\}|\x01", body))
+
+    def test_only_pages_of_content_have_a_script_and_their_policy_names_it(self):
+        for kind, answer in self.all_pages():
+            with self.subTest(kind):
+                # Some servers answer an invalid address themselves.
+                policy = answer.header("Content-Security-Policy") or ""
+                scripts = [script[2] for script in Page.read(answer).find("script")]
+                if kind not in ("folder", "file"):
+                    self.assertEqual(scripts, [])
+                    self.assertNotIn("script-src", policy)
+                    continue
+                (script,) = scripts
+                digest = base64.b64encode(hashlib.sha256(script.encode()).digest()).decode()
+                self.assertEqual(policy.count("script-src"), 1)
+                self.assertIn(f"; script-src 'sha256-{digest}'; ", policy)
+
+    @needs_program  # a server checks the host, and sets HTTPS
+    def test_page_has_the_address_of_the_link_and_its_code(self):
+        path = self.write("sub/a.txt")
+        link, file_link = self.share(), self.share(path=path)
+        for hash_path, rest in ((link, "/"), (link, "/sub/"), (link, "/sub/a.txt?view"),
+                                (file_link, "/")):
+            for https in ("https", "http"):
+                page = Page.read(self.visitor.get(
+                    hash_path + rest, host="files.example.org:8080",
+                    **({"HTTPS": "on"} if https == "https" else {})))
+                self.assertEqual(page.find("input", id="address")[0][1]["value"],
+                                 f"{https}://files.example.org:8080{hash_path}")
+                self.assertEqual(len(page.find("svg")), 1)
+                self.assertIn("hidden", page.find("button", id="copy")[0][1])
+
+    @needs_program
+    def test_address_of_a_host_that_is_none_is_not_shown(self):
+        answer = self.visitor.get(self.share() + "/", host="x/\"><b>")
+        self.assertEqual((answer.status, Page.read(answer).find("input", id="address")),
+                         (200, []))
 
     def test_every_field_has_a_label_and_every_id_is_there_once(self):
         for kind, answer in self.all_pages():
@@ -59,7 +99,8 @@ class PageTest(WebTest):
                 self.assertEqual(len(ids), len(set(ids)))
                 for field in page.find("input"):
                     if field[1].get("type") != "hidden":
-                        self.assertIn(field[1]["id"], labels)
+                        self.assertTrue(field[1].get("id") in labels or
+                                        field[1].get("aria-label"))
 
     def test_folder_tells_who_shares_until_when_and_how_to_log_out(self):
         link = self.share("--expire", "2099-12-31 12:00", "--uses", "3")
@@ -120,7 +161,7 @@ class PageTest(WebTest):
         link = self.share()
         page = Page.read(self.visitor.get(link + "/a.txt?view"))
         self.assertEqual(page.text("pre").strip("\n"), "<script>&\n\ufffd\ufffd\ufffd[0m")
-        self.assertEqual(page.find("script"), [])
+        self.assertEqual(len(page.find("script")), 1)  # that of the page
         self.write("long.txt", b"\"<" * (1 << 20))
         answer = self.visitor.get(link + "/long.txt?view")
         self.assertIn("Only the beginning", answer.text())

@@ -2,8 +2,11 @@
 
 #include "decision_test.h"
 
+#include <json/reader.h>
+
 #include <ctime>
 #include <regex>
+#include <sstream>
 
 namespace VEXO::sharing {
 namespace {
@@ -22,6 +25,15 @@ using testing::Not;
 
 const char kDeletedCookie[] =
     "sharing=; Path=/sharing/hash; HttpOnly; SameSite=Lax; Max-Age=0";
+
+Entry WithApp(Entry entry, const std::string& app) {
+  Json::Value value;
+  std::istringstream(app) >> value;
+  entry.set_app(value);
+  return entry;
+}
+
+Entry Announced(const Entry& entry) { return WithApp(entry, R"({"announce":true})"); }
 
 TEST_F(DecisionTest, OtherMethods_AreRefusedBeforeTheLinkIsLookedUp) {
   for (const char* method : {"", "get", "PUT", "DELETE", "OPTIONS", "TRACE"}) {
@@ -158,6 +170,60 @@ TEST_F(DecisionTest, MissingLinks_CannotBeToldApart) {
     }
   }
   EXPECT_THAT(log_.lines(), IsEmpty());
+}
+
+TEST_F(DecisionTest, AnnouncedLink_IsEarlyUntilItsStartAndCountsNothing) {
+  for (const Entry& entry : {OpenEntry(), PasswordEntry(), LimitedEntry(3)}) {
+    platform_.Sql("DELETE FROM entry");
+    StoreLink(Announced(entry));
+    const long start = time(nullptr) + 100;
+    platform_.Sql("UPDATE entry SET start_at = " + std::to_string(start) +
+                  ", expire_at = " + std::to_string(start));
+    request_.password = "wrong";
+    for (const char* method : {"GET", "POST"}) {
+      const VisitAnswer answer = Ask(method);
+      EXPECT_EQ(SHARING_VISIT_EARLY, answer.outcome);
+      EXPECT_EQ(start, answer.link.get_start_at());
+      EXPECT_THAT(answer.retry_after, AllOf(Ge(90), Le(100)));
+      EXPECT_EQ("", answer.set_cookie);
+    }
+    EXPECT_EQ(0, Recorded());
+    ExpectNothingDone();
+    platform_.Sql("UPDATE entry SET start_at = 1, expire_at = 0");
+    EXPECT_NE(SHARING_VISIT_EARLY, Get().outcome);
+  }
+}
+
+TEST_F(DecisionTest, AnnouncedLinkThatWillNotOpen_IsMissing) {
+  for (const char* const change :
+       {"enabled = 0", "expire_at = 1", "expire_at = 9999999998",
+        "expire_times = 3, use_count = 3", "project_name = 'other'"}) {
+    platform_.Sql("DELETE FROM entry");
+    StoreLink(Announced(OpenEntry()));
+    platform_.Sql("UPDATE entry SET start_at = 9999999999, " + std::string(change));
+    const VisitAnswer answer = Get();
+    EXPECT_EQ(SHARING_VISIT_MISSING, answer.outcome) << change;
+    EXPECT_EQ(0, answer.link.get_id()) << change;
+    EXPECT_EQ(0, answer.retry_after) << change;
+  }
+}
+
+TEST_F(DecisionTest, LinkThatIsNotAnnounced_IsMissingBeforeItsStart) {
+  for (const char* const app :
+       {"{}", R"({"announce":false})", R"({"announce":"true"})", R"({"announce":1})"}) {
+    platform_.Sql("DELETE FROM entry");
+    StoreLink(WithApp(OpenEntry(), app));
+    platform_.Sql("UPDATE entry SET start_at = 9999999999");
+    EXPECT_EQ(SHARING_VISIT_MISSING, Get().outcome) << app;
+  }
+}
+
+TEST_F(DecisionTest, BlockedAddress_LearnsNothingOfAnAnnouncedLink) {
+  StoreLink(Announced(OpenEntry()));
+  platform_.Sql("UPDATE entry SET start_at = 9999999999");
+  BlockAddress();
+
+  EXPECT_EQ(SHARING_VISIT_BLOCKED, Get().outcome);
 }
 
 TEST_F(DecisionTest, MissingLinks_TheirDataIsNotRead) {

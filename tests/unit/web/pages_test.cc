@@ -22,7 +22,7 @@ class Pages : public testing::Test {
 
 TEST_F(Pages, EntryHref_IsNeverTakenForAUrl) {
   EXPECT_EQ(EntryHref("javascript:x"), "./javascript%3Ax");
-  EXPECT_EQ(EntryHref("a/b?c#d%"), "./a%2Fb%3Fc%23d%25");
+  EXPECT_EQ(EntryHref("a/b?c#d%"), "./a/b%3Fc%23d%25");
   EXPECT_EQ(EntryHref("\xff\n"), "./%FF%0A");
 }
 

@@ -55,6 +55,18 @@ TEST(Site, DefaultPortOfTheBase_MayBeLeftOut) {
   EXPECT_EQ(site.LinkPath("a.org:80", "/sharing/", "h"), "/sharing/h");
 }
 
+TEST(Site, LinkUrl_IsThatOfTheBaseOrOfTheRequest) {
+  EXPECT_EQ(SiteWithBase().LinkUrl("share.example.org:5001", false, "/nas/sharing/h"),
+            "https://share.example.org:5001/nas/sharing/h");
+  EXPECT_EQ(SiteWithBase().LinkUrl("192.0.2.1:80", false, "/sharing/h"),
+            "http://192.0.2.1:80/sharing/h");
+  EXPECT_EQ(Site(std::nullopt, "").LinkUrl("[2001:db8::1]", true, "/sharing/h"),
+            "https://[2001:db8::1]/sharing/h");
+  for (const char* const host : {"", "a b", "a/b", "a\"><b>", "a?", "a@b"}) {
+    EXPECT_EQ(Site(std::nullopt, "").LinkUrl(host, true, "/sharing/h"), "") << host;
+  }
+}
+
 TEST(Site, BaseUrl_IsThatOfTheConfiguration) {
   EXPECT_EQ(SiteWithBase().BaseUrl(), "https://share.example.org:5001/nas");
   EXPECT_EQ(Site(std::nullopt, "/x").BaseUrl(), "");

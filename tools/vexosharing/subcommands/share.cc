@@ -23,10 +23,12 @@ namespace command {
 namespace {
 
 const char kPathMember[] = "path";
+const char kAnnounceMember[] = "announce";
 constexpr long kLifetime = 30L * 24 * 3600;  // seconds
 
 struct Options : CreateOptions {
   std::string path;
+  bool announce = false;
 };
 
 /// Whether the account, that of this process unless it is root's, can read the file or
@@ -94,6 +96,7 @@ ExitCode Share(Options& options) {
   settings.project = kFilesProject;
   if (!settings.app) settings.app = Json::Value(Json::objectValue);
   (*settings.app)[kPathMember] = path;
+  if (options.announce) (*settings.app)[kAnnounceMember] = true;
   if (!settings.expire_at) settings.expire_at = time(nullptr) + kLifetime;
   if (!settings.match_ip) settings.match_ip = false;
   return StoreNewLink(options);
@@ -109,6 +112,7 @@ Action AddShare(CLI::App& command) {
   command.remove_option(command.get_option("--no-match-ip"));
   AddSwitch(command, "--match-ip", options->link.settings.match_ip, true,
             "visitors must keep their IP address");
+  command.add_flag("--announce", options->announce, "tell visitors when the link starts");
   return [options] { return Share(*options); };
 }
 

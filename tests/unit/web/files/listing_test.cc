@@ -215,3 +215,15 @@ TEST(NameComesBefore, Names_AreComparedAsPeopleDo) {
     }
   }
 }
+
+TEST(Listing, SearchBelowWithoutTime_IsIncomplete) {
+  const fakes::TempDir dir;
+  MakeFolder(dir.Path("sub"));
+  dir.Write("sub/file", "");
+  ListingQuery query = ParseListingQuery("", "", "", "file");
+  query.below = true;
+  EXPECT_TRUE(Read(dir.Path(""), query).complete);
+
+  query.patience = query.patience.zero();
+  EXPECT_FALSE(Read(dir.Path(""), query).complete);
+}
