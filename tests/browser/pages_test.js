@@ -26,7 +26,8 @@ before(async () => {
     : > "/tmp/album/$(printf 'a:b <i>&\\xe2\\x80\\xae\\x01\\xff')"
     seq 100 | sed 's|.*|/tmp/album/summer/photo &.jpg|' | tr '\\n' '\\0' | xargs -0 touch
     chown -R alice /tmp/album
-    chmod -R a+rX /tmp/album`,
+    chmod -R a+rX /tmp/album
+    mkdir -m 0777 /tmp/inbox`,
   'iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAYAAAAfFcSJAAAADUlEQVR42mNk+M9QDwADhgGAWjR9awAAAABJRU5ErkJggg==');
   const colours = {beach: [240, 200, 90], sea: [30, 110, 220], 'a wood <i>&': [20, 170, 60]};
   for (const [name, colour] of Object.entries(colours)) {
@@ -39,6 +40,7 @@ before(async () => {
   const locked = site.share('/tmp/album', ['--password-stdin'], `${PASSWORD}\n`);
   const users = site.share('/tmp/album', ['--user', 'bob']);
   const limited = site.share('/tmp/album', ['--uses', '1']);
+  const drop = site.share('/tmp/inbox', ['--drop', '--max-bytes', '2G', '--max-files', '50']);
   const usedUp = site.share('/tmp/album', ['--uses', '1']);
   await fetch(`${site.base}${usedUp}/`, {method: 'POST', redirect: 'manual'});
   pages = [
@@ -50,6 +52,7 @@ before(async () => {
     ['file-text', `${open}/notes.txt?view`], ['file-picture', `${open}/dot.png?view`],
     ['file-sound', `${open}/sound.mp3?view`], ['file-film', `${open}/film.mp4?view`],
     ['error', `${open}/%zz`],
+    ['drop', `${drop}/`], ['drop-sent', `${drop}/?sent=2`],
   ];
 });
 after(() => site?.stop());
