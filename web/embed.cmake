@@ -1,7 +1,7 @@
 # Writes the templates, the style and the script of the pages as a C++ source:
 #   cmake -D FOLDER=... -D OUTPUT=... -P embed.cmake
 set(text "#include \"web/pages/templates.h\"\n\n#include \"web/pages/pages.h\"\n\nnamespace web {\n\n")
-foreach(name Page Header Login Open Folder Grid File Message Early)
+foreach(name Page Header Login Open Folder Grid File Drop Message Early)
   string(TOLOWER ${name} file)
   file(READ ${FOLDER}/${file}.mustache content)
   string(APPEND text "const char* const k${name}Template = R\"__(${content})__\";\n")

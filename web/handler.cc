@@ -10,6 +10,7 @@
 #include "base/access_log.h"
 #include "base/text.h"
 #include "base/wipe.h"
+#include "drop_response.h"
 #include "entry.h"
 #include "entry_db.h"
 #include "file_response.h"
@@ -43,6 +44,10 @@ constexpr size_t kLargestTarget = 8 << 10;
 constexpr size_t kLargestVariables = 64 << 10;
 constexpr size_t kLargestForm = 16 << 10;
 constexpr size_t kLargestPreview = 1 << 20;
+
+// The action of a form with files: the decision needs no field of it, and its body is
+// read only for those who are admitted.
+const char kSend[] = "send";
 
 const char kRealm[] = "Form realm=\"sharing\"";
 const char kMethods[] = "GET, HEAD, POST";
@@ -196,6 +201,7 @@ class Content {
   Response Answer();
 
  private:
+  Response Drop() const;
   Response AnswerFileLink();
   Response AnswerBelow();
   Response Folder(Node folder);
@@ -223,18 +229,34 @@ class Content {
 };
 
 Response Content::Answer() {
-  if (IsRoot(address_) && link_.get_redirect_type() == Entry::REDIRECT_ALWAYS) {
+  const bool sends = SendsFiles(request_);
+  if (!sends && IsRoot(address_) && link_.get_redirect_type() == Entry::REDIRECT_ALWAYS) {
     const std::optional<RedirectTarget> target = RedirectOf(link_);
     if (target) {
       return Recorded(VEXO::base::kEventRedirect, MakeRedirect(303, target->location));
     }
   }
-  if (IsRoot(address_) && !address_.slash) return MakeRedirect(308, WithSlash(address_));
+  if (!sends && IsRoot(address_) && !address_.slash) {
+    return MakeRedirect(308, WithSlash(address_));
+  }
+  if (shared_.share.drop) return Drop();
+  if (sends) return MakeMessage(415, Message::kFormType);
   const OpenResult opened = SharedTree::Open(shared_.share, shared_.owner, &tree_);
   if (opened == OpenResult::kAbsent) return MakeGone();
   if (opened == OpenResult::kFailed) return MakeTryLater(0);
   if (!address_.reachable) return MakeGone();
   return tree_->root().info.kind == NodeKind::kFile ? AnswerFileLink() : AnswerBelow();
+}
+
+/// Nothing of the folder can be seen: below the root there is nothing.
+Response Content::Drop() const {
+  if (!IsRoot(address_)) return MakeGone();
+  DropPage page;
+  page.title = link_.get_protect_title();
+  page.facts = Facts();
+  page.facts.address.clear();  // pages with it have a script
+  return MakeDropResponse(request_, address_, shared_.share, shared_.owner,
+                          link_.get_id(), std::move(page));
 }
 
 /// The root is a page; its only entry is the file itself.
@@ -471,12 +493,14 @@ Response Handler::Answer(const Variables& request, const ReadBody& read_body) co
   if (address->hash.empty()) return MakeMissing();
 
   Parameters form;
-  if (request.Get("REQUEST_METHOD") == "POST") {
+  const bool sends = SendsFiles(request);
+  if (request.Get("REQUEST_METHOD") == "POST" && !sends) {
     std::optional<Response> failure = ReadForm(request, read_body, &form);
     if (failure) return std::move(*failure);
   }
-  const VisitRequest visit = MakeVisitRequest(request, *address, form, site_);
-  if (visit.method == "POST" && visit.action != "logout") {
+  VisitRequest visit = MakeVisitRequest(request, *address, form, site_);
+  if (sends) visit.action = kSend;
+  if (visit.method == "POST" && !sends && visit.action != "logout") {
     // A login must use nothing of a link that is not usable.
     VisitRequest look = visit;
     look.method = "GET";

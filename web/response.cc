@@ -33,6 +33,8 @@ const char* ReasonOf(int status) {
       return "Method Not Allowed";
     case 410:
       return "Gone";
+    case 411:
+      return "Length Required";
     case 412:
       return "Precondition Failed";
     case 413:
@@ -49,6 +51,8 @@ const char* ReasonOf(int status) {
       return "Request Header Fields Too Large";
     case 503:
       return "Service Unavailable";
+    case 507:
+      return "Insufficient Storage";
     default:
       return "Internal Server Error";
   }

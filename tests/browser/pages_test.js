@@ -52,7 +52,8 @@ before(async () => {
     mkdir /tmp/album/readme
     base64 -d <<< '${Buffer.from(README).toString('base64')}' > /tmp/album/readme/README.md
     chown -R alice /tmp/album
-    chmod -R a+rX /tmp/album`,
+    chmod -R a+rX /tmp/album
+    mkdir -m 0777 /tmp/inbox`,
   'iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAYAAAAfFcSJAAAADUlEQVR42mNk+M9QDwADhgGAWjR9awAAAABJRU5ErkJggg==');
   const colours = {beach: [240, 200, 90], sea: [30, 110, 220], 'a wood <i>&': [20, 170, 60]};
   for (const [name, colour] of Object.entries(colours)) {
@@ -65,6 +66,7 @@ before(async () => {
   const locked = site.share('/tmp/album', ['--password-stdin'], `${PASSWORD}\n`);
   const users = site.share('/tmp/album', ['--user', 'bob']);
   const limited = site.share('/tmp/album', ['--uses', '1']);
+  const drop = site.share('/tmp/inbox', ['--drop', '--max-bytes', '2G', '--max-files', '50']);
   const usedUp = site.share('/tmp/album', ['--uses', '1']);
   await fetch(`${site.base}${usedUp}/`, {method: 'POST', redirect: 'manual'});
   const early = site.share('/tmp/album',
@@ -80,6 +82,7 @@ before(async () => {
     ['file-text', `${open}/notes.txt?view`], ['file-picture', `${open}/dot.png?view`],
     ['file-sound', `${open}/sound.mp3?view`], ['file-film', `${open}/film.mp4?view`],
     ['error', `${open}/%zz`],
+    ['drop', `${drop}/`], ['drop-sent', `${drop}/?sent=2`],
   ];
 });
 after(() => site?.stop());

@@ -139,6 +139,47 @@ test('robots that come first use nothing up', async () => {
   assert.equal(await kind(late), 'used-up');
 });
 
+test('files are sent to a drop box, which shows nothing of them', async () => {
+  site.shell('mkdir -m 0777 /tmp/inbox');
+  const link = site.share('/tmp/inbox',
+      ['--drop', '--title', 'For Alice', '--max-files', '4', '--password-stdin'],
+      `${PASSWORD}\n`);
+  const page = await site.visitor({javaScriptEnabled: false});
+  await page.goto(link);
+  await logIn(page);
+  assert.equal(await kind(page), 'drop');
+  assert.equal(await page.locator('h1').innerText(), 'For Alice');
+  const send = () => Promise.all([page.waitForEvent('load'),
+    page.getByRole('button', {name: 'Send'}).click()]);
+  const file = (name, text) => ({name, mimeType: 'text/plain', buffer: Buffer.from(text)});
+
+  await page.getByLabel('Files').setInputFiles(
+      [file('a "b"; c.txt', 'first'), file('.ü\u202e.txt', 'second')]);
+  await page.getByLabel('Your name').fill('Bob');
+  await page.getByLabel('Note').fill('Two lines,\nas promised.');
+  await send();
+  assert.match(page.url(), /\/\?sent=2$/);
+  assert.equal(await page.getByRole('status').innerText(), '2 files were received.');
+  assert.equal(await page.getByLabel('Note').inputValue(), '');
+  assert.deepEqual(site.shell('cd /tmp/inbox; ls').split('\n').slice(0, -1).sort(),
+      ['a "b"; c.txt', 'note.txt', 'ü_.txt'].sort());
+  assert.match(site.shell('cat /tmp/inbox/note.txt'),
+      /^From: Bob\nSent: .*\nFile: .*\nFile: .*\n\nTwo lines,\nas promised.\n$/);
+
+  await page.goBack();
+  assert.equal(await kind(page), 'drop');
+  assert.equal(await page.getByRole('status').count(), 0);
+  await page.getByLabel('Files').setInputFiles([file('a', '1'), file('b', '2')]);
+  await send();
+  assert.equal(await kind(page), 'drop');
+  assert.match(await page.getByRole('alert').innerText(), /more files than/);
+  assert.equal(await page.getByLabel('Files').getAttribute('aria-invalid'), 'true');
+  if (process.env.SCREENSHOTS) {
+    await page.screenshot({path: `${process.env.SCREENSHOTS}/drop-problem.png`});
+  }
+  assert.equal(site.shell('ls /tmp/inbox | wc -l').trim(), '3');
+});
+
 test('the keyboard alone is enough', async () => {
   const page = await site.visitor();
   await page.goto(passwordLink());

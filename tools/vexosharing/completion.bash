@@ -19,7 +19,8 @@ _vexosharing_options() {
     create) echo "$common $link --qr" ;;
     share)
       link=${link/--project /}
-      echo "$common ${link/--no-match-ip/--match-ip} --announce --qr"
+      echo "$common ${link/--no-match-ip/--match-ip} --announce --qr --drop --max-bytes" \
+        "--max-files"
       ;;
     list) echo "$common --project --owner --state --search --order --reverse --columns --page
       --page-size" ;;
@@ -93,7 +94,8 @@ _vexosharing() {
       return
       ;;
     --project | --where-project | --app | --private-data | --search | --where-search | --uses | \
-      --title | --redirect-uri | --page | --page-size | --address | --since)
+      --max-bytes | --max-files | --title | --redirect-uri | --page | --page-size | --address | \
+      --since)
       return
       ;;
   esac

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -16,6 +18,10 @@ namespace web {
 /// Receives a body piece by piece, and throws nothing.  Returns false when there is
 /// nobody to receive it any more.
 using Sink = std::function<bool(std::string_view)>;
+
+/// Reads some bytes of the body of a request into the buffer.  Returns their number, 0 at
+/// the end of the body, and -1 when they do not arrive.
+using Source = std::function<ssize_t(char* buffer, size_t size)>;
 
 /// Largest piece that a body hands to a sink.
 inline constexpr size_t kPieceSize = 64 << 10;

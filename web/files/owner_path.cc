@@ -18,6 +18,7 @@ namespace {
 using VEXO::base::UniqueFd;
 
 constexpr unsigned int kRead = 4;
+constexpr unsigned int kWrite = 2;
 constexpr unsigned int kSearch = 1;
 constexpr int kMaxLinks = 40;  // as the kernel's
 
@@ -127,6 +128,10 @@ bool Reaches(const Owner& owner, UniqueFd start, bool confined, const std::strin
 
 bool ModeAdmits(const Owner& owner, int fd, const struct stat& status) {
   return Admits(owner, fd, status, S_ISDIR(status.st_mode) ? kRead | kSearch : kRead);
+}
+
+bool ModeAdmitsCreating(const Owner& owner, int fd, const struct stat& status) {
+  return Admits(owner, fd, status, kWrite | kSearch);
 }
 
 bool OwnerReaches(const Owner& owner, const std::string& path,

@@ -3,6 +3,17 @@
 #include <json/value.h>
 
 namespace web {
+namespace {
+
+/// Reads a limit, which may be absent.  False when it is not a positive whole number.
+bool ReadLimit(const Json::Value& value, std::uint64_t* limit) {
+  if (value.isNull()) return true;
+  if (!value.isUInt64() || value.asUInt64() == 0) return false;
+  *limit = value.asUInt64();
+  return true;
+}
+
+}  // namespace
 
 std::optional<Share> ReadShare(const Json::Value& app) {
   if (!app.isObject()) return std::nullopt;
@@ -16,6 +27,15 @@ std::optional<Share> ReadShare(const Json::Value& app) {
   }
   const Json::Value& hidden = app["hidden"];
   share.hidden = hidden.isBool() && hidden.asBool();
+  const Json::Value& drop = app["drop"];
+  if (!drop.isNull() && !drop.isBool()) return std::nullopt;
+  if (drop.isBool() && drop.asBool()) {
+    share.drop.emplace();
+    if (!ReadLimit(app["max_bytes"], &share.drop->bytes) ||
+        !ReadLimit(app["max_files"], &share.drop->files)) {
+      return std::nullopt;
+    }
+  }
   return share;
 }
 

@@ -216,6 +216,42 @@ void AddPages(const FolderPage& page, data* values) {
   if (listing.page < listing.page_count) values->set("next", href(listing.page + 1));
 }
 
+std::string ProblemText(DropPage::Problem problem) {
+  switch (problem) {
+    case DropPage::Problem::kNoFile:
+      return Translate("Choose at least one file.");
+    case DropPage::Problem::kTooLarge:
+      return Translate("The files are larger than what can still be sent here.");
+    case DropPage::Problem::kTooMany:
+      return Translate("These are more files than can still be sent here.");
+    case DropPage::Problem::kTextTooLong:
+      return Translate("The name or the note is too long.");
+    case DropPage::Problem::kIncomplete:
+      return Translate("The files did not arrive completely. Send them again.");
+    case DropPage::Problem::kNoSpace:
+      return Translate("There is no space left for these files.");
+    default:
+      return "";
+  }
+}
+
+/// What a drop box accepts; empty without limits.
+std::string LimitsText(const DropLimits& limits) {
+  const DropLimits none;
+  std::string text;
+  if (limits.files != none.files) {
+    text = Count("{count} file", "{count} files", limits.files);
+  }
+  if (limits.bytes != none.bytes) {
+    const std::string size = FormatSize(limits.bytes);
+    text = text.empty()
+               ? size
+               : Fill(Fill(Translate("{files}, {size}"), "files", text), "size", size);
+  }
+  return text.empty() ? ""
+                      : Fill(Translate("At most {limits} in total."), "limits", text);
+}
+
 struct MessageTexts {
   const char* page;  ///< the value of data-page
   std::string heading;
@@ -356,6 +392,23 @@ std::string RenderFile(const FilePage& page) {
       Render("file", DisplayName(page.heading), kFileTemplate, std::move(values)),
       page.text.size() + page.text.size() / 8,
       [&page](std::string* html) { AppendEscaped(page.text, html); });
+}
+
+std::string RenderDrop(const DropPage& page) {
+  const std::string heading = page.title.empty() ? Translate("Send files") : page.title;
+  data values = HeaderValues(heading, {}, page.facts);
+  if (page.sent != 0) {
+    values.set("sent", Count("{count} file was received.", "{count} files were received.",
+                             page.sent));
+  }
+  SetUnlessEmpty(&values, "problem", ProblemText(page.problem));
+  const bool files_wrong = page.problem != DropPage::Problem::kNone &&
+                           page.problem != DropPage::Problem::kTextTooLong;
+  values.set("files_wrong", files_wrong);
+  const std::string limits = LimitsText(page.limits);
+  SetUnlessEmpty(&values, "limits", limits);
+  values.set("files_described", !limits.empty() || files_wrong);
+  return Render("drop", DisplayName(heading), kDropTemplate, std::move(values));
 }
 
 std::string RenderMessage(Message message) {

@@ -9,6 +9,7 @@
 #include "web/files/content_type.h"
 #include "web/files/listing.h"
 #include "web/files/readme.h"
+#include "web/files/share.h"
 
 namespace web {
 
@@ -73,6 +74,23 @@ struct FilePage {
   ListingQuery query;  ///< view and order of the folder
 };
 
+/// The form that sends files.
+struct DropPage {
+  std::string title;  ///< what the link's owner set; may be empty
+  LinkFacts facts;
+  DropLimits limits;
+  int sent = 0;  ///< files that were received; 0 for none
+  enum class Problem {
+    kNone,
+    kNoFile,
+    kTooLarge,
+    kTooMany,
+    kTextTooLong,
+    kIncomplete,
+    kNoSpace
+  } problem = Problem::kNone;
+};
+
 /// A page that says why nothing else is shown.
 enum class Message {
   kMissing,
@@ -95,6 +113,7 @@ std::string RenderLogin(const LoginPage& page);
 std::string RenderOpen(const std::string& title);
 std::string RenderFolder(const FolderPage& page);
 std::string RenderFile(const FilePage& page);
+std::string RenderDrop(const DropPage& page);
 std::string RenderMessage(Message message);
 
 /// The page that says when the link can be opened.

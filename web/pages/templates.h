@@ -11,6 +11,7 @@ extern const char* const kOpenTemplate;
 extern const char* const kFolderTemplate;
 extern const char* const kGridTemplate;
 extern const char* const kFileTemplate;
+extern const char* const kDropTemplate;
 extern const char* const kMessageTemplate;
 extern const char* const kEarlyTemplate;
 extern const char* const kStyle;

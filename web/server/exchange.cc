@@ -1,11 +1,15 @@
 #include "exchange.h"
 
+#include <poll.h>
+#include <sys/socket.h>
 #include <syslog.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <exception>
 #include <functional>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -15,6 +19,8 @@
 namespace web {
 
 namespace {
+
+constexpr std::uint64_t kReadOnBytes = 64 << 20;
 
 Response Safely(const std::function<Response()>& answer) {
   try {
@@ -32,11 +38,28 @@ Response AnswerSafely(const Handler& handler, const Variables& request,
   return Safely([&] { return handler.Answer(request, read_body); });
 }
 
-Response Complete(Response response) {
+Response Complete(Response response, const Source& read) {
   if (!response.complete) return response;
-  Response complete = Safely(response.complete);
+  Response complete = Safely([&] { return response.complete(read); });
   for (const auto& [name, value] : response.headers) complete.Add(name, value);
   return complete;
+}
+
+void ReadOn(int input, std::chrono::milliseconds time) {
+  const Deadline deadline(time);
+  std::string buffer(kPieceSize, '\0');
+  const auto read_some = [&] { return read(input, buffer.data(), buffer.size()); };
+  std::uint64_t done = 0;
+  while (done < kReadOnBytes) {
+    pollfd waiting = {input, POLLIN, 0};
+    if (poll(&waiting, 1, deadline.MillisecondsLeft()) != 1) break;
+    const ssize_t got = read_some();
+    if (got <= 0) return;
+    done += got;
+  }
+  // A socket that is closed with unread bytes in it takes the answer back.
+  if (shutdown(input, SHUT_RD) != 0) return;
+  while (read_some() > 0) continue;
 }
 
 bool SendResponse(const Variables& request, const Response& response, const Sink& sink) {

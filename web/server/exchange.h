@@ -12,12 +12,21 @@ namespace web {
 /// How long a form may take to arrive.
 inline constexpr std::chrono::seconds kBodyTime{10};
 
+/// How long the next bytes of a larger body may take to arrive.
+inline constexpr std::chrono::seconds kPieceTime{60};
+
 /// The handler's answer.  An exception is logged, and answered as a failure.
 Response AnswerSafely(const Handler& handler, const Variables& request,
                       const ReadBody& read_body);
 
 /// The answer itself, where it takes time to make.  An exception as for AnswerSafely.
-Response Complete(Response response);
+///
+/// @param read  reads the body of the request
+Response Complete(Response response, const Source& read);
+
+/// Reads what is left of a request that was answered before its end, for a time and up to
+/// a limit: many servers and browsers look for the answer only when they have sent all.
+void ReadOn(int input, std::chrono::milliseconds time = std::chrono::seconds(10));
 
 /// Sends the headers and, unless the method is HEAD, the body, and records the visit.
 /// False when the answer was not sent to its end.

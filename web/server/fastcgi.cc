@@ -22,9 +22,10 @@
 #include <utility>
 #include <vector>
 
-#include "base/wipe.h"
+#include "base/unique_fd.h"
 #include "web/pages/pages.h"
 #include "web/server/exchange.h"
+#include "web/server/fastcgi_input.h"
 #include "web/server/stop.h"
 #include "web/server/workers.h"
 
@@ -42,13 +43,18 @@ constexpr time_t kChildPatience = 600;
 // How long a form may take until another worker is started.
 constexpr std::chrono::milliseconds kFastForm{100};
 
-void SetPatience(int socket, time_t seconds) {
-  const timeval time = {seconds, 0};
-  setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &time, sizeof(time));
-  setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &time, sizeof(time));
+// How long they read what nobody wants, so that the server can pass their answer on.
+constexpr std::chrono::milliseconds kWorkerReadOnTime{100};
+constexpr std::chrono::seconds kChildReadOnTime{10};
+
+void SetPatience(int socket, time_t read_seconds, time_t write_seconds) {
+  const timeval read_time = {read_seconds, 0};
+  const timeval write_time = {write_seconds, 0};
+  setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &read_time, sizeof(read_time));
+  setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &write_time, sizeof(write_time));
 }
 
-/// The children that send bodies.
+/// The children that send and receive bodies.
 class Children {
  public:
   /// Forgets those that have ended.  No other child of the process is waited for.
@@ -107,23 +113,6 @@ class SlowFormWatch {
   std::thread thread_;
 };
 
-/// Reads the form, at most `limit` bytes and one more.
-std::optional<std::string> ReadInput(FCGX_Stream* input, size_t limit) {
-  const Deadline deadline(kBodyTime);
-  std::string body;
-  body.reserve(limit + 1);  // not grown later: a secret must not leave copies
-  while (body.size() <= limit) {
-    const int byte = FCGX_GetChar(input);
-    if (byte == EOF) break;
-    body += static_cast<char>(byte);
-    input->rdNext[-1] = 0;  // the password stays in the buffer of the library otherwise
-    if (deadline.MillisecondsLeft() == 0) break;
-  }
-  if (FCGX_GetError(input) == 0 && deadline.MillisecondsLeft() > 0) return body;
-  VEXO::base::Wipe(&body);
-  return std::nullopt;
-}
-
 class Worker {
  public:
   Worker(const Handler& handler, int downloads)
@@ -134,10 +123,13 @@ class Worker {
  private:
   /// False when the worker is of no more use.
   bool AnswerOne();
+  bool HasMoreBody(const Variables& variables) const;
   bool NeedsChild(const Variables& variables, const Response& response) const;
-  bool SendByChild(const Variables& variables, Response response);
+  bool AnswerByChild(const Variables& variables, Response response);
+  bool AnswerInChild(const Variables& variables, Response response);
   bool Send(const Variables& variables, const Response& response);
   void Finish(bool sent);
+  void FinishEarly(std::chrono::milliseconds read_on_time);
   void BreakOff();
 
   const Handler& handler_;
@@ -166,7 +158,7 @@ int Worker::Serve() {
 }
 
 bool Worker::AnswerOne() {
-  SetPatience(request_.ipcFd, kWorkerPatience);
+  SetPatience(request_.ipcFd, kWorkerPatience, kWorkerPatience);
   const Variables variables(request_.envp);
   Response response = AnswerSafely(handler_, variables, [this](size_t limit) {
     SlowFormWatch watch;
@@ -177,14 +169,27 @@ bool Worker::AnswerOne() {
   const bool failed = response.status == 503;
   if (!NeedsChild(variables, response)) {
     Finish(Send(variables, response));
-  } else if (!SendByChild(variables, std::move(response))) {
-    Finish(Send(variables, MakeTryLater()));
+  } else if (!AnswerByChild(variables, std::move(response))) {
+    const bool sent = Send(variables, MakeTryLater());
+    if (HasMoreBody(variables)) {
+      FinishEarly(kWorkerReadOnTime);
+    } else {
+      Finish(sent);
+    }
   }
   return !failed || Handler::CanLookUp();
 }
 
+/// Whether the visitor may still be sending.
+bool Worker::HasMoreBody(const Variables& variables) const {
+  const std::string& length = variables.Get("CONTENT_LENGTH");
+  const bool has_body =
+      (!length.empty() && length != "0") || variables.Has("HTTP_TRANSFER_ENCODING");
+  return has_body && FCGX_HasSeenEOF(request_.in) == 0;
+}
+
 bool Worker::NeedsChild(const Variables& variables, const Response& response) const {
-  if (response.complete) return true;
+  if (response.complete || HasMoreBody(variables)) return true;
   if (variables.Get("REQUEST_METHOD") == "HEAD") return false;
   if (response.body == nullptr) return response.content.size() > kLargestOwnBody;
   return response.body->Length().value_or(kLargestOwnBody + 1) > kLargestOwnBody;
@@ -207,6 +212,16 @@ void Worker::Finish(bool sent) {
   }
 }
 
+/// Ends a request whose visitor may still be sending.  Closing the connection in the
+/// usual way would read all of it, however much it is.
+void Worker::FinishEarly(std::chrono::milliseconds read_on_time) {
+  const VEXO::base::UniqueFd connection(dup(request_.ipcFd));
+  FCGX_Detach(&request_);
+  FCGX_Finish_r(&request_);
+  shutdown(connection.get(), SHUT_WR);
+  ReadOn(connection.get(), read_on_time);
+}
+
 /// Ends the connection without the record that ends a request, so that the server does
 /// not take what was sent for the whole answer.
 void Worker::BreakOff() {
@@ -214,7 +229,7 @@ void Worker::BreakOff() {
   FCGX_InitRequest(&request_, STDIN_FILENO, FCGI_FAIL_ACCEPT_ON_INTR);
 }
 
-bool Worker::SendByChild(const Variables& variables, Response response) {
+bool Worker::AnswerByChild(const Variables& variables, Response response) {
   children_.Reap();
   if (children_.size() >= downloads_) return false;
   FCGX_Detach(&request_);  // closing the parent's end must not end the connection
@@ -232,14 +247,25 @@ bool Worker::SendByChild(const Variables& variables, Response response) {
     const int nothing = open("/dev/null", O_RDONLY | O_CLOEXEC);
     dup2(nothing, STDIN_FILENO);  // the listening socket
     FCGX_Attach(&request_);
-    SetPatience(request_.ipcFd, kChildPatience);
-    FailOutputOnStop(request_.ipcFd);  // what was sent until then is recorded
-    if (!Send(variables, Complete(std::move(response)))) _exit(EXIT_FAILURE);
-    FCGX_Finish_r(&request_);
-    _exit(EXIT_SUCCESS);
+    _exit(AnswerInChild(variables, std::move(response)) ? EXIT_SUCCESS : EXIT_FAILURE);
   }
   children_.Add(child);
   BreakOff();
+  return true;
+}
+
+bool Worker::AnswerInChild(const Variables& variables, Response response) {
+  SetPatience(request_.ipcFd, std::chrono::seconds(kPieceTime).count(), kChildPatience);
+  const Response complete = Complete(
+      std::move(response),
+      [this](char* buffer, size_t size) { return ReadSome(request_.in, buffer, size); });
+  FailOutputOnStop(request_.ipcFd);  // what was sent until then is recorded
+  if (!Send(variables, complete)) return false;
+  if (HasMoreBody(variables)) {
+    FinishEarly(kChildReadOnTime);
+  } else {
+    FCGX_Finish_r(&request_);
+  }
   return true;
 }
 

@@ -176,6 +176,34 @@ class Share(CommandTest):
         self.assertIn("only root can share it for alice",
                       self.refused(path, "--owner", "alice", **AS_SYSTEM))
 
+    def test_drop_box_is_a_directory_with_its_limits(self):
+        os.chown(self.folder, ALICE, ALICE)
+
+        self.assertEqual(self.shared(self.folder, "--drop")["app"],
+                         {"path": str(self.folder), "drop": True})
+        for size, number in (("5000000000", 5 * 10**9), ("1k", 1000), ("20M", 20 * 10**6),
+                             ("3G", 3 * 10**9), ("9007T", 9007 * 10**12), ("010", 10)):
+            self.assertEqual(
+                self.shared(self.folder, "--drop", "--max-bytes", size, "--max-files",
+                            "7")["app"],
+                {"path": str(self.folder), "drop": True, "max_bytes": number,
+                 "max_files": 7})
+
+    def test_drop_box_that_cannot_receive_is_refused(self):
+        self.assertIn("not a directory", self.refused(self.file("a.txt"), "--drop"))
+        os.chown(self.folder, BOB, BOB)
+        self.assertIn("alice cannot write to it",
+                      self.refused(self.folder, "--drop", "--owner", "alice"))
+
+    def test_limits_of_a_drop_box_are_checked(self):
+        for value in ("0", "-1", "1.5", "", "k", "1K", "1kB", "9008T", "99999999999999999999"):
+            self.assertIn("--max-bytes",
+                          self.refused(self.folder, "--drop", f"--max-bytes={value}",
+                                       status=WRONG_CALL))
+        self.refused(self.folder, "--drop", "--max-files", "0", status=WRONG_CALL)
+        for option in ("--max-bytes", "--max-files"):
+            self.assertIn("--drop", self.refused(self.folder, option, "1", status=WRONG_CALL))
+
     def test_other_accounts_cannot_share(self):
         self.assertEqual(self.call("share", self.file("a.txt"), **AS_ALICE).returncode,
                          command_support.NOT_USABLE)

@@ -3,8 +3,10 @@
 #include <utf8cpp/utf8.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <ctime>
 #include <limits>
+#include <string_view>
 
 #include "base/number.h"
 #include "cli/date.h"
@@ -59,6 +61,28 @@ CLI::Validator WholeNumber(int least) {
              " to 2147483647";
     }
     text = std::to_string(*number);  // the parser would read 010 as octal
+    return "";
+  });
+}
+
+CLI::Validator Size() {
+  return CLI::Validator().operation([](std::string& text) -> std::string {
+    constexpr std::uint64_t kMost = std::uint64_t{1} << 53;  // exact in every JSON parser
+    constexpr std::string_view kUnits = "kMGT";
+    std::uint64_t factor = 1;
+    std::string_view number = text;
+    const size_t unit = number.empty() ? kUnits.npos : kUnits.find(number.back());
+    if (unit != kUnits.npos) {
+      number.remove_suffix(1);
+      for (size_t i = 0; i <= unit; ++i) factor *= 1000;
+    }
+    const std::optional<std::uint64_t> count =
+        VEXO::base::ParseNumber(number, std::uint64_t{1}, kMost / factor);
+    if (!count) {
+      return "invalid size \"" + text +
+             "\": must be a number of bytes, or a number with k, M, G or T";
+    }
+    text = std::to_string(*count * factor);
     return "";
   });
 }

@@ -40,6 +40,7 @@ void AddHash(CLI::App& command, std::string& hash);
 
 /// Validators.  They replace the value by the form that a variable of the type accepts.
 CLI::Validator WholeNumber(int least = 0);  // for int
+CLI::Validator Size();                      // for std::uint64_t; at least 1
 CLI::Validator Date();                      // for long
 CLI::Validator PastDate();                  // for long; spans count back from now
 CLI::Validator Utf8();

@@ -6,6 +6,7 @@
 #include <utf8cpp/utf8.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <ctime>
 #include <filesystem>
@@ -29,11 +30,14 @@ constexpr long kLifetime = 30L * 24 * 3600;  // seconds
 struct Options : CreateOptions {
   std::string path;
   bool announce = false;
+  bool drop = false;
+  std::optional<std::uint64_t> max_bytes;
+  std::optional<int> max_files;
 };
 
-/// Whether the account, that of this process unless it is root's, can read the file or
-/// the directory.
-bool CanRead(const passwd& account, const std::string& path, int access_mode) {
+/// Whether the account, that of this process unless it is root's, has this access to the
+/// file or the directory.
+bool CanAccess(const passwd& account, const std::string& path, int access_mode) {
   if (geteuid() != 0) return access(path.c_str(), access_mode) == 0;
   const pid_t child = fork();
   if (child == 0) {
@@ -74,6 +78,9 @@ ExitCode Share(Options& options) {
   if (stat(path.c_str(), &status) == -1) return Refuse(options, strerror(errno));
   const std::string why_not = WhyNotShared(path, status.st_mode);
   if (!why_not.empty()) return Refuse(options, why_not);
+  if (options.drop && !S_ISDIR(status.st_mode)) {
+    return Refuse(options, "not a directory, so files cannot be sent to it");
+  }
   if (!settings.owner && status.st_uid == 0) {
     return Refuse(options, "belongs to root; name the owner with --owner");
   }
@@ -89,14 +96,20 @@ ExitCode Share(Options& options) {
     return Refuse(options, "only root can share it for " + *settings.owner);
   }
   const int access_mode = S_ISDIR(status.st_mode) ? R_OK | X_OK : R_OK;
-  if (account == nullptr || !CanRead(*account, path, access_mode)) {
+  if (account == nullptr || !CanAccess(*account, path, access_mode)) {
     return Refuse(options, *settings.owner + " cannot read it");
+  }
+  if (options.drop && !CanAccess(*account, path, W_OK | X_OK)) {
+    return Refuse(options, *settings.owner + " cannot write to it");
   }
 
   settings.project = kFilesProject;
   if (!settings.app) settings.app = Json::Value(Json::objectValue);
   (*settings.app)[kPathMember] = path;
   if (options.announce) (*settings.app)[kAnnounceMember] = true;
+  if (options.drop) (*settings.app)["drop"] = true;
+  if (options.max_bytes) (*settings.app)["max_bytes"] = Json::UInt64(*options.max_bytes);
+  if (options.max_files) (*settings.app)["max_files"] = *options.max_files;
   if (!settings.expire_at) settings.expire_at = time(nullptr) + kLifetime;
   if (!settings.match_ip) settings.match_ip = false;
   return StoreNewLink(options);
@@ -110,6 +123,15 @@ Action AddShare(CLI::App& command) {
   AddCreateOptions(command, *options);
   command.remove_option(command.get_option("--project"));
   command.remove_option(command.get_option("--no-match-ip"));
+  CLI::Option* const drop =
+      command.add_flag("--drop", options->drop,
+                       "visitors send files to the directory, and see nothing of it");
+  AddValue(command, "--max-bytes", options->max_bytes, "SIZE", Size(),
+           "with --drop: most bytes that the directory may hold; k, M, G and T are units")
+      ->needs(drop);
+  AddValue(command, "--max-files", options->max_files, "N", WholeNumber(1),
+           "with --drop: most files that the directory may hold")
+      ->needs(drop);
   AddSwitch(command, "--match-ip", options->link.settings.match_ip, true,
             "visitors must keep their IP address");
   command.add_flag("--announce", options->announce, "tell visitors when the link starts");

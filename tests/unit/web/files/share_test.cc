@@ -48,6 +48,28 @@ TEST(ReadShare, NoAbsolutePath_IsNoShare) {
   EXPECT_FALSE(ReadShare(Json::Value(Json::arrayValue)));
 }
 
+TEST(ReadShare, DropBox_HasItsLimits) {
+  EXPECT_FALSE(Read(R"({"path": "/a"})")->drop);
+  EXPECT_FALSE(Read(R"({"path": "/a", "drop": false, "max_files": 1})")->drop);
+  const auto unlimited = Read(R"({"path": "/a", "drop": true})");
+  EXPECT_EQ(unlimited->drop->bytes, UINT64_MAX);
+  EXPECT_EQ(unlimited->drop->files, UINT64_MAX);
+  const auto share =
+      Read(R"({"path": "/a", "drop": true, "max_bytes": 5000000000, "max_files": 7})");
+  EXPECT_EQ(share->drop->bytes, 5000000000U);
+  EXPECT_EQ(share->drop->files, 7U);
+}
+
+TEST(ReadShare, InvalidDropBox_IsNoShare) {
+  for (const char* const members :
+       {R"("drop": 1)", R"("drop": "true")", R"("drop": {})",
+        R"("drop": true, "max_bytes": 0)", R"("drop": true, "max_bytes": -1)",
+        R"("drop": true, "max_bytes": "1")", R"("drop": true, "max_files": 1.5)",
+        R"("drop": true, "max_files": true)"}) {
+    EXPECT_FALSE(Read(std::string(R"({"path": "/a", )") + members + "}")) << members;
+  }
+}
+
 TEST(NameOfShare, LastComponent_IsTheName) {
   EXPECT_EQ(NameOf("/srv/photos"), "photos");
   EXPECT_EQ(NameOf("/srv/photos//"), "photos");

@@ -1,0 +1,68 @@
+#include "web/drop/sending.h"
+
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+#include <thread>
+
+#include "temp_dir.h"
+
+namespace {
+
+using web::DropFolder;
+using web::ReceiveSending;
+using web::SendingResult;
+
+const std::string kForm =
+    "--b\r\nContent-Disposition: form-data; name=file; filename=a\r\n\r\n" +
+    std::string(1000, 'x') + "\r\n--b--\r\n";
+
+class SendingTest : public testing::Test {
+ protected:
+  SendingTest() {
+    web::Share share;
+    share.path = temp_.Path("");
+    share.drop.emplace();
+    web::Owner owner;
+    owner.user = geteuid();
+    owner.group = getegid();
+    if (DropFolder::Open(share, owner, &folder_) != web::OpenResult::kOpened) abort();
+  }
+
+  /// Sends the form in pieces of `size` bytes, with a pause before each.
+  SendingResult Receive(size_t size, std::chrono::milliseconds pause,
+                        std::chrono::milliseconds patience) {
+    size_t at = 0;
+    const auto read = [&](char* buffer, size_t room) {
+      std::this_thread::sleep_for(pause);
+      const size_t count = std::min({size, room, kForm.size() - at});
+      memcpy(buffer, kForm.data() + at, count);
+      at += count;
+      return static_cast<ssize_t>(count);
+    };
+    return ReceiveSending(*folder_, "b", kForm.size(), read, &files_, patience);
+  }
+  bool HasFiles() const { return !std::filesystem::is_empty(temp_.Path("")); }
+
+  fakes::TempDir temp_;
+  std::unique_ptr<DropFolder> folder_;
+  int files_ = 0;
+};
+
+TEST_F(SendingTest, BodyInTime_IsReceived) {
+  EXPECT_EQ(Receive(7, std::chrono::milliseconds(0), std::chrono::hours(1)),
+            SendingResult::kReceived);
+  EXPECT_EQ(files_, 1);
+  EXPECT_TRUE(HasFiles());
+}
+
+TEST_F(SendingTest, BodyThatIsTooSlow_IsBrokenOff) {
+  EXPECT_EQ(Receive(1, std::chrono::milliseconds(1), std::chrono::milliseconds(20)),
+            SendingResult::kIncomplete);
+  EXPECT_FALSE(HasFiles());
+}
+
+}  // namespace

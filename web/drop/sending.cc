@@ -1,0 +1,248 @@
+#include "web/drop/sending.h"
+
+#include <syslog.h>
+
+#include <cerrno>
+#include <chrono>
+#include <ctime>
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "web/drop/multipart.h"
+#include "web/drop/sent_name.h"
+#include "web/drop/sent_note.h"
+
+namespace web {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr size_t kLongestFrom = 400;
+constexpr size_t kLongestText = 8 << 10;
+constexpr std::uint64_t kLargestOverhead = 8 << 20;  // boundaries, headers and texts
+constexpr int kMostNumbers = 10000;
+constexpr std::chrono::seconds kLockPatience(10);
+const char kNoteName[] = "note.txt";
+
+// What must arrive in a time.
+constexpr size_t kPaceBytes = 64 << 10;
+
+SendingResult Failed(const char* what) {
+  if (errno == ENOSPC || errno == EDQUOT) return SendingResult::kNoSpace;
+  syslog(LOG_ERR, "files were not received: cannot %s: %m", what);
+  return SendingResult::kFailed;
+}
+
+/// What one form brings.
+class Sending : public PartSink {
+ public:
+  Sending(const DropFolder& folder, const DropFolder::Contents& before)
+      : folder_(folder), before_(before) {}
+
+  bool Begin(const PartHeaders& headers) override;
+  bool Add(std::string_view bytes) override;
+  bool End() override;
+
+  /// Why one of them returned false.
+  SendingResult problem() const { return problem_; }
+
+  /// Gives the files their names.
+  SendingResult Keep();
+  int files() const { return static_cast<int>(items_.size()); }
+
+ private:
+  struct Item {
+    std::string name;  // as it was sent, cleaned; the one in the folder after NameAll
+    std::unique_ptr<NewFile> file;
+  };
+
+  bool Stop(SendingResult problem) {
+    problem_ = problem;
+    return false;
+  }
+  bool AddText(std::string_view bytes);
+  SendingResult NameAll();
+  SendingResult Name(Item item);
+  SendingResult AddNote();
+  bool Fits() const;
+
+  const DropFolder& folder_;
+  DropFolder::Contents before_;
+  SendingResult problem_ = SendingResult::kFailed;
+  int parts_ = 0;
+  std::uint64_t bytes_ = 0;
+
+  // The part that is being received: a file, one of the texts, or one that is ignored.
+  Item current_;
+  bool has_filename_ = false;
+  std::uint64_t current_bytes_ = 0;
+  std::optional<std::string>* text_ = nullptr;
+
+  std::optional<std::string> from_;
+  std::optional<std::string> note_;
+  std::vector<Item> items_;
+  std::vector<Item> named_;
+};
+
+bool Sending::Begin(const PartHeaders& headers) {
+  if (++parts_ > kMostParts) return Stop(SendingResult::kTooMany);
+  current_ = Item();
+  current_bytes_ = 0;
+  text_ = nullptr;
+  if (headers.name == "file") {
+    if (before_.files + items_.size() >= folder_.limits().files) {
+      return Stop(SendingResult::kTooMany);
+    }
+    has_filename_ = !headers.filename.empty();
+    current_ = {NameOfSent(headers.filename), folder_.CreateFile()};
+    return current_.file != nullptr || Stop(Failed("create a file"));
+  }
+  // The first of several fields counts.
+  if (headers.name == "from" && !from_) text_ = &from_;
+  if (headers.name == "note" && !note_) text_ = &note_;
+  if (text_ != nullptr) text_->emplace();
+  return true;
+}
+
+bool Sending::Add(std::string_view bytes) {
+  current_bytes_ += bytes.size();
+  if (current_.file == nullptr) return AddText(bytes);
+  bytes_ += bytes.size();
+  if (!Fits()) return Stop(SendingResult::kTooLarge);
+  return current_.file->Write(bytes) || Stop(Failed("write a file"));
+}
+
+bool Sending::AddText(std::string_view bytes) {
+  const size_t longest = text_ == &from_ ? kLongestFrom : kLongestText;
+  if (current_bytes_ > longest) return Stop(SendingResult::kTextTooLong);
+  if (text_ != nullptr) (*text_)->append(bytes);
+  return true;
+}
+
+bool Sending::End() {
+  // A browser sends an empty part without a name when no file was chosen.
+  if (current_.file == nullptr || (!has_filename_ && current_bytes_ == 0)) return true;
+  if (!folder_.Finish(*current_.file)) return Stop(Failed("store a file"));
+  items_.push_back(std::move(current_));
+  current_ = Item();
+  return true;
+}
+
+/// Whether the folder may hold the bytes of the form, too.
+bool Sending::Fits() const {
+  const std::uint64_t limit = folder_.limits().bytes;
+  return before_.bytes <= limit && bytes_ <= limit - before_.bytes;
+}
+
+SendingResult Sending::Keep() {
+  if (items_.empty()) return SendingResult::kNoFile;
+  const VEXO::base::UniqueFd lock = folder_.Lock(kLockPatience);
+  if (!lock) return Failed("lock the folder");
+  const std::optional<DropFolder::Contents> before = folder_.Count();
+  if (!before) return Failed("read the folder");
+  before_ = *before;  // another sending may have ended meanwhile
+  const SendingResult result = NameAll();
+  if (result == SendingResult::kReceived) return result;
+  for (const Item& item : named_) item.file->TakeName(item.name);
+  return result;
+}
+
+SendingResult Sending::NameAll() {
+  for (Item& item : items_) {
+    const SendingResult result = Name(std::move(item));
+    if (result != SendingResult::kReceived) return result;
+  }
+  const SendingResult result = AddNote();
+  if (result != SendingResult::kReceived) return result;
+  if (!Fits()) return SendingResult::kTooLarge;
+  if (before_.files + named_.size() > folder_.limits().files) {
+    return SendingResult::kTooMany;
+  }
+  return folder_.Sync() ? SendingResult::kReceived : Failed("store the names");
+}
+
+SendingResult Sending::Name(Item item) {
+  const std::string wanted = item.name;
+  for (int number = 1; number <= kMostNumbers; ++number) {
+    item.name = NumberedName(wanted, number);
+    if (item.file->GiveName(item.name)) {
+      named_.push_back(std::move(item));
+      return SendingResult::kReceived;
+    }
+    if (errno != EEXIST) break;
+  }
+  return Failed("name a file");
+}
+
+SendingResult Sending::AddNote() {
+  if (from_.value_or("").empty() && note_.value_or("").empty()) {
+    return SendingResult::kReceived;
+  }
+  std::vector<std::string> names;
+  for (const Item& item : named_) names.push_back(item.name);
+  const std::string text =
+      SentNote(from_.value_or(""), note_.value_or(""), names, time(nullptr));
+  bytes_ += text.size();
+  Item note = {kNoteName, folder_.CreateFile()};
+  if (note.file == nullptr || !note.file->Write(text) || !folder_.Finish(*note.file)) {
+    return Failed("write the note");
+  }
+  return Name(std::move(note));
+}
+
+/// Hands a body on to the parser, until it ends or is too slow.
+MultipartParser::Status Receive(const Source& read, std::chrono::milliseconds patience,
+                                MultipartParser* parser) {
+  std::string buffer(kPieceSize, '\0');
+  Clock::duration waited(0);
+  size_t arrived = 0;
+  for (;;) {
+    const Clock::time_point begin = Clock::now();
+    const ssize_t got = read(buffer.data(), buffer.size());
+    if (got <= 0) return MultipartParser::Status::kMalformed;
+    waited += Clock::now() - begin;
+    arrived += got;
+    if (arrived >= kPaceBytes) {
+      arrived = 0;
+      waited = Clock::duration(0);
+    }
+    if (waited > patience) return MultipartParser::Status::kMalformed;
+    const MultipartParser::Status status =
+        parser->Feed(std::string_view(buffer).substr(0, got));
+    if (status != MultipartParser::Status::kMore) return status;
+  }
+}
+
+}  // namespace
+
+SendingResult ReceiveSending(const DropFolder& folder, const std::string& boundary,
+                             std::uint64_t length, const Source& read, int* files,
+                             std::chrono::milliseconds patience) {
+  const DropFolder::Access access(folder);
+  if (!access.good()) return Failed("become the owner");
+  const std::optional<DropFolder::Contents> before = folder.Count();
+  if (!before) return Failed("read the folder");
+  const std::uint64_t limit = folder.limits().bytes;
+  if (length > kLargestOverhead &&
+      (length - kLargestOverhead > limit ||
+       before->bytes > limit - (length - kLargestOverhead))) {
+    return SendingResult::kTooLarge;
+  }
+  Sending sending(folder, *before);
+  MultipartParser parser(boundary, &sending);
+  switch (Receive(read, patience, &parser)) {
+    case MultipartParser::Status::kEnd:
+      break;
+    case MultipartParser::Status::kStopped:
+      return sending.problem();
+    default:
+      return SendingResult::kIncomplete;
+  }
+  *files = sending.files();
+  return sending.Keep();
+}
+
+}  // namespace web
