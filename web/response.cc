@@ -117,6 +117,8 @@ Response MakeMessage(int status, Message message) {
   return MakePage(status, RenderMessage(message));
 }
 
+Response MakeMissing() { return MakeMessage(404, Message::kMissing); }
+
 Response MakeTryLater(long seconds) {
   Response response = MakeMessage(503, Message::kTryLater);
   response.Add("Retry-After", std::to_string(seconds > 0 ? seconds : kRetryAfter));

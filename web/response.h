@@ -42,6 +42,9 @@ Response MakeContentPage(std::string html);
 /// An answer with a page that says why nothing else is shown.
 Response MakeMessage(int status, Message message);
 
+/// The one answer for everything that is unknown to visitors without access.
+Response MakeMissing();
+
 /// The answer when something cannot be done now.  0 seconds means the usual time.
 Response MakeTryLater(long seconds = 0);
 

@@ -72,19 +72,19 @@ std::string Render(const std::string& kind, const std::string& title, const char
 }
 
 /// The heading for those who are not admitted.
-std::string StrangerHeading(const std::string& title) {
+std::string LoginHeading(const std::string& title) {
   return title.empty() ? Translate("Shared files") : DisplayName(title);
 }
 
-std::string ProblemText(LoginPage::Problem problem) {
+std::string ProblemText(VexoSharingVisitProblem problem) {
   switch (problem) {
-    case LoginPage::Problem::kPasswordEmpty:
+    case SHARING_VISIT_PASSWORD_EMPTY:
       return Translate("Enter the password.");
-    case LoginPage::Problem::kUsernameEmpty:
+    case SHARING_VISIT_USERNAME_EMPTY:
       return Translate("Enter the user name.");
-    case LoginPage::Problem::kPasswordWrong:
+    case SHARING_VISIT_PASSWORD_WRONG:
       return Translate("The password is wrong.");
-    case LoginPage::Problem::kCredentialsWrong:
+    case SHARING_VISIT_CREDENTIALS_WRONG:
       return Translate("The user name or password is wrong.");
     default:
       return "";
@@ -300,25 +300,25 @@ MessageTexts TextsOf(Message message) {
 }  // namespace
 
 std::string RenderLogin(const LoginPage& page) {
-  using Problem = LoginPage::Problem;
-  const std::string heading = StrangerHeading(page.title);
-  const bool name_wrong = page.problem == Problem::kUsernameEmpty ||
-                          page.problem == Problem::kCredentialsWrong;
+  const std::string heading = LoginHeading(page.title);
+  const bool name_wrong = page.problem == SHARING_VISIT_USERNAME_EMPTY ||
+                          page.problem == SHARING_VISIT_CREDENTIALS_WRONG;
   data values;
   values.set("heading", heading);
   values.set("users", page.users);
   values.set("username", ToValidUtf8(page.username));
   SetUnlessEmpty(&values, "problem", ProblemText(page.problem));
   values.set("username_wrong", name_wrong);
-  values.set("password_wrong",
-             page.problem != Problem::kNone && page.problem != Problem::kUsernameEmpty);
-  values.set("focus_username", page.users && (page.problem == Problem::kNone ||
-                                              page.problem == Problem::kUsernameEmpty));
+  values.set("password_wrong", page.problem != SHARING_VISIT_NO_PROBLEM &&
+                                   page.problem != SHARING_VISIT_USERNAME_EMPTY);
+  values.set("focus_username",
+             page.users && (page.problem == SHARING_VISIT_NO_PROBLEM ||
+                            page.problem == SHARING_VISIT_USERNAME_EMPTY));
   return Render("login", heading, kLoginTemplate, values);
 }
 
 std::string RenderOpen(const std::string& title) {
-  const std::string heading = StrangerHeading(title);
+  const std::string heading = LoginHeading(title);
   data values;
   values.set("heading", heading);
   return Render("open", heading, kOpenTemplate, values);

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "sharing_visit.h"
 #include "web/files/content_type.h"
 #include "web/files/listing.h"
 #include "web/files/readme.h"
@@ -21,13 +22,7 @@ struct LoginPage {
   std::string title;     ///< what the link's owner set; may be empty
   bool users = false;    ///< asks for a user name, too
   std::string username;  ///< what the visitor entered
-  enum class Problem {
-    kNone,
-    kPasswordEmpty,
-    kUsernameEmpty,
-    kPasswordWrong,
-    kCredentialsWrong
-  } problem = Problem::kNone;
+  VexoSharingVisitProblem problem = SHARING_VISIT_NO_PROBLEM;
 };
 
 /// What a page of content says about its link.
