@@ -7,13 +7,13 @@
 
 #include "base/percent.h"
 #include "base/text.h"
+#include "link_url/configuration.h"
 #include "redirect.h"
-#include "tools/vexosharingurl/configuration.h"
 
 namespace web {
 namespace {
 
-constexpr std::string_view kLinkFolder = "/sharing/";
+constexpr std::string_view kLinkFolder = link_url::kLinkFolder;
 
 bool BeginsWith(std::string_view text, std::string_view begin) {
   return text.substr(0, begin.size()) == begin;
@@ -22,15 +22,15 @@ bool BeginsWith(std::string_view text, std::string_view begin) {
 }  // namespace
 
 std::optional<Site> Site::Read() {
-  url_tool::Configuration configuration;
-  const std::string failure = url_tool::LoadConfiguration(
+  link_url::Configuration configuration;
+  const std::string failure = link_url::LoadConfiguration(
       configuration,
       [](const std::string& line) { syslog(LOG_ERR, "%s", line.c_str()); });
   if (!failure.empty()) {
     syslog(LOG_ERR, "%s", failure.c_str());
     return std::nullopt;
   }
-  const url_tool::Settings settings = url_tool::SettingsFor(configuration, kProject);
+  const link_url::Settings settings = link_url::SettingsFor(configuration, kProject);
   return Site(settings.base, settings.prefix.value_or(""));
 }
 
@@ -47,8 +47,8 @@ size_t Site::LengthBeforeHash(std::string_view path) const {
 bool Site::IsBase(const std::string& host) const {
   if (!base_) return false;
   const int standard = base_->https ? 443 : 80;
-  const int port = base_->port == url_tool::kDefaultPort ? standard : base_->port;
-  // As url_tool writes hosts.
+  const int port = base_->port == link_url::kDefaultPort ? standard : base_->port;
+  // As link_url writes hosts.
   const std::string lower = VEXO::base::ToLowerAscii(host);
   return lower == base_->host + ":" + std::to_string(port) ||
          (port == standard && lower == base_->host);
@@ -57,21 +57,17 @@ bool Site::IsBase(const std::string& host) const {
 std::string Site::LinkPath(const std::string& host, const std::string& before,
                            const std::string& segment) const {
   if (!IsBase(host)) return before + segment;
-  return base_->path + prefix_ + std::string(kLinkFolder) + segment;
+  return base_->path + prefix_ + link_url::kLinkFolder + segment;
 }
 
 std::string Site::LinkUrl(const std::string& host, bool https,
                           const std::string& path) const {
-  if (IsBase(host)) return BaseOrigin() + path;
+  if (IsBase(host)) return link_url::MakeOrigin(*base_) + path;
   return IsHost(host) ? (https ? "https://" : "http://") + host + path : "";
 }
 
-std::string Site::BaseUrl() const { return base_ ? BaseOrigin() + base_->path : ""; }
-
-std::string Site::BaseOrigin() const {
-  std::string url = (base_->https ? "https://" : "http://") + base_->host;
-  if (base_->port != url_tool::kDefaultPort) url += ":" + std::to_string(base_->port);
-  return url;
+std::string Site::BaseUrl() const {
+  return base_ ? link_url::MakeOrigin(*base_) + base_->path : "";
 }
 
 }  // namespace web

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <utility>
 
-#include "tools/vexosharingurl/url.h"
+#include "link_url/url.h"
 
 namespace web {
 
@@ -15,7 +15,7 @@ inline constexpr char kProject[] = "files";
 /// The addresses of the links, as vexosharingurl prints them.
 class Site {
  public:
-  Site(std::optional<url_tool::Address> base, std::string prefix)
+  Site(std::optional<link_url::Address> base, std::string prefix)
       : base_(std::move(base)), prefix_(std::move(prefix)) {}
 
   /// Reads /usr/vexo/etc/sharing-url.conf.  Nothing, logged, when it cannot be read.
@@ -45,9 +45,8 @@ class Site {
 
  private:
   bool IsBase(const std::string& host) const;
-  std::string BaseOrigin() const;
 
-  std::optional<url_tool::Address> base_;
+  std::optional<link_url::Address> base_;
   std::string prefix_;  // escaped; empty, or begins with a slash
 };
 

@@ -9,10 +9,10 @@
 
 #include "base/number.h"
 #include "base/standard_streams.h"
-#include "configuration.h"
-#include "url.h"
+#include "link_url/configuration.h"
+#include "link_url/url.h"
 
-using namespace url_tool;
+using namespace link_url;
 using namespace VEXO::sharing;  // the types of URLs
 
 namespace {

@@ -4,7 +4,7 @@
 
 namespace {
 
-using url_tool::Address;
+using link_url::Address;
 using web::Site;
 
 Site SiteWithBase() {
@@ -49,7 +49,7 @@ TEST(Site, LinkPathForAnotherHost_IsThatOfTheRequest) {
 }
 
 TEST(Site, DefaultPortOfTheBase_MayBeLeftOut) {
-  const Site site(Address{true, "a.org", url_tool::kDefaultPort, "/x"}, "");
+  const Site site(Address{true, "a.org", link_url::kDefaultPort, "/x"}, "");
   EXPECT_EQ(site.LinkPath("a.org", "/sharing/", "h"), "/x/sharing/h");
   EXPECT_EQ(site.LinkPath("a.org:443", "/sharing/", "h"), "/x/sharing/h");
   EXPECT_EQ(site.LinkPath("a.org:80", "/sharing/", "h"), "/sharing/h");

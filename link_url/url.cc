@@ -1,4 +1,4 @@
-#include "url.h"
+#include "link_url/url.h"
 
 #include <strings.h>
 
@@ -9,7 +9,7 @@
 #include "base/number.h"
 #include "base/percent.h"
 
-namespace url_tool {
+namespace link_url {
 
 namespace {
 
@@ -80,13 +80,17 @@ std::string ReadBase(const std::string& text, Address& out) {
   return "";
 }
 
-std::string MakeUrl(const Address& address, const std::string& hash) {
-  std::string url = (address.https ? "https://" : "http://") + address.host;
+std::string MakeOrigin(const Address& address) {
+  std::string origin = (address.https ? "https://" : "http://") + address.host;
   const int usual_port = address.https ? 443 : 80;
   if (address.port != kDefaultPort && address.port != usual_port) {
-    url += ":" + std::to_string(address.port);
+    origin += ":" + std::to_string(address.port);
   }
-  return url + address.path + "/sharing/" + PercentEncode(hash);
+  return origin;
 }
 
-}  // namespace url_tool
+std::string MakeUrl(const Address& address, const std::string& hash) {
+  return MakeOrigin(address) + address.path + kLinkFolder + PercentEncode(hash);
+}
+
+}  // namespace link_url

@@ -5,10 +5,13 @@
 // The parts of a link's URL.  A function named Read returns why it refuses the text, or
 // an empty text; it sets `out` only when it accepts the text.
 
-namespace url_tool {
+namespace link_url {
 
 constexpr int kDefaultPort = 0;
 constexpr int kLargestPort = 65535;
+
+/// What is between the address and the hash.
+inline constexpr char kLinkFolder[] = "/sharing/";
 
 /// The part of a link's URL before "/sharing/HASH".
 struct Address {
@@ -41,7 +44,10 @@ std::string ReadPlainPath(const std::string& text, std::string& out);
 /// Parses the URL "http(s)://HOST[:PORT][/PATH]", whose path is already escaped.
 std::string ReadBase(const std::string& text, Address& out);
 
+/// Scheme, host and port of an address; the default port of the scheme is omitted.
+std::string MakeOrigin(const Address& address);
+
 /// The URL of a link.  The hash is escaped; the default port of the scheme is omitted.
 std::string MakeUrl(const Address& address, const std::string& hash);
 
-}  // namespace url_tool
+}  // namespace link_url

@@ -1,4 +1,4 @@
-#include "configuration.h"
+#include "link_url/configuration.h"
 
 #include <sys/stat.h>
 
@@ -10,7 +10,7 @@
 #include "keys.h"
 #include "result.h"
 
-namespace url_tool {
+namespace link_url {
 
 namespace {
 
@@ -110,4 +110,4 @@ std::string FindSettings(const std::string& hash, const Report& report, Settings
   return "";
 }
 
-}  // namespace url_tool
+}  // namespace link_url

@@ -5,9 +5,9 @@
 #include <regex>
 
 #include "base/percent.h"
-#include "url.h"
+#include "link_url/url.h"
 
-namespace url_tool {
+namespace link_url {
 
 namespace {
 
@@ -77,4 +77,4 @@ bool IsLocalHost(const std::string& host) {
   return std::regex_match(host, std::regex(kLocalHost));
 }
 
-}  // namespace url_tool
+}  // namespace link_url

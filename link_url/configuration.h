@@ -5,10 +5,10 @@
 #include <optional>
 #include <string>
 
-#include "url.h"
+#include "link_url/url.h"
 #include "utils.h"
 
-namespace url_tool {
+namespace link_url {
 
 /// What the administrator set for the links of one project, or for all links.
 struct Settings {
@@ -40,4 +40,4 @@ Settings SettingsFor(const Configuration& configuration, const std::string& proj
 /// uncommitted link is not seen.  Returns the reason of a failure, or an empty text.
 std::string FindSettings(const std::string& hash, const Report& report, Settings& out);
 
-}  // namespace url_tool
+}  // namespace link_url
