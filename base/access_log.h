@@ -8,10 +8,10 @@
 namespace VEXO::base {
 
 inline constexpr char kAccessLogFolder[] = "/usr/vexo/var/log/sharing";
-/// The file that is written.  Those of before have a dot and a number after this name.
+/// The current file.  Rotated files have a dot and a number appended.
 inline constexpr char kAccessLogName[] = "access.log";
 
-/// Bytes of a line, its end included.
+/// Maximum length of a line in bytes, including the newline.
 inline constexpr size_t kLongestAccessLine = 4095;
 
 // Events.  Visitors who are admitted:

@@ -1,4 +1,4 @@
-# Makes the folders of the system account; only root can give them to the system account.
+# Creates the folders of the system account; only root can set their owner.
 execute_process(COMMAND id -u OUTPUT_VARIABLE uid OUTPUT_STRIP_TRAILING_WHITESPACE)
 if(uid EQUAL 0)
   set(owner -o 1 -g 1)

@@ -63,7 +63,8 @@ bool IsUseLimitReached(const Entry& link) {
   return StateOfLink(link, time(nullptr)) == SHARING_LINK_USE_LIMIT_REACHED;
 }
 
-/// Whether visitors are told when a link opens: nothing but the time keeps it from it.
+/// Whether the link is announced: it is usable except that it has not started, and its
+/// data asks for it.
 bool IsAnnounced(const Entry& link) {
   if (StateOfLink(link, time(nullptr)) != SHARING_LINK_NOT_STARTED ||
       StateOfLink(link, link.get_start_at()) != SHARING_LINK_USABLE) {
@@ -191,8 +192,8 @@ Lookup Decision::Find() {
   if (!links.Count(count)) return LookupFailed();
   const bool available = count != 0;
   if (!available) {
+    // Or can be used later, and may be announced.
     links.GetCondition().Clear();
-    // The same for those that may be announced.
     links.GetCondition().Where(enabled + "start_at > " + now +
                                " AND (expire_at <= 0 OR expire_at >= start_at)"
                                " AND data LIKE '%announce%'");

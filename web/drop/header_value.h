@@ -10,8 +10,8 @@ namespace web {
 /// The value of a header with parameters: `form-data; name="file"`.
 struct HeaderValue {
   std::string word;  ///< before the parameters, in lower case
-  std::map<std::string, std::string>
-      parameters;  ///< names in lower case; the first counts
+  /// Names in lower case; the first of several with one name counts.
+  std::map<std::string, std::string> parameters;
 };
 
 /// Parses the value of Content-Type or Content-Disposition.  A quotation mark that ends

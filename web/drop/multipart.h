@@ -27,7 +27,7 @@ class MultipartParser {
  public:
   enum class Status {
     kMore,       ///< the body has not ended
-    kEnd,        ///< it has; what follows is of no account
+    kEnd,        ///< it has; the rest is ignored
     kMalformed,  ///< it breaks the rules
     kStopped,    ///< the sink returned false
   };

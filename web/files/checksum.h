@@ -18,7 +18,7 @@ class ChecksumBody : public Body {
   ChecksumBody(VEXO::base::UniqueFd file, std::uint64_t size, std::string name)
       : file_(std::move(file)), size_(size), name_(std::move(name)) {}
 
-  /// Not told, because it says nothing about the time that sending takes.
+  /// Unknown, so that the time until the first byte is not taken for sending.
   std::optional<std::uint64_t> Length() const override { return std::nullopt; }
   bool Send(const Sink& sink) override;
 

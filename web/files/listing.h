@@ -64,8 +64,8 @@ inline constexpr size_t kMaxNameBytes = 8 << 20;
 /// Reads a folder of the tree and sorts it: folders before files, numbers within names by
 /// their value, ASCII letters without regard to case.  Entries of equal size or time, and
 /// folders when the key is the size, follow each other by name.  A page that does not
-/// exist means the first.  False, with the
-/// reason in errno, when the folder cannot be read; `listing` is unchanged then.
+/// exist means the first.  False, with the reason in errno, when the folder cannot be
+/// read; `listing` is unchanged then.
 bool ReadListing(const SharedTree& tree, const Node& folder, const ListingQuery& query,
                  Listing* listing);
 

@@ -6,7 +6,7 @@
 
 namespace web {
 
-/// What the access log tells of a request.  It has no secret of a visitor.
+/// One line of the access log.  Contains no password, session id or query.
 struct Record {
   const char* event = nullptr;  ///< of base/access_log.h; null: nothing is recorded
   std::string link;             ///< hash

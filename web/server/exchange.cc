@@ -57,7 +57,7 @@ void ReadOn(int input, std::chrono::milliseconds time) {
     if (got <= 0) return;
     done += got;
   }
-  // A socket that is closed with unread bytes in it takes the answer back.
+  // Closing a socket with unread data sends a reset, which discards the answer.
   if (shutdown(input, SHUT_RD) != 0) return;
   while (read_some() > 0) continue;
 }

@@ -39,7 +39,8 @@ std::string RedirectLine(const Entry& link) {
   return when + (uri.empty() ? "no URI set" : "to " + uri);
 }
 
-/// What the access log tells of the link.  Nothing for links that it is not about.
+/// What the access log tells of the link.  Nothing for links that the web front end
+/// does not serve.
 std::optional<admin::VisitSummary> Visits(const Options& options, const Entry& link) {
   const bool recorded = link.get_project_name() == kFilesProject &&
                         options.database == VEXO::sharing::SZF_SHARING_DB_PATH;

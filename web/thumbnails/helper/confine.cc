@@ -17,8 +17,8 @@ constexpr rlim_t kSeconds = 5;  // of the processor
 constexpr uid_t kNobody = 65534;
 
 bool Limit(__rlimit_resource resource, rlim_t value) {
-  // One more, because a process that reaches the hard limit of time is killed, as one is
-  // by lack of memory; at the other it ends by SIGXCPU.
+  // The hard limit of time is one second higher, so that the process ends by SIGXCPU, not
+  // by SIGKILL as when memory is short.
   const rlimit limit = {value, value + static_cast<rlim_t>(resource == RLIMIT_CPU)};
   return setrlimit(resource, &limit) == 0;
 }

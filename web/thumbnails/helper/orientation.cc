@@ -58,8 +58,8 @@ int ReadOrientation(std::string_view marker) {
 Picture Upright(Picture picture, int orientation) {
   if (orientation == kNormal) return picture;
   const auto [width, height] = picture.size;
-  // As the numbers mean it: 5 to 8 exchange rows and columns; which of the two run
-  // backwards in the file follows.
+  // Values 5 to 8 swap rows and columns; the flags say which of the two is stored
+  // backwards.
   const bool exchanged = orientation >= 5;
   const bool right_to_left =
       orientation == 2 || orientation == 3 || orientation == 7 || orientation == 8;

@@ -6,9 +6,9 @@
 
 namespace thumbnail {
 
-/// Reads a picture, in no more than the size of its thumbnail, upright, and on white
-/// where it is transparent.  What it is is decided by its first bytes.  Refuses
-/// everything that is not a picture of these formats, and what cannot be decoded.
+/// Decodes a picture, scaled down to its thumbnail, upright and on white.  The first
+/// bytes decide the format.  Refuses everything that is not a picture of these formats,
+/// and what cannot be decoded.
 Picture ReadPicture(std::string_view file);
 
 /// For one format each.  A JPEG or PNG file that is damaged or ends too early is read as
