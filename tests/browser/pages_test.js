@@ -98,7 +98,8 @@ async function check(page, name) {
   const elsewhere = page.requests.filter(url => !url.startsWith(site.base));
   assert.deepEqual(elsewhere, []);
 
-  // The page allows no script; axe is run by the debugger's own means.
+  // The policy admits only the script of the page itself, so axe is run through the
+  // debugger.
   const session = await page.context().newCDPSession(page);
   await session.send('Runtime.evaluate', {expression: fs.readFileSync(AXE, 'utf8')});
   const {result} = await session.send('Runtime.evaluate', {

@@ -85,7 +85,7 @@ test('a wrong password, the right one, a folder, a preview, a download, a zip, l
   assert.equal(await page.getByText('notes.txt').count(), 0);
 });
 
-test('selected entries as zip, and a search in the folders below, without scripts', async () => {
+test('selected entries as zip, and a search in subfolders, without scripts', async () => {
   const page = await site.visitor({javaScriptEnabled: false});
   const link = site.share(ROOT);
   await page.goto(`${link}/`);
@@ -101,10 +101,10 @@ test('selected entries as zip, and a search in the folders below, without script
 
   await page.goto(`${link}/`);
   await page.getByLabel('Search this folder').fill('DOT');
-  await page.getByLabel('Also in folders below').check();
+  await page.getByLabel('Include subfolders').check();
   await page.keyboard.press('Enter');
   await page.getByRole('link', {name: 'summer/dot.png', exact: true}).waitFor();
-  assert.equal(await page.getByLabel('Also in folders below').isChecked(), true);
+  assert.equal(await page.getByLabel('Include subfolders').isChecked(), true);
 });
 
 test('a link for users asks for user name and password', async () => {

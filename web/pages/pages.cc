@@ -221,15 +221,15 @@ std::string ProblemText(DropPage::Problem problem) {
     case DropPage::Problem::kNoFile:
       return Translate("Choose at least one file.");
     case DropPage::Problem::kTooLarge:
-      return Translate("The files are larger than what can still be sent here.");
+      return Translate("These files exceed the size limit of this link.");
     case DropPage::Problem::kTooMany:
-      return Translate("These are more files than can still be sent here.");
+      return Translate("These files exceed the file limit of this link.");
     case DropPage::Problem::kTextTooLong:
       return Translate("The name or the note is too long.");
     case DropPage::Problem::kIncomplete:
-      return Translate("The files did not arrive completely. Send them again.");
+      return Translate("The transfer was incomplete. Send the files again.");
     case DropPage::Problem::kNoSpace:
-      return Translate("There is no space left for these files.");
+      return Translate("There is not enough space for these files.");
     default:
       return "";
   }

@@ -26,7 +26,8 @@ constexpr time_t kPause = 600;  // between two lines in the log
 
 bool IsRecent(time_t then, time_t now) { return then <= now && now - then < kPause; }
 
-/// Whether no process has logged a failure for a while.  The answer is no from then on.
+/// Whether a failure may be logged now: one in ten minutes, counted over all processes.
+/// Notes the time if so.
 bool MayLog(const std::string& stamp) {
   static time_t last = 0;  // for when there can be no stamp
   const time_t now = time(nullptr);
@@ -53,7 +54,8 @@ std::string TryAppend(const std::string& path, const std::string& line) {
   struct stat status = {};
   if (!file || fstat(file.get(), &status) == -1) return strerror(errno);
   if (!S_ISREG(status.st_mode)) return "not a regular file";
-  if (status.st_size >= kLargestFile) return "it has 64 MiB and was not rotated";
+  if (status.st_size >= kLargestFile)
+    return "the file has reached 64 MiB; check its rotation";
   // Whatever the umask: the group of the file reads it.
   if (status.st_size == 0) fchmod(file.get(), kFileMode);
   const ssize_t written = write(file.get(), line.data(), line.size());
@@ -76,7 +78,7 @@ void AccessLog::Append(const std::string& line) const {
   const std::string failure =
       system.good() ? TryAppend(path_, line) : std::string(strerror(errno));
   if (failure.empty() || !MayLog(stamp_)) return;
-  syslog(LOG_ERR, "%s: visits are not recorded: %s", path_.c_str(), failure.c_str());
+  syslog(LOG_ERR, "%s: visits are not logged: %s", path_.c_str(), failure.c_str());
 }
 
 void RecordAnswer(const Record& record, int status, std::uint64_t bytes) {

@@ -53,7 +53,7 @@ class DiskTest(DropTest):
     def test_full_disk_leaves_nothing(self):
         self.refused(507, part(bytes(500000), filename="a"),
                      part(bytes(1 << 20), filename="b"),
-                     problem="There is no space left for these files.")
+                     problem="There is not enough space for these files.")
         self.sent(part(bytes(500000), filename="a"))
 
     def test_sender_who_is_killed_leaves_nothing(self):

@@ -1,4 +1,4 @@
-"""Drop boxes: what visitors send, and that they see nothing."""
+"""Drop boxes: visitors send files and cannot see the contents of the folder."""
 
 import concurrent.futures
 import os
@@ -189,7 +189,7 @@ class SendTest(DropTest):
 
 
 class MalformedTest(DropTest):
-    incomplete = "The files did not arrive completely. Send them again."
+    incomplete = "The transfer was incomplete. Send the files again."
 
     def test_body_that_breaks_off_leaves_nothing(self):
         whole = form(part(b"x" * 1000, filename="a"), part(b"y" * 1000, filename="b"))
@@ -244,17 +244,17 @@ class MalformedTest(DropTest):
 
     def test_parts_are_bounded(self):
         self.refused(413, *(part(b"x", filename=f"{n}") for n in range(513)),
-                     problem="These are more files than can still be sent here.")
+                     problem="These files exceed the file limit of this link.")
         self.refused(413, *(part(b"", "x") for n in range(10000)),
-                     problem="These are more files than can still be sent here.")
+                     problem="These files exceed the file limit of this link.")
         self.sent(*(part(b"x", filename=f"{n}") for n in range(512)), count=512)
         self.assertEqual(len(self.held()), 512)
 
 
 class LimitTest(DropTest):
     limits = {"max_bytes": 100000, "max_files": 3}
-    too_large = "The files are larger than what can still be sent here."
-    too_many = "These are more files than can still be sent here."
+    too_large = "These files exceed the size limit of this link."
+    too_many = "These files exceed the file limit of this link."
 
     def test_limits_are_told(self):
         page = Page.read(self.visitor.get(self.link + "/"))

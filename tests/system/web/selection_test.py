@@ -1,4 +1,4 @@
-"""Selected entries of a folder as zip, and the search in the folders below."""
+"""Selected entries of a folder as zip, and the search in subfolders."""
 
 import io
 import json

@@ -86,7 +86,7 @@ class AccessLogTest : public testing::Test {
       const fakes::LogCapture log;
       for (int i = 0; i < times; ++i) AccessLog(path_, stamp_).Append(line);
       for (const std::string& text : log.lines()) {
-        if (text.find(path_ + ": visits are not recorded: ") != 0) _exit(99);
+        if (text.find(path_ + ": visits are not logged: ") != 0) _exit(99);
       }
       _exit(static_cast<int>(log.lines().size()));
     }

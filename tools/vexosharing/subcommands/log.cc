@@ -83,7 +83,7 @@ Action AddLog(CLI::App& command) {
   const auto options = std::make_shared<Options>();
   AddHash(command, options->hash);
   AddValue(command, "--since", options->since, "WHEN", PastDate(),
-           "only visits from then on");
+           "print only visits since WHEN");
   AddPages(command, options->pages, "visits");
   AddJson(command, options->json);
   return [options] { return Log(*options); };

@@ -123,14 +123,15 @@ Action AddShare(CLI::App& command) {
   AddCreateOptions(command, *options);
   command.remove_option(command.get_option("--project"));
   command.remove_option(command.get_option("--no-match-ip"));
-  CLI::Option* const drop =
-      command.add_flag("--drop", options->drop,
-                       "visitors send files to the directory, and see nothing of it");
-  AddValue(command, "--max-bytes", options->max_bytes, "SIZE", Size(),
-           "with --drop: most bytes that the directory may hold; k, M, G and T are units")
+  CLI::Option* const drop = command.add_flag(
+      "--drop", options->drop,
+      "let visitors send files to the directory, without showing its contents");
+  AddValue(
+      command, "--max-bytes", options->max_bytes, "SIZE", Size(),
+      "with --drop: maximum total size of files in the directory; suffixes k, M, G, T")
       ->needs(drop);
   AddValue(command, "--max-files", options->max_files, "N", WholeNumber(1),
-           "with --drop: most files that the directory may hold")
+           "with --drop: maximum number of files in the directory")
       ->needs(drop);
   AddSwitch(command, "--match-ip", options->link.settings.match_ip, true,
             "visitors must keep their IP address");

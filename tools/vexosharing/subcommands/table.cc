@@ -25,7 +25,8 @@ const std::vector<Subcommand>& Subcommands() {
       {"share", R"(Create a link to a file or directory.
 The web front end of this machine serves it.  The link belongs to the owner of
 PATH, who must be able to read it.  If that is root, --owner is required.  The
-link expires after 30 days unless --expire is given.
+link expires after 30 days unless --expire is given.  With --drop, visitors send
+files to the directory.
 )" + kValuesHelp,
        "vexosharing share /srv/photos/summer --generate-password", AddShare},
       {"list", R"(List links.
