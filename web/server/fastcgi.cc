@@ -86,30 +86,26 @@ class SlowFormWatch {
   }
   SlowFormWatch(const SlowFormWatch&) = delete;
   SlowFormWatch& operator=(const SlowFormWatch&) = delete;
-  ~SlowFormWatch() { Stop(); }
-
-  /// Ends the watch.  Returns whether the worker was replaced.
-  bool Stop() {
+  ~SlowFormWatch() {
     {
       const std::lock_guard<std::mutex> lock(mutex_);
       read_ = true;
     }
     changed_.notify_one();
-    if (thread_.joinable()) thread_.join();
-    return replaced_;
+    thread_.join();
   }
 
  private:
   void Watch() {
     std::unique_lock<std::mutex> lock(mutex_);
-    replaced_ = !changed_.wait_for(lock, kFastForm, [this] { return read_; });
-    if (replaced_) AskForReplacement();
+    if (!changed_.wait_for(lock, kFastForm, [this] { return read_; })) {
+      AskForReplacement();
+    }
   }
 
   std::mutex mutex_;
   std::condition_variable changed_;
   bool read_ = false;
-  bool replaced_ = false;
   std::thread thread_;
 };
 
@@ -136,7 +132,6 @@ class Worker {
   const size_t downloads_;
   FCGX_Request request_ = {};
   Children children_;
-  bool replaced_ = false;
 };
 
 int Worker::Serve() {
@@ -146,7 +141,7 @@ int Worker::Serve() {
     const int result = FCGX_Accept_r(&request_);
     if (result == 0) {
       if (!AnswerOne()) return EXIT_FAILURE;
-      if (replaced_) break;
+      if (IsReplaced()) break;
     } else if (!IsStopping() && result != -EINTR) {
       syslog(LOG_ERR, "cannot accept a connection of the web server: %s",
              strerror(result < 0 ? -result : errno));
@@ -161,10 +156,8 @@ bool Worker::AnswerOne() {
   SetPatience(request_.ipcFd, kWorkerPatience, kWorkerPatience);
   const Variables variables(request_.envp);
   Response response = AnswerSafely(handler_, variables, [this](size_t limit) {
-    SlowFormWatch watch;
-    std::optional<std::string> form = ReadInput(request_.in, limit);
-    replaced_ = watch.Stop();
-    return form;
+    const SlowFormWatch watch;
+    return ReadInput(request_.in, limit);
   });
   const bool failed = response.status == 503;
   if (!NeedsChild(variables, response)) {
@@ -177,7 +170,8 @@ bool Worker::AnswerOne() {
       Finish(sent);
     }
   }
-  return !failed || Handler::CanLookUp();
+  // Transfers end with their worker, and one that sends them has opened the database.
+  return !failed || children_.size() > 0 || Handler::CanLookUp();
 }
 
 /// Whether the visitor may still be sending.

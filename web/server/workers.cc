@@ -51,6 +51,15 @@ class Signals {
   sigset_t before_;
 };
 
+/// The signal with which the parent tells a worker that it is replaced: blocked, because
+/// it must not interrupt a request.
+sigset_t AnswerOfParent() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGRTMIN);
+  return signals;
+}
+
 /// Starts one worker.  -1, logged, when that fails.
 pid_t Start(const std::function<int()>& work, const Signals& signals) {
   const pid_t parent = getpid();
@@ -58,6 +67,8 @@ pid_t Start(const std::function<int()>& work, const Signals& signals) {
   if (worker == 0) {
     prctl(PR_SET_PDEATHSIG, SIGTERM);
     signals.Restore();
+    const sigset_t answer = AnswerOfParent();
+    sigprocmask(SIG_BLOCK, &answer, nullptr);
     _exit(getppid() == parent ? work() : EXIT_FAILURE);
   }
   if (worker == -1) syslog(LOG_ERR, "cannot start a worker: %m");
@@ -95,6 +106,7 @@ void RunWorkers(int count, const std::function<int()>& work) {
       if (signal.si_signo == SIGRTMIN && workers.waiting.size() < kMostWaiting &&
           workers.serving.erase(signal.si_pid) == 1) {
         workers.waiting.insert(signal.si_pid);
+        kill(signal.si_pid, SIGRTMIN);
         continue;
       }
     }
@@ -114,5 +126,11 @@ void RunWorkers(int count, const std::function<int()>& work) {
 }
 
 void AskForReplacement() { sigqueue(getppid(), SIGRTMIN, {}); }
+
+bool IsReplaced() {
+  const sigset_t answer = AnswerOfParent();
+  const timespec now = {};
+  return sigtimedwait(&answer, nullptr, &now) == SIGRTMIN;
+}
 
 }  // namespace web

@@ -9,8 +9,12 @@ namespace web {
 /// children end with what `work` returns.
 void RunWorkers(int count, const std::function<int()>& work);
 
-/// Called in a worker that is kept waiting: the parent starts another one at once, for up
-/// to 64 that wait.  The worker must end after its request.
+/// Called in a worker that is kept waiting: asks the parent to start another one at once,
+/// which it does while fewer than 64 replaced workers are left.
 void AskForReplacement();
+
+/// Whether the parent has started another worker in place of this one, which must then
+/// end.  True once.
+bool IsReplaced();
 
 }  // namespace web
