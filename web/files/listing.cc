@@ -1,6 +1,7 @@
 #include "web/files/listing.h"
 
 #include <algorithm>
+#include <climits>
 #include <limits>
 #include <queue>
 #include <utility>
@@ -78,10 +79,15 @@ bool Reading::ReadFolder(const Node& folder, const std::string& path) {
 
 /// False when there is no room for the entry.
 bool Reading::Take(const FolderEntry& entry, const std::string& path) {
+  if (query_.below && path.size() > kMaxPathBelow) {
+    complete_ = false;
+    return true;
+  }
   if (search_.Finds(entry.name) && !builder_.Add(path, entry.info)) return false;
   if (!query_.below || entry.link || entry.info.kind != NodeKind::kFolder) return true;
   const std::string whole = JoinPath(folder_.path, path);
-  if (std::count(whole.begin(), whole.end(), '/') + 1 >= kMaxDepth) {
+  if (std::count(whole.begin(), whole.end(), '/') + 1 >= kMaxDepth ||
+      whole.size() + 1 >= PATH_MAX) {
     complete_ = false;
     return true;
   }

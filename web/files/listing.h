@@ -52,7 +52,7 @@ struct Listing {
   size_t files = 0;
   std::uint64_t bytes = 0;
   /// False when there are more entries than can be shown or than there was time for, or
-  /// folders deeper than kMaxDepth.
+  /// folders deeper than kMaxDepth, or longer paths than can be opened or shown.
   bool complete = true;
 };
 
@@ -60,6 +60,8 @@ inline constexpr size_t kEntriesOfPage = 500;
 /// Entries that are read for a listing at most, and bytes that their names have together.
 inline constexpr size_t kMaxEntries = 100'000;
 inline constexpr size_t kMaxNameBytes = 8 << 20;
+/// Bytes of the path of an entry of a folder below at most: a page has 500 of them.
+inline constexpr size_t kMaxPathBelow = 1 << 10;
 
 /// Reads a folder of the tree and sorts it: folders before files, numbers within names by
 /// their value, ASCII letters without regard to case.  Entries of equal size or time, and

@@ -6,6 +6,7 @@
 #include <syslog.h>
 
 #include <algorithm>
+#include <climits>
 #include <clocale>
 #include <string_view>
 #include <type_traits>
@@ -225,6 +226,7 @@ class ZipBody : public Body {
     const std::string to = path + "/" + ArchiveName(entry.name);
     path_bytes_ += to.size();
     if (++count_ > kMaxEntries || path_bytes_ > kMaxNameBytes ||
+        from.size() >= PATH_MAX ||
         std::count(from.begin(), from.end(), '/') >= kMaxDepth) {
       return false;
     }

@@ -49,7 +49,9 @@ void CompleteRecord(const Variables& request, const LinkAddress& address,
   if (method == "POST" && !content) record->event = EventOfForm(answer);
   if (record->event == nullptr) return;
   record->link = address.hash;
-  record->path = address.Path();
+  const bool stranger =
+      answer.outcome == SHARING_VISIT_REFUSED || answer.outcome == SHARING_VISIT_BLOCKED;
+  if (!stranger) record->path = address.Path();  // who is refused must not fill the log
   record->address = AddressOf(request, kept);
   // An open link does not mind a session that has ended.
   if (!content || answer.has_session) record->code = answer.result;

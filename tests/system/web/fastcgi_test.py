@@ -210,10 +210,14 @@ class OneWorkerTest(FastCgiTest):
         texts = (b"&", b"> ", b"[](a)", b"*_", b"[", b"- ", b"`a``b", b"[a]: b\n", b"\n")
         for index, text in enumerate(texts):
             self.write(f"{index}/README.md", text * ((256 << 10) // len(text)))
+        deep = "/".join(["\u540d" * 80] * 4)  # paths of 1,000 bytes, and three times that escaped
+        for index in range(600):
+            self.write(f"{deep}/{index:04}.txt")
         link = self.share()
         for target in (*(f"/{index}/" for index in range(len(texts))), "/many/",
                        "/text.txt?view", "/large.bin", "/?zip", "/many/?zip",
-                       "/" + "x/" * 3000, "/many/?q=" + "y" * 4000, "/?q=0&below"):
+                       "/" + "x/" * 3000, "/many/?q=" + "y" * 4000, "/?q=0&below",
+                       "/?q=txt&below", "/?q=txt&below&view=grid", "/?q=txt&below&json"):
             self.visitor.get(link + target, accept_language="de," * 1000)
         self.visitor.send("POST", link, bytes(64 << 20))
         self.assertEqual(self.visitor.get(link + "/").status, 200)

@@ -157,8 +157,9 @@ class VisitsTest(RecordTest):
         for _ in range(10):
             self.visitor.post(link, password="guess")
         unknown = "/sharing/Unknown" + self.hash_of(link)[::-1]
-        self.visitor.post(unknown, password="guess")
-        self.assertEqual(self.events(unknown, 1), ["blocked"])
+        self.visitor.post(unknown + "/some/path", password="guess")
+        (line,) = self.recorded(unknown, 1)
+        self.assertEqual((line["event"], line["path"]), ("blocked", ""))
 
     def test_links_that_cannot_be_used_leave_no_line(self):
         links = [self.share("--expire", "2020-01-01"), self.share(project="photos"),

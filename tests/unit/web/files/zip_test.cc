@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <climits>
 #include <cstdio>
 #include <thread>
 #include <utility>
@@ -245,6 +246,20 @@ TEST_F(ZippedFolder, FoldersBelowTheDepthThatIsServed_FailTheZip) {
   const Sent zip = ZipOf(*Shared());
   EXPECT_FALSE(zip.all);
   EXPECT_THAT(zip.bytes, Not(HasSubstr(kDirectoryEnd)));
+}
+
+TEST_F(ZippedFolder, PathThatCannotBeOpened_FailsTheZip) {
+  const std::string name(240, 'n');
+  VEXO::base::UniqueFd folder(open(In("").c_str(), O_PATH | O_DIRECTORY));
+  for (size_t length = 0; length + name.size() < PATH_MAX; length += name.size() + 1) {
+    ASSERT_EQ(mkdirat(folder.get(), name.c_str(), 0755), 0);
+    folder =
+        VEXO::base::UniqueFd(openat(folder.get(), name.c_str(), O_PATH | O_DIRECTORY));
+  }
+  EXPECT_TRUE(ZipOf(*Shared()).all);
+
+  ASSERT_EQ(mkdirat(folder.get(), name.c_str(), 0755), 0);
+  EXPECT_FALSE(ZipOf(*Shared()).all);
 }
 
 TEST_F(ZippedFolder, PathsThatAreTooLongTogether_FailTheZip) {
