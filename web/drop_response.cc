@@ -41,19 +41,20 @@ Response AnswerResult(SendingResult result, const std::string& thanks,
       return MakeProblem(400, page, Problem::kIncomplete);
     case SendingResult::kNoSpace:
       return MakeProblem(507, page, Problem::kNoSpace);
-    default:
-      return MakeTryLater();
+    case SendingResult::kFailed:
+      break;
   }
+  return MakeTryLater();
 }
 
 /// The answer to a form, which `receive` makes: its body has not been read yet.
 Response MakeReceiving(const Variables& request, const LinkAddress& address,
                        std::shared_ptr<DropFolder> folder, const DropPage& page) {
   const std::string& length = request.Get("CONTENT_LENGTH");
-  if (length.empty()) return MakeMessage(411, Message::kFormType);
+  if (length.empty()) return MakeMessage(411, Message::kNoLength);
   const auto bytes = VEXO::base::ParseNumber(length, std::uint64_t{0}, UINT64_MAX);
   const std::optional<std::string> boundary = BoundaryOf(request.Get("CONTENT_TYPE"));
-  if (!bytes || !boundary) return MakeMessage(400, Message::kBadRequest);
+  if (!bytes || !boundary) return MakeProblem(400, page, DropPage::Problem::kIncomplete);
   const std::string here =
       EscapeLocation(address.slash ? "./" : "./" + address.last + "/");
   Response response;
