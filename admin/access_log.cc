@@ -15,6 +15,7 @@
 #include "admin/json_text.h"
 #include "base/number.h"
 #include "base/percent.h"
+#include "base/text.h"
 
 namespace admin {
 
@@ -24,13 +25,13 @@ using VEXO::base::kAccessLogName;
 using VEXO::base::UniqueFd;
 
 constexpr size_t kPieceSize = 64 << 10;
-constexpr std::string_view kBegin = R"({"time":")";
+constexpr std::string_view kBegin = VEXO::base::kAccessLineBegin;
 constexpr size_t kTimeLength = std::string_view("2026-12-31T18:00:00Z").size();
 
 /// 0 for any other text.
 long ParseTime(const std::string& text) {
   tm utc = {};
-  const char* const end = strptime(text.c_str(), "%Y-%m-%dT%H:%M:%SZ", &utc);
+  const char* const end = strptime(text.c_str(), VEXO::base::kIsoTimeFormat, &utc);
   const bool whole = text.size() == kTimeLength && end == text.c_str() + text.size();
   return whole ? timegm(&utc) : 0;
 }

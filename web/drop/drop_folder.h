@@ -7,8 +7,8 @@
 #include <utility>
 
 #include "base/unique_fd.h"
-#include "web/drop/new_file.h"
 #include "web/files/as_owner.h"
+#include "web/files/new_file.h"
 #include "web/files/owner.h"
 #include "web/files/share.h"
 #include "web/files/shared_tree.h"

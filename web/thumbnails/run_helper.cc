@@ -59,7 +59,7 @@ bool ReadOutput(int output, const Deadline& deadline, std::string* text) {
 /// Waits for the end of the program.  False when it does not end in time.
 bool WaitForEnd(pid_t program, const Deadline& deadline, int* status) {
   while (waitpid(program, status, WNOHANG) != program) {
-    if (deadline.MillisecondsLeft() == 0) return false;
+    if (deadline.IsOver()) return false;
     std::this_thread::sleep_for(kPause);
   }
   return true;

@@ -1,4 +1,4 @@
-#include "web/drop/new_file.h"
+#include "web/files/new_file.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
