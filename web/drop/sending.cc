@@ -209,7 +209,7 @@ MultipartParser::Status Receive(const Source& read, std::chrono::milliseconds pa
       arrived = 0;
       waited = Clock::duration(0);
     }
-    if (waited > patience) return MultipartParser::Status::kMalformed;
+    if (waited >= patience) return MultipartParser::Status::kMalformed;
     const MultipartParser::Status status =
         parser->Feed(std::string_view(buffer).substr(0, got));
     if (status != MultipartParser::Status::kMore) return status;

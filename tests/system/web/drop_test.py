@@ -256,7 +256,7 @@ class LimitTest(DropTest):
     too_large = "The files are larger than what can still be sent here."
     too_many = "These are more files than can still be sent here."
 
-    def test_limits_are_told(self):
+    def test_limits_are_shown(self):
         page = Page.read(self.visitor.get(self.link + "/"))
         self.assertEqual(page.text("p", id="limits"),
                          "At most 3 files, 100 kB in total.")

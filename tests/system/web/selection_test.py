@@ -152,7 +152,7 @@ class SearchBelowTest(WebTest):
                           ("a/Photo 1.jpg", "./a/Photo%201.jpg"), ("photo.jpg", "./photo.jpg")])
         self.assertEqual(listing["below"], True)
 
-    def test_what_is_too_deep_is_told(self):
+    def test_what_is_too_deep_is_reported(self):
         self.write("/".join(["d"] * 65) + "/photo.jpg")
         answer = self.visitor.get(self.link + "/?q=photo&below")
         self.assertEqual(len(Page.read(answer).rows()), 3)

@@ -1,4 +1,4 @@
-#include "web/record/record.h"
+#include "web/record/access_log.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -9,67 +9,16 @@
 #include <fstream>
 #include <iterator>
 
-#include "base/access_log.h"
 #include "log_capture.h"
 #include "temp_dir.h"
-#include "web/record/access_log.h"
-#include "web/record/address.h"
 
 namespace {
 
 using web::AccessLog;
-using web::CutAddress;
-using web::FormatRecord;
-using web::Record;
-
-constexpr time_t kTime = 1800000000;  // 2027-01-15T08:00:00Z
 
 std::string ContentOf(const std::string& path) {
   std::ifstream file(path);
   return {std::istreambuf_iterator<char>(file), {}};
-}
-
-TEST(FormatRecord, AllMembers_AreOneLineOfJson) {
-  const Record record = {VEXO::base::kEventLogin, "abc", "a/b", "192.0.2.0/24", -9};
-
-  EXPECT_EQ(FormatRecord(record, kTime, 401, 12),
-            R"({"time":"2027-01-15T08:00:00Z","link":"abc","event":"login","code":-9,)"
-            R"("status":401,"path":"a/b","bytes":12,"address":"192.0.2.0/24"})"
-            "\n");
-}
-
-TEST(FormatRecord, CodeAndAddressThatAreNotSet_AreLeftOut) {
-  const Record record = {VEXO::base::kEventList, "abc", "", "", 0};
-
-  EXPECT_EQ(FormatRecord(record, kTime, 200, 0),
-            R"({"time":"2027-01-15T08:00:00Z","link":"abc","event":"list",)"
-            R"("status":200,"path":"","bytes":0})"
-            "\n");
-}
-
-TEST(FormatRecord, LongTexts_AreCut) {
-  for (const char* const piece : {"x", "\x01", "\xFF", "\"", "\xE2\x80\xA8"}) {
-    std::string text;
-    while (text.size() < 10000) text += piece;
-    const Record record = {VEXO::base::kEventLoginFailed, text, text, "192.0.2.0/24",
-                           -2147483647};
-    const std::string line = FormatRecord(record, kTime, 401, UINT64_MAX);
-    EXPECT_LE(line.size(), VEXO::base::kLongestAccessLine);
-    EXPECT_GT(line.size(), 3000u);
-  }
-}
-
-TEST(CutAddress, Networks_HaveTheirLength) {
-  EXPECT_EQ(CutAddress("192.0.2.77"), "192.0.2.0/24");
-  EXPECT_EQ(CutAddress("2001:db8:1:2::3"), "2001:db8:1::/48");
-  EXPECT_EQ(CutAddress("::1"), "::/48");
-}
-
-TEST(CutAddress, OtherTexts_AreEmpty) {
-  for (const char* const text :
-       {"", "localhost", "192.0.2.77/24", "192.0.2", "fe80::1%1"}) {
-    EXPECT_EQ(CutAddress(text), "") << text;
-  }
 }
 
 /// A log in a folder of its own.  Each line is appended by a process of its own, as
