@@ -58,8 +58,8 @@ Response MakeReceiving(const Variables& request, const LinkAddress& address,
   const std::string here =
       EscapeLocation(address.slash ? "./" : "./" + address.last + "/");
   Response response;
-  response.complete = [folder = std::move(folder), boundary = *boundary, bytes = *bytes,
-                       here, page](const Source& read) {
+  response.finish = [folder = std::move(folder), boundary = *boundary, bytes = *bytes,
+                     here, page](const Source& read) {
     int files = 0;
     const SendingResult result = ReceiveSending(*folder, boundary, bytes, read, &files);
     return AnswerResult(result, here + "?sent=" + std::to_string(files), page);

@@ -96,9 +96,9 @@ bool DropFolder::Finish(const NewFile& file) const {
 
 bool DropFolder::Sync() const { return fsync(fd()) == 0; }
 
-UniqueFd DropFolder::Lock(std::chrono::milliseconds patience) const {
+UniqueFd DropFolder::Lock(std::chrono::milliseconds timeout) const {
   constexpr std::chrono::milliseconds kPause(10);
-  const Deadline deadline(patience);
+  const Deadline deadline(timeout);
   UniqueFd lock = ReopenFolder(fd());
   while (lock && flock(lock.get(), LOCK_EX | LOCK_NB) == -1) {
     const bool busy = errno == EWOULDBLOCK || errno == EINTR;

@@ -63,8 +63,8 @@ class DropFolder {
   bool Sync() const;
 
   /// Keeps other sendings from adding files while the descriptor is open.  None when
-  /// another process keeps the folder for longer than `patience`.
-  VEXO::base::UniqueFd Lock(std::chrono::milliseconds patience) const;
+  /// another process keeps the folder for longer than `timeout`.
+  VEXO::base::UniqueFd Lock(std::chrono::milliseconds timeout) const;
 
  private:
   DropFolder(std::unique_ptr<SharedTree> tree, const DropLimits& limits,

@@ -24,7 +24,7 @@ constexpr size_t kLongestFrom = 400;
 constexpr size_t kLongestText = 8 << 10;
 constexpr std::uint64_t kLargestOverhead = 8 << 20;  // boundaries, headers and texts
 constexpr int kMostNumbers = 10000;
-constexpr std::chrono::seconds kLockPatience(10);
+constexpr std::chrono::seconds kLockTimeout(10);
 const char kNoteName[] = "note.txt";
 
 // What must arrive in a time.
@@ -139,7 +139,7 @@ bool Sending::Fits() const {
 
 SendingResult Sending::Keep() {
   if (items_.empty()) return SendingResult::kNoFile;
-  const VEXO::base::UniqueFd lock = folder_.Lock(kLockPatience);
+  const VEXO::base::UniqueFd lock = folder_.Lock(kLockTimeout);
   if (!lock) return Failed("lock the folder");
   const std::optional<DropFolder::Contents> before = folder_.Count();
   if (!before) return Failed("read the folder");
@@ -194,7 +194,7 @@ SendingResult Sending::AddNote() {
 }
 
 /// Hands a body on to the parser, until it ends or is too slow.
-MultipartParser::Status Receive(const Source& read, std::chrono::milliseconds patience,
+MultipartParser::Status Receive(const Source& read, std::chrono::milliseconds timeout,
                                 MultipartParser* parser) {
   std::string buffer(kPieceSize, '\0');
   Clock::duration waited(0);
@@ -209,7 +209,7 @@ MultipartParser::Status Receive(const Source& read, std::chrono::milliseconds pa
       arrived = 0;
       waited = Clock::duration(0);
     }
-    if (waited >= patience) return MultipartParser::Status::kMalformed;
+    if (waited >= timeout) return MultipartParser::Status::kMalformed;
     const MultipartParser::Status status =
         parser->Feed(std::string_view(buffer).substr(0, got));
     if (status != MultipartParser::Status::kMore) return status;
@@ -220,7 +220,7 @@ MultipartParser::Status Receive(const Source& read, std::chrono::milliseconds pa
 
 SendingResult ReceiveSending(const DropFolder& folder, const std::string& boundary,
                              std::uint64_t length, const Source& read, int* files,
-                             std::chrono::milliseconds patience) {
+                             std::chrono::milliseconds timeout) {
   const DropFolder::Access access(folder);
   if (!access.good()) return Failed("become the owner");
   const std::optional<DropFolder::Contents> before = folder.Count();
@@ -233,7 +233,7 @@ SendingResult ReceiveSending(const DropFolder& folder, const std::string& bounda
   }
   Sending sending(folder, *before);
   MultipartParser parser(boundary, &sending);
-  switch (Receive(read, patience, &parser)) {
+  switch (Receive(read, timeout, &parser)) {
     case MultipartParser::Status::kEnd:
       break;
     case MultipartParser::Status::kStopped:

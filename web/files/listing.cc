@@ -37,7 +37,7 @@ class Reading {
   const Node& folder_;
   const ListingQuery& query_;
   const NameSearch search_;
-  const Deadline deadline_{query_.patience};
+  const Deadline deadline_{query_.timeout};
   ListingBuilder builder_;
   std::queue<std::string> folders_;  // still to be read: paths below the folder
   size_t folder_bytes_ = 0;          // of these paths

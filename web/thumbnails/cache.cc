@@ -58,7 +58,7 @@ std::vector<CachedFile> FilesOf(int folder) {
 }
 
 /// Removes the oldest files until the others fit in `size`.
-void Shrink(int folder, std::uint64_t size) {
+void RemoveOldest(int folder, std::uint64_t size) {
   std::vector<CachedFile> files = FilesOf(folder);
   std::uint64_t total = 0;
   for (const CachedFile& file : files) total += file.size;
@@ -118,7 +118,7 @@ void ThumbnailCache::Store(const std::string& key, const Thumbnail& thumbnail) c
   if (!folder || !WriteFile(folder.get(), key, thumbnail.jpeg)) {
     syslog(LOG_WARNING, "%s: no thumbnail is kept: %m", path.c_str());
   }
-  if (folder) Shrink(folder.get(), size_ / kParts);
+  if (folder) RemoveOldest(folder.get(), size_ / kParts);
 }
 
 }  // namespace web

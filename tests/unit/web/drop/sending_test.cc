@@ -32,7 +32,7 @@ class SendingTest : public testing::Test {
   }
 
   /// Sends the form in pieces of `size` bytes.
-  SendingResult Receive(size_t size, std::chrono::milliseconds patience) {
+  SendingResult Receive(size_t size, std::chrono::milliseconds timeout) {
     size_t at = 0;
     const auto read = [&](char* buffer, size_t room) {
       const size_t count = std::min({size, room, kForm.size() - at});
@@ -40,7 +40,7 @@ class SendingTest : public testing::Test {
       at += count;
       return static_cast<ssize_t>(count);
     };
-    return ReceiveSending(*folder_, "b", kForm.size(), read, &files_, patience);
+    return ReceiveSending(*folder_, "b", kForm.size(), read, &files_, timeout);
   }
   bool HasFiles() const { return !std::filesystem::is_empty(temp_.Path("")); }
 
