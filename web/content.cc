@@ -90,7 +90,7 @@ class Content {
 };
 
 Response Content::Answer() {
-  const bool sends = SendsFiles(request_);
+  const bool sends = IsUpload(request_);
   if (!sends && IsRoot(address_) && link_.get_redirect_type() == Entry::REDIRECT_ALWAYS) {
     const std::optional<RedirectTarget> target = RedirectOf(link_);
     if (target) {

@@ -12,7 +12,7 @@
 #include "redirect.h"
 #include "web/drop/drop_folder.h"
 #include "web/drop/header_value.h"
-#include "web/drop/sending.h"
+#include "web/drop/upload.h"
 
 namespace web {
 namespace {
@@ -22,26 +22,26 @@ Response MakeProblem(int status, DropPage page, DropPage::Problem problem) {
   return MakePage(status, RenderDrop(page));
 }
 
-/// The answer to a sending.
-Response AnswerResult(SendingResult result, const std::string& thanks,
+/// The answer to an upload.
+Response AnswerResult(UploadResult result, const std::string& thanks,
                       const DropPage& page) {
   using Problem = DropPage::Problem;
   switch (result) {
-    case SendingResult::kReceived:
+    case UploadResult::kReceived:
       return MakeRedirect(303, thanks);
-    case SendingResult::kNoFile:
+    case UploadResult::kNoFile:
       return MakeProblem(400, page, Problem::kNoFile);
-    case SendingResult::kTooLarge:
+    case UploadResult::kTooLarge:
       return MakeProblem(413, page, Problem::kTooLarge);
-    case SendingResult::kTooMany:
+    case UploadResult::kTooMany:
       return MakeProblem(413, page, Problem::kTooMany);
-    case SendingResult::kTextTooLong:
+    case UploadResult::kTextTooLong:
       return MakeProblem(413, page, Problem::kTextTooLong);
-    case SendingResult::kIncomplete:
+    case UploadResult::kIncomplete:
       return MakeProblem(400, page, Problem::kIncomplete);
-    case SendingResult::kNoSpace:
+    case UploadResult::kNoSpace:
       return MakeProblem(507, page, Problem::kNoSpace);
-    case SendingResult::kFailed:
+    case UploadResult::kFailed:
       break;
   }
   return MakeTryLater();
@@ -61,7 +61,7 @@ Response MakeReceiving(const Variables& request, const LinkAddress& address,
   response.finish = [folder = std::move(folder), boundary = *boundary, bytes = *bytes,
                      here, page](const Source& read) {
     int files = 0;
-    const SendingResult result = ReceiveSending(*folder, boundary, bytes, read, &files);
+    const UploadResult result = ReceiveUpload(*folder, boundary, bytes, read, &files);
     return AnswerResult(result, here + "?sent=" + std::to_string(files), page);
   };
   return response;
@@ -69,7 +69,7 @@ Response MakeReceiving(const Variables& request, const LinkAddress& address,
 
 }  // namespace
 
-bool SendsFiles(const Variables& request) {
+bool IsUpload(const Variables& request) {
   const std::optional<HeaderValue> type = ParseHeaderValue(request.Get("CONTENT_TYPE"));
   return request.Get("REQUEST_METHOD") == "POST" && type &&
          type->word == "multipart/form-data";
@@ -89,7 +89,7 @@ Response MakeDropResponse(const Variables& request, const LinkAddress& address,
       break;
   }
   page.limits = folder->limits();
-  if (SendsFiles(request)) {
+  if (IsUpload(request)) {
     return MakeReceiving(request, address, std::move(folder), page);
   }
   page.sent =

@@ -137,7 +137,7 @@ Response Handler::Answer(const Variables& request, const ReadBody& read_body) co
   if (address->hash.empty()) return MakeMissing();
 
   Parameters form;
-  const bool sends = SendsFiles(request);
+  const bool sends = IsUpload(request);
   if (request.Get("REQUEST_METHOD") == "POST" && !sends) {
     std::optional<Response> failure = ReadForm(request, read_body, &form);
     if (failure) return std::move(*failure);

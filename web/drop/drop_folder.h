@@ -62,7 +62,7 @@ class DropFolder {
   /// Waits until the names of the folder are on the disk.
   bool Sync() const;
 
-  /// Keeps other sendings from adding files while the descriptor is open.  None when
+  /// Keeps other uploads from adding files while the descriptor is open.  None when
   /// another process keeps the folder for longer than `timeout`.
   VEXO::base::UniqueFd Lock(std::chrono::milliseconds timeout) const;
 

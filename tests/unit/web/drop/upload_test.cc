@@ -1,4 +1,4 @@
-#include "web/drop/sending.h"
+#include "web/drop/upload.h"
 
 #include <gmock/gmock.h>
 #include <unistd.h>
@@ -12,16 +12,16 @@
 namespace {
 
 using web::DropFolder;
-using web::ReceiveSending;
-using web::SendingResult;
+using web::ReceiveUpload;
+using web::UploadResult;
 
 const std::string kForm =
     "--b\r\nContent-Disposition: form-data; name=file; filename=a\r\n\r\n" +
     std::string(1000, 'x') + "\r\n--b--\r\n";
 
-class SendingTest : public testing::Test {
+class UploadTest : public testing::Test {
  protected:
-  SendingTest() {
+  UploadTest() {
     web::Share share;
     share.path = temp_.Path("");
     share.drop.emplace();
@@ -32,7 +32,7 @@ class SendingTest : public testing::Test {
   }
 
   /// Sends the form in pieces of `size` bytes.
-  SendingResult Receive(size_t size, std::chrono::milliseconds timeout) {
+  UploadResult Receive(size_t size, std::chrono::milliseconds timeout) {
     size_t at = 0;
     const auto read = [&](char* buffer, size_t room) {
       const size_t count = std::min({size, room, kForm.size() - at});
@@ -40,7 +40,7 @@ class SendingTest : public testing::Test {
       at += count;
       return static_cast<ssize_t>(count);
     };
-    return ReceiveSending(*folder_, "b", kForm.size(), read, &files_, timeout);
+    return ReceiveUpload(*folder_, "b", kForm.size(), read, &files_, timeout);
   }
   bool HasFiles() const { return !std::filesystem::is_empty(temp_.Path("")); }
 
@@ -49,15 +49,15 @@ class SendingTest : public testing::Test {
   int files_ = 0;
 };
 
-TEST_F(SendingTest, BodyInTime_IsReceived) {
-  EXPECT_EQ(Receive(7, std::chrono::hours(1)), SendingResult::kReceived);
+TEST_F(UploadTest, BodyInTime_IsReceived) {
+  EXPECT_EQ(Receive(7, std::chrono::hours(1)), UploadResult::kReceived);
   EXPECT_EQ(files_, 1);
   EXPECT_TRUE(HasFiles());
 }
 
-TEST_F(SendingTest, BodyThatIsTooSlow_IsBrokenOff) {
+TEST_F(UploadTest, BodyThatIsTooSlow_IsBrokenOff) {
   EXPECT_EQ(Receive(kForm.size(), std::chrono::milliseconds(0)),
-            SendingResult::kIncomplete);
+            UploadResult::kIncomplete);
   EXPECT_FALSE(HasFiles());
 }
 
