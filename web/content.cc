@@ -30,7 +30,7 @@ constexpr size_t kLargestPreview = 1 << 20;
 
 /// The answer, to be recorded as this event.
 Response Recorded(const char* event, Response response) {
-  response.record.event = event;
+  response.visit.event = event;
   return response;
 }
 

@@ -20,7 +20,7 @@ struct Response {
   std::vector<std::pair<std::string, std::string>> headers;
   std::string content;
   std::unique_ptr<Body> body;
-  Record record;
+  LoggedVisit visit;
   std::function<Response(const Source&)> finish;
 
   void Add(const std::string& name, const std::string& value) {

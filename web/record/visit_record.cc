@@ -42,17 +42,17 @@ std::string AddressOf(const Variables& request, AddressInLog kept) {
 }  // namespace
 
 void CompleteRecord(const Variables& request, const LinkAddress& address,
-                    const VisitAnswer& answer, AddressInLog kept, Record* record) {
+                    const VisitAnswer& answer, AddressInLog kept, LoggedVisit* visit) {
   const std::string& method = request.Get("REQUEST_METHOD");
   const bool content = answer.outcome == SHARING_VISIT_CONTENT;
-  if (method == "HEAD") record->event = nullptr;
-  if (method == "POST" && !content) record->event = EventOfForm(answer);
-  if (record->event == nullptr) return;
-  record->link = address.hash;
-  record->path = address.Path();
-  record->address = AddressOf(request, kept);
+  if (method == "HEAD") visit->event = nullptr;
+  if (method == "POST" && !content) visit->event = EventOfForm(answer);
+  if (visit->event == nullptr) return;
+  visit->link = address.hash;
+  visit->path = address.Path();
+  visit->address = AddressOf(request, kept);
   // An open link does not mind a session that has ended.
-  if (!content || answer.has_session) record->code = answer.result;
+  if (!content || answer.has_session) visit->code = answer.result;
 }
 
 }  // namespace web

@@ -74,7 +74,7 @@ bool SendResponse(const Variables& request, const Response& response, const Sink
     sent = response.body != nullptr ? response.body->Send(counted)
                                     : counted(response.content);
   }
-  RecordAnswer(response.record, response.status, bytes);
+  RecordAnswer(response.visit, response.status, bytes);
   return sent;
 }
 

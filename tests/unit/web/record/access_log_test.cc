@@ -14,7 +14,7 @@
 
 namespace {
 
-using web::AccessLog;
+using web::AccessLogWriter;
 
 std::string ContentOf(const std::string& path) {
   std::ifstream file(path);
@@ -23,17 +23,17 @@ std::string ContentOf(const std::string& path) {
 
 /// A log in a folder of its own.  Each line is appended by a process of its own, as
 /// CGI programs do.
-class AccessLogTest : public testing::Test {
+class AccessLogWriterTest : public testing::Test {
  protected:
   // The system account must be able to write.
-  AccessLogTest() { chmod(folder_.Path("").c_str(), 0777); }
+  AccessLogWriterTest() { chmod(folder_.Path("").c_str(), 0777); }
 
   /// Appends the line `times` times, and returns how many lines that made in the log.
   int Append(const std::string& line, int times = 1) {
     const pid_t child = fork();
     if (child == 0) {
       const fakes::LogCapture log;
-      for (int i = 0; i < times; ++i) AccessLog(path_, stamp_).Append(line);
+      for (int i = 0; i < times; ++i) AccessLogWriter(path_, stamp_).Append(line);
       for (const std::string& text : log.lines()) {
         if (text.find(path_ + ": visits are not recorded: ") != 0) _exit(99);
       }
@@ -49,7 +49,7 @@ class AccessLogTest : public testing::Test {
   std::string stamp_ = folder_.Path("stamp");
 };
 
-TEST_F(AccessLogTest, Lines_AreAppendedToANewFile) {
+TEST_F(AccessLogWriterTest, Lines_AreAppendedToANewFile) {
   const mode_t before = umask(0077);
   EXPECT_EQ(Append("one\n"), 0);
   EXPECT_EQ(Append("two\n"), 0);
@@ -61,7 +61,7 @@ TEST_F(AccessLogTest, Lines_AreAppendedToANewFile) {
   EXPECT_EQ(status.st_mode & 07777, 0640u);
 }
 
-TEST_F(AccessLogTest, MovedFile_IsFollowedByANewOne) {
+TEST_F(AccessLogWriterTest, MovedFile_IsFollowedByANewOne) {
   Append("one\n");
   ASSERT_EQ(rename(path_.c_str(), folder_.Path("access.log.1").c_str()), 0);
   Append("two\n");
@@ -69,7 +69,7 @@ TEST_F(AccessLogTest, MovedFile_IsFollowedByANewOne) {
   EXPECT_EQ(ContentOf(path_), "two\n");
 }
 
-TEST_F(AccessLogTest, FailureOfSeveralProcesses_IsLoggedOnceInAWhile) {
+TEST_F(AccessLogWriterTest, FailureOfSeveralProcesses_IsLoggedOnceInAWhile) {
   path_ = folder_.Path("none/access.log");
   EXPECT_EQ(Append("line\n"), 1);
   EXPECT_EQ(Append("line\n"), 0);
@@ -81,7 +81,7 @@ TEST_F(AccessLogTest, FailureOfSeveralProcesses_IsLoggedOnceInAWhile) {
   EXPECT_EQ(Append("line\n"), 0);
 }
 
-TEST_F(AccessLogTest, FailureWithoutStamp_IsLoggedOnceByEachProcess) {
+TEST_F(AccessLogWriterTest, FailureWithoutStamp_IsLoggedOnceByEachProcess) {
   path_ = folder_.Path("none/access.log");
   stamp_ = folder_.Path("none/stamp");
 
@@ -89,7 +89,7 @@ TEST_F(AccessLogTest, FailureWithoutStamp_IsLoggedOnceByEachProcess) {
   EXPECT_EQ(Append("line\n", 3), 1);
 }
 
-TEST_F(AccessLogTest, FileOf64MiB_DoesNotGrow) {
+TEST_F(AccessLogWriterTest, FileOf64MiB_DoesNotGrow) {
   Append("line\n");
   ASSERT_EQ(truncate(path_.c_str(), 64 << 20), 0);
 
