@@ -36,7 +36,7 @@ const char* EventOfForm(const VisitAnswer& answer) {
 std::string AddressOf(const Variables& request, AddressInLog kept) {
   if (kept == AddressInLog::kNone) return "";
   const std::string address = VisitorAddress(request);
-  return kept == AddressInLog::kFull ? address : CutAddress(address);
+  return kept == AddressInLog::kFull ? address : NetworkOf(address);
 }
 
 }  // namespace

@@ -338,7 +338,7 @@ class SettingsTest(RecordTest):
         self.transport.send("GET", link + "/", {"Host": "x", **headers}, b"", remote)
         return self.recorded(link, 1)[0].get("address")
 
-    def test_address_is_cut(self):
+    def test_network_of_the_address_is_recorded(self):
         for remote, kept in (("192.0.2.77", "192.0.2.0/24"),
                              ("2001:db8:1:2:3::9", "2001:db8:1::/48"),
                              ("::ffff:192.0.2.77", "192.0.2.0/24")):
