@@ -15,6 +15,7 @@
 #include "admin/json_text.h"
 #include "base/number.h"
 #include "base/percent.h"
+#include "base/text.h"
 
 namespace admin {
 
@@ -24,13 +25,13 @@ using VEXO::base::kAccessLogName;
 using VEXO::base::UniqueFd;
 
 constexpr size_t kPieceSize = 64 << 10;
-constexpr std::string_view kBegin = R"({"time":")";
+constexpr std::string_view kBegin = VEXO::base::kAccessLineBegin;
 constexpr size_t kTimeLength = std::string_view("2026-12-31T18:00:00Z").size();
 
 /// 0 for any other text.
 long ParseTime(const std::string& text) {
   tm utc = {};
-  const char* const end = strptime(text.c_str(), "%Y-%m-%dT%H:%M:%SZ", &utc);
+  const char* const end = strptime(text.c_str(), VEXO::base::kIsoTimeFormat, &utc);
   const bool whole = text.size() == kTimeLength && end == text.c_str() + text.size();
   return whole ? timegm(&utc) : 0;
 }
@@ -102,13 +103,13 @@ Json::Value RecordedVisitJson(const RecordedVisit& visit) {
   return out;
 }
 
-AccessLog::AccessLog(std::string folder) : folder_(std::move(folder)) {}
+AccessLogReader::AccessLogReader(std::string folder) : folder_(std::move(folder)) {}
 
-Error AccessLog::Failure(const std::string& path) const {
+Error AccessLogReader::Failure(const std::string& path) const {
   return {kFailed, "cannot read " + path + ": " + strerror(errno)};
 }
 
-Error AccessLog::Open() {
+Error AccessLogReader::Open() {
   const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(folder_.c_str()), closedir);
   if (folder == nullptr) return Failure(folder_);
   std::vector<int> numbers;
@@ -129,7 +130,7 @@ Error AccessLog::Open() {
 }
 
 /// Opens a file unless it is gone, or open already under another name.
-bool AccessLog::OpenFile(const std::string& name) {
+bool AccessLogReader::OpenFile(const std::string& name) {
   UniqueFd file(
       open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
   if (!file) return errno == ENOENT;
@@ -149,7 +150,7 @@ bool AccessLog::OpenFile(const std::string& name) {
   return true;
 }
 
-bool AccessLog::Next(const std::string& hash, RecordedVisit& visit) {
+bool AccessLogReader::Next(const std::string& hash, RecordedVisit& visit) {
   const std::string member = LinkMember(hash);
   std::string_view line;
   while (ReadLine(line)) {
@@ -170,7 +171,7 @@ bool AccessLog::Next(const std::string& hash, RecordedVisit& visit) {
 }
 
 /// Reads the next line, without its end.  False at the end of the last file.
-bool AccessLog::ReadLine(std::string_view& line) {
+bool AccessLogReader::ReadLine(std::string_view& line) {
   for (;;) {
     const size_t end = piece_.find('\n', begin_);
     if (end != std::string::npos) {
@@ -185,7 +186,7 @@ bool AccessLog::ReadLine(std::string_view& line) {
 }
 
 /// Replaces the lines that were read by a further piece.
-bool AccessLog::ReadPiece() {
+bool AccessLogReader::ReadPiece() {
   piece_.erase(0, begin_);
   begin_ = 0;
   if (piece_.size() > VEXO::base::kLongestAccessLine) {
@@ -212,18 +213,18 @@ bool AccessLog::ReadPiece() {
 }
 
 std::optional<VisitSummary> SummarizeVisits(const std::string& hash) {
-  AccessLog record;
-  if (record.Open() || record.empty()) return std::nullopt;
+  AccessLogReader log;
+  if (log.Open() || log.empty()) return std::nullopt;
   VisitSummary summary;
   RecordedVisit visit;
-  while (record.Next(hash, visit)) {
+  while (log.Next(hash, visit)) {
     if (IsOpening(visit.event)) {
       summary.last_opened = std::max(summary.last_opened, visit.time);
     }
     if (IsDownload(visit.event)) ++summary.downloads;
   }
-  if (record.error()) return std::nullopt;
-  summary.since = record.since();
+  if (log.error()) return std::nullopt;
+  summary.since = log.since();
   return summary;
 }
 

@@ -30,9 +30,9 @@ Json::Value RecordedVisitJson(const RecordedVisit& visit);
 
 /// Reads the access log with its rotated files, from the oldest line to the newest.
 /// Only a piece of a file is held in memory.
-class AccessLog {
+class AccessLogReader {
  public:
-  explicit AccessLog(std::string folder = VEXO::base::kAccessLogFolder);
+  explicit AccessLogReader(std::string folder = VEXO::base::kAccessLogFolder);
 
   /// Opens the files.  There may be none: then nobody has visited a link.
   Error Open();

@@ -14,6 +14,9 @@ inline constexpr char kAccessLogName[] = "access.log";
 /// Maximum length of a line in bytes, including the newline.
 inline constexpr size_t kLongestAccessLine = 4095;
 
+/// Beginning of a line, up to its time.
+inline constexpr char kAccessLineBegin[] = R"({"time":")";
+
 // Events.  Visitors who are admitted:
 inline constexpr char kEventList[] = "list";          // page of a folder
 inline constexpr char kEventView[] = "view";          // page of a file

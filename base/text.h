@@ -17,4 +17,7 @@ std::string ToLowerAscii(std::string_view text);
 /// parts are kept, so an empty text has one part.
 std::vector<std::string> Split(std::string_view text, std::string_view separators);
 
+/// A time in UTC as programs write it (ISO 8601), for strftime and strptime.
+inline constexpr char kIsoTimeFormat[] = "%Y-%m-%dT%H:%M:%SZ";
+
 }  // namespace VEXO::base

@@ -30,7 +30,7 @@ constexpr size_t kLargestPreview = 1 << 20;
 
 /// The answer, to be recorded as this event.
 Response Recorded(const char* event, Response response) {
-  response.record.event = event;
+  response.visit.event = event;
   return response;
 }
 
@@ -90,7 +90,7 @@ class Content {
 };
 
 Response Content::Answer() {
-  const bool sends = SendsFiles(request_);
+  const bool sends = IsUpload(request_);
   if (!sends && IsRoot(address_) && link_.get_redirect_type() == Entry::REDIRECT_ALWAYS) {
     const std::optional<RedirectTarget> target = RedirectOf(link_);
     if (target) {

@@ -18,6 +18,8 @@ class Deadline {
     return std::max(0, static_cast<int>(left.count()));
   }
 
+  bool IsOver() const { return MillisecondsLeft() == 0; }
+
  private:
   std::chrono::steady_clock::time_point end_;
 };

@@ -12,7 +12,7 @@
 #include "redirect.h"
 #include "web/drop/drop_folder.h"
 #include "web/drop/header_value.h"
-#include "web/drop/sending.h"
+#include "web/drop/upload.h"
 
 namespace web {
 namespace {
@@ -22,45 +22,46 @@ Response MakeProblem(int status, DropPage page, DropPage::Problem problem) {
   return MakePage(status, RenderDrop(page));
 }
 
-/// The answer to a sending.
-Response AnswerResult(SendingResult result, const std::string& thanks,
+/// The answer to an upload.
+Response AnswerResult(UploadResult result, const std::string& thanks,
                       const DropPage& page) {
   using Problem = DropPage::Problem;
   switch (result) {
-    case SendingResult::kReceived:
+    case UploadResult::kReceived:
       return MakeRedirect(303, thanks);
-    case SendingResult::kNoFile:
+    case UploadResult::kNoFile:
       return MakeProblem(400, page, Problem::kNoFile);
-    case SendingResult::kTooLarge:
+    case UploadResult::kTooLarge:
       return MakeProblem(413, page, Problem::kTooLarge);
-    case SendingResult::kTooMany:
+    case UploadResult::kTooMany:
       return MakeProblem(413, page, Problem::kTooMany);
-    case SendingResult::kTextTooLong:
+    case UploadResult::kTextTooLong:
       return MakeProblem(413, page, Problem::kTextTooLong);
-    case SendingResult::kIncomplete:
+    case UploadResult::kIncomplete:
       return MakeProblem(400, page, Problem::kIncomplete);
-    case SendingResult::kNoSpace:
+    case UploadResult::kNoSpace:
       return MakeProblem(507, page, Problem::kNoSpace);
-    default:
-      return MakeTryLater();
+    case UploadResult::kFailed:
+      break;
   }
+  return MakeTryLater();
 }
 
 /// The answer to a form, which `receive` makes: its body has not been read yet.
 Response MakeReceiving(const Variables& request, const LinkAddress& address,
                        std::shared_ptr<DropFolder> folder, const DropPage& page) {
   const std::string& length = request.Get("CONTENT_LENGTH");
-  if (length.empty()) return MakeMessage(411, Message::kFormType);
+  if (length.empty()) return MakeMessage(411, Message::kNoLength);
   const auto bytes = VEXO::base::ParseNumber(length, std::uint64_t{0}, UINT64_MAX);
   const std::optional<std::string> boundary = BoundaryOf(request.Get("CONTENT_TYPE"));
-  if (!bytes || !boundary) return MakeMessage(400, Message::kBadRequest);
+  if (!bytes || !boundary) return MakeProblem(400, page, DropPage::Problem::kIncomplete);
   const std::string here =
       EscapeLocation(address.slash ? "./" : "./" + address.last + "/");
   Response response;
-  response.complete = [folder = std::move(folder), boundary = *boundary, bytes = *bytes,
-                       here, page](const Source& read) {
+  response.finish = [folder = std::move(folder), boundary = *boundary, bytes = *bytes,
+                     here, page](const Source& read) {
     int files = 0;
-    const SendingResult result = ReceiveSending(*folder, boundary, bytes, read, &files);
+    const UploadResult result = ReceiveUpload(*folder, boundary, bytes, read, &files);
     return AnswerResult(result, here + "?sent=" + std::to_string(files), page);
   };
   return response;
@@ -68,7 +69,7 @@ Response MakeReceiving(const Variables& request, const LinkAddress& address,
 
 }  // namespace
 
-bool SendsFiles(const Variables& request) {
+bool IsUpload(const Variables& request) {
   const std::optional<HeaderValue> type = ParseHeaderValue(request.Get("CONTENT_TYPE"));
   return request.Get("REQUEST_METHOD") == "POST" && type &&
          type->word == "multipart/form-data";
@@ -88,7 +89,7 @@ Response MakeDropResponse(const Variables& request, const LinkAddress& address,
       break;
   }
   page.limits = folder->limits();
-  if (SendsFiles(request)) {
+  if (IsUpload(request)) {
     return MakeReceiving(request, address, std::move(folder), page);
   }
   page.sent =

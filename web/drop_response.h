@@ -10,7 +10,7 @@
 namespace web {
 
 /// Whether the request is a form with files.
-bool SendsFiles(const Variables& request);
+bool IsUpload(const Variables& request);
 
 /// The answer to an admitted visitor's request at the root of a link to a drop box: the
 /// page with the form, or what becomes of the files in the request.

@@ -129,10 +129,10 @@ Response MakeFileResponse(const Variables& request, Node file, const std::string
     const bool begins =
         std::any_of(selection.ranges.begin(), selection.ranges.end(),
                     [](const ByteRange& range) { return range.first == 0; });
-    response.record.event = begins ? VEXO::base::kEventDownload : VEXO::base::kEventPart;
+    response.visit.event = begins ? VEXO::base::kEventDownload : VEXO::base::kEventPart;
     AddRanges(selection.ranges, std::move(file), type.type, &response);
   } else {
-    response.record.event = VEXO::base::kEventDownload;
+    response.visit.event = VEXO::base::kEventDownload;
     response.Add("Content-Type", type.type);
     response.body = std::make_unique<FileBody>(std::move(file.fd), 0, current.size);
   }
@@ -158,7 +158,7 @@ std::optional<Response> MakeZipResponse(std::unique_ptr<SharedTree> tree, Node f
   std::unique_ptr<Body> zip = ZipFolder(*tree, std::move(folder), name, std::move(only));
   if (zip == nullptr) return std::nullopt;
   Response response = MakeComputed("application/zip");
-  response.record.event = VEXO::base::kEventZip;
+  response.visit.event = VEXO::base::kEventZip;
   response.Add("Content-Disposition",
                ContentDisposition(Disposition::kAttachment, name + ".zip"));
   response.body = std::make_unique<TreeBody>(std::move(tree), std::move(zip));

@@ -137,7 +137,7 @@ Response Handler::Answer(const Variables& request, const ReadBody& read_body) co
   if (address->hash.empty()) return MakeMissing();
 
   Parameters form;
-  const bool sends = SendsFiles(request);
+  const bool sends = IsUpload(request);
   if (request.Get("REQUEST_METHOD") == "POST" && !sends) {
     std::optional<Response> failure = ReadForm(request, read_body, &form);
     if (failure) return std::move(*failure);
@@ -154,7 +154,7 @@ Response Handler::Answer(const Variables& request, const ReadBody& read_body) co
   }
   const VisitAnswer answer = VEXO::sharing::Visit(visit);
   Response response = MakeAnswer(request, *address, site_, visit, answer, settings_);
-  CompleteRecord(request, *address, answer, settings_.address_in_log, &response.record);
+  CompleteRecord(request, *address, answer, settings_.address_in_log, &response.visit);
   if (!answer.set_cookie.empty()) response.Add("Set-Cookie", answer.set_cookie);
   return response;
 }

@@ -12,16 +12,16 @@
 
 namespace web {
 
-/// An answer: its body is `content`, or `body` when there is one.  Where `complete` is
-/// set, the answer takes time to make: the function returns it, but for the headers that
-/// are already here.  It may read the body of the request, which nobody has read.
+/// An answer: its body is `content`, or `body` when there is one.  If `finish` is set,
+/// calling it makes the final answer, to which the headers set here are added.  It may
+/// read the body of the request, which has not been read.
 struct Response {
   int status = 200;
   std::vector<std::pair<std::string, std::string>> headers;
   std::string content;
   std::unique_ptr<Body> body;
-  Record record;
-  std::function<Response(const Source&)> complete;
+  LoggedVisit visit;
+  std::function<Response(const Source&)> finish;
 
   void Add(const std::string& name, const std::string& value) {
     headers.emplace_back(name, value);

@@ -34,15 +34,16 @@ std::string SetLanguage(const std::string& value, std::string* out) {
 }
 
 std::string SetAddressInLog(const std::string& value, AddressInLog* out) {
-  const std::pair<const char*, AddressInLog> words[] = {{"cut", AddressInLog::kCut},
-                                                        {"full", AddressInLog::kFull},
-                                                        {"none", AddressInLog::kNone}};
+  const std::pair<const char*, AddressInLog> words[] = {
+      {"network", AddressInLog::kNetwork},
+      {"full", AddressInLog::kFull},
+      {"none", AddressInLog::kNone}};
   for (const auto& [word, meaning] : words) {
     if (value != word) continue;
     *out = meaning;
     return "";
   }
-  return "not cut, full or none";
+  return "must be network, full or none";
 }
 
 /// The same for a number of MiB.

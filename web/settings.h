@@ -6,7 +6,7 @@
 namespace web {
 
 /// How much of the address of a visitor the access log has.
-enum class AddressInLog { kCut, kFull, kNone };
+enum class AddressInLog { kNetwork, kFull, kNone };
 
 /// What the administrator can set in /usr/vexo/etc/web.conf.
 struct Settings {
@@ -17,7 +17,7 @@ struct Settings {
   int workers = 4;
   /// Bodies that one worker sends at the same time.
   int downloads = 64;
-  AddressInLog address_in_log = AddressInLog::kCut;
+  AddressInLog address_in_log = AddressInLog::kNetwork;
   /// Bytes that the thumbnails of pictures may have on the disk together.
   std::uint64_t thumbnail_bytes = 256 << 20;
 };

@@ -47,7 +47,7 @@ Response MakeThumbnailResponse(const Variables& request, Node file,
   if (found) return Answer(wanted, file.info, std::move(*found));
   Response response;
   const auto kept = std::make_shared<Node>(std::move(file));
-  response.complete = [wanted, kept, thumbnails](const Source& /*read*/) {
+  response.finish = [wanted, kept, thumbnails](const Source& /*read*/) {
     return Answer(wanted, kept->info, thumbnails.Make(*kept));
   };
   return response;

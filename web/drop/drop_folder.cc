@@ -1,6 +1,5 @@
 #include "web/drop/drop_folder.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -10,6 +9,8 @@
 #include <string_view>
 #include <thread>
 
+#include "web/deadline.h"
+#include "web/files/folder_stream.h"
 #include "web/files/owner_path.h"
 
 namespace web {
@@ -20,14 +21,6 @@ using VEXO::base::UniqueFd;
 constexpr mode_t kInherited = 0664;
 constexpr mode_t kAlways = 0600;
 constexpr mode_t kReadByAll = 0004;
-
-struct CloseFolder {
-  void operator()(DIR* stream) const { closedir(stream); }
-};
-
-UniqueFd OpenAgain(int folder) {
-  return UniqueFd(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-}
 
 }  // namespace
 
@@ -67,11 +60,8 @@ bool DropFolder::MayCreate() const {
 }
 
 std::optional<DropFolder::Contents> DropFolder::Count() const {
-  UniqueFd again = OpenAgain(fd());
-  const std::unique_ptr<DIR, CloseFolder> stream(again ? fdopendir(again.get())
-                                                       : nullptr);
+  const FolderStream stream = OpenFolderStream(fd());
   if (!stream) return std::nullopt;
-  again.Release();
   Contents contents;
   for (;;) {
     errno = 0;
@@ -106,13 +96,13 @@ bool DropFolder::Finish(const NewFile& file) const {
 
 bool DropFolder::Sync() const { return fsync(fd()) == 0; }
 
-UniqueFd DropFolder::Lock(std::chrono::milliseconds patience) const {
+UniqueFd DropFolder::Lock(std::chrono::milliseconds timeout) const {
   constexpr std::chrono::milliseconds kPause(10);
-  const auto end = std::chrono::steady_clock::now() + patience;
-  UniqueFd lock = OpenAgain(fd());
+  const Deadline deadline(timeout);
+  UniqueFd lock = ReopenFolder(fd());
   while (lock && flock(lock.get(), LOCK_EX | LOCK_NB) == -1) {
     const bool busy = errno == EWOULDBLOCK || errno == EINTR;
-    if (!busy || std::chrono::steady_clock::now() >= end) return UniqueFd();
+    if (!busy || deadline.IsOver()) return UniqueFd();
     std::this_thread::sleep_for(kPause);
   }
   return lock;

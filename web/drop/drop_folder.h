@@ -7,8 +7,8 @@
 #include <utility>
 
 #include "base/unique_fd.h"
-#include "web/drop/new_file.h"
 #include "web/files/as_owner.h"
+#include "web/files/new_file.h"
 #include "web/files/owner.h"
 #include "web/files/share.h"
 #include "web/files/shared_tree.h"
@@ -62,9 +62,9 @@ class DropFolder {
   /// Waits until the names of the folder are on the disk.
   bool Sync() const;
 
-  /// Keeps other sendings from adding files while the descriptor is open.  None when
-  /// another process keeps the folder for longer than `patience`.
-  VEXO::base::UniqueFd Lock(std::chrono::milliseconds patience) const;
+  /// Keeps other uploads from adding files while the descriptor is open.  None when
+  /// another process keeps the folder for longer than `timeout`.
+  VEXO::base::UniqueFd Lock(std::chrono::milliseconds timeout) const;
 
  private:
   DropFolder(std::unique_ptr<SharedTree> tree, const DropLimits& limits,

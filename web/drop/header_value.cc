@@ -9,18 +9,13 @@
 namespace web {
 namespace {
 
+using VEXO::base::ToLowerAscii;
+
 constexpr std::string_view kBlanks = " \t";
 constexpr std::string_view kLineEnd = "\r\n";
 constexpr std::string_view kEscaped = "\"\\";        // by a backslash in a quoted text
 constexpr std::string_view kFormEscapes = "\"\r\n";  // by %XX in a name
 constexpr size_t kLongestBoundary = 70;
-
-std::string LowerCase(std::string_view text) {
-  std::string lower(text);
-  std::transform(lower.begin(), lower.end(), lower.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return lower;
-}
 
 /// Whether the text has only ASCII letters, digits and these marks, at least one.
 bool HasOnly(std::string_view text, std::string_view marks) {
@@ -78,7 +73,7 @@ std::optional<std::string> DecodeExtended(const std::string& value) {
   const size_t language = value.find('\'');
   const size_t text = value.find('\'', language + 1);
   if (language == std::string::npos || text == std::string::npos ||
-      LowerCase(value.substr(0, language)) != "utf-8") {
+      ToLowerAscii(value.substr(0, language)) != "utf-8") {
     return std::nullopt;
   }
   std::string name;
@@ -120,7 +115,7 @@ std::optional<HeaderValue> ParseHeaderValue(std::string_view text) {
   const std::string trimmed = VEXO::base::Trim(text);
   std::string_view rest = trimmed;
   HeaderValue header;
-  header.word = LowerCase(VEXO::base::Trim(rest.substr(0, rest.find(';'))));
+  header.word = ToLowerAscii(VEXO::base::Trim(rest.substr(0, rest.find(';'))));
   rest.remove_prefix(std::min(rest.find(';'), rest.size()));
   while (!rest.empty()) {
     if (rest.front() != ';') return std::nullopt;
@@ -131,7 +126,7 @@ std::optional<HeaderValue> ParseHeaderValue(std::string_view text) {
     if (equals == std::string_view::npos || !IsToken(rest.substr(0, equals))) {
       return std::nullopt;
     }
-    const std::string name = LowerCase(rest.substr(0, equals));
+    const std::string name = ToLowerAscii(rest.substr(0, equals));
     rest.remove_prefix(equals + 1);
     const std::optional<std::string> value = TakeValue(&rest);
     if (!value) return std::nullopt;
@@ -163,7 +158,7 @@ std::optional<PartHeaders> ParsePartHeaders(std::string_view lines) {
                        IsToken(line.substr(0, colon)) &&
                        line.find_first_of(std::string_view("\0\r\n", 3)) == line.npos;
     if (!valid) return std::nullopt;
-    if (headers || LowerCase(line.substr(0, colon)) != "content-disposition") continue;
+    if (headers || ToLowerAscii(line.substr(0, colon)) != "content-disposition") continue;
     headers = ReadDisposition(line.substr(colon + 1));
     if (!headers) return std::nullopt;
   }

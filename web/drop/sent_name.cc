@@ -30,7 +30,7 @@ std::string Mark(const std::string& name, const std::string& mark) {
 
 }  // namespace
 
-std::string NameOfSent(std::string_view sent) {
+std::string CleanFileName(std::string_view sent) {
   sent.remove_prefix(sent.find_last_of("/\\") + 1);  // 0 when there is none
   std::string name = DownloadName(sent);
   // Programs and other systems do not show, or cannot open, names with these ends.

@@ -7,14 +7,13 @@
 #include <utility>
 
 #include "base/number.h"
+#include "web/deadline.h"
 #include "web/files/listing_builder.h"
 #include "web/files/name_search.h"
 
 namespace web {
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 /// Reads a folder, or all folders below it, the upper ones first.
 class Reading {
@@ -33,13 +32,13 @@ class Reading {
  private:
   bool ReadFolder(const Node& folder, const std::string& path);
   bool Take(const FolderEntry& entry, const std::string& path);
-  bool IsLate() const { return query_.below && Clock::now() >= end_; }
+  bool IsLate() const { return query_.below && deadline_.IsOver(); }
 
   const SharedTree& tree_;
   const Node& folder_;
   const ListingQuery& query_;
   const NameSearch search_;
-  const Clock::time_point end_ = Clock::now() + query_.patience;
+  const Deadline deadline_{query_.timeout};
   ListingBuilder builder_;
   std::queue<std::string> folders_;  // still to be read: paths below the folder
   size_t folder_bytes_ = 0;          // of these paths

@@ -24,7 +24,7 @@ struct ListingQuery {
   /// Also entries of all folders below, except behind links.
   bool below = false;
   /// How long these folders may be read.
-  std::chrono::milliseconds patience = std::chrono::seconds(3);
+  std::chrono::milliseconds timeout = std::chrono::seconds(3);
 };
 
 /// The query that the texts of a request's parameters mean: "name", "size" or "time";

@@ -5,6 +5,8 @@
 
 #include <iterator>
 
+#include "base/text.h"
+
 namespace web {
 
 NameSearch::NameSearch(std::string_view text)
@@ -33,7 +35,7 @@ std::string NameSearch::Fold(std::string_view text) const {
 }
 
 char32_t NameSearch::Lower(char32_t code) const {
-  if (code < 0x80) return code >= 'A' && code <= 'Z' ? code + ('a' - 'A') : code;
+  if (code < 0x80) return VEXO::base::ToLowerAscii(static_cast<char>(code));
   return locale_ == nullptr ? code : towlower_l(code, locale_);
 }
 

@@ -1,5 +1,6 @@
 #include "format.h"
 
+#include "base/text.h"
 #include "web/language.h"
 
 namespace web {
@@ -55,6 +56,8 @@ std::string FormatUtcTime(time_t time) {
   return FormatUtc(time, time % 60 == 0 ? "%Y-%m-%d %H:%M UTC" : "%Y-%m-%d %H:%M:%S UTC");
 }
 
-std::string FormatIsoTime(time_t time) { return FormatUtc(time, "%Y-%m-%dT%H:%M:%SZ"); }
+std::string FormatIsoTime(time_t time) {
+  return FormatUtc(time, VEXO::base::kIsoTimeFormat);
+}
 
 }  // namespace web

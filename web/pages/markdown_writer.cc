@@ -149,7 +149,7 @@ void MarkdownWriter::Close() {
   Element element = open_.back();
   open_.pop_back();
   --counts_[static_cast<size_t>(element.kind)];
-  if (!element.seen) MendUnseen(&element);
+  if (!element.seen) ReplaceEmptyElement(&element);
   html_ += element.end;
   if (element.seen && !open_.empty()) open_.back().seen = true;
 }
@@ -161,7 +161,7 @@ void MarkdownWriter::ReplaceTag(Element* element, const char* tag, const char* e
 }
 
 /// Programs that read a page aloud need a text for headings and links.
-void MarkdownWriter::MendUnseen(Element* element) {
+void MarkdownWriter::ReplaceEmptyElement(Element* element) {
   switch (element->kind) {
     case Kind::kHeading:
       return ReplaceTag(element, "<p>", "</p>");

@@ -76,7 +76,7 @@ class MarkdownWriter {
   void OpenSpan(MD_SPANTYPE type, const void* detail);
   void Close();
   void ReplaceTag(Element* element, const char* tag, const char* end);
-  void MendUnseen(Element* element);
+  void ReplaceEmptyElement(Element* element);
 
   const size_t depth_;
   std::string html_;

@@ -288,6 +288,9 @@ MessageTexts TextsOf(Message message) {
     case Message::kFormType:
       return {"error", Translate("Not accepted"),
               Translate("The form has an unknown format.")};
+    case Message::kNoLength:
+      return {"error", Translate("Not accepted"),
+              Translate("The browser did not say how large the files are.")};
     case Message::kTryLater:
       return {"error", Translate("Not available"), Translate("Try again later."), true};
     case Message::kFailed:

@@ -99,6 +99,7 @@ enum class Message {
   kTooLong,
   kFormTooLarge,
   kFormType,
+  kNoLength,
   kTryLater,
   kFailed,
 };

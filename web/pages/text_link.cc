@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "base/percent.h"
+#include "web/parameters.h"
 
 namespace web {
 namespace {
@@ -26,23 +27,14 @@ bool IsMisleading(const std::string& target) {
 std::string EscapeTarget(const std::string& target) {
   std::string escaped;
   for (size_t i = 0; i < target.size(); ++i) {
-    const bool is_escape =
-        target[i] == '%' && VEXO::base::PercentDecodeAt(target, i).has_value();
+    const bool is_escape = VEXO::base::PercentDecodeAt(target, i).has_value();
     escaped +=
         VEXO::base::PercentEncode({&target[i], 1}, is_escape ? "%" : "!#$&'()*+,;=:/?@");
   }
   return escaped;
 }
 
-bool IsParent(std::string_view segment) {
-  std::string decoded;
-  for (size_t i = 0; i < segment.size(); ++i) {
-    const std::optional<char> byte = VEXO::base::PercentDecodeAt(segment, i);
-    decoded += byte.value_or(segment[i]);
-    if (byte) i += 2;
-  }
-  return decoded == "..";
-}
+bool IsParent(std::string_view segment) { return DecodePart(segment) == ".."; }
 
 /// Whether a relative path, escaped, stays in the folder that is `depth` levels above.
 bool StaysBelow(std::string_view path, size_t depth) {

@@ -65,15 +65,15 @@ std::string TryAppend(const std::string& path, const std::string& line) {
 
 }  // namespace
 
-AccessLog::AccessLog()
-    : AccessLog(
+AccessLogWriter::AccessLogWriter()
+    : AccessLogWriter(
           std::string(VEXO::base::kAccessLogFolder) + "/" + VEXO::base::kAccessLogName,
           kStamp) {}
 
-AccessLog::AccessLog(std::string path, std::string stamp)
+AccessLogWriter::AccessLogWriter(std::string path, std::string stamp)
     : path_(std::move(path)), stamp_(std::move(stamp)) {}
 
-void AccessLog::Append(const std::string& line) const {
+void AccessLogWriter::Append(const std::string& line) const {
   const VEXO::base::AsSystemAccount system;  // the file is the account's
   const std::string failure =
       system.good() ? TryAppend(path_, line) : std::string(strerror(errno));
@@ -81,9 +81,9 @@ void AccessLog::Append(const std::string& line) const {
   syslog(LOG_ERR, "%s: visits are not logged: %s", path_.c_str(), failure.c_str());
 }
 
-void RecordAnswer(const Record& record, int status, std::uint64_t bytes) {
-  if (record.event == nullptr) return;
-  AccessLog().Append(FormatRecord(record, time(nullptr), status, bytes));
+void RecordAnswer(const LoggedVisit& visit, int status, std::uint64_t bytes) {
+  if (visit.event == nullptr) return;
+  AccessLogWriter().Append(FormatRecord(visit, time(nullptr), status, bytes));
 }
 
 }  // namespace web

@@ -8,13 +8,13 @@
 namespace web {
 
 /// Appends lines to the access log, which may be rotated at any time.
-class AccessLog {
+class AccessLogWriter {
  public:
   /// The access log of this machine.
-  AccessLog();
+  AccessLogWriter();
   /// @param path   the file; it is created when it is missing
   /// @param stamp  a file that tells all processes when a failure was last logged
-  AccessLog(std::string path, std::string stamp);
+  AccessLogWriter(std::string path, std::string stamp);
 
   /// Appends the line in one piece.  When that fails, the line is lost and nothing else:
   /// the failure is logged, at most once in ten minutes.  Nothing is appended to a file
@@ -27,6 +27,6 @@ class AccessLog {
 };
 
 /// Records an answer that has been sent.  Nothing when its record has no event.
-void RecordAnswer(const Record& record, int status, std::uint64_t bytes);
+void RecordAnswer(const LoggedVisit& visit, int status, std::uint64_t bytes);
 
 }  // namespace web

@@ -11,7 +11,8 @@ namespace {
 
 /// The network of an address of this family, of which `kept` of `size` bytes remain.
 /// Empty when the text is no such address.
-std::string NetworkOf(const std::string& address, int family, size_t size, size_t kept) {
+std::string NetworkOfFamily(const std::string& address, int family, size_t size,
+                            size_t kept) {
   std::array<unsigned char, sizeof(in6_addr)> bytes = {};
   std::array<char, INET6_ADDRSTRLEN> text = {};
   if (inet_pton(family, address.c_str(), bytes.data()) != 1) return "";
@@ -22,9 +23,10 @@ std::string NetworkOf(const std::string& address, int family, size_t size, size_
 
 }  // namespace
 
-std::string CutAddress(const std::string& address) {
-  const std::string network = NetworkOf(address, AF_INET, sizeof(in_addr), 3);
-  return network.empty() ? NetworkOf(address, AF_INET6, sizeof(in6_addr), 6) : network;
+std::string NetworkOf(const std::string& address) {
+  const std::string network = NetworkOfFamily(address, AF_INET, sizeof(in_addr), 3);
+  return network.empty() ? NetworkOfFamily(address, AF_INET6, sizeof(in6_addr), 6)
+                         : network;
 }
 
 }  // namespace web

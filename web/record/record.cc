@@ -2,6 +2,7 @@
 
 #include "base/access_log.h"
 #include "web/files/display_name.h"
+#include "web/pages/format.h"
 
 namespace web {
 namespace {
@@ -13,25 +14,18 @@ constexpr size_t kLongestRest = 512;
 static_assert(kLongestLink + kLongestPath + kLongestRest <=
               VEXO::base::kLongestAccessLine);
 
-std::string TimeText(time_t now) {
-  tm utc = {};
-  gmtime_r(&now, &utc);
-  char text[32];
-  return {text, strftime(text, sizeof(text), "%Y-%m-%dT%H:%M:%SZ", &utc)};
-}
-
 }  // namespace
 
-std::string FormatRecord(const Record& record, time_t now, int status,
+std::string FormatRecord(const LoggedVisit& visit, time_t now, int status,
                          std::uint64_t bytes) {
-  std::string line = R"({"time":")" + TimeText(now) + '"';
-  line += R"(,"link":")" + JsonText(record.link, kLongestLink) + '"';
-  line += R"(,"event":")" + std::string(record.event) + '"';
-  if (record.code != 0) line += R"(,"code":)" + std::to_string(record.code);
+  std::string line = VEXO::base::kAccessLineBegin + FormatIsoTime(now) + '"';
+  line += R"(,"link":")" + JsonText(visit.link, kLongestLink) + '"';
+  line += R"(,"event":")" + std::string(visit.event) + '"';
+  if (visit.code != 0) line += R"(,"code":)" + std::to_string(visit.code);
   line += R"(,"status":)" + std::to_string(status);
-  line += R"(,"path":")" + JsonText(record.path, kLongestPath) + '"';
+  line += R"(,"path":")" + JsonText(visit.path, kLongestPath) + '"';
   line += R"(,"bytes":)" + std::to_string(bytes);
-  if (!record.address.empty()) line += R"(,"address":")" + record.address + '"';
+  if (!visit.address.empty()) line += R"(,"address":")" + visit.address + '"';
   return line + "}\n";
 }
 

@@ -7,7 +7,7 @@
 namespace web {
 
 /// One line of the access log.  Contains no password, session id or query.
-struct Record {
+struct LoggedVisit {
   const char* event = nullptr;  ///< of base/access_log.h; null: nothing is recorded
   std::string link;             ///< hash
   std::string path;             ///< within the link
@@ -19,7 +19,7 @@ struct Record {
 ///
 /// @param status  of the answer
 /// @param bytes   of its body that were sent
-std::string FormatRecord(const Record& record, time_t now, int status,
+std::string FormatRecord(const LoggedVisit& visit, time_t now, int status,
                          std::uint64_t bytes);
 
 }  // namespace web

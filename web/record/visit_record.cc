@@ -36,25 +36,25 @@ const char* EventOfForm(const VisitAnswer& answer) {
 std::string AddressOf(const Variables& request, AddressInLog kept) {
   if (kept == AddressInLog::kNone) return "";
   const std::string address = VisitorAddress(request);
-  return kept == AddressInLog::kFull ? address : CutAddress(address);
+  return kept == AddressInLog::kFull ? address : NetworkOf(address);
 }
 
 }  // namespace
 
 void CompleteRecord(const Variables& request, const LinkAddress& address,
-                    const VisitAnswer& answer, AddressInLog kept, Record* record) {
+                    const VisitAnswer& answer, AddressInLog kept, LoggedVisit* visit) {
   const std::string& method = request.Get("REQUEST_METHOD");
   const bool content = answer.outcome == SHARING_VISIT_CONTENT;
-  if (method == "HEAD") record->event = nullptr;
-  if (method == "POST" && !content) record->event = EventOfForm(answer);
-  if (record->event == nullptr) return;
-  record->link = address.hash;
+  if (method == "HEAD") visit->event = nullptr;
+  if (method == "POST" && !content) visit->event = EventOfForm(answer);
+  if (visit->event == nullptr) return;
+  visit->link = address.hash;
   const bool stranger =
       answer.outcome == SHARING_VISIT_REFUSED || answer.outcome == SHARING_VISIT_BLOCKED;
-  if (!stranger) record->path = address.Path();  // who is refused must not fill the log
-  record->address = AddressOf(request, kept);
+  if (!stranger) visit->path = address.Path();  // who is refused must not fill the log
+  visit->address = AddressOf(request, kept);
   // An open link does not mind a session that has ended.
-  if (!content || answer.has_session) record->code = answer.result;
+  if (!content || answer.has_session) visit->code = answer.result;
 }
 
 }  // namespace web

@@ -15,6 +15,6 @@ namespace web {
 /// nothing of a HEAD request.
 void CompleteRecord(const Variables& request, const LinkAddress& address,
                     const VEXO::sharing::VisitAnswer& answer, AddressInLog kept,
-                    Record* record);
+                    LoggedVisit* visit);
 
 }  // namespace web

@@ -81,14 +81,14 @@ class Input {
 
 bool ServeCgi(const Handler& handler, const Variables& request) {
   Input input(request.Get("CONTENT_LENGTH"));
-  const Response response = Complete(
+  const Response response = FinishResponse(
       AnswerSafely(handler, request,
                    [&input](size_t limit) { return input.ReadAll(limit); }),
       [&input](char* buffer, size_t size) { return input.ReadSome(buffer, size); });
   FailOutputOnStop(STDOUT_FILENO);  // what was sent until then is recorded
   const bool sent = SendResponse(request, response, WriteAll);
   // A body in chunks has no length here.
-  if (input.has_more() || request.Has("HTTP_TRANSFER_ENCODING")) ReadOn(STDIN_FILENO);
+  if (input.has_more() || request.Has("HTTP_TRANSFER_ENCODING")) DrainInput(STDIN_FILENO);
   return sent;
 }
 

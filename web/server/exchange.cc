@@ -20,7 +20,7 @@ namespace web {
 
 namespace {
 
-constexpr std::uint64_t kReadOnBytes = 64 << 20;
+constexpr std::uint64_t kMostDrained = 64 << 20;
 
 Response Safely(const std::function<Response()>& answer) {
   try {
@@ -38,19 +38,19 @@ Response AnswerSafely(const Handler& handler, const Variables& request,
   return Safely([&] { return handler.Answer(request, read_body); });
 }
 
-Response Complete(Response response, const Source& read) {
-  if (!response.complete) return response;
-  Response complete = Safely([&] { return response.complete(read); });
-  for (const auto& [name, value] : response.headers) complete.Add(name, value);
-  return complete;
+Response FinishResponse(Response response, const Source& read) {
+  if (!response.finish) return response;
+  Response finished = Safely([&] { return response.finish(read); });
+  for (const auto& [name, value] : response.headers) finished.Add(name, value);
+  return finished;
 }
 
-void ReadOn(int input, std::chrono::milliseconds time) {
+void DrainInput(int input, std::chrono::milliseconds time) {
   const Deadline deadline(time);
   std::string buffer(kPieceSize, '\0');
   const auto read_some = [&] { return read(input, buffer.data(), buffer.size()); };
   std::uint64_t done = 0;
-  while (done < kReadOnBytes) {
+  while (done < kMostDrained) {
     pollfd waiting = {input, POLLIN, 0};
     if (poll(&waiting, 1, deadline.MillisecondsLeft()) != 1) break;
     const ssize_t got = read_some();
@@ -74,7 +74,7 @@ bool SendResponse(const Variables& request, const Response& response, const Sink
     sent = response.body != nullptr ? response.body->Send(counted)
                                     : counted(response.content);
   }
-  RecordAnswer(response.record, response.status, bytes);
+  RecordAnswer(response.visit, response.status, bytes);
   return sent;
 }
 

@@ -19,14 +19,15 @@ inline constexpr std::chrono::seconds kPieceTime{60};
 Response AnswerSafely(const Handler& handler, const Variables& request,
                       const ReadBody& read_body);
 
-/// The answer itself, where it takes time to make.  An exception as for AnswerSafely.
+/// The final answer, where `finish` of the response makes it.  An exception as for
+/// AnswerSafely.
 ///
 /// @param read  reads the body of the request
-Response Complete(Response response, const Source& read);
+Response FinishResponse(Response response, const Source& read);
 
 /// Reads what is left of a request that was answered before its end, for a time and up to
 /// a limit: many servers and browsers look for the answer only when they have sent all.
-void ReadOn(int input, std::chrono::milliseconds time = std::chrono::seconds(10));
+void DrainInput(int input, std::chrono::milliseconds time = std::chrono::seconds(10));
 
 /// Sends the headers and, unless the method is HEAD, the body, and records the visit.
 /// False when the answer was not sent to its end.

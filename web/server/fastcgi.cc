@@ -37,17 +37,17 @@ namespace {
 constexpr std::uint64_t kLargestOwnBody = 128 << 10;
 
 // How long a write to the server may take: in the worker, and in a child.
-constexpr time_t kWorkerPatience = 5;
-constexpr time_t kChildPatience = 600;
+constexpr time_t kWorkerTimeout = 5;
+constexpr time_t kChildTimeout = 600;
 
 // How long a form may take until another worker is started.
 constexpr std::chrono::milliseconds kFastForm{100};
 
 // How long they read what nobody wants, so that the server can pass their answer on.
-constexpr std::chrono::milliseconds kWorkerReadOnTime{100};
-constexpr std::chrono::seconds kChildReadOnTime{10};
+constexpr std::chrono::milliseconds kWorkerDrainTime{100};
+constexpr std::chrono::seconds kChildDrainTime{10};
 
-void SetPatience(int socket, time_t read_seconds, time_t write_seconds) {
+void SetTimeouts(int socket, time_t read_seconds, time_t write_seconds) {
   const timeval read_time = {read_seconds, 0};
   const timeval write_time = {write_seconds, 0};
   setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &read_time, sizeof(read_time));
@@ -125,7 +125,7 @@ class Worker {
   bool AnswerInChild(const Variables& variables, Response response);
   bool Send(const Variables& variables, const Response& response);
   void Finish(bool sent);
-  void FinishEarly(std::chrono::milliseconds read_on_time);
+  void FinishEarly(std::chrono::milliseconds drain_time);
   void BreakOff();
 
   const Handler& handler_;
@@ -153,7 +153,7 @@ int Worker::Serve() {
 }
 
 bool Worker::AnswerOne() {
-  SetPatience(request_.ipcFd, kWorkerPatience, kWorkerPatience);
+  SetTimeouts(request_.ipcFd, kWorkerTimeout, kWorkerTimeout);
   const Variables variables(request_.envp);
   Response response = AnswerSafely(handler_, variables, [this](size_t limit) {
     const SlowFormWatch watch;
@@ -165,7 +165,7 @@ bool Worker::AnswerOne() {
   } else if (!AnswerByChild(variables, std::move(response))) {
     const bool sent = Send(variables, MakeTryLater());
     if (HasMoreBody(variables)) {
-      FinishEarly(kWorkerReadOnTime);
+      FinishEarly(kWorkerDrainTime);
     } else {
       Finish(sent);
     }
@@ -183,7 +183,7 @@ bool Worker::HasMoreBody(const Variables& variables) const {
 }
 
 bool Worker::NeedsChild(const Variables& variables, const Response& response) const {
-  if (response.complete || HasMoreBody(variables)) return true;
+  if (response.finish || HasMoreBody(variables)) return true;
   if (variables.Get("REQUEST_METHOD") == "HEAD") return false;
   if (response.body == nullptr) return response.content.size() > kLargestOwnBody;
   return response.body->Length().value_or(kLargestOwnBody + 1) > kLargestOwnBody;
@@ -208,12 +208,12 @@ void Worker::Finish(bool sent) {
 
 /// Ends a request whose visitor may still be sending.  Closing the connection in the
 /// usual way would read all of it, however much it is.
-void Worker::FinishEarly(std::chrono::milliseconds read_on_time) {
+void Worker::FinishEarly(std::chrono::milliseconds drain_time) {
   const VEXO::base::UniqueFd connection(dup(request_.ipcFd));
   FCGX_Detach(&request_);
   FCGX_Finish_r(&request_);
   shutdown(connection.get(), SHUT_WR);
-  ReadOn(connection.get(), read_on_time);
+  DrainInput(connection.get(), drain_time);
 }
 
 /// Ends the connection without the record that ends a request, so that the server does
@@ -249,14 +249,14 @@ bool Worker::AnswerByChild(const Variables& variables, Response response) {
 }
 
 bool Worker::AnswerInChild(const Variables& variables, Response response) {
-  SetPatience(request_.ipcFd, std::chrono::seconds(kPieceTime).count(), kChildPatience);
-  const Response complete = Complete(
+  SetTimeouts(request_.ipcFd, std::chrono::seconds(kPieceTime).count(), kChildTimeout);
+  const Response finished = FinishResponse(
       std::move(response),
       [this](char* buffer, size_t size) { return ReadSome(request_.in, buffer, size); });
   FailOutputOnStop(request_.ipcFd);  // what was sent until then is recorded
-  if (!Send(variables, complete)) return false;
+  if (!Send(variables, finished)) return false;
   if (HasMoreBody(variables)) {
-    FinishEarly(kChildReadOnTime);
+    FinishEarly(kChildDrainTime);
   } else {
     FCGX_Finish_r(&request_);
   }

@@ -1,6 +1,5 @@
 #include "web/thumbnails/cache.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <syslog.h>
@@ -11,13 +10,13 @@
 #include <cerrno>
 #include <cstdio>
 #include <functional>
-#include <memory>
 #include <string_view>
 #include <vector>
 
 #include "base/system_account.h"
 #include "base/unique_fd.h"
-#include "web/files/descriptor_path.h"
+#include "web/files/folder_stream.h"
+#include "web/files/new_file.h"
 
 namespace web {
 namespace {
@@ -28,7 +27,6 @@ using VEXO::base::UniqueFd;
 // added.
 constexpr size_t kParts = 64;
 constexpr mode_t kFolderMode = 0700;
-constexpr mode_t kFileMode = 0600;
 constexpr std::uint64_t kBlock = 512;
 constexpr std::uint64_t kLeastSize = 4096;  // an empty file needs room, too
 
@@ -45,10 +43,8 @@ bool IsOlder(const CachedFile& left, const CachedFile& right) {
 
 std::vector<CachedFile> FilesOf(int folder) {
   std::vector<CachedFile> files;
-  UniqueFd copy(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  const std::unique_ptr<DIR, int (*)(DIR*)> stream(fdopendir(copy.get()), closedir);
-  if (stream == nullptr) return files;
-  copy.Release();
+  const FolderStream stream = OpenFolderStream(folder);
+  if (!stream) return files;
   while (const dirent* const entry = readdir(stream.get())) {
     struct stat status = {};
     if (fstatat(folder, entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == -1 ||
@@ -62,7 +58,7 @@ std::vector<CachedFile> FilesOf(int folder) {
 }
 
 /// Removes the oldest files until the others fit in `size`.
-void Shrink(int folder, std::uint64_t size) {
+void RemoveOldest(int folder, std::uint64_t size) {
   std::vector<CachedFile> files = FilesOf(folder);
   std::uint64_t total = 0;
   for (const CachedFile& file : files) total += file.size;
@@ -75,18 +71,10 @@ void Shrink(int folder, std::uint64_t size) {
   }
 }
 
-/// Writes a file without a name, and then names it.  False, with the reason in errno.
+/// Stores a whole file, unless there is one.  False, with the reason in errno.
 bool WriteFile(int folder, const std::string& name, std::string_view content) {
-  const UniqueFd file(openat(folder, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, kFileMode));
-  if (!file) return false;
-  while (!content.empty()) {
-    const ssize_t written = write(file.get(), content.data(), content.size());
-    if (written == -1) return false;
-    content.remove_prefix(written);
-  }
-  return linkat(AT_FDCWD, DescriptorPath(file.get()).c_str(), folder, name.c_str(),
-                AT_SYMLINK_FOLLOW) == 0 ||
-         errno == EEXIST;
+  const auto file = NewFile::Create(folder);
+  return file && file->Write(content) && (file->GiveName(name) || errno == EEXIST);
 }
 
 }  // namespace
@@ -130,7 +118,7 @@ void ThumbnailCache::Store(const std::string& key, const Thumbnail& thumbnail) c
   if (!folder || !WriteFile(folder.get(), key, thumbnail.jpeg)) {
     syslog(LOG_WARNING, "%s: no thumbnail is kept: %m", path.c_str());
   }
-  if (folder) Shrink(folder.get(), size_ / kParts);
+  if (folder) RemoveOldest(folder.get(), size_ / kParts);
 }
 
 }  // namespace web

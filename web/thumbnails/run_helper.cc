@@ -27,7 +27,7 @@ constexpr int kNotRun = 127;  // exit code
 constexpr std::chrono::milliseconds kPause(1);
 
 /// In a child: becomes the program.  The descriptors are no standard streams.
-[[noreturn]] void Become(const char* program, int picture, int output) {
+[[noreturn]] void ExecHelper(const char* program, int picture, int output) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   const bool placed = lseek(picture, 0, SEEK_SET) == 0 &&
                       dup2(picture, STDIN_FILENO) != -1 &&
@@ -59,7 +59,7 @@ bool ReadOutput(int output, const Deadline& deadline, std::string* text) {
 /// Waits for the end of the program.  False when it does not end in time.
 bool WaitForEnd(pid_t program, const Deadline& deadline, int* status) {
   while (waitpid(program, status, WNOHANG) != program) {
-    if (deadline.MillisecondsLeft() == 0) return false;
+    if (deadline.IsOver()) return false;
     std::this_thread::sleep_for(kPause);
   }
   return true;
@@ -74,7 +74,7 @@ bool IsJpeg(std::string_view text) {
 }
 
 /// Whether the picture is to blame, rather than the system.
-bool IsOfPicture(int status) {
+bool IsPermanentFailure(int status) {
   if (WIFSIGNALED(status)) return WTERMSIG(status) != SIGKILL;
   return WEXITSTATUS(status) == 0 || WEXITSTATUS(status) == thumbnail::kNoPicture;
 }
@@ -90,7 +90,7 @@ Thumbnail RunHelper(const std::string& program, int picture,
   const UniqueFd output(ends[0]);
   UniqueFd input(ends[1]);
   const pid_t child = fork();
-  if (child == 0) Become(program.c_str(), picture, input.get());
+  if (child == 0) ExecHelper(program.c_str(), picture, input.get());
   input.Reset();
   if (child == -1) {
     syslog(LOG_ERR, "cannot start %s: %m", program.c_str());
@@ -108,7 +108,7 @@ Thumbnail RunHelper(const std::string& program, int picture,
       ended && WIFEXITED(status) && WEXITSTATUS(status) == 0 && IsJpeg(thumbnail.jpeg);
   if (good) {
     thumbnail.state = Thumbnail::State::kMade;
-  } else if (too_long || (ended && IsOfPicture(status))) {
+  } else if (too_long || (ended && IsPermanentFailure(status))) {
     thumbnail = {Thumbnail::State::kNone, ""};
   } else {
     syslog(LOG_WARNING, "%s: %s", program.c_str(),

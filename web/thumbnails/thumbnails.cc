@@ -3,7 +3,7 @@
 #include "web/deadline.h"
 #include "web/files/content_type.h"
 #include "web/files/etag.h"
-#include "web/thumbnails/helper_place.h"
+#include "web/thumbnails/helper_slot.h"
 #include "web/thumbnails/run_helper.h"
 
 namespace web {
@@ -37,8 +37,8 @@ std::optional<Thumbnail> Thumbnails::Find(const NodeInfo& file) const {
 }
 
 Thumbnail Thumbnails::Make(const Node& file) const {
-  HelperPlace place;
-  if (!place.Take(kPlaces, kHelpersAtOnce, Deadline(kWaitingTime))) return {};
+  HelperSlot slot;
+  if (!slot.Take(kPlaces, kHelpersAtOnce, Deadline(kWaitingTime))) return {};
   // Another request may have made it meanwhile.
   if (std::optional<Thumbnail> found = Find(file.info)) return *found;
   Thumbnail thumbnail = RunHelper(kHelper, file.fd.get(), kHelperTime);

@@ -40,9 +40,9 @@ class Log(RecordTest):
         self.visit("other", 1800000003)
         self.visit("abc", 1800000001, rotated=".1")
 
-        told = self.out("log", "abc").splitlines()
+        shown = self.out("log", "abc").splitlines()
 
-        self.assertEqual([row.split() for row in told], [
+        self.assertEqual([row.split() for row in shown], [
             ["TIME", "EVENT", "STATUS", "CODE", "BYTES", "ADDRESS", "PATH"],
             ["2027-01-15", "09:00:01", "list", "200", "-", "1", "-"],
             ["2027-01-15", "09:00:02", "download", "200", "1", "12", "192.0.2.0/24", "a/b"]])
@@ -96,11 +96,11 @@ class Log(RecordTest):
     def test_hostile_text_is_printable(self):
         self.visit("abc", 1800000001, "x\x1b[2J", path="a\nb\u202ec", address="\x07")
 
-        told = self.out("log", "abc")
+        shown = self.out("log", "abc")
 
-        self.assertEqual(len(told.splitlines()), 2)
+        self.assertEqual(len(shown.splitlines()), 2)
         for character in "\x1b\x07\u202e":
-            self.assertNotIn(character, told)
+            self.assertNotIn(character, shown)
 
     def test_url_of_the_link_is_accepted(self):
         self.visit("abc", 1800000001)
@@ -118,7 +118,7 @@ class Log(RecordTest):
         self.out("delete", link)
         self.assertEqual(self.times(link), [1800000001])
 
-    def test_refusals(self):
+    def test_wrong_calls_are_refused(self):
         self.assertIn("invalid date",
                       self.refusal(WRONG_CALL, "log", "abc", "--since", "soon"))
         self.assertIn("invalid date",
@@ -163,7 +163,7 @@ class ShowVisits(RecordTest):
     def visits(self, link, *arguments):
         return self.json("show", link, *arguments).get("visits")
 
-    def test_last_opening_and_downloads_are_told(self):
+    def test_last_opening_and_downloads_are_shown(self):
         link = self.create(project="files")
         self.visit("other", 1800000000, rotated=".1")
         for second, event in enumerate(("list", "download", "zip", "part", "view",
@@ -172,28 +172,28 @@ class ShowVisits(RecordTest):
 
         self.assertEqual(self.visits(link), {"last_opened": 1800000005, "downloads": 2,
                                              "since": 1800000000})
-        told = self.out("show", link)
-        self.assertRegex(told, r"(?m)^Last opened: +2027-01-15 09:00:05$")
-        self.assertRegex(told, r"(?m)^Downloads: +2$")
-        self.assertRegex(told, r"(?m)^Logged since: +2027-01-15 09:00:00$")
+        shown = self.out("show", link)
+        self.assertRegex(shown, r"(?m)^Last opened: +2027-01-15 09:00:05$")
+        self.assertRegex(shown, r"(?m)^Downloads: +2$")
+        self.assertRegex(shown, r"(?m)^Logged since: +2027-01-15 09:00:00$")
 
-    def test_link_that_was_never_opened(self):
+    def test_link_that_was_never_opened_is_shown_as_such(self):
         link = self.create(project="files")
         LOG.touch()
 
         self.assertEqual(self.visits(link), {"last_opened": 0, "downloads": 0, "since": 0})
-        told = self.out("show", link)
-        self.assertRegex(told, r"(?m)^Last opened: +never$")
-        self.assertNotIn("Logged since", told)
+        shown = self.out("show", link)
+        self.assertRegex(shown, r"(?m)^Last opened: +never$")
+        self.assertNotIn("Logged since", shown)
 
-    def test_nothing_is_told_without_a_record(self):
+    def test_nothing_is_shown_without_a_record(self):
         link = self.create(project="files")
         self.assertIsNone(self.visits(link))
         self.assertNotIn("Last opened", self.out("show", link))
         LOG.mkdir()
         self.assertIsNone(self.visits(link))
 
-    def test_nothing_is_told_of_other_applications_and_databases(self):
+    def test_nothing_is_shown_for_other_applications_and_databases(self):
         photos = self.create()
         files = self.create(project="files")
         self.visit(files, 1800000001)

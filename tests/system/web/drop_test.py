@@ -237,7 +237,7 @@ class MalformedTest(DropTest):
                      "multipart/form-data; x=y"):
             with self.subTest(kind):
                 answer = self.post_body(body, content_type=kind)
-                self.check_refused(answer, 400)
+                self.check_refused(answer, 400, self.incomplete)
         for kind in (f'Multipart/Form-Data; charset=utf-8; BOUNDARY="{BOUNDARY}"',
                      f"multipart/form-data;boundary={BOUNDARY};"):
             self.assertEqual(self.post_body(body, content_type=kind).status, 303)
@@ -256,7 +256,7 @@ class LimitTest(DropTest):
     too_large = "These files exceed the size limit of this link."
     too_many = "These files exceed the file limit of this link."
 
-    def test_limits_are_told(self):
+    def test_limits_are_shown(self):
         page = Page.read(self.visitor.get(self.link + "/"))
         self.assertEqual(page.text("p", id="limits"),
                          "At most 3 files, 100 kB in total.")
@@ -420,6 +420,8 @@ class SessionTest(DropTest):
         chunks = b"%x\r\n%s\r\n0\r\n\r\n" % (len(body), body)
         answer = self.post_body(chunks, content_length=None, transfer_encoding="chunked")
         self.assertEqual(answer.status, 411)
+        if "BASE" not in os.environ:  # a server answers this itself
+            self.assertIn("how large the files are", answer.text())
         self.assertEqual(self.held(), {})
 
 

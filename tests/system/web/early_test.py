@@ -34,7 +34,7 @@ class EarlyTest(WebTest):
         for text in texts:
             self.assertIn("UTC", text)
 
-    def test_nothing_else_of_the_link_is_told(self):
+    def test_nothing_else_of_the_link_is_shown(self):
         self.write("a.txt")
         plain = self.visitor.get(self.announced())
         locked = self.visitor.get(self.announced("--title", "Title", password=PASSWORD))

@@ -68,7 +68,7 @@ TEST_F(LargeFolder, SearchBelowInMoreEntriesThanAreRead_IsIncomplete) {
   web::ListingQuery query;
   query.below = true;
   query.search = "file";
-  query.patience = std::chrono::hours(1);
+  query.timeout = std::chrono::hours(1);
   EXPECT_TRUE(Read(query).complete);
 
   WriteFile(std::string(kFolder) + "0/one more", "");

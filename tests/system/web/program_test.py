@@ -21,7 +21,7 @@ class ChecksumTest(WebTest):
                 answer = self.visitor.get(f"{self.share()}/{urllib.parse.quote(name)}?sha256")
                 self.assertEqual((answer.status, answer.body), (200, printed))
 
-    def test_headers(self):
+    def test_checksum_is_not_cached_and_has_no_ranges(self):
         self.write("page.html")
         answer = self.visitor.get(self.share() + "/page.html?sha256", range="bytes=0-1")
         self.assertEqual(answer.status, 200)
@@ -70,7 +70,7 @@ class JsonTest(WebTest):
     def listing(self, link, query="?json"):
         return json.loads(self.visitor.get(f"{link}/{query}").text())
 
-    def test_listing(self):
+    def test_json_has_all_entries_and_totals(self):
         os.utime(self.write("a.txt", b"abc"), (1234567890, 1234567890))
         os.utime(self.write("sub/b.txt").parent, (1000000000, 1000000000))
         link = self.share()

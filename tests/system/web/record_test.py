@@ -243,7 +243,7 @@ class LargeFileTest(RecordTest):
 
 class BrokenOffTest(LargeFileTest):
     @unittest.skipUnless("BASE" in os.environ, "needs a server")
-    def test_visitor_who_leaves(self):
+    def test_visitor_who_leaves_is_recorded_with_the_bytes_sent(self):
         base = self.transport.base
         with socket.create_connection((base.hostname, base.port), 60) as connection:
             connection.sendall(f"GET {self.link}/large.bin HTTP/1.1\r\nHost: {base.netloc}"
@@ -263,14 +263,14 @@ class BrokenOffTest(LargeFileTest):
         return program
 
     @needs_program
-    def test_server_that_closes_the_output(self):
+    def test_server_that_closes_the_output_leaves_a_line_with_the_bytes_sent(self):
         program = self.start()
         program.stdout.close()
         self.assertEqual(program.wait(60), 1)
         self.assert_recorded_in_part()
 
     @needs_program
-    def test_server_that_ends_the_program(self):
+    def test_program_that_the_server_ends_records_the_bytes_sent(self):
         program = self.start()
         program.terminate()  # it waits for the pipe, or is about to write
         self.assertEqual(program.wait(60), 1)
@@ -298,7 +298,7 @@ class FastCgiTest(LargeFileTest):
             connection.read_some()
         return connection
 
-    def test_whole_download(self):
+    def test_whole_download_is_recorded_with_its_size(self):
         connection = self.download()
         while connection.read_some():
             pass
@@ -306,11 +306,11 @@ class FastCgiTest(LargeFileTest):
         line, = self.recorded(self.link, 1)
         self.assertEqual((line["event"], line["bytes"]), ("download", self.size))
 
-    def test_visitor_who_leaves(self):
+    def test_visitor_who_leaves_is_recorded_with_the_bytes_sent(self):
         self.download().socket.close()
         self.assert_recorded_in_part()
 
-    def test_service_that_is_stopped(self):
+    def test_service_that_is_stopped_records_the_bytes_sent(self):
         for _ in range(4):
             self.download()
         self.assertEqual(self.server.stop(), 0)
@@ -339,7 +339,7 @@ class SettingsTest(RecordTest):
         self.transport.send("GET", link + "/", {"Host": "x", **headers}, b"", remote)
         return self.recorded(link, 1)[0].get("address")
 
-    def test_address_is_cut(self):
+    def test_network_of_the_address_is_recorded(self):
         for remote, kept in (("192.0.2.77", "192.0.2.0/24"),
                              ("2001:db8:1:2:3::9", "2001:db8:1::/48"),
                              ("::ffff:192.0.2.77", "192.0.2.0/24")):
@@ -384,23 +384,23 @@ class FailureTest(RecordTest):
         self.assertEqual(self.new_visitor().post(self.link, password="x").status, 401)
         self.assertTrue(STAMP.exists(), "the failure was not logged")
 
-    def test_missing_folder(self):
+    def test_missing_folder_does_not_stop_answers(self):
         shutil.rmtree(LOG.parent)
         self.assert_answers()
         self.assertFalse(LOG.parent.exists())
 
-    def test_folder_that_may_not_be_written(self):
+    def test_folder_that_may_not_be_written_does_not_stop_answers(self):
         LOG.unlink()
         os.chown(LOG.parent, 0, 0)
         os.chmod(LOG.parent, 0o755)
         self.assert_answers()
 
-    def test_folder_in_place_of_the_file(self):
+    def test_folder_in_place_of_the_file_does_not_stop_answers(self):
         LOG.unlink()
         LOG.mkdir()
         self.assert_answers()
 
-    def test_pipe_in_place_of_the_file(self):
+    def test_pipe_in_place_of_the_file_does_not_stop_answers(self):
         LOG.unlink()
         os.mkfifo(LOG, 0o666)
         os.chown(LOG, 1, 1)
@@ -418,7 +418,7 @@ class FailureTest(RecordTest):
         self.assert_answers()
         self.assertEqual(target.read_bytes(), b"content\n")
 
-    def test_full_disk(self):
+    def test_full_disk_does_not_stop_answers(self):
         subprocess.run(["mount", "-t", "tmpfs", "-o", "size=4k,uid=1,gid=1", "tmpfs",
                         LOG.parent], check=True)
         self.addCleanup(subprocess.run, ["umount", LOG.parent], check=True)

@@ -152,7 +152,7 @@ class SearchBelowTest(WebTest):
                           ("a/Photo 1.jpg", "./a/Photo%201.jpg"), ("photo.jpg", "./photo.jpg")])
         self.assertEqual(listing["below"], True)
 
-    def test_long_paths_are_left_out_and_told(self):
+    def test_long_paths_are_left_out_and_reported(self):
         folder = "/".join(["n" * 240] * 4)
         self.write(folder + "/" + "photo".ljust(60, "x"))  # a path of 1,024 bytes
         self.write(folder + "/" + "photo".ljust(61, "x"))
@@ -160,7 +160,7 @@ class SearchBelowTest(WebTest):
         self.assertEqual(len(Page.read(answer).rows()), 4)
         self.assertIn("There are too many entries to search all of them.", answer.text())
 
-    def test_what_is_too_deep_is_told(self):
+    def test_what_is_too_deep_is_reported(self):
         self.write("/".join(["d"] * 65) + "/photo.jpg")
         answer = self.visitor.get(self.link + "/?q=photo&below")
         self.assertEqual(len(Page.read(answer).rows()), 3)

@@ -10,13 +10,13 @@
 
 namespace {
 
-using admin::AccessLog;
+using admin::AccessLogReader;
 using admin::RecordedVisit;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-class AccessLogTest : public testing::Test {
+class AccessLogReaderTest : public testing::Test {
  protected:
   static std::string Line(int second, const std::string& link = "abc",
                           const std::string& more = "") {
@@ -26,17 +26,17 @@ class AccessLogTest : public testing::Test {
 
   /// The seconds of the visits of a link.
   std::vector<long> Read(const std::string& link = "abc") {
-    AccessLog record(folder_.Path(""));
-    const admin::Error error = record.Open();
+    AccessLogReader log(folder_.Path(""));
+    const admin::Error error = log.Open();
     EXPECT_FALSE(error) << error.message;
     std::vector<long> seconds;
-    for (RecordedVisit visit; record.Next(link, visit);) {
+    for (RecordedVisit visit; log.Next(link, visit);) {
       seconds.push_back(visit.time - 1800000000);
       last_ = visit;
     }
-    EXPECT_FALSE(record.error());
-    malformed_ = record.malformed();
-    since_ = record.since();
+    EXPECT_FALSE(log.error());
+    malformed_ = log.malformed();
+    since_ = log.since();
     return seconds;
   }
 
@@ -46,7 +46,7 @@ class AccessLogTest : public testing::Test {
   long since_ = 0;
 };
 
-TEST_F(AccessLogTest, RotatedFiles_AreReadFromTheOldest) {
+TEST_F(AccessLogReaderTest, RotatedFiles_AreReadFromTheOldest) {
   folder_.Write("access.log", Line(15) + Line(16));
   folder_.Write("access.log.1", Line(14));
   folder_.Write("access.log.2", Line(13));
@@ -61,14 +61,14 @@ TEST_F(AccessLogTest, RotatedFiles_AreReadFromTheOldest) {
   EXPECT_EQ(since_, 1800000012);
 }
 
-TEST_F(AccessLogTest, FileThatIsThereTwice_IsReadOnce) {
+TEST_F(AccessLogReaderTest, FileThatIsThereTwice_IsReadOnce) {
   const std::string path = folder_.Write("access.log", Line(11));
   ASSERT_EQ(link(path.c_str(), folder_.Path("access.log.1").c_str()), 0);
 
   EXPECT_THAT(Read(), ElementsAre(11));
 }
 
-TEST_F(AccessLogTest, LinesOfOtherLinks_AreLeftOut) {
+TEST_F(AccessLogReaderTest, LinesOfOtherLinks_AreLeftOut) {
   folder_.Write("access.log", Line(11, "abcd") + Line(12, "xabc") + Line(13, "ABC") +
                                   Line(14, "other", R"(,"address":"\"link\":\"abc\"")") +
                                   Line(15));
@@ -79,13 +79,13 @@ TEST_F(AccessLogTest, LinesOfOtherLinks_AreLeftOut) {
   EXPECT_THAT(Read(""), IsEmpty());
 }
 
-TEST_F(AccessLogTest, HashWithOtherCharacters_IsFound) {
+TEST_F(AccessLogReaderTest, HashWithOtherCharacters_IsFound) {
   folder_.Write("access.log", Line(11, R"(a\u0022b)") + Line(12, R"(a\"b)") + Line(13));
 
   EXPECT_THAT(Read("a\"b"), ElementsAre(11, 12));
 }
 
-TEST_F(AccessLogTest, MembersThatAreThere_AreRead) {
+TEST_F(AccessLogReaderTest, MembersThatAreThere_AreRead) {
   folder_.Write("access.log", Line(11, "abc", R"(,"code":-9,"address":"192.0.2.0/24")"));
 
   ASSERT_THAT(Read(), ElementsAre(11));
@@ -96,7 +96,7 @@ TEST_F(AccessLogTest, MembersThatAreThere_AreRead) {
   EXPECT_EQ(last_.address, "192.0.2.0/24");
 }
 
-TEST_F(AccessLogTest, DamagedLines_AreSkippedAndCounted) {
+TEST_F(AccessLogReaderTest, DamagedLines_AreSkippedAndCounted) {
   const std::string good = Line(11);
   const std::vector<std::string> damaged = {
       "\n",
@@ -127,7 +127,7 @@ TEST_F(AccessLogTest, DamagedLines_AreSkippedAndCounted) {
   EXPECT_EQ(malformed_, static_cast<long>(damaged.size()));
 }
 
-TEST_F(AccessLogTest, LinesAcrossPieces_AreWhole) {
+TEST_F(AccessLogReaderTest, LinesAcrossPieces_AreWhole) {
   std::string text;
   for (int i = 0; i < 5000; ++i) text += Line(10 + i % 50);
   folder_.Write("access.log", text);
@@ -136,16 +136,16 @@ TEST_F(AccessLogTest, LinesAcrossPieces_AreWhole) {
   EXPECT_EQ(malformed_, 0);
 }
 
-TEST_F(AccessLogTest, NoFile_IsNoVisit) {
+TEST_F(AccessLogReaderTest, NoFile_IsNoVisit) {
   EXPECT_THAT(Read(), IsEmpty());
   EXPECT_EQ(since_, 0);
 }
 
-TEST_F(AccessLogTest, FolderOrLink_IsNotRead) {
+TEST_F(AccessLogReaderTest, FolderOrLink_IsNotRead) {
   ASSERT_EQ(symlink("/etc/passwd", folder_.Path("access.log").c_str()), 0);
 
-  EXPECT_THAT(AccessLog(folder_.Path("")).Open().message, HasSubstr("cannot read"));
-  EXPECT_THAT(AccessLog(folder_.Path("none")).Open().message,
+  EXPECT_THAT(AccessLogReader(folder_.Path("")).Open().message, HasSubstr("cannot read"));
+  EXPECT_THAT(AccessLogReader(folder_.Path("none")).Open().message,
               HasSubstr("No such file or directory"));
 }
 

@@ -50,7 +50,7 @@ std::string FirstWrongTag(const std::string& html, size_t* deepest) {
   return open.empty() ? "" : open.back();
 }
 
-TEST(Markdown, UsualElements) {
+TEST(Markdown, UsualElements_BecomeHtml) {
   EXPECT_EQ(Html("a *b* **c** `d` ~~e~~"),
             "<p>a <em>b</em> <strong>c</strong> <code>d</code> <del>e</del></p>");
   EXPECT_EQ(Html("- a\n- b\n\n3. c"),
@@ -127,7 +127,7 @@ TEST(Markdown, Attributes_CannotBeLeft) {
               testing::AllOf(Not(HasSubstr("\"onclick")), Not(HasSubstr("\" onerror"))));
 }
 
-TEST(Markdown, Entities) {
+TEST(Markdown, Entities_AreDecoded) {
   EXPECT_EQ(Html("&amp;lt; &lt; &#65;&#x42; &unknown; &#0; &#x202e;"),
             "<p>&amp;lt; &lt; AB &amp;unknown; \xEF\xBF\xBD \xE2\x80\xAE</p>");
   EXPECT_EQ(web::DecodeEntity("&#xD800;"), "\xEF\xBF\xBD");

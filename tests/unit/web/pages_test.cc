@@ -128,8 +128,8 @@ TEST_F(Pages, Message_HasItsKind) {
       {Message::kNotAdmitted, "refused"}, {Message::kCrossSite, "refused"},
       {Message::kBadRequest, "error"},    {Message::kMethod, "error"},
       {Message::kTooLong, "error"},       {Message::kFormTooLarge, "error"},
-      {Message::kFormType, "error"},      {Message::kTryLater, "error"},
-      {Message::kFailed, "error"}};
+      {Message::kFormType, "error"},      {Message::kNoLength, "error"},
+      {Message::kTryLater, "error"},      {Message::kFailed, "error"}};
   for (const auto& [message, page] : cases) {
     EXPECT_THAT(web::RenderMessage(message),
                 HasSubstr(std::string("<body data-page=\"") + page + "\">"));

@@ -33,7 +33,7 @@ TEST_F(WebSettings, MissingFile_MeansTheDefaults) {
   EXPECT_EQ(settings.language, "en");
   EXPECT_EQ(settings.workers, 4);
   EXPECT_EQ(settings.downloads, 64);
-  EXPECT_EQ(settings.address_in_log, web::AddressInLog::kCut);
+  EXPECT_EQ(settings.address_in_log, web::AddressInLog::kNetwork);
   EXPECT_EQ(settings.thumbnail_bytes, 256U << 20);
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
@@ -53,11 +53,11 @@ TEST_F(WebSettings, AddressInTheLog_IsCutFullOrNone) {
   using web::AddressInLog;
   EXPECT_EQ(Read("log_address = full\n").address_in_log, AddressInLog::kFull);
   EXPECT_EQ(Read("log_address = none\n").address_in_log, AddressInLog::kNone);
-  EXPECT_EQ(Read("log_address = full\nlog_address = cut\n").address_in_log,
-            AddressInLog::kCut);
+  EXPECT_EQ(Read("log_address = full\nlog_address = network\n").address_in_log,
+            AddressInLog::kNetwork);
   EXPECT_THAT(log_.lines(), IsEmpty());
-  EXPECT_EQ(Read("log_address = yes\n").address_in_log, AddressInLog::kCut);
-  EXPECT_THAT(log_.lines(), ElementsAre(HasSubstr("not cut, full or none")));
+  EXPECT_EQ(Read("log_address = yes\n").address_in_log, AddressInLog::kNetwork);
+  EXPECT_THAT(log_.lines(), ElementsAre(HasSubstr("must be network, full or none")));
 }
 
 TEST_F(WebSettings, WrongLines_AreLoggedAndIgnored) {

@@ -16,10 +16,10 @@ struct Options {
 
 /// Calls `print` for each visit to print, and returns the number of all that match.
 template <class Print>
-long ForEachVisit(const Options& options, admin::AccessLog& record, Print print) {
+long ForEachVisit(const Options& options, admin::AccessLogReader& log, Print print) {
   long matching = 0;
   admin::RecordedVisit visit;
-  while (std::cout && !Interrupted() && record.Next(options.hash, visit)) {
+  while (std::cout && !Interrupted() && log.Next(options.hash, visit)) {
     if (visit.time < options.since) continue;
     if (options.pages.Has(matching)) print(visit);
     ++matching;
@@ -27,7 +27,7 @@ long ForEachVisit(const Options& options, admin::AccessLog& record, Print print)
   return matching;
 }
 
-long PrintTable(const Options& options, admin::AccessLog& record) {
+long PrintTable(const Options& options, admin::AccessLogReader& log) {
   Table table({{"TIME"},
                {"EVENT"},
                {"STATUS"},
@@ -35,7 +35,7 @@ long PrintTable(const Options& options, admin::AccessLog& record) {
                {"BYTES"},
                {"ADDRESS"},
                {"PATH", true}});
-  return ForEachVisit(options, record, [&table](const admin::RecordedVisit& visit) {
+  return ForEachVisit(options, log, [&table](const admin::RecordedVisit& visit) {
     table.Add({DateText(visit.time), visit.event, std::to_string(visit.status),
                visit.code ? std::to_string(*visit.code) : "-",
                std::to_string(visit.bytes), visit.address.empty() ? "-" : visit.address,
@@ -43,30 +43,29 @@ long PrintTable(const Options& options, admin::AccessLog& record) {
   });
 }
 
-long PrintArray(const Options& options, admin::AccessLog& record) {
+long PrintArray(const Options& options, admin::AccessLogReader& log) {
   std::cout << "{\"items\":[";
   JsonArrayWriter array;
   const long matching =
-      ForEachVisit(options, record, [&array](const admin::RecordedVisit& visit) {
+      ForEachVisit(options, log, [&array](const admin::RecordedVisit& visit) {
         array.Add(RecordedVisitJson(visit));
       });
   // An incomplete list is not closed, so that it is not valid JSON.
-  if (record.error() || Interrupted()) return matching;
+  if (log.error() || Interrupted()) return matching;
   array.End();
-  std::cout << ",\"total\":" << matching << ",\"malformed\":" << record.malformed()
-            << "}\n";
+  std::cout << ",\"total\":" << matching << ",\"malformed\":" << log.malformed() << "}\n";
   return matching;
 }
 
 ExitCode Log(const Options& options) {
-  admin::AccessLog record;
-  if (const Error error = record.Open()) return Fail(error);
+  admin::AccessLogReader log;
+  if (const Error error = log.Open()) return Fail(error);
   const long matching =
-      options.json ? PrintArray(options, record) : PrintTable(options, record);
-  if (record.malformed() > 0) {
-    ReportWarning("skipped " + Counted(record.malformed(), "damaged line"));
+      options.json ? PrintArray(options, log) : PrintTable(options, log);
+  if (log.malformed() > 0) {
+    ReportWarning("skipped " + Counted(log.malformed(), "damaged line"));
   }
-  if (record.error()) return Fail(record.error());
+  if (log.error()) return Fail(log.error());
   if (Interrupted()) return Fail(kInterrupted, "interrupted: the list is incomplete");
   if (options.json) return kSuccess;
   if (options.pages.page != 0) {

@@ -24,7 +24,6 @@ namespace command {
 namespace {
 
 const char kPathMember[] = "path";
-const char kAnnounceMember[] = "announce";
 constexpr long kLifetime = 30L * 24 * 3600;  // seconds
 
 struct Options : CreateOptions {
@@ -63,6 +62,17 @@ std::string WhyNotShared(const std::string& path, mode_t mode) {
 
 ExitCode Refuse(const Options& options, const std::string& reason) {
   return Fail(kRefused, options.path + ": " + reason);
+}
+
+/// The application data of the link.
+Json::Value AppOf(const Options& options, const std::string& path) {
+  Json::Value app = options.link.settings.app.value_or(Json::Value(Json::objectValue));
+  app[kPathMember] = path;
+  if (options.announce) app["announce"] = true;
+  if (options.drop) app["drop"] = true;
+  if (options.max_bytes) app["max_bytes"] = Json::UInt64(*options.max_bytes);
+  if (options.max_files) app["max_files"] = *options.max_files;
+  return app;
 }
 
 ExitCode Share(Options& options) {
@@ -104,12 +114,7 @@ ExitCode Share(Options& options) {
   }
 
   settings.project = kFilesProject;
-  if (!settings.app) settings.app = Json::Value(Json::objectValue);
-  (*settings.app)[kPathMember] = path;
-  if (options.announce) (*settings.app)[kAnnounceMember] = true;
-  if (options.drop) (*settings.app)["drop"] = true;
-  if (options.max_bytes) (*settings.app)["max_bytes"] = Json::UInt64(*options.max_bytes);
-  if (options.max_files) (*settings.app)["max_files"] = *options.max_files;
+  settings.app = AppOf(options, path);
   if (!settings.expire_at) settings.expire_at = time(nullptr) + kLifetime;
   if (!settings.match_ip) settings.match_ip = false;
   return StoreNewLink(options);

@@ -42,10 +42,10 @@ class Tiff {
 int ReadOrientation(std::string_view marker) {
   if (marker.substr(0, kExif.size()) != kExif) return kNormal;
   const Tiff tiff(marker.substr(kExif.size()));
-  const size_t folder = tiff.Number(4, 4).value_or(0);
-  const size_t count = tiff.Number(folder, 2).value_or(0);
+  const size_t ifd = tiff.Number(4, 4).value_or(0);
+  const size_t count = tiff.Number(ifd, 2).value_or(0);
   for (size_t i = 0; i < count; ++i) {
-    const size_t entry = folder + 2 + i * kEntrySize;
+    const size_t entry = ifd + 2 + i * kEntrySize;
     const std::optional<std::uint32_t> tag = tiff.Number(entry, 2);
     if (!tag) break;
     if (*tag != kOrientationTag || tiff.Number(entry + 2, 2) != kShort) continue;

@@ -4,43 +4,44 @@
 
 namespace {
 
-using web::NameOfSent;
+using web::CleanFileName;
 using web::NumberedName;
 
-TEST(NameOfSent, OnlyTheLastComponent_IsKept) {
-  EXPECT_EQ(NameOfSent("/etc/passwd"), "passwd");
-  EXPECT_EQ(NameOfSent("..\\..\\a.txt"), "a.txt");
-  EXPECT_EQ(NameOfSent("a/..\\b"), "b");
-  EXPECT_EQ(NameOfSent("a/"), "file");
+TEST(CleanFileName, OnlyTheLastComponent_IsKept) {
+  EXPECT_EQ(CleanFileName("/etc/passwd"), "passwd");
+  EXPECT_EQ(CleanFileName("..\\..\\a.txt"), "a.txt");
+  EXPECT_EQ(CleanFileName("a/..\\b"), "b");
+  EXPECT_EQ(CleanFileName("a/"), "file");
 }
 
-TEST(NameOfSent, DotsAndBlanksAtTheEnds_AreRemoved) {
-  EXPECT_EQ(NameOfSent(".htaccess"), "htaccess");
-  EXPECT_EQ(NameOfSent(" . .a.txt. ."), "a.txt");
+TEST(CleanFileName, DotsAndBlanksAtTheEnds_AreRemoved) {
+  EXPECT_EQ(CleanFileName(".htaccess"), "htaccess");
+  EXPECT_EQ(CleanFileName(" . .a.txt. ."), "a.txt");
   for (const char* const nothing : {"", ".", "..", "...", " ", ". ."}) {
-    EXPECT_EQ(NameOfSent(nothing), "file");
+    EXPECT_EQ(CleanFileName(nothing), "file");
   }
 }
 
-TEST(NameOfSent, UnsafeCharacters_AreReplaced) {
-  EXPECT_EQ(NameOfSent("a\nb\x7F.txt"), "a_b_.txt");
-  EXPECT_EQ(NameOfSent("a\u202Egpj.exe"), "a_gpj.exe");
-  EXPECT_EQ(NameOfSent(std::string_view("a\0b", 3)), "a_b");
-  EXPECT_EQ(NameOfSent("\xFF\xC0\xAF.txt"), "\uFFFD\uFFFD\uFFFD.txt");
+TEST(CleanFileName, UnsafeCharacters_AreReplaced) {
+  EXPECT_EQ(CleanFileName("a\nb\x7F.txt"), "a_b_.txt");
+  EXPECT_EQ(CleanFileName("a\u202Egpj.exe"), "a_gpj.exe");
+  EXPECT_EQ(CleanFileName(std::string_view("a\0b", 3)), "a_b");
+  EXPECT_EQ(CleanFileName("\xFF\xC0\xAF.txt"), "\uFFFD\uFFFD\uFFFD.txt");
 }
 
-TEST(NameOfSent, LongName_KeepsItsExtension) {
-  EXPECT_EQ(NameOfSent(std::string(300, 'a') + ".jpeg"), std::string(250, 'a') + ".jpeg");
-  EXPECT_EQ(NameOfSent(std::string(300, 'a')), std::string(255, 'a'));
-  EXPECT_EQ(NameOfSent("a." + std::string(300, 'b')), "a." + std::string(253, 'b'));
+TEST(CleanFileName, LongName_KeepsItsExtension) {
+  EXPECT_EQ(CleanFileName(std::string(300, 'a') + ".jpeg"),
+            std::string(250, 'a') + ".jpeg");
+  EXPECT_EQ(CleanFileName(std::string(300, 'a')), std::string(255, 'a'));
+  EXPECT_EQ(CleanFileName("a." + std::string(300, 'b')), "a." + std::string(253, 'b'));
 }
 
-TEST(NameOfSent, LongName_IsCutBetweenCharacters) {
+TEST(CleanFileName, LongName_IsCutBetweenCharacters) {
   const std::string euro = "\u20AC";
   std::string name;
   for (int i = 0; i < 100; ++i) name += euro;
-  EXPECT_EQ(NameOfSent(name).size(), 255U);
-  EXPECT_EQ(NameOfSent("a" + name).size(), 253U);
+  EXPECT_EQ(CleanFileName(name).size(), 255U);
+  EXPECT_EQ(CleanFileName("a" + name).size(), 253U);
 }
 
 TEST(NumberedName, Number_IsBeforeTheExtension) {

@@ -224,6 +224,6 @@ TEST(Listing, SearchBelowWithoutTime_IsIncomplete) {
   query.below = true;
   EXPECT_TRUE(Read(dir.Path(""), query).complete);
 
-  query.patience = query.patience.zero();
+  query.timeout = query.timeout.zero();
   EXPECT_FALSE(Read(dir.Path(""), query).complete);
 }

@@ -102,7 +102,7 @@ TEST_F(Cache, Size_IsBounded) {
   EXPECT_GT(Files().size() * 4096, kBound / 2);
 }
 
-TEST_F(Cache, OldestGoFirst) {
+TEST_F(Cache, FullCache_RemovesOldestFirst) {
   const ThumbnailCache cache(Path(), kParts * 4096);
   cache.Store("key", {State::kMade, "old"});
   const timespec times[] = {{1, 0}, {1, 0}};

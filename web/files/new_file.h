@@ -35,7 +35,7 @@ class NewFile {
   bool GiveName(const std::string& name);
 
   /// Takes it away again, after GiveName.
-  void TakeName(const std::string& name) const;
+  void RemoveName(const std::string& name) const;
 
  private:
   NewFile(int folder, VEXO::base::UniqueFd fd, std::string hidden_name);

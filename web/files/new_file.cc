@@ -1,4 +1,4 @@
-#include "web/drop/new_file.h"
+#include "web/files/new_file.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -18,7 +18,7 @@ using VEXO::base::UniqueFd;
 
 constexpr mode_t kPrivate = 0600;
 
-/// A name that no other sending has.
+/// A name that no other upload has.
 bool DrawHiddenName(std::string* name) {
   constexpr std::string_view kAlphabet = "abcdefghijklmnopqrstuvwxyz0123456789";
   constexpr size_t kLength = 16;
@@ -33,7 +33,7 @@ NewFile::NewFile(int folder, UniqueFd fd, std::string hidden_name)
     : folder_(folder), fd_(std::move(fd)), hidden_name_(std::move(hidden_name)) {}
 
 NewFile::~NewFile() {
-  if (!hidden_name_.empty()) TakeName(hidden_name_);
+  if (!hidden_name_.empty()) RemoveName(hidden_name_);
 }
 
 std::unique_ptr<NewFile> NewFile::Create(int folder) {
@@ -73,7 +73,7 @@ bool NewFile::GiveName(const std::string& name) {
   return true;
 }
 
-void NewFile::TakeName(const std::string& name) const {
+void NewFile::RemoveName(const std::string& name) const {
   const int reason = errno;
   struct stat mine = {};
   struct stat named = {};

@@ -1,4 +1,4 @@
-#include "web/thumbnails/helper_place.h"
+#include "web/thumbnails/helper_slot.h"
 
 #include <fcntl.h>
 #include <syslog.h>
@@ -25,7 +25,7 @@ bool LockByte(int file, int number) {
 
 }  // namespace
 
-bool HelperPlace::Take(const std::string& path, int count, const Deadline& deadline) {
+bool HelperSlot::Take(const std::string& path, int count, const Deadline& deadline) {
   {
     const VEXO::base::AsSystemAccount system;
     if (system.good()) {
@@ -40,7 +40,7 @@ bool HelperPlace::Take(const std::string& path, int count, const Deadline& deadl
     for (int number = 0; number < count; ++number) {
       if (LockByte(file_.get(), number)) return true;
     }
-    if (deadline.MillisecondsLeft() == 0) return false;
+    if (deadline.IsOver()) return false;
     std::this_thread::sleep_for(kPause);
   }
 }

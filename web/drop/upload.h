@@ -12,7 +12,7 @@ namespace web {
 /// Parts that one form may have.
 inline constexpr int kMostParts = 512;
 
-enum class SendingResult {
+enum class UploadResult {
   kReceived,
   kNoFile,       ///< the form has no file
   kTooLarge,     ///< more bytes than the folder may hold
@@ -31,10 +31,9 @@ enum class SendingResult {
 /// @param boundary  of the form, as BoundaryOf returns it
 /// @param length    of the body, as the visitor's program announced it
 /// @param[out] files  number of files that were received, without the text file
-/// @param patience  time in which at least 64 KiB must arrive
-SendingResult ReceiveSending(
-    const DropFolder& folder, const std::string& boundary, std::uint64_t length,
-    const Source& read, int* files,
-    std::chrono::milliseconds patience = std::chrono::minutes(1));
+/// @param timeout  time in which at least 64 KiB must arrive
+UploadResult ReceiveUpload(const DropFolder& folder, const std::string& boundary,
+                           std::uint64_t length, const Source& read, int* files,
+                           std::chrono::milliseconds timeout = std::chrono::minutes(1));
 
 }  // namespace web

@@ -1,4 +1,4 @@
-#include "web/thumbnails/helper_place.h"
+#include "web/thumbnails/helper_slot.h"
 
 #include <gmock/gmock.h>
 #include <unistd.h>
@@ -13,19 +13,19 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 using web::Deadline;
-using web::HelperPlace;
+using web::HelperSlot;
 
 /// A folder that the system account can write to, as whom root acts.
-class HelperPlaces : public testing::Test {
+class HelperSlots : public testing::Test {
  protected:
-  HelperPlaces() {
+  HelperSlots() {
     if (geteuid() == 0) {
       EXPECT_EQ(chown(folder_.Path(".").c_str(), 1, 1), 0);
     }
   }
 
-  bool Take(HelperPlace* place, int count) {
-    return place->Take(path_, count, Deadline(std::chrono::milliseconds(50)));
+  bool Take(HelperSlot* slot, int count) {
+    return slot->Take(path_, count, Deadline(std::chrono::milliseconds(50)));
   }
 
   fakes::TempDir folder_;
@@ -33,10 +33,10 @@ class HelperPlaces : public testing::Test {
   std::string path_ = folder_.Path("places");
 };
 
-TEST_F(HelperPlaces, AsManyAsThereAre_CanBeTaken) {
-  HelperPlace first;
-  HelperPlace second;
-  HelperPlace third;
+TEST_F(HelperSlots, AsManyAsThereAre_CanBeTaken) {
+  HelperSlot first;
+  HelperSlot second;
+  HelperSlot third;
 
   EXPECT_TRUE(Take(&first, 2));
   EXPECT_TRUE(Take(&second, 2));
@@ -44,20 +44,20 @@ TEST_F(HelperPlaces, AsManyAsThereAre_CanBeTaken) {
   EXPECT_THAT(log_.lines(), testing::IsEmpty());
 }
 
-TEST_F(HelperPlaces, PlaceThatIsGivenBack_CanBeTakenAgain) {
-  std::optional<HelperPlace> first(std::in_place);
-  HelperPlace second;
+TEST_F(HelperSlots, SlotThatIsGivenBack_CanBeTakenAgain) {
+  std::optional<HelperSlot> first(std::in_place);
+  HelperSlot second;
 
   ASSERT_TRUE(Take(&*first, 1));
   first.reset();
   EXPECT_TRUE(Take(&second, 1));
 }
 
-TEST_F(HelperPlaces, FileThatCannotBeUsed_IsLogged) {
+TEST_F(HelperSlots, FileThatCannotBeUsed_IsLogged) {
   path_ = folder_.Path("none/places");
-  HelperPlace place;
+  HelperSlot slot;
 
-  EXPECT_FALSE(Take(&place, 2));
+  EXPECT_FALSE(Take(&slot, 2));
   EXPECT_THAT(log_.lines(), ElementsAre(HasSubstr(path_)));
 }
 

@@ -1,4 +1,4 @@
-#include "web/drop/sending.h"
+#include "web/drop/upload.h"
 
 #include <gmock/gmock.h>
 #include <unistd.h>
@@ -6,23 +6,22 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
-#include <thread>
 
 #include "temp_dir.h"
 
 namespace {
 
 using web::DropFolder;
-using web::ReceiveSending;
-using web::SendingResult;
+using web::ReceiveUpload;
+using web::UploadResult;
 
 const std::string kForm =
     "--b\r\nContent-Disposition: form-data; name=file; filename=a\r\n\r\n" +
     std::string(1000, 'x') + "\r\n--b--\r\n";
 
-class SendingTest : public testing::Test {
+class UploadTest : public testing::Test {
  protected:
-  SendingTest() {
+  UploadTest() {
     web::Share share;
     share.path = temp_.Path("");
     share.drop.emplace();
@@ -32,18 +31,16 @@ class SendingTest : public testing::Test {
     if (DropFolder::Open(share, owner, &folder_) != web::OpenResult::kOpened) abort();
   }
 
-  /// Sends the form in pieces of `size` bytes, with a pause before each.
-  SendingResult Receive(size_t size, std::chrono::milliseconds pause,
-                        std::chrono::milliseconds patience) {
+  /// Sends the form in pieces of `size` bytes.
+  UploadResult Receive(size_t size, std::chrono::milliseconds timeout) {
     size_t at = 0;
     const auto read = [&](char* buffer, size_t room) {
-      std::this_thread::sleep_for(pause);
       const size_t count = std::min({size, room, kForm.size() - at});
       memcpy(buffer, kForm.data() + at, count);
       at += count;
       return static_cast<ssize_t>(count);
     };
-    return ReceiveSending(*folder_, "b", kForm.size(), read, &files_, patience);
+    return ReceiveUpload(*folder_, "b", kForm.size(), read, &files_, timeout);
   }
   bool HasFiles() const { return !std::filesystem::is_empty(temp_.Path("")); }
 
@@ -52,16 +49,15 @@ class SendingTest : public testing::Test {
   int files_ = 0;
 };
 
-TEST_F(SendingTest, BodyInTime_IsReceived) {
-  EXPECT_EQ(Receive(7, std::chrono::milliseconds(0), std::chrono::hours(1)),
-            SendingResult::kReceived);
+TEST_F(UploadTest, BodyInTime_IsReceived) {
+  EXPECT_EQ(Receive(7, std::chrono::hours(1)), UploadResult::kReceived);
   EXPECT_EQ(files_, 1);
   EXPECT_TRUE(HasFiles());
 }
 
-TEST_F(SendingTest, BodyThatIsTooSlow_IsBrokenOff) {
-  EXPECT_EQ(Receive(1, std::chrono::milliseconds(1), std::chrono::milliseconds(20)),
-            SendingResult::kIncomplete);
+TEST_F(UploadTest, BodyThatIsTooSlow_IsBrokenOff) {
+  EXPECT_EQ(Receive(kForm.size(), std::chrono::milliseconds(0)),
+            UploadResult::kIncomplete);
   EXPECT_FALSE(HasFiles());
 }
 

@@ -1,4 +1,4 @@
-#include "web/drop/sending.h"
+#include "web/drop/upload.h"
 
 #include <syslog.h>
 
@@ -24,22 +24,22 @@ constexpr size_t kLongestFrom = 400;
 constexpr size_t kLongestText = 8 << 10;
 constexpr std::uint64_t kLargestOverhead = 8 << 20;  // boundaries, headers and texts
 constexpr int kMostNumbers = 10000;
-constexpr std::chrono::seconds kLockPatience(10);
+constexpr std::chrono::seconds kLockTimeout(10);
 const char kNoteName[] = "note.txt";
 
 // What must arrive in a time.
 constexpr size_t kPaceBytes = 64 << 10;
 
-SendingResult Failed(const char* what) {
-  if (errno == ENOSPC || errno == EDQUOT) return SendingResult::kNoSpace;
+UploadResult Failed(const char* what) {
+  if (errno == ENOSPC || errno == EDQUOT) return UploadResult::kNoSpace;
   syslog(LOG_ERR, "files were not received: cannot %s: %m", what);
-  return SendingResult::kFailed;
+  return UploadResult::kFailed;
 }
 
 /// What one form brings.
-class Sending : public PartSink {
+class Upload : public PartSink {
  public:
-  Sending(const DropFolder& folder, const DropFolder::Contents& before)
+  Upload(const DropFolder& folder, const DropFolder::Contents& before)
       : folder_(folder), before_(before) {}
 
   bool Begin(const PartHeaders& headers) override;
@@ -47,10 +47,10 @@ class Sending : public PartSink {
   bool End() override;
 
   /// Why one of them returned false.
-  SendingResult problem() const { return problem_; }
+  UploadResult problem() const { return problem_; }
 
   /// Gives the files their names.
-  SendingResult Keep();
+  UploadResult Keep();
   int files() const { return static_cast<int>(items_.size()); }
 
  private:
@@ -59,19 +59,19 @@ class Sending : public PartSink {
     std::unique_ptr<NewFile> file;
   };
 
-  bool Stop(SendingResult problem) {
+  bool Stop(UploadResult problem) {
     problem_ = problem;
     return false;
   }
   bool AddText(std::string_view bytes);
-  SendingResult NameAll();
-  SendingResult Name(Item item);
-  SendingResult AddNote();
+  UploadResult NameAll();
+  UploadResult Name(Item item);
+  UploadResult AddNote();
   bool Fits() const;
 
   const DropFolder& folder_;
   DropFolder::Contents before_;
-  SendingResult problem_ = SendingResult::kFailed;
+  UploadResult problem_ = UploadResult::kFailed;
   int parts_ = 0;
   std::uint64_t bytes_ = 0;
 
@@ -87,17 +87,17 @@ class Sending : public PartSink {
   std::vector<Item> named_;
 };
 
-bool Sending::Begin(const PartHeaders& headers) {
-  if (++parts_ > kMostParts) return Stop(SendingResult::kTooMany);
+bool Upload::Begin(const PartHeaders& headers) {
+  if (++parts_ > kMostParts) return Stop(UploadResult::kTooMany);
   current_ = Item();
   current_bytes_ = 0;
   text_ = nullptr;
   if (headers.name == "file") {
     if (before_.files + items_.size() >= folder_.limits().files) {
-      return Stop(SendingResult::kTooMany);
+      return Stop(UploadResult::kTooMany);
     }
     has_filename_ = !headers.filename.empty();
-    current_ = {NameOfSent(headers.filename), folder_.CreateFile()};
+    current_ = {CleanFileName(headers.filename), folder_.CreateFile()};
     return current_.file != nullptr || Stop(Failed("create a file"));
   }
   // The first of several fields counts.
@@ -107,22 +107,22 @@ bool Sending::Begin(const PartHeaders& headers) {
   return true;
 }
 
-bool Sending::Add(std::string_view bytes) {
+bool Upload::Add(std::string_view bytes) {
   current_bytes_ += bytes.size();
   if (current_.file == nullptr) return AddText(bytes);
   bytes_ += bytes.size();
-  if (!Fits()) return Stop(SendingResult::kTooLarge);
+  if (!Fits()) return Stop(UploadResult::kTooLarge);
   return current_.file->Write(bytes) || Stop(Failed("write a file"));
 }
 
-bool Sending::AddText(std::string_view bytes) {
+bool Upload::AddText(std::string_view bytes) {
   const size_t longest = text_ == &from_ ? kLongestFrom : kLongestText;
-  if (current_bytes_ > longest) return Stop(SendingResult::kTextTooLong);
+  if (current_bytes_ > longest) return Stop(UploadResult::kTextTooLong);
   if (text_ != nullptr) (*text_)->append(bytes);
   return true;
 }
 
-bool Sending::End() {
+bool Upload::End() {
   // A browser sends an empty part without a name when no file was chosen.
   if (current_.file == nullptr || (!has_filename_ && current_bytes_ == 0)) return true;
   if (!folder_.Finish(*current_.file)) return Stop(Failed("store a file"));
@@ -132,54 +132,54 @@ bool Sending::End() {
 }
 
 /// Whether the folder may hold the bytes of the form, too.
-bool Sending::Fits() const {
+bool Upload::Fits() const {
   const std::uint64_t limit = folder_.limits().bytes;
   return before_.bytes <= limit && bytes_ <= limit - before_.bytes;
 }
 
-SendingResult Sending::Keep() {
-  if (items_.empty()) return SendingResult::kNoFile;
-  const VEXO::base::UniqueFd lock = folder_.Lock(kLockPatience);
+UploadResult Upload::Keep() {
+  if (items_.empty()) return UploadResult::kNoFile;
+  const VEXO::base::UniqueFd lock = folder_.Lock(kLockTimeout);
   if (!lock) return Failed("lock the folder");
   const std::optional<DropFolder::Contents> before = folder_.Count();
   if (!before) return Failed("read the folder");
-  before_ = *before;  // another sending may have ended meanwhile
-  const SendingResult result = NameAll();
-  if (result == SendingResult::kReceived) return result;
-  for (const Item& item : named_) item.file->TakeName(item.name);
+  before_ = *before;  // another upload may have ended meanwhile
+  const UploadResult result = NameAll();
+  if (result == UploadResult::kReceived) return result;
+  for (const Item& item : named_) item.file->RemoveName(item.name);
   return result;
 }
 
-SendingResult Sending::NameAll() {
+UploadResult Upload::NameAll() {
   for (Item& item : items_) {
-    const SendingResult result = Name(std::move(item));
-    if (result != SendingResult::kReceived) return result;
+    const UploadResult result = Name(std::move(item));
+    if (result != UploadResult::kReceived) return result;
   }
-  const SendingResult result = AddNote();
-  if (result != SendingResult::kReceived) return result;
-  if (!Fits()) return SendingResult::kTooLarge;
+  const UploadResult result = AddNote();
+  if (result != UploadResult::kReceived) return result;
+  if (!Fits()) return UploadResult::kTooLarge;
   if (before_.files + named_.size() > folder_.limits().files) {
-    return SendingResult::kTooMany;
+    return UploadResult::kTooMany;
   }
-  return folder_.Sync() ? SendingResult::kReceived : Failed("store the names");
+  return folder_.Sync() ? UploadResult::kReceived : Failed("store the names");
 }
 
-SendingResult Sending::Name(Item item) {
+UploadResult Upload::Name(Item item) {
   const std::string wanted = item.name;
   for (int number = 1; number <= kMostNumbers; ++number) {
     item.name = NumberedName(wanted, number);
     if (item.file->GiveName(item.name)) {
       named_.push_back(std::move(item));
-      return SendingResult::kReceived;
+      return UploadResult::kReceived;
     }
     if (errno != EEXIST) break;
   }
   return Failed("name a file");
 }
 
-SendingResult Sending::AddNote() {
+UploadResult Upload::AddNote() {
   if (from_.value_or("").empty() && note_.value_or("").empty()) {
-    return SendingResult::kReceived;
+    return UploadResult::kReceived;
   }
   std::vector<std::string> names;
   for (const Item& item : named_) names.push_back(item.name);
@@ -194,7 +194,7 @@ SendingResult Sending::AddNote() {
 }
 
 /// Hands a body on to the parser, until it ends or is too slow.
-MultipartParser::Status Receive(const Source& read, std::chrono::milliseconds patience,
+MultipartParser::Status Receive(const Source& read, std::chrono::milliseconds timeout,
                                 MultipartParser* parser) {
   std::string buffer(kPieceSize, '\0');
   Clock::duration waited(0);
@@ -209,7 +209,7 @@ MultipartParser::Status Receive(const Source& read, std::chrono::milliseconds pa
       arrived = 0;
       waited = Clock::duration(0);
     }
-    if (waited > patience) return MultipartParser::Status::kMalformed;
+    if (waited >= timeout) return MultipartParser::Status::kMalformed;
     const MultipartParser::Status status =
         parser->Feed(std::string_view(buffer).substr(0, got));
     if (status != MultipartParser::Status::kMore) return status;
@@ -218,9 +218,9 @@ MultipartParser::Status Receive(const Source& read, std::chrono::milliseconds pa
 
 }  // namespace
 
-SendingResult ReceiveSending(const DropFolder& folder, const std::string& boundary,
-                             std::uint64_t length, const Source& read, int* files,
-                             std::chrono::milliseconds patience) {
+UploadResult ReceiveUpload(const DropFolder& folder, const std::string& boundary,
+                           std::uint64_t length, const Source& read, int* files,
+                           std::chrono::milliseconds timeout) {
   const DropFolder::Access access(folder);
   if (!access.good()) return Failed("become the owner");
   const std::optional<DropFolder::Contents> before = folder.Count();
@@ -229,20 +229,20 @@ SendingResult ReceiveSending(const DropFolder& folder, const std::string& bounda
   if (length > kLargestOverhead &&
       (length - kLargestOverhead > limit ||
        before->bytes > limit - (length - kLargestOverhead))) {
-    return SendingResult::kTooLarge;
+    return UploadResult::kTooLarge;
   }
-  Sending sending(folder, *before);
-  MultipartParser parser(boundary, &sending);
-  switch (Receive(read, patience, &parser)) {
+  Upload upload(folder, *before);
+  MultipartParser parser(boundary, &upload);
+  switch (Receive(read, timeout, &parser)) {
     case MultipartParser::Status::kEnd:
       break;
     case MultipartParser::Status::kStopped:
-      return sending.problem();
+      return upload.problem();
     default:
-      return SendingResult::kIncomplete;
+      return UploadResult::kIncomplete;
   }
-  *files = sending.files();
-  return sending.Keep();
+  *files = upload.files();
+  return upload.Keep();
 }
 
 }  // namespace web

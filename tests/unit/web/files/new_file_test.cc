@@ -1,4 +1,4 @@
-#include "web/drop/new_file.h"
+#include "web/files/new_file.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -93,9 +93,9 @@ TEST_F(NewFileTest, TakeName_RemovesOnlyTheFileItself) {
   const auto file = NewFile::Create(folder_.get());
   ASSERT_TRUE(file->GiveName("a"));
   temp_.Write("b", "mine");
-  file->TakeName("b");
+  file->RemoveName("b");
   EXPECT_THAT(Names(), ElementsAre("a", "b"));
-  file->TakeName("a");
+  file->RemoveName("a");
   EXPECT_THAT(Names(), ElementsAre("b"));
 }
 
