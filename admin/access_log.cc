@@ -82,7 +82,8 @@ std::optional<int> NumberOf(const std::string& name) {
 bool IsOpening(const std::string& event) {
   const char* const openings[] = {VEXO::base::kEventList,     VEXO::base::kEventView,
                                   VEXO::base::kEventDownload, VEXO::base::kEventPart,
-                                  VEXO::base::kEventZip,      VEXO::base::kEventRedirect};
+                                  VEXO::base::kEventZip,      VEXO::base::kEventUpload,
+                                  VEXO::base::kEventRedirect};
   return std::find(std::begin(openings), std::end(openings), event) != std::end(openings);
 }
 

@@ -23,6 +23,7 @@ inline constexpr char kEventView[] = "view";          // page of a file
 inline constexpr char kEventDownload[] = "download";  // a file, from its first byte on
 inline constexpr char kEventPart[] = "part";          // a later part of a file
 inline constexpr char kEventZip[] = "zip";            // a folder
+inline constexpr char kEventUpload[] = "upload";      // files for a drop box
 inline constexpr char kEventRedirect[] = "redirect";  // to the redirect URI of the link
 inline constexpr char kEventMissing[] = "missing";    // nothing at this path
 // Forms:

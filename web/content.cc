@@ -91,7 +91,8 @@ class Content {
 
 Response Content::Answer() {
   const bool sends = IsUpload(request_);
-  if (!sends && IsRoot(address_) && link_.get_redirect_type() == Entry::REDIRECT_ALWAYS) {
+  if (!sends && !shared_.share.drop && IsRoot(address_) &&
+      link_.get_redirect_type() == Entry::REDIRECT_ALWAYS) {
     const std::optional<RedirectTarget> target = RedirectOf(link_);
     if (target) {
       return Recorded(VEXO::base::kEventRedirect, MakeRedirect(303, target->location));
@@ -111,7 +112,7 @@ Response Content::Answer() {
 
 /// Nothing of the folder can be seen: below the root there is nothing.
 Response Content::Drop() const {
-  if (!IsRoot(address_)) return MakeGone();
+  if (!IsRoot(address_)) return MakeMessage(404, Message::kGone);
   DropPage page;
   page.title = link_.get_protect_title();
   page.facts = Facts();

@@ -8,6 +8,7 @@
 #include <string>
 #include <utility>
 
+#include "base/access_log.h"
 #include "base/number.h"
 #include "redirect.h"
 #include "web/drop/drop_folder.h"
@@ -58,6 +59,7 @@ Response MakeReceiving(const Variables& request, const LinkAddress& address,
   const std::string here =
       EscapeLocation(address.slash ? "./" : "./" + address.last + "/");
   Response response;
+  response.visit.event = VEXO::base::kEventUpload;
   response.finish = [folder = std::move(folder), boundary = *boundary, bytes = *bytes,
                      here, page](const Source& read) {
     int files = 0;

@@ -6,11 +6,11 @@
 
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <ctime>
 #include <thread>
 #include <utility>
 
+#include "base/hold_signals.h"
 #include "base/wipe.h"
 #include "c/link_state.h"
 #include "entry_db.h"
@@ -90,24 +90,6 @@ bool IsLoggedOut(const Entry& link, const std::string& session_id) {
   tokens.GetCondition().Where(SZK_ENTRY_ID, std::to_string(link.get_id()));
   return tokens.Count(count) && count == 0;
 }
-
-/// Holds back the signals that ask a process to end.  A web server sends one to a CGI
-/// program when the visitor closes the connection.
-class HoldSignals {
- public:
-  HoldSignals() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int signal : {SIGHUP, SIGINT, SIGTERM}) sigaddset(&signals, signal);
-    pthread_sigmask(SIG_BLOCK, &signals, &before_);
-  }
-  ~HoldSignals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-  HoldSignals(const HoldSignals&) = delete;
-  HoldSignals& operator=(const HoldSignals&) = delete;
-
- private:
-  sigset_t before_ = {};
-};
 
 class Decision {
  public:
@@ -287,7 +269,7 @@ VisitAnswer Decision::LogIn() {
   // process does not end in between: to close the connection is not free, either.
   AttemptStore attempts(folder_);
   AttemptStore::Attempt guess;
-  const HoldSignals hold;
+  const VEXO::base::HoldSignals hold;
   if (IsProtected(link_)) {
     guess = BeginGuess(attempts);
     if (guess.result == AttemptStore::Result::kFailed) return TryLater();

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/hold_signals.h"
 #include "web/drop/multipart.h"
 #include "web/drop/sent_name.h"
 #include "web/drop/sent_note.h"
@@ -68,6 +69,10 @@ class Upload : public PartSink {
   UploadResult Name(Item item);
   UploadResult AddNote();
   bool Fits() const;
+  UploadResult CheckRoom() const;
+  bool HasNote() const {
+    return !from_.value_or("").empty() || !note_.value_or("").empty();
+  }
 
   const DropFolder& folder_;
   DropFolder::Contents before_;
@@ -144,10 +149,23 @@ UploadResult Upload::Keep() {
   const std::optional<DropFolder::Contents> before = folder_.Count();
   if (!before) return Failed("read the folder");
   before_ = *before;  // another upload may have ended meanwhile
+  const UploadResult room = CheckRoom();
+  if (room != UploadResult::kReceived) return room;
+  // All names or none: a service that is stopped waits for it.
+  const VEXO::base::HoldSignals hold;
   const UploadResult result = NameAll();
   if (result == UploadResult::kReceived) return result;
   for (const Item& item : named_) item.file->RemoveName(item.name);
   return result;
+}
+
+/// Whether the folder has room for what was received, before it is seen there.
+UploadResult Upload::CheckRoom() const {
+  const std::uint64_t note = HasNote() ? 1 : 0;
+  if (before_.files + items_.size() + note > folder_.limits().files) {
+    return UploadResult::kTooMany;
+  }
+  return Fits() ? UploadResult::kReceived : UploadResult::kTooLarge;
 }
 
 UploadResult Upload::NameAll() {
@@ -157,10 +175,7 @@ UploadResult Upload::NameAll() {
   }
   const UploadResult result = AddNote();
   if (result != UploadResult::kReceived) return result;
-  if (!Fits()) return UploadResult::kTooLarge;
-  if (before_.files + named_.size() > folder_.limits().files) {
-    return UploadResult::kTooMany;
-  }
+  if (!Fits()) return UploadResult::kTooLarge;  // with the note
   return folder_.Sync() ? UploadResult::kReceived : Failed("store the names");
 }
 
@@ -178,9 +193,7 @@ UploadResult Upload::Name(Item item) {
 }
 
 UploadResult Upload::AddNote() {
-  if (from_.value_or("").empty() && note_.value_or("").empty()) {
-    return UploadResult::kReceived;
-  }
+  if (!HasNote()) return UploadResult::kReceived;
   std::vector<std::string> names;
   for (const Item& item : named_) names.push_back(item.name);
   const std::string text =

@@ -42,6 +42,7 @@ Response FinishResponse(Response response, const Source& read) {
   if (!response.finish) return response;
   Response finished = Safely([&] { return response.finish(read); });
   for (const auto& [name, value] : response.headers) finished.Add(name, value);
+  if (finished.status < 400) finished.visit = std::move(response.visit);
   return finished;
 }
 

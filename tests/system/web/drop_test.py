@@ -271,6 +271,12 @@ class LimitTest(DropTest):
         self.sent(part(bytes(50000), filename="a"), part(bytes(50000), filename="b"),
                   part(b"", filename="c"), count=3)
 
+    def test_refused_files_are_never_seen_in_the_folder(self):
+        before = os.stat(self.folder).st_mtime_ns
+        self.refused(413, *(part(b"x", filename=n) for n in "abc"), part(b"x", "note"),
+                     problem=self.too_many)
+        self.assertEqual(os.stat(self.folder).st_mtime_ns, before)
+
     def test_folder_is_counted_with_all_that_was_sent_before(self):
         self.sent(part(bytes(60000), filename="a"))
         answer = self.post(part(bytes(60000), filename="b"))
@@ -387,6 +393,11 @@ class SessionTest(DropTest):
         self.log_in(link)
         self.sent(part(b"logout", "action"), part(b"x", filename="a"), link=link)
         self.assertEqual(self.visitor.get(link + "/").status, 200)
+
+    def test_redirect_of_every_visit_means_nothing(self):
+        link = self.drop("--redirect-type", "always", "--redirect-uri", "https://x.test/")
+        self.assertEqual(self.visitor.get(link + "/").page, "drop")
+        self.sent(part(b"x", filename="a"), link=link)
 
     def test_use_limit_asks_for_a_login_first(self):
         link = self.drop("--uses", "1")

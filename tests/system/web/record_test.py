@@ -42,6 +42,23 @@ class RecordTest(WebTest):
         return visitor.address.rpartition(".")[0] + ".0/24"
 
 
+class UploadTest(RecordTest):
+    def test_files_for_a_drop_box_are_recorded(self):
+        self.folder.chmod(0o777)
+        link = self.share(app={"path": str(self.folder), "drop": True})
+        kind = {"content_type": "multipart/form-data; boundary=b"}
+        part = b'--b\r\nContent-Disposition: form-data; name="file"; filename="%b"\r\n\r\nx\r\n'
+        self.visitor.get(link + "/")
+        self.visitor.get(link + "/sub")
+        empty = self.visitor.send("POST", link + "/", b"--b--\r\n", **kind)
+        self.assertEqual(empty.status, 400)
+        sent = self.visitor.send("POST", link + "/", part % b"a" + b"--b--\r\n", **kind)
+        self.assertEqual(sent.status, 303)
+        (line,) = self.recorded(link, 1)
+        self.assertEqual((line["event"], line["status"], line["path"], line["bytes"]),
+                         ("upload", 303, "", 0))
+
+
 class VisitsTest(RecordTest):
     def test_each_visit_of_an_open_link_is_a_line(self):
         self.write("sub/notes.txt", b"0123456789")
