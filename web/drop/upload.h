@@ -17,7 +17,7 @@ enum class UploadResult {
   kNoFile,       ///< the form has no file
   kTooLarge,     ///< more bytes than the folder may hold
   kTooMany,      ///< more files than the folder may hold, or than kMostParts
-  kTextTooLong,  ///< a field that is no file is too long
+  kTextTooLong,  ///< a field that is not a file is too long
   kIncomplete,   ///< the body is malformed, has no end, or arrives too slowly
   kNoSpace,      ///< the disk is full, or the quota of the account is used up
   kFailed,       ///< logged

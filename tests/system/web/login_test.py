@@ -1,4 +1,4 @@
-"""Logins, sessions, and what strangers are told."""
+"""Logins, sessions, and the answers to visitors without access."""
 
 import concurrent.futures
 import os

@@ -1,4 +1,4 @@
-"""What strangers are told of a link that needs a login."""
+"""The answers of a link that needs a login to visitors without access."""
 
 import ctypes
 import os

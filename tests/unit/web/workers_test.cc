@@ -40,7 +40,7 @@ TEST(RunWorkers, WorkersThatAsk_AreReplacedUntil64AreLeft) {
       web::AskForReplacement();
       const char answer = WaitUntilReplaced() ? 'r' : 'n';
       if (write(answers[1], &answer, 1) != 1) return EXIT_FAILURE;
-      pause();  // until it is told to end
+      pause();  // until a signal ends it
       return EXIT_SUCCESS;
     });
     _exit(EXIT_SUCCESS);
