@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -33,6 +34,7 @@ namespace fs = std::filesystem;
 constexpr char kMagic[] = "SQLite format 3";
 constexpr int kReadVersionAt = 19;
 constexpr int kUserVersionAt = 60;
+constexpr int kApplicationIdAt = 68;
 constexpr int kLogVersion = 2;  // it is used with a write-ahead log
 
 constexpr int kPagesAtOnce = 256;
@@ -45,6 +47,14 @@ Error NotUsable(const std::string& path, const std::string& reason,
 bool IsOurs(const Rows& marks) {
   return !marks.empty() &&
          marks[0][0] == std::to_string(VEXO::sharing::db::kApplicationId);
+}
+
+/// Whether the header has the application id of links.
+bool IsMarked(std::ifstream& file) {
+  std::uint32_t id = 0;
+  file.seekg(kApplicationIdAt);
+  for (int i = 0; i < 4; ++i) id = id << 8 | static_cast<std::uint8_t>(file.get());
+  return file.good() && id == VEXO::sharing::db::kApplicationId;
 }
 
 /// Reads what marks a database: two numbers of its header, and, unless the schema is
@@ -234,6 +244,9 @@ DatabaseContent ContentOf(const std::string& path) {
   std::string magic(sizeof(kMagic) - 1, '\0');
   file.read(magic.data(), sizeof(kMagic) - 1);
   if (magic != kMagic) return DatabaseContent::kNotDatabase;
+  // The mark never changes.  While another process moves its log into the file, nothing
+  // else of the file can be read without locks.
+  if (IsMarked(file)) return DatabaseContent::kLinks;
   // SQLite would create files next to a database that it may change.
   std::error_code error;
   const std::string absolute = fs::absolute(path, error);

@@ -128,6 +128,15 @@ TEST_F(DatabaseContentTest, LinksOnlyInTheLog_AreFound) {
   EXPECT_EQ(Content(Path("a.db")), DatabaseContent::kLinks);
 }
 
+TEST_F(DatabaseContentTest, LogIsBeingMovedIntoTheFile_HoldsLinks) {
+  Open(Path("a.db"), Schema() + "PRAGMA journal_mode = WAL");
+  fs::resize_file(Path("a.db"), 4096);  // the first page is written, the others are not
+  WriteFile(Path("a.db-wal"), std::string(32, 'x'));
+  EXPECT_EQ(Content(Path("a.db")), DatabaseContent::kLinks);
+  fs::remove(Path("a.db-wal"));
+  EXPECT_EQ(Content(Path("a.db")), DatabaseContent::kLinks);
+}
+
 TEST_F(DatabaseContentTest, TablesOfTheSameNames_AreForeign) {
   Open(Path("a.db"), Schema() + "PRAGMA application_id = 0;");
   EXPECT_EQ(Content(Path("a.db")), DatabaseContent::kForeign);
