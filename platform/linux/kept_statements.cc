@@ -1,0 +1,40 @@
+#include "kept_statements.h"
+
+#include "result.h"
+
+namespace VEXO::platform {
+namespace {
+
+// Off in a build for tests only.
+constexpr bool kKeep = VEXO_KEEP_STATEMENTS;
+
+constexpr int kFirstAttached = 2;  // the databases before are "main" and "temp"
+
+}  // namespace
+
+bool HasAttached(sqlite3* connection) {
+  return sqlite3_db_name(connection, kFirstAttached) != nullptr;
+}
+
+bool KeptStatements::Run(const char* sql, DBResult_tag* result, int* code) {
+  if (!kKeep) return false;
+  ParsedText text;
+  const int number = text.Parse(sql);
+  // SQLite compiles a kept statement again when the schema has changed.  It would miss
+  // that a table of an attached database is hidden by a new one of the main database.
+  if (number == -1 || HasAttached(connection_)) return false;
+
+  Statement& kept = kept_[number];
+  if (kept == nullptr) {
+    sqlite3_stmt* prepared = nullptr;
+    sqlite3_prepare_v3(connection_, KnownStatement(number), -1, SQLITE_PREPARE_PERSISTENT,
+                       &prepared, nullptr);
+    kept.reset(prepared);
+  }
+  const BoundStatement bound(kept.get(), text);
+  if (!bound) return false;
+  *code = result->Collect(kept.get());
+  return true;
+}
+
+}  // namespace VEXO::platform
