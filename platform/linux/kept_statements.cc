@@ -24,16 +24,20 @@ bool KeptStatements::Run(const char* sql, DBResult_tag* result, int* code) {
   // that a table of an attached database is hidden by a new one of the main database.
   if (number == -1 || HasAttached(connection_)) return false;
 
-  Statement& kept = kept_[number];
-  if (kept == nullptr) {
-    sqlite3_stmt* prepared = nullptr;
-    sqlite3_prepare_v3(connection_, KnownStatement(number), -1, SQLITE_PREPARE_PERSISTENT,
-                       &prepared, nullptr);
-    kept.reset(prepared);
+  const KnownStatement& known = GetKnownStatement(number);
+  Kept& kept = kept_[number];
+  if (known.table != nullptr && kept.short_update.Run(connection_, known, text, code)) {
+    return true;
   }
-  const BoundStatement bound(kept.get(), text);
+  if (kept.statement == nullptr) {
+    sqlite3_stmt* prepared = nullptr;
+    sqlite3_prepare_v3(connection_, known.sql, -1, SQLITE_PREPARE_PERSISTENT, &prepared,
+                       nullptr);
+    kept.statement.reset(prepared);
+  }
+  const BoundStatement bound(kept.statement.get(), text);
   if (!bound) return false;
-  *code = result->Collect(kept.get());
+  *code = result->Collect(kept.statement.get());
   return true;
 }
 

@@ -5,6 +5,7 @@
 #include <array>
 
 #include "known_statement.h"
+#include "short_update.h"
 #include "statement.h"
 
 struct DBResult_tag;
@@ -32,8 +33,13 @@ class KeptStatements {
   bool Run(const char* sql, DBResult_tag* result, int* code);
 
  private:
+  struct Kept {
+    Statement statement;
+    ShortUpdate short_update;
+  };
+
   sqlite3* const connection_;
-  std::array<Statement, kMaxKnownStatements> kept_;
+  std::array<Kept, kMaxKnownStatements> kept_;
 };
 
 }  // namespace VEXO::platform

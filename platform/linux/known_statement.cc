@@ -16,29 +16,49 @@ constexpr std::ptrdiff_t kMaxStringSize = 1 << 20;
 
 // The statements of the library, as it writes them.  Any other text can be run too, but
 // is slower.
-constexpr const char* kStatements[] = {
-    "BEGIN IMMEDIATE",
-    "BEGIN TRANSACTION",
-    "COMMIT",
-    "DELETE FROM entry WHERE id=?",
-    "DELETE FROM session WHERE id=?",
-    "DELETE FROM session WHERE session_id = ?",
-    "DELETE FROM token WHERE id=?",
-    "DELETE FROM token WHERE entry_id = ?",
-    "INSERT INTO entry VALUES (NULL,?,?,?,?,?,?,?,?,?,?)",
-    "INSERT INTO session VALUES (NULL,?,?,?,?)",
-    "INSERT INTO token VALUES (NULL,?,?,?)",
-    "ROLLBACK",
-    "SELECT * FROM entry WHERE hash = ?",
-    "SELECT * FROM entry WHERE id = ?",
-    "SELECT * FROM session WHERE id = ?",
-    "SELECT * FROM session WHERE session_id = ?",
-    "SELECT * FROM token WHERE id = ?",
-    "SELECT * FROM token WHERE session_id = ? AND entry_id = ?",
-    "UPDATE entry SET auto_gc=?,data=?,enabled=?,expire_at=?,expire_times=?,hash=?,"
-    "owner_uid=?,project_name=?,start_at=?,use_count=? WHERE id=?",
-    "UPDATE session SET ip=?,session_id=?,timeout=?,uid=? WHERE id=?",
-    "UPDATE token SET entry_id=?,session_id=?,timeout=? WHERE id=?",
+constexpr KnownStatement kStatements[] = {
+    {"BEGIN IMMEDIATE"},
+    {"BEGIN TRANSACTION"},
+    {"COMMIT"},
+    {"DELETE FROM entry WHERE id=?"},
+    {"DELETE FROM session WHERE id=?"},
+    {"DELETE FROM session WHERE session_id = ?"},
+    {"DELETE FROM token WHERE id=?"},
+    {"DELETE FROM token WHERE entry_id = ?"},
+    {"INSERT INTO entry VALUES (NULL,?,?,?,?,?,?,?,?,?,?)"},
+    {"INSERT INTO session VALUES (NULL,?,?,?,?)"},
+    {"INSERT INTO token VALUES (NULL,?,?,?)"},
+    {"ROLLBACK"},
+    {"SELECT * FROM entry WHERE hash = ?"},
+    {"SELECT * FROM entry WHERE id = ?"},
+    {"SELECT * FROM session WHERE id = ?"},
+    {"SELECT * FROM session WHERE session_id = ?"},
+    {"SELECT * FROM token WHERE id = ?"},
+    {"SELECT * FROM token WHERE session_id = ? AND entry_id = ?"},
+
+    {"UPDATE entry SET auto_gc=?,data=?,enabled=?,expire_at=?,expire_times=?,hash=?,"
+     "owner_uid=?,project_name=?,start_at=?,use_count=? WHERE id=?",
+     "entry",
+     {"UPDATE entry SET data=?2,enabled=?3,expire_times=?5,start_at=?9,use_count=?10"
+      " WHERE id=?11 AND auto_gc IS ?1 AND expire_at IS ?4 AND owner_uid IS ?7"
+      " AND hash IS ?6 COLLATE BINARY AND project_name IS ?8 COLLATE BINARY"}},
+
+    {"UPDATE session SET ip=?,session_id=?,timeout=?,uid=? WHERE id=?",
+     "session",
+     {"UPDATE session SET ip=?1,timeout=?3,uid=?4"
+      " WHERE id=?5 AND session_id IS ?2 COLLATE BINARY AND timeout IS NOT ?3",
+      "UPDATE session SET ip=?1,uid=?4"
+      " WHERE id=?5 AND session_id IS ?2 COLLATE BINARY AND timeout IS ?3"}},
+
+    // All columns of a token have indexes.  An update that changes none of them must
+    // still count as a change of one row.
+    {"UPDATE token SET entry_id=?,session_id=?,timeout=? WHERE id=?",
+     "token",
+     {"UPDATE token SET timeout=?3"
+      " WHERE id=?4 AND entry_id IS ?1 AND session_id IS ?2 AND timeout IS NOT ?3",
+      "UPDATE sqlite_sequence SET seq=seq WHERE name='token' AND EXISTS"
+      " (SELECT * FROM token"
+      " WHERE id=?4 AND entry_id IS ?1 AND session_id IS ?2 AND timeout IS ?3)"}},
 };
 static_assert(std::size(kStatements) <= kMaxKnownStatements);
 
@@ -46,12 +66,14 @@ bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
 }  // namespace
 
-const char* KnownStatement(std::size_t number) { return kStatements[number]; }
+const KnownStatement& GetKnownStatement(std::size_t number) {
+  return kStatements[number];
+}
 
 int ParsedText::Parse(const char* sql) {
   sql_ = sql;
   for (std::size_t i = 0; i < std::size(kStatements); ++i) {
-    const char* const known = kStatements[i];
+    const char* const known = kStatements[i].sql;
     if (*known == *sql && Matches(known, sql)) return static_cast<int>(i);
   }
   return -1;

@@ -9,12 +9,21 @@ struct sqlite3_stmt;
 
 namespace VEXO::platform {
 
-/// The largest number of known statements: texts that programs run again and again with
-/// other values.
+/// A statement that programs run again and again with other values.
+struct KnownStatement {
+  static constexpr std::size_t kMaxShorter = 2;
+
+  /// SQL text, with a parameter for each value.
+  const char* sql;
+  /// For an update by id: its table, and the shorter updates of ShortUpdate.
+  const char* table = nullptr;
+  std::array<const char*, kMaxShorter> shorter = {};
+};
+
+/// The largest number of known statements.
 constexpr std::size_t kMaxKnownStatements = 32;
 
-/// The known statement with that number, with a parameter for each value.
-const char* KnownStatement(std::size_t number);
+const KnownStatement& GetKnownStatement(std::size_t number);
 
 /// Recognizes an SQL text that is a known statement with literals in place of its
 /// parameters, byte for byte: no other case, no additional blank, no comment, no second

@@ -1,8 +1,9 @@
-// The statements that a connection keeps prepared, and the checkpoint.
+// The statements that a connection keeps prepared, and the shorter updates.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
 
 #include <string>
 #include <vector>
@@ -42,13 +43,29 @@ class KeptStatements : public testing::Test {
     if (!VEXO_KEEP_STATEMENTS) GTEST_SKIP() << "built without kept statements";
   }
 
+  off_t LogSize() const {
+    struct stat status = {};
+    EXPECT_EQ(stat((path + "-wal").c_str(), &status), 0);
+    return status.st_size;
+  }
+  int Changes() const { return sqlite3_changes(VEXODBSqliteHandle(db.get())); }
+
   static constexpr char kNewEntry[] =
       "INSERT INTO entry VALUES (NULL,'hash','app','1','5','0','0','0','0','1','{}')";
   static constexpr char kNewSession[] =
       "INSERT INTO session VALUES (NULL,'session','7','192.0.2.1','1000')";
   static constexpr char kNewToken[] = "INSERT INTO token VALUES (NULL,'1','1','1000')";
+  static constexpr char kSameEntry[] =
+      "UPDATE entry SET auto_gc='1',data='{}',enabled='1',expire_at='0',expire_times='0',"
+      "hash='hash',owner_uid='5',project_name='app',start_at='0',use_count='0' WHERE "
+      "id=1";
   static constexpr char kSameSession[] =
       "UPDATE session SET ip='192.0.2.1',session_id='session',timeout='1000',uid='7' "
+      "WHERE id=1";
+  static constexpr char kSameToken[] =
+      "UPDATE token SET entry_id='1',session_id='1',timeout='1000' WHERE id=1";
+  static constexpr char kLaterSession[] =
+      "UPDATE session SET ip='192.0.2.1',session_id='session',timeout='2000',uid='7' "
       "WHERE id=1";
 
   fakes::TempDir dir;
@@ -169,6 +186,62 @@ TEST_F(KeptStatements, TableOfAnAttachedDatabase_IsHiddenByANewOne) {
       Executes(other, "CREATE TABLE token(id, v); INSERT INTO token VALUES(1, 'main')"));
   ASSERT_TRUE(Executes(db, "SELECT * FROM sqlite_master"));
   EXPECT_THAT(Values(Ask(db, select)), ElementsAre("main"));
+}
+
+TEST_F(KeptStatements, UpdateThatChangesNothing_CountsOneRowAndWritesNothing) {
+  for (const char* sql : {kSameEntry, kSameSession, kSameToken}) {
+    ASSERT_TRUE(Executes(db, sql));
+    const off_t size = LogSize();
+
+    ASSERT_TRUE(Executes(db, sql));
+    EXPECT_EQ(Changes(), 1) << sql;
+    EXPECT_EQ(LogSize(), size) << sql;
+  }
+}
+
+TEST_F(KeptStatements, UpdateOfAMissingRow_CountsNoRow) {
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_TRUE(Executes(
+        db, "UPDATE token SET entry_id='1',session_id='1',timeout='1000' WHERE id=2"));
+    EXPECT_EQ(Changes(), 0);
+  }
+}
+
+TEST_F(KeptStatements, Update_StoresWhatDiffersInCaseOrType) {
+  ASSERT_TRUE(Executes(db,
+                       "DROP TABLE session; CREATE TABLE session(id INTEGER PRIMARY KEY, "
+                       "session_id COLLATE NOCASE, uid, ip, timeout); "
+                       "INSERT INTO session VALUES(1, 'Session', '7', '', 1000)"));
+  for (int i = 0; i < 3; ++i) ASSERT_TRUE(Executes(db, kSameSession));
+
+  EXPECT_THAT(Values(Ask(db, "SELECT session_id || typeof(timeout) AS v FROM session")),
+              ElementsAre("sessiontext"));
+}
+
+TEST_F(KeptStatements, TriggerOfAnUnchangedColumn_Fires) {
+  for (int i = 0; i < 3; ++i) ASSERT_TRUE(Executes(db, kLaterSession));
+  const Database other = Connect(path);
+  ASSERT_TRUE(
+      Executes(other,
+               "CREATE TRIGGER watch BEFORE UPDATE OF session_id ON session BEGIN "
+               "SELECT RAISE(FAIL, 'watched'); END"));
+
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_FALSE(Executes(db, kLaterSession));
+    EXPECT_STREQ(VEXODBErrorGet(db.get()), "watched");
+  }
+}
+
+TEST_F(KeptStatements, RowThatBreaksACheck_IsRefused) {
+  ASSERT_TRUE(
+      Executes(db,
+               "DROP TABLE token; CREATE TABLE token(id INTEGER PRIMARY KEY, "
+               "entry_id INTEGER CHECK(entry_id > 1), session_id INTEGER, timeout "
+               "INTEGER); PRAGMA ignore_check_constraints = ON; "
+               "INSERT INTO token VALUES(1, 1, 1, 5); "
+               "PRAGMA ignore_check_constraints = OFF"));
+
+  for (int i = 0; i < 3; ++i) EXPECT_FALSE(Executes(db, kSameToken));
 }
 
 TEST_F(KeptStatements, CheckpointInATransaction_FailsAsTheStatementDoes) {
