@@ -237,9 +237,13 @@ int VEXODBEscapeStringEX2(int kind, char* buffer, size_t size, const char* text,
   }
 
   char* end = buffer;
-  for (size_t i = 0; i < length; ++i) {
-    if (text[i] == '\'') *end++ = '\'';
-    *end++ = text[i];
+  if (quotes == 0) {
+    end = std::copy(text, text + length, end);
+  } else {
+    for (size_t i = 0; i < length; ++i) {
+      if (text[i] == '\'') *end++ = '\'';
+      *end++ = text[i];
+    }
   }
   if (needed < size) *end = '\0';
   return static_cast<int>(needed);

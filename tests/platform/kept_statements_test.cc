@@ -211,11 +211,17 @@ TEST_F(KeptStatements, Update_StoresWhatDiffersInCaseOrType) {
   ASSERT_TRUE(Executes(db,
                        "DROP TABLE session; CREATE TABLE session(id INTEGER PRIMARY KEY, "
                        "session_id COLLATE NOCASE, uid, ip, timeout); "
-                       "INSERT INTO session VALUES(1, 'Session', '7', '', 1000)"));
-  for (int i = 0; i < 3; ++i) ASSERT_TRUE(Executes(db, kSameSession));
-
-  EXPECT_THAT(Values(Ask(db, "SELECT session_id || typeof(timeout) AS v FROM session")),
-              ElementsAre("sessiontext"));
+                       "INSERT INTO session(id) VALUES(1)"));
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_TRUE(Executes(db, "UPDATE session SET session_id = 'Session'"));
+    ASSERT_TRUE(Executes(db, kSameSession));
+    EXPECT_THAT(Values(Ask(db, "SELECT session_id AS v FROM session")),
+                ElementsAre("session"));
+    ASSERT_TRUE(Executes(db, "UPDATE session SET timeout = 1000"));
+    ASSERT_TRUE(Executes(db, kSameSession));
+    EXPECT_THAT(Values(Ask(db, "SELECT typeof(timeout) AS v FROM session")),
+                ElementsAre("text"));
+  }
 }
 
 TEST_F(KeptStatements, TriggerOfAnUnchangedColumn_Fires) {
