@@ -8,45 +8,43 @@
 #include <climits>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <string>
-#include <vector>
+#include <string_view>
 
 #include "catch_bad_alloc.h"
+#include "kept_statements.h"
 #include "lock_wait.h"
 #include "locked_file.h"
+#include "result.h"
+#include "statement.h"
 
 using VEXO::platform::CatchBadAlloc;
+using VEXO::platform::HasAttached;
+using VEXO::platform::KeptStatements;
 using VEXO::platform::LockedFile;
 using VEXO::platform::LockWait;
+using VEXO::platform::Statement;
 
 namespace {
+
+// A connection is used by one thread at a time, so SQLite needs no mutex for it.
+constexpr int kOpenFlags =
+    SQLITE_OPEN_READWRITE | SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_NOMUTEX;
 
 struct CloseConnection {
   void operator()(sqlite3* connection) const { sqlite3_close_v2(connection); }
 };
 
-struct FinalizeStatement {
-  void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
-};
-
-using Statement = std::unique_ptr<sqlite3_stmt, FinalizeStatement>;
-
 }  // namespace
 
 struct VEXODB {
-  // Declared before the connection, which points to them.
+  // In the order of their use: each is used by those that follow.
   LockWait wait{LockWait::Signals::kEndWait};
   LockedFile file{wait};
   std::unique_ptr<sqlite3, CloseConnection> connection;
+  std::optional<KeptStatements> kept;
   std::string error;
-};
-
-struct DBResult_tag {
-  std::vector<std::string> columns;
-  std::vector<std::string> values;  // row by row
-  unsigned int next = 0;
-
-  size_t Rows() const { return columns.empty() ? 0 : values.size() / columns.size(); }
 };
 
 namespace {
@@ -78,50 +76,47 @@ std::string ErrorText(const VEXODB& db) {
   return cannot_lock ? db.file.failure() : sqlite3_errmsg(connection);
 }
 
-/// Steps through `statement`.  When it has columns, its rows replace those of `result`.
-int CollectRows(sqlite3* connection, sqlite3_stmt* statement, DBResult_tag& result) {
-  DBResult_tag rows;
-  const int width = sqlite3_column_count(statement);
-  for (int i = 0; i < width; ++i) {
-    const char* const name = sqlite3_column_name(statement, i);
-    if (name == nullptr) return SQLITE_NOMEM;
-    rows.columns.emplace_back(name);
-  }
-
-  int code;
-  while ((code = sqlite3_step(statement)) == SQLITE_ROW) {
-    for (int i = 0; i < width; ++i) {
-      const unsigned char* const text = sqlite3_column_text(statement, i);
-      if (text == nullptr && sqlite3_errcode(connection) == SQLITE_NOMEM) {
-        return SQLITE_NOMEM;
-      }
-      const size_t size = sqlite3_column_bytes(statement, i);
-      rows.values.emplace_back(reinterpret_cast<const char*>(text), text ? size : 0);
-    }
-  }
-  if (code != SQLITE_DONE) return code;
-  if (width > 0) result = std::move(rows);
-  return SQLITE_OK;
-}
-
-/// Runs the first statement of `sql` once; `*rest` is the text behind it.
-int RunStatement(sqlite3* connection, const char* sql, const char** rest,
-                 DBResult_tag& result) {
-  sqlite3_stmt* prepared = nullptr;
-  const int code = sqlite3_prepare_v2(connection, sql, -1, &prepared, rest);
-  const Statement statement(prepared);
-  if (code != SQLITE_OK) return code;
-  if (statement == nullptr) return SQLITE_OK;  // blanks or a comment
-  return CollectRows(connection, statement.get(), result);
-}
+constexpr std::string_view kCheckpoint = "PRAGMA wal_checkpoint";
 
 /// Whether the first statement of `sql` is a checkpoint of the kind that waits for nobody
 /// (https://www.sqlite.org/pragma.html#pragma_wal_checkpoint).
 bool IsPassiveCheckpoint(const char* sql) {
-  const char kCheckpoint[] = "PRAGMA wal_checkpoint";
-  if (sqlite3_strnicmp(sql, kCheckpoint, sizeof(kCheckpoint) - 1) != 0) return false;
-  const char next = sql[sizeof(kCheckpoint) - 1];
+  if (sqlite3_strnicmp(sql, kCheckpoint.data(), kCheckpoint.size()) != 0) return false;
+  const char next = sql[kCheckpoint.size()];
   return next == ';' || next == '\0';
+}
+
+/// Runs the first statement of `sql` once; `*rest` is the text behind it.
+int RunStatement(VEXODB& db, const char* sql, const char** rest, DBResult_tag& result) {
+  int code;
+  if (db.kept->Run(sql, &result, &code)) {
+    *rest = sql + strlen(sql);
+    return code;
+  }
+  sqlite3_stmt* prepared = nullptr;
+  code = sqlite3_prepare_v2(db.connection.get(), sql, -1, &prepared, rest);
+  const Statement statement(prepared);
+  if (code != SQLITE_OK) return code;
+  if (statement == nullptr) return SQLITE_OK;  // blanks or a comment
+  return result.Collect(statement.get());
+}
+
+/// The same for a passive checkpoint of an open log, without compiling it.
+int RunCheckpoint(VEXODB& db, const char* sql, const char** rest, DBResult_tag& result) {
+  sqlite3* const connection = db.connection.get();
+  int pages = -1;
+  int copied = -1;
+  int code = SQLITE_BUSY;
+  // In a transaction it fails, and attached databases have logs of their own.
+  if (InTransaction(connection) || HasAttached(connection) || !db.file.IsLogCopied()) {
+    code = sqlite3_wal_checkpoint_v2(connection, nullptr, SQLITE_CHECKPOINT_PASSIVE,
+                                     &pages, &copied);
+    if (code != SQLITE_OK && code != SQLITE_BUSY) return code;
+  }
+  *rest = sql + kCheckpoint.size();
+  if (**rest == ';') ++*rest;
+  result.SetRow({"busy", "log", "checkpointed"}, {code == SQLITE_BUSY, pages, copied});
+  return SQLITE_OK;
 }
 
 /// Runs every statement of `sql`.  `*inherited` becomes false once the transaction that
@@ -136,9 +131,11 @@ bool RunText(VEXODB& db, const char* sql, DBResult_tag& result, bool* inherited)
     const bool outside = !InTransaction(connection);
     const char* rest = nullptr;
     int code;
-    db.file.BeginStatement(IsPassiveCheckpoint(sql));
+    const bool is_checkpoint = IsPassiveCheckpoint(sql);
+    const auto run = is_checkpoint && db.file.has_log() ? RunCheckpoint : RunStatement;
+    db.file.BeginStatement(is_checkpoint);
     do {
-      code = RunStatement(connection, sql, &rest, result);
+      code = run(db, sql, &rest, result);
     } while ((code & 0xff) == SQLITE_BUSY &&
              (outside || db.file.found_write_lock_busy()) && db.file.Wait());
     if (code != SQLITE_OK) {
@@ -170,8 +167,7 @@ VEXODB* VEXODBConnect(const char* /*host*/, const char* /*user*/,
   return CatchBadAlloc<VEXODB*>(nullptr, [database]() -> VEXODB* {
     auto db = std::make_unique<VEXODB>();
     sqlite3* opened = nullptr;
-    const int code = sqlite3_open_v2(
-        database, &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_PRIVATECACHE, nullptr);
+    const int code = sqlite3_open_v2(database, &opened, kOpenFlags, nullptr);
     db->connection.reset(opened);
     if (code != SQLITE_OK) {
       const int reason = opened == nullptr ? ENOMEM : sqlite3_system_errno(opened);
@@ -186,6 +182,7 @@ VEXODB* VEXODBConnect(const char* /*host*/, const char* /*user*/,
       errno = EIO;
       return nullptr;
     }
+    db->kept.emplace(opened);
     return db.release();
   });
 }
@@ -219,17 +216,11 @@ int VEXODBExecute(VEXODB* db, const char* sql, DBResult_tag** result) {
 }
 
 int VEXODBFetchRow(DBResult_tag* result, unsigned int* row) {
-  if (result == nullptr || row == nullptr || result->next >= result->Rows()) return -1;
-  *row = result->next++;
-  return 0;
+  return result != nullptr && row != nullptr && result->NextRow(row) ? 0 : -1;
 }
 
 const char* VEXODBFetchField(DBResult_tag* result, unsigned int row, const char* column) {
-  if (result == nullptr || column == nullptr || row >= result->Rows()) return nullptr;
-  const auto& columns = result->columns;
-  const auto found = std::find(columns.begin(), columns.end(), column);
-  if (found == columns.end()) return nullptr;
-  return result->values[row * columns.size() + (found - columns.begin())].c_str();
+  return result == nullptr || column == nullptr ? nullptr : result->Field(row, column);
 }
 
 int VEXODBEscapeStringEX2(int kind, char* buffer, size_t size, const char* text,
@@ -246,9 +237,13 @@ int VEXODBEscapeStringEX2(int kind, char* buffer, size_t size, const char* text,
   }
 
   char* end = buffer;
-  for (size_t i = 0; i < length; ++i) {
-    if (text[i] == '\'') *end++ = '\'';
-    *end++ = text[i];
+  if (quotes == 0) {
+    end = std::copy(text, text + length, end);
+  } else {
+    for (size_t i = 0; i < length; ++i) {
+      if (text[i] == '\'') *end++ = '\'';
+      *end++ = text[i];
+    }
   }
   if (needed < size) *end = '\0';
   return static_cast<int>(needed);

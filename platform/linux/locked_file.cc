@@ -42,19 +42,19 @@ constexpr int kLongLogPages = 1000;  // as SQLite's own default for automatic ch
 }  // namespace
 
 int LockedFile::Install(sqlite3* connection) {
-  sqlite3_file* file = nullptr;
   const int code =
-      sqlite3_file_control(connection, "main", SQLITE_FCNTL_FILE_POINTER, &file);
+      sqlite3_file_control(connection, "main", SQLITE_FCNTL_FILE_POINTER, &file_);
   if (code != SQLITE_OK) return code;
   lock_.set_database(sqlite3_db_filename(connection, "main"));
-  inner_ = file->pMethods;
+  inner_ = file_->pMethods;
   static_cast<sqlite3_io_methods&>(methods_) = *inner_;
   methods_.iVersion = std::min(inner_->iVersion, 3);  // what the structure holds here
   methods_.owner = this;
   methods_.xLock = OnLock;
   methods_.xUnlock = OnUnlock;
   methods_.xShmLock = OnShmLock;
-  file->pMethods = &methods_;
+  methods_.xShmUnmap = OnShmUnmap;
+  file_->pMethods = &methods_;
   sqlite3_wal_hook(connection, OnCommit, this);
   return sqlite3_busy_handler(connection, OnBusy, this);
 }
@@ -78,6 +78,7 @@ int LockedFile::OnUnlock(sqlite3_file* file, int level) {
 
 int LockedFile::OnShmLock(sqlite3_file* file, int offset, int n, int flags) {
   LockedFile& self = Of(file);
+  self.has_log_ = true;
   const auto inner = [&] { return self.inner_->xShmLock(file, offset, n, flags); };
   const bool locks = (flags & SQLITE_SHM_LOCK) != 0;
   if ((flags & SQLITE_SHM_SHARED) != 0) {
@@ -98,10 +99,16 @@ int LockedFile::OnShmLock(sqlite3_file* file, int offset, int n, int flags) {
   }
   if (holder == 0) return inner();
   if (checkpoint && (self.ShouldPostponeCheckpoint() ||
-                     (self.is_passive_checkpoint_ && self.IsLogCopied(file)))) {
+                     (self.is_passive_checkpoint_ && self.IsLogCopied()))) {
     return SQLITE_BUSY;
   }
   return self.TakeBefore(holder, inner);
+}
+
+int LockedFile::OnShmUnmap(sqlite3_file* file, int remove) {
+  LockedFile& self = Of(file);
+  self.has_log_ = false;
+  return self.inner_->xShmUnmap(file, remove);
 }
 
 int LockedFile::OnBusy(void* file, int /*calls*/) {
@@ -123,12 +130,11 @@ bool LockedFile::ShouldPostponeCheckpoint() const {
   return !lock_.held() && log_pages_ < kLongLogPages && lock_.HasWaiters();
 }
 
-// Whether every page of the log is in the database file already.  Most checkpoints find
-// this, since every store runs one: without a look at the index they would only keep
-// writers waiting.
-bool LockedFile::IsLogCopied(sqlite3_file* file) const {
+// Most checkpoints find this, since every store runs one: without a look at the index
+// they would only keep writers waiting.
+bool LockedFile::IsLogCopied() const {
   void volatile* index = nullptr;
-  if (inner_->xShmMap(file, 0, kIndexRegionSize, 0, &index) != SQLITE_OK ||
+  if (inner_->xShmMap(file_, 0, kIndexRegionSize, 0, &index) != SQLITE_OK ||
       index == nullptr) {
     return false;
   }

@@ -42,6 +42,11 @@ class LockedFile {
   /// Call after the last statement.
   void EndStatement();
 
+  /// Whether the connection has opened a write-ahead log.
+  bool has_log() const { return has_log_; }
+  /// Whether every page of the log is in the database file already.  Takes no lock.
+  bool IsLogCopied() const;
+
  private:
   struct Methods : sqlite3_io_methods {
     LockedFile* owner;
@@ -51,6 +56,7 @@ class LockedFile {
   static int OnLock(sqlite3_file* file, int level);
   static int OnUnlock(sqlite3_file* file, int level);
   static int OnShmLock(sqlite3_file* file, int offset, int n, int flags);
+  static int OnShmUnmap(sqlite3_file* file, int remove);
   static int OnBusy(void* file, int calls);
   static int OnCommit(void* file, sqlite3* connection, const char* database, int pages);
 
@@ -59,7 +65,6 @@ class LockedFile {
   int TakeBefore(unsigned holder, Lock lock);
   void Drop(unsigned holder);
   bool ShouldPostponeCheckpoint() const;
-  bool IsLogCopied(sqlite3_file* file) const;
 
   LockWait& wait_;
   WriteLock lock_;
@@ -67,7 +72,9 @@ class LockedFile {
   bool found_write_lock_busy_ = false;
   bool reading_ = false;  // whether SQLite has a snapshot to read from
   bool is_passive_checkpoint_ = false;
-  int log_pages_ = 0;  // after the last commit of this connection
+  bool has_log_ = false;
+  int log_pages_ = 0;             // after the last commit of this connection
+  sqlite3_file* file_ = nullptr;  // the database
   const sqlite3_io_methods* inner_ = nullptr;
   Methods methods_ = {};
 };

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "child_process.h"
+#include "compilations.h"
 #include "entry_db.h"
 #include "file_lock.h"
 #include "sharing_db.h"
@@ -218,6 +219,42 @@ TEST(RealLogin, LoginCheckLogout_EndsTheSession) {
   EXPECT_EQ(Logout(login.session_id), "1");
   EXPECT_EQ(Check(Returning(login)), "-7");
   EXPECT_EQ(Logout(login.session_id), "0");
+}
+
+TEST(RealLogin, LaterLoginsAndChecks_CompileNothing) {
+  if (!VEXO_KEEP_STATEMENTS) GTEST_SKIP() << "built without kept statements";
+  static sqlite3* connection = nullptr;
+  sqlite3_auto_extension(reinterpret_cast<void (*)()>(
+      +[](sqlite3* opened, const char** /*error*/, const sqlite3_api_routines* /*api*/) {
+        connection = opened;
+        return SQLITE_OK;
+      }));
+  SharingDB& db = SharingDB::Instance();
+  sqlite3_cancel_auto_extension(nullptr);
+  ASSERT_NE(connection, nullptr);
+  Entry link = Link("link");
+  ASSERT_TRUE(EntryDB(db).Create(link));
+  const auto visit = [&link, &db] {
+    _tag_sharing_login_params params = Params({});
+    std::string session;
+    EXPECT_EQ(VEXO::VexoSharingLogin(session, &params, true), 1);
+    params.session_id = session.c_str();
+    EXPECT_EQ(VEXO::VexoSharingIsAuthorized(&params), 1);
+    EXPECT_EQ(VEXO::VexoSharingIsAuthorized(&params), 1);
+    EXPECT_TRUE(VEXO::VexoSharingLogout(params.hash, session));
+    Entry other = Link("");
+    EXPECT_TRUE(EntryDB(db).CreateWithHash(other));
+    EXPECT_TRUE(EntryDB(db).GetByHash(other.get_hash(), link));
+    EXPECT_TRUE(EntryDB(db).Update(other));
+    EXPECT_TRUE(EntryDB(db).Delete(other));
+  };
+
+  Compilations compilations(connection);
+  visit();
+  visit();
+  compilations.Clear();
+  visit();
+  EXPECT_EQ(compilations.count(), 0);
 }
 
 TEST(RealLogin, SecondLoginOfAVisitor_KeepsSessionAndToken) {

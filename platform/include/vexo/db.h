@@ -32,8 +32,8 @@ extern "C" {
 
 /// Opens the SQLite file `database`, which must exist: connecting never creates it.
 /// `host`, `user` and `password` are empty for SQLite.  Null on failure, also when the
-/// file can be read but not written.  The caller releases the connection with
-/// VEXODBClose.
+/// file can be read but not written.  One thread at a time may use the connection.  The
+/// caller releases it with VEXODBClose.
 struct VEXODB* VEXODBConnect(const char* host, const char* user, const char* password,
                              const char* database);
 

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <sqlite3.h>
+
+#include <array>
+
+#include "known_statement.h"
+#include "short_update.h"
+#include "statement.h"
+
+struct DBResult_tag;
+
+namespace VEXO::platform {
+
+/// Whether `connection` has attached databases.
+bool HasAttached(sqlite3* connection);
+
+/// The known statements of one connection, prepared when they are first used and kept:
+/// compiling a short statement takes longer than running it.
+class KeptStatements {
+ public:
+  /// `connection` is open until this object ends.
+  explicit KeptStatements(sqlite3* connection) : connection_(connection) {}
+  KeptStatements(const KeptStatements&) = delete;
+  KeptStatements& operator=(const KeptStatements&) = delete;
+
+  /// Runs `sql` by a kept statement, which has no values and no transaction open at the
+  /// end.  The rows, if it has columns, replace those of `result`, and `*code` is the
+  /// SQLite result code.
+  ///
+  /// @return false when the text is not a known statement, or cannot be prepared: it has
+  ///         not been run, and must be run as text, which also tells why it fails
+  bool Run(const char* sql, DBResult_tag* result, int* code);
+
+ private:
+  struct Kept {
+    Statement statement;
+    ShortUpdate short_update;
+  };
+
+  sqlite3* const connection_;
+  std::array<Kept, kMaxKnownStatements> kept_;
+};
+
+}  // namespace VEXO::platform

@@ -1,0 +1,72 @@
+#include "short_update.h"
+
+namespace VEXO::platform {
+namespace {
+
+/// Prepares a statement that fails when the schema has changed.  The newer versions of
+/// this function let SQLite compile it again, but then the table may not be suitable.
+Statement Prepare(sqlite3* connection, const char* sql) {
+  sqlite3_stmt* statement = nullptr;
+  sqlite3_prepare(connection, sql, -1, &statement, nullptr);
+  return Statement(statement);
+}
+
+const char kIsSuitable[] =
+    "SELECT (SELECT count(*) FROM sqlite_master WHERE type = 'table' AND rootpage > 0 "
+    "    AND name = ?1 COLLATE NOCASE AND instr(upper(sql), 'CHECK') = 0) = 1 "
+    "  AND (SELECT group_concat(name || ' ' || type) FROM pragma_table_info(?1) "
+    "    WHERE pk > 0) = 'id INTEGER' "
+    "  AND NOT EXISTS (SELECT * FROM pragma_foreign_key_list(?1)) "
+    "  AND NOT EXISTS (SELECT * FROM sqlite_master WHERE type = 'trigger' "
+    "    AND tbl_name = ?1 COLLATE NOCASE AND instr(upper(sql), 'UPDATE') != 0) "
+    "  AND NOT EXISTS (SELECT * FROM sqlite_temp_master "
+    "    WHERE tbl_name = ?1 COLLATE NOCASE)";
+
+bool IsSuitable(sqlite3* connection, const char* table) {
+  const Statement query = Prepare(connection, kIsSuitable);
+  return query != nullptr &&
+         sqlite3_bind_text(query.get(), 1, table, -1, SQLITE_STATIC) == SQLITE_OK &&
+         sqlite3_step(query.get()) == SQLITE_ROW &&
+         sqlite3_column_int(query.get(), 0) == 1;
+}
+
+}  // namespace
+
+bool ShortUpdate::Run(sqlite3* connection, const KnownStatement& known,
+                      const ParsedText& text, int* code) {
+  if (!IsReady(connection, known)) return false;
+  for (const Statement& update : updates_) {
+    if (update == nullptr) break;
+    const BoundStatement bound(update.get(), text);
+    if (!bound) return false;
+    sqlite3_step(update.get());
+    *code = sqlite3_reset(update.get());
+    if (*code == SQLITE_SCHEMA) {
+      state_ = State::kUsed;
+      return false;
+    }
+    if (*code != SQLITE_OK || sqlite3_changes(connection) > 0) return true;
+  }
+  return false;
+}
+
+bool ShortUpdate::IsReady(sqlite3* connection, const KnownStatement& known) {
+  if (state_ == State::kNew) {
+    // It takes time to look at the table, and many programs run an update only once.
+    state_ = State::kUsed;
+    return false;
+  }
+  if (state_ == State::kUsed) {
+    // First the updates, then the look at the table: if the schema changes in between,
+    // the updates fail.
+    state_ = State::kUnsuitable;
+    for (std::size_t i = 0; i < updates_.size() && known.shorter[i] != nullptr; ++i) {
+      updates_[i] = Prepare(connection, known.shorter[i]);
+      if (updates_[i] == nullptr) return false;
+    }
+    if (IsSuitable(connection, known.table)) state_ = State::kReady;
+  }
+  return state_ == State::kReady;
+}
+
+}  // namespace VEXO::platform
