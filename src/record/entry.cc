@@ -12,7 +12,7 @@
 #include "utils.h"
 #include "utils/json_text.h"
 #include "utils/log.h"
-#include "utils/plain_stream.h"
+#include "utils/plain_text.h"
 #include "utils/wipe.h"
 
 namespace VEXO::sharing::record {
@@ -181,18 +181,20 @@ long TimeFromText(const std::string& text, const char* format) {
 }  // namespace
 
 std::vector<std::string> EntryPrivate::GetFieldList() const {
-  PlainStream owner_uid;
-  owner_uid << owner_uid_;  // unsigned: no owner is 4294967295, never -1
-  return {hash_,
-          project_name_,
-          ToString(enabled_),
-          owner_uid.str(),
-          ToString(start_at_),
-          ToString(expire_at_),
-          ToString(expire_times_),
-          ToString(use_count_),
-          ToString(auto_gc_),
-          JsonText(DataObject())};
+  std::vector<std::string> values;  // an initializer list would copy the texts
+  values.reserve(10);
+  values.push_back(hash_);
+  values.push_back(project_name_);
+  values.push_back(ToString(enabled_));
+  // unsigned: no owner is 4294967295, never -1
+  values.push_back((PlainText() << owner_uid_).str());
+  values.push_back(ToString(start_at_));
+  values.push_back(ToString(expire_at_));
+  values.push_back(ToString(expire_times_));
+  values.push_back(ToString(use_count_));
+  values.push_back(ToString(auto_gc_));
+  values.push_back(JsonText(DataObject()));
+  return values;
 }
 
 std::map<std::string, std::string> EntryPrivate::GetFieldMap() const {
@@ -235,7 +237,8 @@ bool EntryPrivate::FromRow(const db::Row& row) {
 
   app_ = Json::Value();  // a record with unreadable data is never legal
   Json::Value data;
-  if (!ParseJson(ReadField(row, SZK_DATA).AsString(""), data) || !data.isObject()) {
+  const std::string text(ReadField(row, SZK_DATA).AsString(""));
+  if (!ParseJson(text, data) || !data.isObject()) {
     return false;
   }
   try {
