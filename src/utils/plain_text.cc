@@ -1,6 +1,7 @@
 #include "utils/plain_text.h"
 
 #include <charconv>
+#include <iterator>
 #include <limits>
 
 namespace VEXO::sharing {
