@@ -136,7 +136,7 @@ bool EntryPrivate::FromRow(const db::Row& row) {
   auto_gc_ = ReadField(row, SZK_AUTO_GC).AsInt(0) != 0;
 
   app_ = Json::Value();  // a record with unreadable data is never legal
-  return ReadData(std::string(ReadField(row, SZK_DATA).AsString("")), *this) && IsLegal();
+  return ReadData(ReadField(row, SZK_DATA).AsString(""), *this) && IsLegal();
 }
 
 void EntryPrivate::ToJSON(Json::Value& out) const {

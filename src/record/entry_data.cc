@@ -36,6 +36,8 @@ Entry::PasswordEncryptAlgo AlgoFromText(const std::string& text) {
                                                    : Entry::ENCRYPT_ALGO_MD5;
 }
 
+constexpr size_t kUsualLength = 500;  // of the data column; more is possible
+
 /// Passes the members of the data column to `form`, in the order in which JsonText writes
 /// them, each with the text in front of its value.
 template <class Form, class Data>
@@ -58,6 +60,8 @@ bool EachMember(Form& form, Data& data) {
 
 class DataWriter {
  public:
+  DataWriter() { text_.reserve(kUsualLength); }
+
   template <class T>
   bool Member(std::string_view before, const T& value) {
     text_ += before;
@@ -226,7 +230,7 @@ bool WriteDataFast(const EntryData& data, std::string& text) {
   return true;
 }
 
-bool ReadDataFast(const std::string& text, EntryData& data) {
+bool ReadDataFast(std::string_view text, EntryData& data) {
   DataReader reader(text);
   EntryData read;
   if (!EachMember(reader, read) || !reader.End()) return false;
@@ -269,8 +273,8 @@ std::string DataText(const EntryData& data) {
   return WriteDataFast(data, text) ? text : WriteDataAsJson(data);
 }
 
-bool ReadData(const std::string& text, EntryData& data) {
-  return ReadDataFast(text, data) || ReadDataAsJson(text, data);
+bool ReadData(std::string_view text, EntryData& data) {
+  return ReadDataFast(text, data) || ReadDataAsJson(std::string(text), data);
 }
 
 }  // namespace VEXO::sharing::record

@@ -3,6 +3,7 @@
 #include <json/value.h>
 
 #include <string>
+#include <string_view>
 
 #include "internal/entry_private.h"
 
@@ -28,13 +29,13 @@ std::string DataText(const EntryData& data);
 /// @param[out] data  unchanged when the text is not a JSON object; partly read when a
 ///                   member has the wrong type
 /// @return false when the text is not a JSON object, or a member has the wrong type
-bool ReadData(const std::string& text, EntryData& data);
+bool ReadData(std::string_view text, EntryData& data);
 
 // The two ways of each, for tests.  The fast one writes and reads what links usually
 // have; `text` and `data` are unchanged when it returns false.
 
 bool WriteDataFast(const EntryData& data, std::string& text);
-bool ReadDataFast(const std::string& text, EntryData& data);
+bool ReadDataFast(std::string_view text, EntryData& data);
 std::string WriteDataAsJson(const EntryData& data);
 bool ReadDataAsJson(const std::string& text, EntryData& data);
 

@@ -5,9 +5,15 @@
 
 namespace VEXO::sharing {
 
-/// Whether a byte stands for itself in the JSON strings that JsonText writes.
-inline bool IsPlainInJson(char byte) {
-  return byte != '"' && byte != '\\' && static_cast<unsigned char>(byte) >= 0x20;
+/// Number of bytes at the beginning of `text` that stand for themselves in the JSON
+/// strings that JsonText writes.
+inline size_t CountPlainInJson(std::string_view text) {
+  size_t count = 0;
+  while (count < text.size() && text[count] != '"' && text[count] != '\\' &&
+         static_cast<unsigned char>(text[count]) >= 0x20) {
+    ++count;
+  }
+  return count;
 }
 
 /// Appends the escape sequence that JsonText writes for a byte that is not plain.

@@ -1,6 +1,5 @@
 #include "utils/json_scanner.h"
 
-#include <algorithm>
 #include <charconv>
 
 #include "utils/json_escape.h"
@@ -12,10 +11,10 @@ namespace {
 constexpr int kMaxDepth = 50;
 constexpr size_t kMaxDigits = 18;  // of any integer; fits 64 bits
 
-bool IsDigit(char byte) { return byte >= '0' && byte <= '9'; }
-
 size_t CountDigits(std::string_view text) {
-  return std::find_if_not(text.begin(), text.end(), IsDigit) - text.begin();
+  size_t count = 0;
+  while (count < text.size() && text[count] >= '0' && text[count] <= '9') ++count;
+  return count;
 }
 
 /// Whether a number of this many digits is not zero with another digit behind it.
@@ -24,12 +23,6 @@ bool IsCanonical(std::string_view digits, size_t count) {
 }
 
 }  // namespace
-
-bool JsonScanner::Skip(std::string_view text) {
-  if (rest_.substr(0, text.size()) != text) return false;
-  rest_.remove_prefix(text.size());
-  return true;
-}
 
 bool JsonScanner::Read(bool& value) {
   value = Skip("true");
@@ -62,8 +55,7 @@ bool JsonScanner::ReadObject(std::string_view& object) {
 bool JsonScanner::ReadString(std::string* value) {
   if (!Skip("\"")) return false;
   while (true) {
-    const size_t plain =
-        std::find_if_not(rest_.begin(), rest_.end(), IsPlainInJson) - rest_.begin();
+    const size_t plain = CountPlainInJson(rest_);
     if (value != nullptr) value->append(rest_, 0, plain);
     rest_.remove_prefix(plain);
     if (Skip("\"")) return true;
@@ -76,13 +68,10 @@ bool JsonScanner::ReadString(std::string* value) {
 /// Reads the name of a member and the colon; a name with an escape sequence is refused,
 /// because names are compared as they are written.
 bool JsonScanner::ReadName(std::string_view& name) {
-  const size_t end = rest_.find('"', 1);
-  if (rest_.empty() || rest_.front() != '"' || end == std::string_view::npos) {
-    return false;
-  }
-  name = rest_.substr(1, end - 1);
-  rest_.remove_prefix(end + 1);
-  return std::all_of(name.begin(), name.end(), IsPlainInJson) && Skip(":");
+  if (!Skip("\"")) return false;
+  name = rest_.substr(0, CountPlainInJson(rest_));
+  rest_.remove_prefix(name.size());
+  return Skip("\":");
 }
 
 bool JsonScanner::SkipValue(int depth) {

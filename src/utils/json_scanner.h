@@ -17,7 +17,11 @@ class JsonScanner {
 
   bool AtEnd() const { return rest_.empty(); }
   /// Reads this text.
-  bool Skip(std::string_view text);
+  bool Skip(std::string_view text) {
+    if (rest_.substr(0, text.size()) != text) return false;
+    rest_.remove_prefix(text.size());
+    return true;
+  }
   /// Reads a boolean.
   bool Read(bool& value);
   /// Reads a number.

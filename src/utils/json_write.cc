@@ -1,6 +1,5 @@
 #include "utils/json_write.h"
 
-#include <algorithm>
 #include <charconv>
 #include <iterator>
 
@@ -60,8 +59,7 @@ bool AppendObject(const Json::Value& object, std::string& text) {
 void AppendJsonString(std::string_view value, std::string& text) {
   text += '"';
   while (!value.empty()) {
-    const size_t plain =
-        std::find_if_not(value.begin(), value.end(), IsPlainInJson) - value.begin();
+    const size_t plain = CountPlainInJson(value);
     text += value.substr(0, plain);
     if (plain == value.size()) break;
     AppendJsonEscape(value[plain], text);
