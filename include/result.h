@@ -72,6 +72,8 @@ class SHARING_EXPORT Row {
   Field GetField(const std::string& column) const;
 
  private:
+  friend class ColumnText;
+
   DBResult_tag* handle_ = nullptr;
   unsigned int row_ = 0;
 };

@@ -1,18 +1,35 @@
 #pragma once
 
-#include <json/value.h>
-
 #include <map>
 #include <string>
 #include <vector>
 
 #include "entry.h"
 #include "object.h"
+#include "utils/lazy_json.h"
 
 namespace VEXO::sharing::record {
 
+/// The fields of Entry that are in the data column.
+struct EntryData {
+  bool enable_match_ip_ = true;
+  Entry::ProtectType protect_type_ = Entry::PROTECT_NONE;
+  std::string protect_title_;
+  std::string protect_password_;
+  std::string protect_password_salt_;
+  Entry::PasswordEncryptAlgo protect_password_algo_ = Entry::ENCRYPT_ALGO_DEFAULT;
+  std::vector<unsigned int> protect_uids_;
+  std::vector<std::string> protect_extra_users_;
+  std::vector<unsigned int> protect_gids_;
+  std::vector<std::string> protect_extra_groups_;
+  Entry::RedirectType redirect_type_ = Entry::REDIRECT_NONE;
+  std::string redirect_uri_;
+  LazyJson app_;
+  LazyJson private_data_{Json::Value(Json::objectValue)};
+};
+
 /// The fields and rules of Entry.
-class EntryPrivate : public Object {
+class EntryPrivate : public Object, public EntryData {
  public:
   std::vector<std::string> GetFieldList() const override;
   std::map<std::string, std::string> GetFieldMap() const override;
@@ -50,27 +67,6 @@ class EntryPrivate : public Object {
   int expire_times_ = 0;
   int use_count_ = 0;
   bool auto_gc_ = true;
-  bool enable_match_ip_ = true;
-  Entry::ProtectType protect_type_ = Entry::PROTECT_NONE;
-  std::string protect_title_;
-  std::string protect_password_;
-  std::string protect_password_salt_;
-  Entry::PasswordEncryptAlgo protect_password_algo_ = Entry::ENCRYPT_ALGO_DEFAULT;
-  std::vector<unsigned int> protect_uids_;
-  std::vector<std::string> protect_extra_users_;
-  std::vector<unsigned int> protect_gids_;
-  std::vector<std::string> protect_extra_groups_;
-  Entry::RedirectType redirect_type_ = Entry::REDIRECT_NONE;
-  std::string redirect_uri_;
-  Json::Value app_;
-  Json::Value private_data_{Json::objectValue};
-
- private:
-  /// The JSON object of the data column.
-  Json::Value DataObject() const;
-  /// Reads the members of the data column.  Throws Json::Exception when one has the wrong
-  /// type.
-  void FromData(const Json::Value& data);
 };
 
 }  // namespace VEXO::sharing::record

@@ -14,7 +14,7 @@
 #include "db/run_as.h"
 #include "internal/base_db_private.h"
 #include "utils/log.h"
-#include "utils/plain_stream.h"
+#include "utils/plain_text.h"
 
 namespace VEXO::sharing::db {
 
@@ -172,13 +172,14 @@ bool BaseDBPrivate::Commit() {
 
 std::string BaseDBPrivate::Escape(const std::string& text) const {
   // One byte more than the size passed, so that the text always ends with NUL.
-  std::vector<char> buffer(2 * text.size() + 1);
-  if (VEXODBEscapeStringEX2(0, buffer.data(), 2 * text.size(), text.c_str(),
+  std::string escaped(2 * text.size() + 1, '\0');
+  if (VEXODBEscapeStringEX2(0, escaped.data(), 2 * text.size(), text.c_str(),
                             text.size()) == -1) {
     LogError("%s:%d (%u) escape failed\n\n", kSource, 435, Pid());
     return "";
   }
-  return buffer.data();
+  escaped.resize(strlen(escaped.c_str()));
+  return escaped;
 }
 
 bool BaseDBPrivate::ExecuteWALCheckPoint() {
@@ -187,7 +188,7 @@ bool BaseDBPrivate::ExecuteWALCheckPoint() {
 
 bool BaseDBPrivate::Insert(const std::string& table,
                            const std::vector<std::string>& values) {
-  PlainStream sql;
+  PlainText sql;
   sql << "INSERT INTO " << table << " VALUES (NULL,";
   const char* separator = "";
   for (const std::string& value : values) {
@@ -200,7 +201,7 @@ bool BaseDBPrivate::Insert(const std::string& table,
 
 bool BaseDBPrivate::Update(const std::string& table,
                            const std::map<std::string, std::string>& columns, int id) {
-  PlainStream sql;
+  PlainText sql;
   sql << "UPDATE " << table << " SET ";
   const char* separator = "";
   for (const auto& [column, value] : columns) {
@@ -215,7 +216,7 @@ bool BaseDBPrivate::Update(const std::string& table,
 }
 
 bool BaseDBPrivate::Delete(const std::string& table, int id) {
-  PlainStream sql;
+  PlainText sql;
   sql << "DELETE FROM " << table << " WHERE id=" << id;
   return Execute(sql.str(), nullptr);
 }

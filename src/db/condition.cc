@@ -5,7 +5,7 @@
 
 #include "base_db.h"
 #include "internal/condition_private.h"
-#include "utils/plain_stream.h"
+#include "utils/plain_text.h"
 
 namespace VEXO::sharing::db {
 
@@ -51,7 +51,7 @@ void ConditionPrivate::Clear() {
 }
 
 std::string ConditionPrivate::GetSQL() const {
-  PlainStream sql;
+  PlainText sql;
   const char* separator = " WHERE ";
   for (const _tag_where__& where : wheres_) {
     if (&where != &wheres_.front()) {

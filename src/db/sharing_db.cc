@@ -8,7 +8,7 @@
 #include "internal/sharing_db_private.h"
 #include "result.h"
 #include "utils/log.h"
-#include "utils/plain_stream.h"
+#include "utils/plain_text.h"
 
 namespace VEXO::sharing::db {
 
@@ -51,7 +51,7 @@ bool SharingDBPrivate::Migration() {
 }
 
 bool SharingDBPrivate::MigrateTo(int version) {
-  PlainStream path;
+  PlainText path;
   path << kSchemaDirectory << "/" << version << ".sql";
   std::ifstream file;
   {

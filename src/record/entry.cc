@@ -8,11 +8,11 @@
 #include <vexo/random.hpp>
 
 #include "internal/entry_private.h"
+#include "record/entry_data.h"
 #include "record/record_fields.h"
 #include "utils.h"
-#include "utils/json_text.h"
 #include "utils/log.h"
-#include "utils/plain_stream.h"
+#include "utils/plain_text.h"
 #include "utils/wipe.h"
 
 namespace VEXO::sharing::record {
@@ -23,87 +23,6 @@ const char kSource[] = "entry";
 
 const char kJsonTimeFormat[] = "%Y-%m-%d %H:%M:%S";
 constexpr size_t kTimeTextSize = 128;
-
-const char* ProtectTypeText(Entry::ProtectType type) {
-  switch (type) {
-    case Entry::PROTECT_PASSWORD:
-      return SZK_PROTECT_PROTECT_PASSWORD;
-    case Entry::PROTECT_USER:
-      return SZK_PROTECT_PROTECT_USER;
-    default:
-      return SZK_PROTECT_PROTECT_NONE;
-  }
-}
-
-// On purpose these functions accept any text: an unknown text is read as the strictest
-// protection, as the redirect that always applies, and as MD5.
-
-Entry::ProtectType ProtectTypeFromText(const std::string& text) {
-  if (text == SZK_PROTECT_PROTECT_NONE) return Entry::PROTECT_NONE;
-  return text == SZK_PROTECT_PROTECT_PASSWORD ? Entry::PROTECT_PASSWORD
-                                              : Entry::PROTECT_USER;
-}
-
-const char* RedirectTypeText(Entry::RedirectType type) {
-  switch (type) {
-    case Entry::REDIRECT_URLPARAM:
-      return SZK_REDIRECT_REDIRECT_URLPARAM;
-    case Entry::REDIRECT_ALWAYS:
-      return SZK_REDIRECT_REDIRECT_ALWAYS;
-    default:
-      return SZK_REDIRECT_REDIRECT_NONE;
-  }
-}
-
-Entry::RedirectType RedirectTypeFromText(const std::string& text) {
-  if (text == SZK_REDIRECT_REDIRECT_NONE) return Entry::REDIRECT_NONE;
-  return text == SZK_REDIRECT_REDIRECT_URLPARAM ? Entry::REDIRECT_URLPARAM
-                                                : Entry::REDIRECT_ALWAYS;
-}
-
-const char* AlgoText(Entry::PasswordEncryptAlgo algo) {
-  return algo == Entry::ENCRYPT_ALGO_DEFAULT ? SZK_PROTECT_PASSWORD_ALGO_DEFAULT
-                                             : SZK_PROTECT_PASSWORD_ALGO_MD5;
-}
-
-Entry::PasswordEncryptAlgo AlgoFromText(const std::string& text) {
-  return text == SZK_PROTECT_PASSWORD_ALGO_DEFAULT ? Entry::ENCRYPT_ALGO_DEFAULT
-                                                   : Entry::ENCRYPT_ALGO_MD5;
-}
-
-template <class T>
-Json::Value JsonArray(const std::vector<T>& values) {
-  Json::Value array(Json::arrayValue);
-  for (const T& value : values) {
-    array.append(value);
-  }
-  return array;
-}
-
-/// Returns an array, or null for an empty one; throws, like the conversions, for any
-/// other value.
-const Json::Value& ListOrNull(const Json::Value& value) {
-  if (!value.isArray() && !value.isNull()) {
-    Json::throwLogicError("not a list");
-  }
-  return value;
-}
-
-std::vector<unsigned int> IdsFromJson(const Json::Value& array) {
-  std::vector<unsigned int> ids;
-  for (const Json::Value& element : ListOrNull(array)) {
-    ids.push_back(element.asUInt());
-  }
-  return ids;
-}
-
-std::vector<std::string> NamesFromJson(const Json::Value& array) {
-  std::vector<std::string> names;
-  for (const Json::Value& element : ListOrNull(array)) {
-    names.push_back(element.asString());
-  }
-  return names;
-}
 
 using NameToId = bool (*)(const std::string& name, unsigned int& id);
 using IdToName = bool (*)(const unsigned int& id, std::string& name);
@@ -181,18 +100,20 @@ long TimeFromText(const std::string& text, const char* format) {
 }  // namespace
 
 std::vector<std::string> EntryPrivate::GetFieldList() const {
-  PlainStream owner_uid;
-  owner_uid << owner_uid_;  // unsigned: no owner is 4294967295, never -1
-  return {hash_,
-          project_name_,
-          ToString(enabled_),
-          owner_uid.str(),
-          ToString(start_at_),
-          ToString(expire_at_),
-          ToString(expire_times_),
-          ToString(use_count_),
-          ToString(auto_gc_),
-          JsonText(DataObject())};
+  std::vector<std::string> values;  // an initializer list would copy the texts
+  values.reserve(10);
+  values.push_back(hash_);
+  values.push_back(project_name_);
+  values.push_back(ToString(enabled_));
+  // unsigned: no owner is 4294967295, never -1
+  values.push_back((PlainText() << owner_uid_).str());
+  values.push_back(ToString(start_at_));
+  values.push_back(ToString(expire_at_));
+  values.push_back(ToString(expire_times_));
+  values.push_back(ToString(use_count_));
+  values.push_back(ToString(auto_gc_));
+  values.push_back(DataText(*this));
+  return values;
 }
 
 std::map<std::string, std::string> EntryPrivate::GetFieldMap() const {
@@ -200,25 +121,6 @@ std::map<std::string, std::string> EntryPrivate::GetFieldMap() const {
       {SZK_HASH, SZK_PROJECT_NAME, SZK_ENABLED_, SZK_OWNER_UID, SZK_START_AT,
        SZK_EXPIRE_AT, SZK_EXPIRE_TIMES, SZK_USE_COUNT, SZK_AUTO_GC, SZK_DATA},
       GetFieldList());
-}
-
-Json::Value EntryPrivate::DataObject() const {
-  Json::Value data(Json::objectValue);
-  data[SZK_ENABLE_MATCH_IP] = enable_match_ip_;
-  data[SZK_PROTECT_TYPE] = ProtectTypeText(protect_type_);
-  data[SZK_PROTECT_TITLE] = protect_title_;
-  data[SZK_PROTECT_PASSWORD] = protect_password_;
-  data[SZK_PROTECT_PASSWORD_ALGO] = AlgoText(protect_password_algo_);
-  data[SZK_PROTECT_PASSWORD_SALT] = protect_password_salt_;
-  data[SZK_PROTECT_UIDS] = JsonArray(protect_uids_);
-  data[SZK_PROTECT_EXTRA_USERS] = JsonArray(protect_extra_users_);
-  data[SZK_PROTECT_GIDS] = JsonArray(protect_gids_);
-  data[SZK_PROTECT_EXTRA_GROUPS] = JsonArray(protect_extra_groups_);
-  data[SZK_REDIRECT_TYPE] = RedirectTypeText(redirect_type_);
-  data[SZK_REDIRECT_URI] = redirect_uri_;
-  data[SZK_APP] = app_;
-  data[SZK_PRIVATE_DATA] = private_data_;
-  return data;
 }
 
 bool EntryPrivate::FromRow(const db::Row& row) {
@@ -234,33 +136,7 @@ bool EntryPrivate::FromRow(const db::Row& row) {
   auto_gc_ = ReadField(row, SZK_AUTO_GC).AsInt(0) != 0;
 
   app_ = Json::Value();  // a record with unreadable data is never legal
-  Json::Value data;
-  if (!ParseJson(ReadField(row, SZK_DATA).AsString(""), data) || !data.isObject()) {
-    return false;
-  }
-  try {
-    FromData(data);
-  } catch (const Json::Exception&) {
-    return false;
-  }
-  return IsLegal();
-}
-
-void EntryPrivate::FromData(const Json::Value& data) {
-  enable_match_ip_ = data[SZK_ENABLE_MATCH_IP].asBool();
-  protect_type_ = ProtectTypeFromText(data[SZK_PROTECT_TYPE].asString());
-  protect_title_ = data[SZK_PROTECT_TITLE].asString();
-  protect_password_ = data[SZK_PROTECT_PASSWORD].asString();
-  protect_password_algo_ = AlgoFromText(data[SZK_PROTECT_PASSWORD_ALGO].asString());
-  protect_password_salt_ = data[SZK_PROTECT_PASSWORD_SALT].asString();
-  protect_uids_ = IdsFromJson(data[SZK_PROTECT_UIDS]);
-  protect_extra_users_ = NamesFromJson(data[SZK_PROTECT_EXTRA_USERS]);
-  protect_gids_ = IdsFromJson(data[SZK_PROTECT_GIDS]);
-  protect_extra_groups_ = NamesFromJson(data[SZK_PROTECT_EXTRA_GROUPS]);
-  redirect_type_ = RedirectTypeFromText(data[SZK_REDIRECT_TYPE].asString());
-  redirect_uri_ = data[SZK_REDIRECT_URI].asString();
-  private_data_ = data.get(SZK_PRIVATE_DATA, Json::Value(Json::objectValue));
-  app_ = data[SZK_APP];
+  return ReadData(ReadField(row, SZK_DATA).AsString(""), *this) && IsLegal();
 }
 
 void EntryPrivate::ToJSON(Json::Value& out) const {
@@ -281,7 +157,7 @@ void EntryPrivate::ToJSON(Json::Value& out) const {
   out[SZK_PROTECT_GROUPS] = JsonArray(ProtectGroups());
   out[SZK_REDIRECT_TYPE] = RedirectTypeText(redirect_type_);
   out[SZK_REDIRECT_URI] = redirect_uri_;
-  out[SZK_APP] = app_;
+  out[SZK_APP] = app_.Get();
 }
 
 bool EntryPrivate::IsLegal() const {
@@ -289,8 +165,8 @@ bool EntryPrivate::IsLegal() const {
   SHARING_REFUSE_IF(333, hash_.empty(), "\"\" == hash_");
   SHARING_REFUSE_IF(334, project_name_.empty(), "\"\" == project_name_");
   SHARING_REFUSE_IF(335, owner_uid_ == UID_ERR, "UID_ERR == owner_uid_");
-  SHARING_REFUSE_IF(336, !app_.isObject(), "! app_.isObject()");
-  SHARING_REFUSE_IF(337, !private_data_.isObject(), "! private_data_.isObject()");
+  SHARING_REFUSE_IF(336, !app_.IsObject(), "! app_.isObject()");
+  SHARING_REFUSE_IF(337, !private_data_.IsObject(), "! private_data_.isObject()");
   SHARING_REFUSE_IF(
       338, protect_type_ == Entry::PROTECT_PASSWORD && protect_password_.empty(),
       "Entry::PROTECT_PASSWORD == protect_type_ && \"\" == protect_password_");
@@ -562,9 +438,9 @@ void Entry::set_redirect_uri(const std::string& redirect_uri) {
   d_->redirect_uri_ = redirect_uri;
 }
 
-Json::Value Entry::get_app() const { return d_->app_; }
+Json::Value Entry::get_app() const { return d_->app_.Get(); }
 void Entry::set_app(const Json::Value& app) { d_->app_ = app; }
-Json::Value Entry::get_private_data() const { return d_->private_data_; }
+Json::Value Entry::get_private_data() const { return d_->private_data_.Get(); }
 void Entry::set_private_data(const Json::Value& private_data) {
   d_->private_data_ = private_data;
 }

@@ -1,22 +1,17 @@
 #include "record/record_fields.h"
 
-#include <stdexcept>
+#include <utility>
 
 namespace VEXO::sharing::record {
 
-db::Field ReadField(const db::Row& row, const char* column) {
-  try {
-    return row.GetField(column);
-  } catch (const std::logic_error&) {
-    return db::Field("");
-  }
-}
+db::ColumnText ReadField(const db::Row& row, const char* column) { return {row, column}; }
 
-std::map<std::string, std::string> PairFields(const std::vector<std::string>& columns,
-                                              const std::vector<std::string>& values) {
+std::map<std::string, std::string> PairFields(std::initializer_list<const char*> columns,
+                                              std::vector<std::string> values) {
   std::map<std::string, std::string> fields;
-  for (size_t i = 0; i < columns.size(); ++i) {
-    fields[columns[i]] = values[i];
+  auto value = values.begin();
+  for (const char* const column : columns) {
+    fields[column] = std::move(*value++);
   }
   return fields;
 }

@@ -1,19 +1,20 @@
 #pragma once
 
+#include <initializer_list>
 #include <map>
 #include <string>
 #include <vector>
 
-#include "result.h"
+#include "db/column_text.h"
 
 namespace VEXO::sharing::record {
 
-/// Reads a column of a row.  A missing column is an empty field, which converts to the
+/// Reads a column of a row.  A missing column is an empty text, which converts to the
 /// default.
-db::Field ReadField(const db::Row& row, const char* column);
+db::ColumnText ReadField(const db::Row& row, const char* column);
 
 /// The values by column name.
-std::map<std::string, std::string> PairFields(const std::vector<std::string>& columns,
-                                              const std::vector<std::string>& values);
+std::map<std::string, std::string> PairFields(std::initializer_list<const char*> columns,
+                                              std::vector<std::string> values);
 
 }  // namespace VEXO::sharing::record

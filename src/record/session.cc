@@ -8,7 +8,7 @@
 #include "internal/session_private.h"
 #include "record/record_fields.h"
 #include "utils/log.h"
-#include "utils/plain_stream.h"
+#include "utils/plain_text.h"
 
 namespace VEXO::sharing::record {
 
@@ -19,9 +19,8 @@ const char kSource[] = "session";
 }  // namespace
 
 std::vector<std::string> SessionPrivate::GetFieldList() const {
-  PlainStream uid;
-  uid << uid_;  // unsigned: no user is 4294967295, never -1
-  return {session_id_, uid.str(), ip_, ToString(timeout_)};
+  const std::string uid = (PlainText() << uid_).str();  // no user is 4294967295, never -1
+  return {session_id_, uid, ip_, ToString(timeout_)};
 }
 
 std::map<std::string, std::string> SessionPrivate::GetFieldMap() const {

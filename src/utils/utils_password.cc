@@ -1,7 +1,6 @@
 #include <gcrypt.h>
 #include <openssl/md5.h>
 
-#include <cstdio>
 #include <memory>
 #include <new>
 
@@ -16,9 +15,12 @@ constexpr size_t kSha1Length = 20;
 
 /// Writes each byte as two lower-case hexadecimal digits, and a terminating NUL.
 void WriteHex(const unsigned char* bytes, size_t length, char* text) {
+  const char kDigits[] = "0123456789abcdef";
   for (size_t i = 0; i < length; ++i) {
-    snprintf(text + 2 * i, 3, "%02x", bytes[i]);
+    *text++ = kDigits[bytes[i] / 16];
+    *text++ = kDigits[bytes[i] % 16];
   }
+  *text = '\0';
 }
 
 }  // namespace

@@ -1,14 +1,12 @@
 #include "value_text.h"
 
-#include "utils/plain_stream.h"
+#include "utils/plain_text.h"
 
 namespace VEXO::sharing {
 
 template <class T>
 std::string ToString(T& value) {
-  PlainStream text;
-  text << value;
-  return text.str();
+  return (PlainText() << value).str();
 }
 
 template std::string ToString<std::string>(std::string& value);

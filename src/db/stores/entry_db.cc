@@ -6,7 +6,7 @@
 #include "db/stores/store_sql.h"
 #include "internal/entry_db_private.h"
 #include "utils.h"
-#include "utils/plain_stream.h"
+#include "utils/plain_text.h"
 
 namespace VEXO::sharing::db {
 
@@ -15,7 +15,7 @@ namespace {
 /// The links that have expired or reached their use limit.  After the last use the limit
 /// is reached here, while Entry::IsValid is still true.
 std::string ExpiredClause() {
-  PlainStream clause;
+  PlainText clause;
   clause << " ((expire_at != 0 AND expire_at < " << time(nullptr)
          << ") OR (expire_times != 0 AND use_count >= expire_times))";
   return clause.str();
@@ -46,27 +46,27 @@ bool EntryDBPrivate::CreateWithHash(record::Entry& entry) {
 }
 
 bool EntryDBPrivate::GetByHash(const std::string& hash, record::Entry& entry) const {
-  PlainStream sql;
+  PlainText sql;
   sql << "SELECT * FROM " << table_ << " WHERE hash = '" << db_->Escape(hash) << "'";
   return GetFirst(*db_, sql.str(), *entry.GetObject());
 }
 
 bool EntryDBPrivate::PurgeExpired(float probability) {
   if (!IsProbabilityHit(probability)) return true;
-  PlainStream sql;
+  PlainText sql;
   sql << "DELETE FROM " << table_ << " WHERE auto_gc = 1 AND " << ExpiredClause();
   return db_->Execute(sql.str());
 }
 
 bool EntryDBPrivate::DeleteByOwnerUid(unsigned int uid) {
-  PlainStream sql;
+  PlainText sql;
   sql << "DELETE FROM " << table_ << " WHERE owner_uid = " << uid;
   return db_->Execute(sql.str());
 }
 
 bool EntryDBPrivate::PurgeExpiredByOwnerProject(unsigned int uid,
                                                 const std::string& project) {
-  PlainStream sql;
+  PlainText sql;
   sql << "DELETE FROM " << table_ << " WHERE";
   if (uid != UID_ERR) {
     sql << " owner_uid = " << uid << " AND";

@@ -7,7 +7,7 @@
 #include "session.h"
 #include "token.h"
 #include "utils/log.h"
-#include "utils/plain_stream.h"
+#include "utils/plain_text.h"
 
 namespace VEXO::sharing::db {
 
@@ -69,13 +69,13 @@ bool ObjectDB::Delete(int id) {
 bool ObjectDB::Delete(const record::Object& obj) { return Delete(obj.id); }
 
 bool ObjectDB::GetById(int id, record::Object& obj) const {
-  PlainStream sql;
+  PlainText sql;
   sql << "SELECT * FROM " << table_ << " WHERE id = " << id;
   return GetFirst(*db_, sql.str(), obj);
 }
 
 bool ObjectDB::Count(int& n) const {
-  PlainStream sql;
+  PlainText sql;
   sql << "SELECT COUNT(*) AS c FROM " << table_ << condition_->GetSQL();
   Result result;
   Row row;
@@ -89,7 +89,7 @@ Condition& ObjectDB::GetCondition() const { return *condition_; }
 template <class T>
 bool ObjectDB::Query(std::vector<T>& out) const {
   const ClearAtEnd clear(*condition_);
-  PlainStream sql;
+  PlainText sql;
   sql << "SELECT * FROM " << table_ << condition_->GetSQL();
   Result result;
   if (!db_->Execute(sql.str(), result) || !result.IsGood()) return false;

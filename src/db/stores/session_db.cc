@@ -4,7 +4,7 @@
 
 #include "db/stores/store_sql.h"
 #include "internal/session_db_private.h"
-#include "utils/plain_stream.h"
+#include "utils/plain_text.h"
 
 namespace VEXO::sharing::db {
 
@@ -31,7 +31,7 @@ bool SessionDBPrivate::CreateWithSessionId(record::Session& session) {
 }
 
 bool SessionDBPrivate::DeleteBySessionId(const std::string& session_id) {
-  PlainStream sql;
+  PlainText sql;
   sql << "DELETE FROM " << table_ << " WHERE session_id = '" << db_->Escape(session_id)
       << "'";
   return db_->Execute(sql.str());
@@ -39,7 +39,7 @@ bool SessionDBPrivate::DeleteBySessionId(const std::string& session_id) {
 
 bool SessionDBPrivate::GetBySessionId(const std::string& session_id,
                                       record::Session& session) const {
-  PlainStream sql;
+  PlainText sql;
   sql << "SELECT * FROM " << table_ << " WHERE session_id = '" << db_->Escape(session_id)
       << "'";
   return GetFirst(*db_, sql.str(), *session.GetObject());

@@ -6,7 +6,7 @@
 #include "object.h"
 #include "result.h"
 #include "utils.h"
-#include "utils/plain_stream.h"
+#include "utils/plain_text.h"
 
 namespace VEXO::sharing::db {
 
@@ -19,7 +19,7 @@ bool GetFirst(BaseDB& db, const std::string& sql, record::Object& obj) {
 
 bool PurgePastDeadline(BaseDB& db, const char* table, float probability) {
   if (!IsProbabilityHit(probability)) return true;
-  PlainStream sql;
+  PlainText sql;
   sql << "DELETE FROM " << table << " WHERE timeout < '" << time(nullptr) << "'";
   return db.Execute(sql.str());
 }

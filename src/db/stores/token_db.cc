@@ -2,7 +2,7 @@
 
 #include "db/stores/store_sql.h"
 #include "internal/token_db_private.h"
-#include "utils/plain_stream.h"
+#include "utils/plain_text.h"
 
 namespace VEXO::sharing::db {
 
@@ -17,14 +17,14 @@ bool TokenDBPrivate::PurgeExpired(float probability) {
 bool TokenDBPrivate::GetBySessionEntry(const record::Session& session,
                                        const record::Entry& entry,
                                        record::Token& token) const {
-  PlainStream sql;
+  PlainText sql;
   sql << "SELECT * FROM " << table_ << " WHERE session_id = " << session.get_id()
       << " AND entry_id = " << entry.get_id();
   return GetFirst(*db_, sql.str(), *token.GetObject());
 }
 
 bool TokenDBPrivate::PurgeByEntry(const record::Entry& entry) {
-  PlainStream sql;
+  PlainText sql;
   sql << "DELETE FROM " << table_ << " WHERE entry_id = " << entry.get_id();
   return db_->Execute(sql.str());
 }
