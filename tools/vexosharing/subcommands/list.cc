@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <ctime>
 #include <iterator>
-#include <map>
 #include <sstream>
 
 #include "cli/date.h"
@@ -94,18 +93,14 @@ std::string ProtectionText(const Entry& link) {
   return link.get_protect_type() == Entry::PROTECT_USER ? "user" : "password";
 }
 
-/// The cells of a link in the order of kColumns.  `owners` holds the names found so far.
-std::vector<Table::Cell> Cells(const Entry& link, long now,
-                               std::map<unsigned int, std::string>& owners) {
+/// The cells of a link in the order of kColumns.
+std::vector<Table::Cell> Cells(const Entry& link, long now) {
   const LinkState state = admin::StateOf(link, now);
-  const unsigned int uid = link.get_owner_uid();
-  const auto [owner, is_new] = owners.try_emplace(uid);
-  if (is_new) owner->second = UserText(uid);
   return {
       link.get_hash(),
       link.get_protect_title(),
       link.get_project_name(),
-      owner->second,
+      UserText(link.get_owner_uid()),
       {StateWords(state), StateStyle(state)},
       link.get_start_at() == 0 ? "immediately" : DateTextToMinute(link.get_start_at()),
       DateTextToMinute(link.get_expire_at()),
@@ -130,9 +125,8 @@ void PrintTable(const Options& options, admin::LinkReader& reader, long now) {
   headings.reserve(columns.size());
   for (const size_t column : columns) headings.push_back(kColumns[column].second);
   Table table(headings);
-  std::map<unsigned int, std::string> owners;
   ForEach(reader, [&](const Entry& link) {
-    const std::vector<Table::Cell> cells = Cells(link, now, owners);
+    const std::vector<Table::Cell> cells = Cells(link, now);
     std::vector<Table::Cell> row;
     row.reserve(columns.size());
     for (const size_t column : columns) row.push_back(cells[column]);
@@ -144,7 +138,8 @@ void PrintArray(admin::LinkReader& reader, long matching, long now) {
   std::cout << "{\"total\":" << matching << ",\"items\":[";
   admin::LinkUrls urls;
   JsonArrayWriter array;
-  ForEach(reader, [&](const Entry& link) { array.Add(LinkJson(link, urls, now)); });
+  ForEach(reader,
+          [&](const Entry& link) { array.AddText(LinkJsonText(link, urls, now)); });
   // An incomplete list is not closed, so that it is not valid JSON.
   if (!reader.good() || Interrupted()) return;
   array.End();
