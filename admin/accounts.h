@@ -63,6 +63,7 @@ class Directory {
   std::vector<Account> Accounts(const std::vector<unsigned int>& ids,
                                 const std::vector<std::string>& names);
 
+  /// Forgets the accounts that an AccountCache has kept.
   void Forget();
 
  private:

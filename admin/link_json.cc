@@ -125,7 +125,7 @@ std::string CheckMeaning(Json::Value& line) {
   }
   const std::string owner = line[SZK_OWNER_USER].asString();
   unsigned int uid = UID_ERR;
-  if (!owner.empty() && !UserToUID(owner, uid)) {
+  if (!owner.empty() && Users().FindId(owner, uid) != AccountState::kFound) {
     return "\"owner_user\" names an unknown user: " + owner;
   }
   if (!owner.empty()) line[SZK_OWNER_UID] = uid;
@@ -157,13 +157,12 @@ std::string CheckMeaning(Json::Value& line) {
 
 /// Moves the names that are known on this machine from `names` to `ids`, and removes
 /// duplicates.
-template <class ToId>
-void Resolve(Json::Value& names, Json::Value& ids, ToId to_id) {
+void Resolve(Directory& directory, Json::Value& names, Json::Value& ids) {
   std::set<Json::Value> known(ids.begin(), ids.end());
   std::set<Json::Value> unknown;
   for (const Json::Value& name : names) {
     unsigned int id = 0;
-    if (to_id(name.asString(), id)) {
+    if (directory.FindId(name.asString(), id) == AccountState::kFound) {
       known.insert(id);
     } else {
       unknown.insert(name);
@@ -179,8 +178,8 @@ bool ReadAsRow(db::BaseDB& database, const Json::Value& line, Entry& link) {
   Json::Value data = line;
   data[SZK_PROTECT_EXTRA_USERS] = line[SZK_PROTECT_USERS];
   data[SZK_PROTECT_EXTRA_GROUPS] = line[SZK_PROTECT_GROUPS];
-  Resolve(data[SZK_PROTECT_EXTRA_USERS], data[SZK_PROTECT_UIDS], UserToUID);
-  Resolve(data[SZK_PROTECT_EXTRA_GROUPS], data[SZK_PROTECT_GIDS], GroupToGID);
+  Resolve(Users(), data[SZK_PROTECT_EXTRA_USERS], data[SZK_PROTECT_UIDS]);
+  Resolve(Groups(), data[SZK_PROTECT_EXTRA_GROUPS], data[SZK_PROTECT_GIDS]);
   std::map<std::string, std::string> columns = link.GetFieldMap();
   for (auto& [name, value] : columns) {
     const Json::Value& member = line[name];
@@ -209,7 +208,7 @@ class ObjectValue {
   void Add(const char* name, const T& value) {
     value_[name] = ToValue(value);
   }
-  const Json::Value& value() const { return value_; }
+  Json::Value Finish() { return std::move(value_); }
 
  private:
   template <class T>
@@ -335,7 +334,7 @@ void AddMembers(const Entry& link, const Parts& parts, Object& out) {
 Json::Value LinkValue(const Entry& link, const Parts& parts) {
   ObjectValue value;
   AddMembers(link, parts, value);
-  return value.value();
+  return value.Finish();
 }
 
 std::string LinkText(const Entry& link, const Parts& parts) {
