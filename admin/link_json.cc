@@ -22,6 +22,8 @@ namespace {
 constexpr size_t kSha1Digits = 40;
 constexpr size_t kMd5Digits = 32;
 
+constexpr size_t kUsualLength = 1000;  // of a link as text; more is possible
+
 constexpr long kMaxId = UID_ERR - 1L;
 
 bool IsText(const Json::Value& value) {
@@ -229,6 +231,8 @@ class ObjectValue {
 /// The same object as text.  Members are added in the order of their names.
 class ObjectText {
  public:
+  ObjectText() { text_.reserve(kUsualLength); }
+
   template <class T>
   void Add(std::string_view name, const T& value) {
     text_ += text_.empty() ? "{\"" : ",\"";
