@@ -287,7 +287,7 @@ Json::Value RandomValue(std::mt19937& random, int depth) {
     case 0:
       return texts[below(std::size(texts))];
     case 1:
-      return Json::Int64(random()) * (below(2) == 0 ? 4294967296 : -1);
+      return Json::Int64(random()) * (below(2) == 0 ? 1000000000 : -1);
     case 2:
       return Json::UInt64{18446744073709551615U} - below(3);
     case 3:
