@@ -39,7 +39,7 @@ struct CloseConnection {
 }  // namespace
 
 struct VEXODB {
-  // In the order of their use: each is used by those that follow.
+  // Each is used by members that follow it, so it must outlive them.
   LockWait wait{LockWait::Signals::kEndWait};
   LockedFile file{wait};
   std::unique_ptr<sqlite3, CloseConnection> connection;
@@ -101,7 +101,7 @@ int RunStatement(VEXODB& db, const char* sql, const char** rest, DBResult_tag& r
   return result.Collect(statement.get());
 }
 
-/// The same for a passive checkpoint of an open log, without compiling it.
+/// Does the same for a passive checkpoint of a log that is open, without compiling SQL.
 int RunCheckpoint(VEXODB& db, const char* sql, const char** rest, DBResult_tag& result) {
   sqlite3* const connection = db.connection.get();
   int pages = -1;

@@ -9,13 +9,13 @@
 namespace VEXO::platform {
 namespace {
 
-constexpr int kMaxDigits = 18;  // which always fit
+constexpr int kMaxDigits = 18;  // any such number fits in 64 bits
 
-// Of a longer text, storing it takes longer than compiling it.
+// A statement with a longer string takes longer to run than to compile.
 constexpr std::ptrdiff_t kMaxStringSize = 1 << 20;
 
-// The statements of the library, as it writes them.  Any other text can be run too, but
-// is slower.
+// The statements of the library, exactly as it writes them.  Other texts are run too, but
+// are compiled each time.
 constexpr KnownStatement kStatements[] = {
     {"BEGIN IMMEDIATE"},
     {"BEGIN TRANSACTION"},
@@ -109,16 +109,15 @@ bool ParsedText::ReadString(const char** sql, Literal* literal) {
   }
 
   if (unquoted_ == nullptr) {
-    unquoted_ = std::make_unique<char[]>(strlen(sql_));  // room for all of them
+    unquoted_ = std::make_unique<char[]>(strlen(sql_));  // room for every string
     unquoted_end_ = unquoted_.get();
   }
   char* const text = unquoted_end_;
   const char* part = begin;
   while (quote[1] == '\'') {
-    const char* const next = quote + 1;  // the second of both begins the next part
     unquoted_end_ = std::copy(part, quote, unquoted_end_);
-    part = next;
-    quote = strchr(next + 1, '\'');
+    part = quote + 1;  // the second quote begins the next part
+    quote = strchr(part + 1, '\'');
     if (quote == nullptr) return false;
   }
   unquoted_end_ = std::copy(part, quote, unquoted_end_);
