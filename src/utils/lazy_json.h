@@ -8,7 +8,7 @@
 
 namespace VEXO::sharing {
 
-/// A JSON value.  An object that was read stays text until somebody asks for its value.
+/// A JSON value.  An object that was read stays text until its value is needed.
 class LazyJson {
  public:
   LazyJson() = default;
@@ -18,7 +18,7 @@ class LazyJson {
 
   const Json::Value& Get() const;
   bool IsObject() const { return !text_.empty() || value_.isObject(); }
-  /// As AppendJson.
+  /// Appends the value as AppendJson does, with the same result.
   bool AppendTo(std::string& text) const;
 
  private:
