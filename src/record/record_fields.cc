@@ -11,7 +11,7 @@ std::map<std::string, std::string> PairFields(std::initializer_list<const char*>
   std::map<std::string, std::string> fields;
   auto value = values.begin();
   for (const char* const column : columns) {
-    fields[column] = std::move(*value++);
+    fields.emplace(column, std::move(*value++));
   }
   return fields;
 }
