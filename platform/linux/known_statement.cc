@@ -109,7 +109,7 @@ bool ParsedText::Matches(const KnownStatement& known, std::string_view sql) {
 bool ParsedText::ReadString(std::string_view* sql, Literal* literal) {
   const std::string_view rest = sql->substr(1);
   std::size_t quote = rest.find('\'');
-  if (quote == std::string_view::npos || quote > kMaxStringSize) return false;
+  if (quote > kMaxStringSize) return false;  // or if there is none
   if (!IsQuote(rest, quote + 1)) {
     *literal = {rest.data(), static_cast<int>(quote), 0};
     sql->remove_prefix(quote + 2);
