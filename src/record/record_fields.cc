@@ -4,8 +4,6 @@
 
 namespace VEXO::sharing::record {
 
-db::ColumnText ReadField(const db::Row& row, const char* column) { return {row, column}; }
-
 std::map<std::string, std::string> PairFields(std::initializer_list<const char*> columns,
                                               std::vector<std::string> values) {
   std::map<std::string, std::string> fields;
