@@ -130,9 +130,9 @@ int RunCheckpoint(VEXODB& db, std::string_view sql, const char** rest,
   return SQLITE_OK;
 }
 
-/// Runs every statement of `sql`, behind which there is a 0.  `*inherited` becomes false
-/// once the transaction that was open before has ended: one found open later is this
-/// text's own.
+/// Runs every statement of `sql`, which a NUL follows.  `*inherited` becomes false once
+/// the transaction that was open before has ended: one found open later is this text's
+/// own.
 bool RunText(VEXODB& db, std::string_view sql, DBResult_tag& result, bool* inherited) {
   sqlite3* const connection = db.connection.get();
   while (!sql.empty()) {

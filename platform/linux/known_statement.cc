@@ -67,7 +67,8 @@ bool IsQuote(std::string_view text, std::size_t at) {
   return at < text.size() && text[at] == '\'';
 }
 
-/// Removes `part` from the beginning of `text`; false when the text begins otherwise.
+/// Removes `part` from the beginning of `text`.  False when the text does not begin with
+/// it.
 bool Skip(std::string_view part, std::string_view* text) {
   if (text->substr(0, part.size()) != part) return false;
   text->remove_prefix(part.size());
@@ -83,7 +84,8 @@ const KnownStatement& GetKnownStatement(std::size_t number) {
 int ParsedText::Parse(std::string_view sql) {
   size_ = sql.size();
   for (std::size_t i = 0; i < std::size(kStatements); ++i) {
-    // Most begin with the same words: the last character of the first part tells more.
+    // The last character of the first part is compared first, since many statements begin
+    // with the same words.
     const std::string_view first = kStatements[i].parts.front();
     if (first.size() <= sql.size() && sql[first.size() - 1] == first.back() &&
         Matches(kStatements[i], sql)) {

@@ -23,8 +23,9 @@ class LazyJson {
   bool AppendTo(std::string& text) const;
 
  private:
-  mutable std::optional<Json::Value> value_;  // none is null
-  mutable std::string text_;  // of the value; empty when `value_` is set or null
+  // The value is `text_`, unless that is empty; else `value_`, or null without one.
+  mutable std::optional<Json::Value> value_;
+  mutable std::string text_;
 };
 
 }  // namespace VEXO::sharing
