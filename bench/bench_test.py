@@ -65,6 +65,9 @@ class Bench(unittest.TestCase):
         self.assertEqual(syncs["get"], 0)
         self.assertGreater(syncs["login"], 0)
         self.assertGreater(syncs["cold check"], 0)
+        self.assertEqual({row["name"] for row in rows
+                          if row["part"] == "switches" and row["limit"] >= 8},
+                         set(parts.OPERATIONS))
         self.assertEqual(sum(row["part"] == "growth" for row in rows), 16)
         self.assertEqual(len(done.stdout.splitlines()), 1 + len(rows) + 2)
         self.assertIn("not a disk", done.stderr)

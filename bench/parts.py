@@ -52,7 +52,8 @@ class Bench:
                         f"--benchmark_filter=^{benchmark}/", "--benchmark_format=json"], account)
         return json.loads(out)["benchmarks"][0]
 
-    def in_turns(self, rounds, ours, limit):
+    @staticmethod
+    def in_turns(rounds, ours, limit):
         """What two functions of the round return, as two lists.  Each of them is first in every
         other round, so that noise and changes of speed affect both."""
         figures = {ours: [], limit: []}
@@ -116,12 +117,12 @@ def operations(bench):
 
 
 def syncs(bench):
-    """How often the disk is waited for."""
+    """How often an operation waits for the disk, and switches an id of the process."""
     with bench.place("tmpfs"):
         for name in OPERATIONS:
-            figures = [[bench.google(program, name, iterations=200)["syncs"]]
-                       for program in PROGRAMS]
-            yield bench.row("syncs", name, "", figures)
+            counted = [bench.google(program, name, iterations=200) for program in PROGRAMS]
+            for part in ("syncs", "switches"):
+                yield bench.row(part, name, "", [[counts[part]] for counts in counted])
         done = subprocess.run(
             [bench.program("bench_cold_check"), str(bench.links), "0"], check=True,
             stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True,
