@@ -87,7 +87,7 @@ class Bench(unittest.TestCase):
     def test_Arguments_ThatMakeNoSense_AreRefused(self):
         for arguments in (["5"], ["many"], ["--rounds", "0"], ["--only", "nonsense"], ["--write"],
                           ["--instructions", "100"], ["--plot"], ["--disk", "/nowhere"],
-                          ["--build", "/nowhere"]):
+                          ["--build", "/nowhere"], ["--output", "/nowhere/results.json"]):
             done = run(*arguments)
             self.assertEqual(done.returncode, 2, arguments)
             self.assertIn("bench: error:", done.stderr)
