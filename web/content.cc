@@ -105,7 +105,7 @@ Response Content::Answer() {
   if (sends) return MakeMessage(415, Message::kFormType);
   const OpenResult opened = SharedTree::Open(shared_.share, shared_.owner, &tree_);
   if (opened == OpenResult::kAbsent) return MakeGone();
-  if (opened == OpenResult::kFailed) return MakeTryLater(0);
+  if (opened == OpenResult::kFailed) return MakeTryLater();
   if (!address_.reachable) return MakeGone();
   return tree_->root().info.kind == NodeKind::kFile ? AnswerFileLink() : AnswerBelow();
 }
@@ -128,7 +128,7 @@ Response Content::AnswerFileLink() {
       address_.names.size() == 1 && address_.names[0] == name && !address_.slash;
   if (!IsRoot(address_) && !by_name) return MakeGone();
   Node file;
-  if (tree_->OpenNode("", &file) != OpenResult::kOpened) return MakeTryLater(0);
+  if (tree_->OpenNode("", &file) != OpenResult::kOpened) return MakeTryLater();
   const bool page =
       IsRoot(address_) ? !Asks("download") && !Asks("sha256") : Asks("view");
   return page ? FileView(file, name) : File(std::move(file), name);
@@ -138,7 +138,7 @@ Response Content::AnswerBelow() {
   Node node;
   const OpenResult opened = tree_->OpenNode(Path(), &node);
   if (opened == OpenResult::kAbsent) return MakeGone();
-  if (opened == OpenResult::kFailed) return MakeTryLater(0);
+  if (opened == OpenResult::kFailed) return MakeTryLater();
   if (node.info.kind == NodeKind::kFolder) {
     if (!address_.slash) return MakeRedirect(308, WithSlash(address_));
     return Folder(std::move(node));
@@ -158,7 +158,7 @@ Response Content::Folder(Node folder) {
   }
   FolderPage page;
   page.query = Query();
-  if (!ReadListing(*tree_, folder, page.query, &page.listing)) return MakeTryLater(0);
+  if (!ReadListing(*tree_, folder, page.query, &page.listing)) return MakeTryLater();
   if (Asks("json")) {
     return Recorded(VEXO::base::kEventList,
                     MakeJsonResponse(RenderListingJson(page.listing, page.query)));
@@ -182,11 +182,11 @@ Response Content::Zip(Node folder, const std::string& name,
                                   ? tree_->OpenNode(JoinPath(folder.path, entry), &node)
                                   : OpenResult::kAbsent;
     if (opened == OpenResult::kAbsent) return MakeGone();
-    if (opened == OpenResult::kFailed) return MakeTryLater(0);
+    if (opened == OpenResult::kFailed) return MakeTryLater();
   }
   std::optional<Response> zip =
       MakeZipResponse(std::move(tree_), std::move(folder), name, std::move(only));
-  return zip ? std::move(*zip) : MakeTryLater(0);
+  return zip ? std::move(*zip) : MakeTryLater();
 }
 
 Response Content::File(Node file, const std::string& name) {
@@ -224,7 +224,7 @@ Response Content::FileView(const Node& file, const std::string& name) {
   if (page.preview == Preview::kText) {
     TextPreview preview;
     if (!ReadTextPreview(file.fd.get(), kLargestPreview, &preview)) {
-      return MakeTryLater(0);
+      return MakeTryLater();
     }
     page.text = std::move(preview.text);
     page.text_cut = !preview.complete;
@@ -299,7 +299,7 @@ std::optional<Response> FindShared(const VisitAnswer& answer, SharedByLink* shar
     case OwnerLookup::kFailed:
       break;
   }
-  return MakeTryLater(0);
+  return MakeTryLater();
 }
 
 Response AnswerContent(const Variables& request, const LinkAddress& address,
