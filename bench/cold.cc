@@ -25,6 +25,7 @@ namespace {
 void Spawn(const std::vector<std::string>& command,
            const posix_spawn_file_actions_t& actions) {
   std::vector<char*> arguments;
+  arguments.reserve(command.size() + 1);
   for (const std::string& word : command) {
     arguments.push_back(const_cast<char*>(word.c_str()));
   }

@@ -27,6 +27,7 @@ using Operation = std::function<void(Backend&, const Visit&)>;
 
 std::vector<Visit> AllVisits(int links) {
   std::vector<Visit> visits;
+  visits.reserve(bench::SessionCount(links));
   for (int n = 0; n < bench::SessionCount(links); ++n) {
     visits.push_back(bench::GetVisit(links, n));
   }

@@ -36,10 +36,10 @@ class Bench:
         return str(self._programs / name)
 
     @staticmethod
-    def run(command, account="root", success=(0,)):
+    def run(command, account="root", stdout=subprocess.PIPE, success=(0,)):
         """Runs a program, and returns its standard output."""
         ids = {} if account == "root" else {"user": SYSTEM, "group": SYSTEM, "extra_groups": []}
-        done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
+        done = subprocess.run(command, stdout=stdout, stderr=subprocess.PIPE, text=True,
                               check=False, **ids)
         if done.returncode not in success:
             sys.exit(f"bench: {command[0]} failed: {done.stderr.strip()}")
@@ -53,14 +53,15 @@ class Bench:
         return json.loads(out)["benchmarks"][0]
 
     @staticmethod
-    def in_turns(rounds, ours, limit):
-        """What two functions of the round return, as two lists.  Each of them is first in every
-        other round, so that noise and changes of speed affect both."""
-        figures = {ours: [], limit: []}
+    def in_turns(rounds, measure, both=PROGRAMS):
+        """What a function of the program and the round returns, for each of two programs as a
+        list.  Each of them is first in every other round, so that noise and changes of speed
+        affect both."""
+        figures = {program: [] for program in both}
         for number in range(rounds):
-            for measure in (ours, limit) if number % 2 == 0 else (limit, ours):
-                figures[measure].append(measure(number))
-        return figures[ours], figures[limit]
+            for program in both if number % 2 == 0 else reversed(both):
+                figures[program].append(measure(program, number))
+        return figures.values()
 
     def fill(self):
         """Makes the database from which `install` makes copies."""
@@ -104,16 +105,13 @@ def operations(bench):
     """The median time of each operation."""
     for place, account in itertools.product(PLACES, ACCOUNTS):
         iterations = min(bench.links, 1000 if place == "tmpfs" else 300)
-
-        def medians(name):
-            return bench.in_turns(bench.rounds, *(
-                lambda number, program=program: bench.google(
-                    program, name, account, iterations, number * iterations)["p50_us"]
-                for program in PROGRAMS))
         with bench.place(place):
             for name in OPERATIONS:
-                yield bench.row("operations", name, "us", medians(name), place=place,
-                                account=account)
+                def median(program, number, name=name):
+                    return bench.google(program, name, account, iterations,
+                                        number * iterations)["p50_us"]
+                yield bench.row("operations", name, "us", bench.in_turns(bench.rounds, median),
+                                place=place, account=account)
 
 
 def syncs(bench):
@@ -134,23 +132,23 @@ def syncs(bench):
 def cold(bench):
     """A check with the start and the end of its program, and a program that does nothing."""
     iterations = 100
+
+    def median(program, number):
+        return bench.google("bench_cold", program, iterations=iterations,
+                            first=number * iterations)["p50_us"]
     with bench.place("tmpfs"):
-        figures = bench.in_turns(bench.rounds, *(
-            lambda number, name=name: bench.google("bench_cold", name, iterations=iterations,
-                                                   first=number * iterations)["p50_us"]
-            for name in ("check", "line")))
-        yield bench.row("cold", "check", "us", figures, place="tmpfs", account="root")
+        figures = bench.in_turns(bench.rounds, median, ["check", "line"])
+    yield bench.row("cold", "check", "us", figures, place="tmpfs", account="root")
 
 
 def writers(bench):
     """Sixteen processes that write at the same time."""
-    def run(program):
+    def run(program, _):
         return json.loads(bench.run([bench.program(program), "--links", str(bench.links),
                                      "--writers", "16", "--seconds", "2"]))
     for place in PLACES:
         with bench.place(place):
-            ours, limit = bench.in_turns(min(bench.rounds, 5), *(
-                lambda _, program=program: run(program) for program in PROGRAMS))
+            ours, limit = bench.in_turns(min(bench.rounds, 5), run)
         for key, name, unit in (("operations_per_second", "16 writers", "1/s"),
                                 ("longest_ms", "longest wait", "ms"),
                                 ("p99_ms", "wait, 99 %", "ms")):
@@ -158,16 +156,14 @@ def writers(bench):
             yield bench.row("writers", name, unit, figures, place=place, account="root")
 
 
-def expire(count):
-    """Lets so many links expire, spread evenly."""
+def expire(count, links):
+    """Lets `count` of the links expire, spread evenly."""
     for path in (OURS, LIMIT):
         connection = sqlite3.connect(path)
         with contextlib.closing(connection), connection:
-            if count > 0:
-                links = connection.execute("SELECT count(*) FROM entry").fetchone()[0]
-                connection.execute(
-                    "UPDATE entry SET expire_at = 1 WHERE id * ?1 / ?2 != (id - 1) * ?1 / ?2",
-                    (count, links))
+            connection.execute(
+                "UPDATE entry SET expire_at = 1 WHERE id * ?1 / ?2 != (id - 1) * ?1 / ?2",
+                (count, links))
 
 
 def purge(bench):
@@ -175,13 +171,14 @@ def purge(bench):
     for count in (0, 1000, 10000):
         if count >= bench.links:
             continue
-        figures = [], []
-        for _ in range(min(bench.rounds, 3)):
-            with bench.place("tmpfs"):
-                expire(count)
-                for measured, program in zip(figures, PROGRAMS):
-                    total = bench.google(program, "purge", iterations=1 if count else 20)
-                    measured.append(total["p50_us"] / max(count, 1))
+
+        def one(program, _):
+            bench.install()
+            expire(count, bench.links)
+            total = bench.google(program, "purge", iterations=1 if count else 20)
+            return total["p50_us"] / max(count, 1)
+        with bench.place("tmpfs"):
+            figures = bench.in_turns(min(bench.rounds, 3), one)
         yield bench.row("purge", f"{count} links" if count else "nothing",
                         "us a link" if count else "us", figures, place="tmpfs", account="root")
 
@@ -190,8 +187,8 @@ def commands(bench):
     """Commands that read every link.  Nothing is compared with them."""
     def seconds(arguments):
         begin = time.monotonic()
-        # 1: the check found something
-        bench.run([bench.program("vexosharing"), *arguments], success=(0, 1))
+        bench.run([bench.program("vexosharing"), *arguments], stdout=subprocess.DEVNULL,
+                  success=(0, 1))  # 1: the check has found something
         return time.monotonic() - begin
     with bench.place("tmpfs"):
         for arguments in (["list"], ["list", "--json"], ["check"]):
