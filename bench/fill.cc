@@ -46,7 +46,7 @@ void InsertSessions(sqlite3* connection, int links) {
   Statement token(connection, "INSERT INTO token VALUES (?1, ?2, ?1, ?3)");
   // Not the deadline that a check sets: it has to change them.
   const long deadline = time(nullptr) + bench::kLifetime / 2;
-  for (int id = 1; id <= bench::SessionCount(links); ++id) {
+  for (int id = 1; id <= bench::kSessions; ++id) {
     const std::string session_id = bench::SessionId(id);
     session.Bind(id, session_id, bench::kAddress, deadline).Run();
     token.Bind(id, bench::VisitedLink(links, id), deadline).Run();

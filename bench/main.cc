@@ -27,8 +27,8 @@ using Operation = std::function<void(Backend&, const Visit&)>;
 
 std::vector<Visit> AllVisits(int links) {
   std::vector<Visit> visits;
-  visits.reserve(bench::SessionCount(links));
-  for (int n = 0; n < bench::SessionCount(links); ++n) {
+  visits.reserve(bench::kSessions);
+  for (int n = 0; n < bench::kSessions; ++n) {
     visits.push_back(bench::GetVisit(links, n));
   }
   return visits;

@@ -65,10 +65,9 @@ inline std::string SessionId(int id) {
 /// Every tenth link names accounts that no longer exist.
 inline bool HasUnknownIds(int link) { return link % 10 == 0; }
 
-/// The sessions of a database with this number of links.  Each has a token for one link.
-/// There are enough of them that none is checked twice in a second: the second check
-/// would find nothing to change.
-inline int SessionCount(int links) { return std::min(links, 20000); }
+/// The sessions of a database.  Each has a token for one link.  There are enough of them
+/// that none is checked twice in a second: the second check would find nothing to change.
+inline constexpr int kSessions = 20000;
 
 /// Links that are visited, if there are so many.  They are spread evenly.
 inline constexpr int kVisitedLinks = 1000;
@@ -89,7 +88,7 @@ struct Visit {
 
 /// The visit with this number, from 0; after the last one follows the first one again.
 inline Visit GetVisit(int links, long n) {
-  const auto session = static_cast<int>(1 + n % SessionCount(links));
+  const auto session = static_cast<int>(1 + n % kSessions);
   return {LinkHash(VisitedLink(links, session)), SessionId(session)};
 }
 
