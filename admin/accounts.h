@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "entry.h"
@@ -22,6 +23,72 @@ struct Account {
   std::string name;  // or the id as a number
   AccountState state;
 };
+
+/// While an object of this class exists, each account is looked up once, also one that
+/// does not exist: for that one the name service asks all its sources.  A lookup that
+/// failed is repeated.  The programs have one object for a run, since accounts may change
+/// between two runs.
+class AccountCache {
+ public:
+  AccountCache();
+  ~AccountCache();
+  AccountCache(const AccountCache&) = delete;
+  AccountCache& operator=(const AccountCache&) = delete;
+};
+
+/// The users or the groups of the system.
+class Directory {
+ public:
+  using ToId = bool (*)(const std::string& name, unsigned int& id);
+  using ToName = bool (*)(const unsigned int& id, std::string& name);
+
+  Directory(ToId to_id, ToName to_name) : to_id_(to_id), to_name_(to_name) {}
+
+  /// Looks an account up; the output is set when it is found.
+  AccountState FindName(unsigned int id, std::string& name);
+  AccountState FindId(const std::string& name, unsigned int& id);
+
+  /// Empty when the account is not found.
+  std::string Name(unsigned int id);
+
+  // A link stores accounts as ids, and those that were not found as names.
+
+  /// The names of the ids that are found, and the names.
+  std::vector<std::string> Names(const std::vector<unsigned int>& ids,
+                                 const std::vector<std::string>& names);
+  /// The ids without a name.  Ids of the names are among them.
+  std::vector<unsigned int> Nameless(const std::vector<unsigned int>& ids,
+                                     const std::vector<std::string>& names);
+  /// Both as names, and then both as ids.
+  std::vector<Account> Accounts(const std::vector<unsigned int>& ids,
+                                const std::vector<std::string>& names);
+
+  /// Forgets the accounts that an AccountCache has kept.
+  void Forget();
+
+ private:
+  template <class Value>
+  struct Known {
+    AccountState state;
+    Value value;
+  };
+  template <class Key, class Value>
+  using Cache = std::unordered_map<Key, Known<Value>>;
+
+  template <class Key, class Value>
+  static AccountState Find(bool (*find)(const Key&, Value&), const Key& key, Value& value,
+                           Cache<Key, Value>& cache);
+  std::vector<unsigned int> Ids(const std::vector<unsigned int>& ids,
+                                const std::vector<std::string>& names);
+
+  ToId to_id_;
+  ToName to_name_;
+  Cache<std::string, unsigned int> ids_;
+  Cache<unsigned int, std::string> names_;
+};
+
+Directory& Users();
+Directory& Groups();
 
 /// The user, with the state of their entry in the shadow password file (shadow(5));
 /// kFound for a user without one, or when it cannot be read.

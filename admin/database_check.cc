@@ -13,6 +13,7 @@
 
 #include "admin/accounts.h"
 #include "admin/database_access.h"
+#include "admin/link_data.h"
 #include "admin/queries.h"
 #include "base/system_account.h"
 #include "keys.h"
@@ -226,8 +227,11 @@ class Checker {
   void CheckLink(const Entry& link) {
     const std::string hash = link.get_hash();
     CheckOwner(link);
-    CheckAllowed(hash + " allows user ", AllowedUsers(link));
-    CheckAllowed(hash + " allows group ", AllowedGroups(link));
+    const LinkData data = ReadLinkData(link);
+    CheckAllowed(hash + " allows user ",
+                 Users().Accounts(data.protect_uids_, data.protect_extra_users_));
+    CheckAllowed(hash + " allows group ",
+                 Groups().Accounts(data.protect_gids_, data.protect_extra_groups_));
     if (link.get_protect_type() == Entry::PROTECT_PASSWORD &&
         link.get_protect_password_algo() == Entry::ENCRYPT_ALGO_MD5) {
       findings_.Add("md5_password", hash);

@@ -7,12 +7,21 @@
 #include <utility>
 #include <vector>
 
+#include "src/utils/json_write.h"
+
 namespace admin {
 
 namespace {
 
 // Less than what the library reads: a link's stored text nests the object deeper.
 constexpr size_t kMaxDepth = 499;
+
+/// Whether a text has no byte that is escaped in ASCII.
+bool IsAscii(const std::string& text) {
+  unsigned char bits = 0;
+  for (const unsigned char byte : text) bits |= byte;
+  return bits < 0x80 && text.find('\x7F') == std::string::npos;
+}
 
 /// Builds a Json::Value from the events of a parser that follows the standard.
 class Builder : public nlohmann::json_sax<nlohmann::json> {
@@ -101,7 +110,14 @@ bool ParseJsonObject(const std::string& text, Json::Value& out, std::string& rea
   return true;
 }
 
+bool IsUtf8(const std::string& text) { return IsAscii(text) || utf8::is_valid(text); }
+
 std::string JsonText(const Json::Value& value, bool ascii) {
+  std::string usual;
+  if (VEXO::sharing::AppendJson(value, usual) &&
+      (ascii ? IsAscii(usual) : IsUtf8(usual))) {
+    return usual;
+  }
   Json::StreamWriterBuilder builder;
   builder["indentation"] = "";
   builder["emitUTF8"] = true;

@@ -20,6 +20,9 @@ bool ParseJsonObject(const std::string& text, Json::Value& out, std::string& rea
 /// fewest digits that read back as the same number.
 std::string JsonText(const Json::Value& value, bool ascii = false);
 
+/// Whether a text is valid UTF-8.
+bool IsUtf8(const std::string& text);
+
 /// An array of the values.
 template <class Values = std::vector<std::string>>
 Json::Value JsonArray(const Values& values) {

@@ -5,7 +5,9 @@
 #include <set>
 
 #include "admin/accounts.h"
+#include "admin/json_object.h"
 #include "admin/json_text.h"
+#include "admin/link_data.h"
 #include "base/percent.h"
 #include "base/text.h"
 #include "keys.h"
@@ -123,7 +125,7 @@ std::string CheckMeaning(Json::Value& line) {
   }
   const std::string owner = line[SZK_OWNER_USER].asString();
   unsigned int uid = UID_ERR;
-  if (!owner.empty() && !UserToUID(owner, uid)) {
+  if (!owner.empty() && Users().FindId(owner, uid) != AccountState::kFound) {
     return "\"owner_user\" names an unknown user: " + owner;
   }
   if (!owner.empty()) line[SZK_OWNER_UID] = uid;
@@ -155,13 +157,12 @@ std::string CheckMeaning(Json::Value& line) {
 
 /// Moves the names that are known on this machine from `names` to `ids`, and removes
 /// duplicates.
-template <class ToId>
-void Resolve(Json::Value& names, Json::Value& ids, ToId to_id) {
+void Resolve(Directory& directory, Json::Value& names, Json::Value& ids) {
   std::set<Json::Value> known(ids.begin(), ids.end());
   std::set<Json::Value> unknown;
   for (const Json::Value& name : names) {
     unsigned int id = 0;
-    if (to_id(name.asString(), id)) {
+    if (directory.FindId(name.asString(), id) == AccountState::kFound) {
       known.insert(id);
     } else {
       unknown.insert(name);
@@ -177,8 +178,8 @@ bool ReadAsRow(db::BaseDB& database, const Json::Value& line, Entry& link) {
   Json::Value data = line;
   data[SZK_PROTECT_EXTRA_USERS] = line[SZK_PROTECT_USERS];
   data[SZK_PROTECT_EXTRA_GROUPS] = line[SZK_PROTECT_GROUPS];
-  Resolve(data[SZK_PROTECT_EXTRA_USERS], data[SZK_PROTECT_UIDS], UserToUID);
-  Resolve(data[SZK_PROTECT_EXTRA_GROUPS], data[SZK_PROTECT_GIDS], GroupToGID);
+  Resolve(Users(), data[SZK_PROTECT_EXTRA_USERS], data[SZK_PROTECT_UIDS]);
+  Resolve(Groups(), data[SZK_PROTECT_EXTRA_GROUPS], data[SZK_PROTECT_GIDS]);
   std::map<std::string, std::string> columns = link.GetFieldMap();
   for (auto& [name, value] : columns) {
     const Json::Value& member = line[name];
@@ -200,25 +201,79 @@ bool DisableWithoutPassword(Entry& link) {
   return link.IsLegal();
 }
 
-/// The ids without a name.
-template <class ToName>
-Json::Value Nameless(const std::vector<unsigned int>& ids, ToName to_name) {
-  Json::Value array(Json::arrayValue);
-  for (const unsigned int id : ids) {
-    std::string name;
-    if (!to_name(id, name)) array.append(id);
+/// What is shown of a link beside its public view.
+struct Parts {
+  LinkUrls* urls = nullptr;  // id, state and URL, unless null
+  long now = 0;
+  bool nameless_ids = false;
+  bool secrets = false;
+};
+
+/// Adds the members of a link to an object, in the order of their names.  Times are in
+/// seconds since the epoch.
+template <class Object>
+void AddMembers(const Entry& link, const Parts& parts, Object& out) {
+  const LinkData data = ReadLinkData(link);
+  out.Add(SZK_APP, data.app_);
+  out.Add(SZK_AUTO_GC, link.get_auto_gc());
+  out.Add(SZK_ENABLE_MATCH_IP, data.enable_match_ip_);
+  out.Add(SZK_ENABLED_, link.get_enabled());
+  out.Add(SZK_EXPIRE_AT, link.get_expire_at());
+  out.Add(SZK_EXPIRE_TIMES, link.get_expire_times());
+  out.Add(SZK_HASH, link.get_hash());
+  if (parts.urls != nullptr) out.Add(SZK_ID_, link.get_id());
+  out.Add(SZK_OWNER_UID, link.get_owner_uid());
+  out.Add(SZK_OWNER_USER, Users().Name(link.get_owner_uid()));
+  if (parts.secrets) out.Add(SZK_PRIVATE_DATA, data.private_data_);
+  out.Add(SZK_PROJECT_NAME, link.get_project_name());
+  if (parts.nameless_ids) {
+    out.Add(SZK_PROTECT_GIDS,
+            Groups().Nameless(data.protect_gids_, data.protect_extra_groups_));
   }
-  return array;
+  out.Add(SZK_PROTECT_GROUPS,
+          Groups().Names(data.protect_gids_, data.protect_extra_groups_));
+  if (parts.secrets) {
+    out.Add(SZK_PROTECT_PASSWORD, data.protect_password_);
+    out.Add(SZK_PROTECT_PASSWORD_ALGO,
+            data.protect_password_algo_ == Entry::ENCRYPT_ALGO_MD5
+                ? SZK_PROTECT_PASSWORD_ALGO_MD5
+                : SZK_PROTECT_PASSWORD_ALGO_DEFAULT);
+    out.Add(SZK_PROTECT_PASSWORD_SALT, data.protect_password_salt_);
+  }
+  out.Add(SZK_PROTECT_TITLE, data.protect_title_);
+  out.Add(SZK_PROTECT_TYPE, ProtectTypeText(data.protect_type_));
+  if (parts.nameless_ids) {
+    out.Add(SZK_PROTECT_UIDS,
+            Users().Nameless(data.protect_uids_, data.protect_extra_users_));
+  }
+  out.Add(SZK_PROTECT_USERS,
+          Users().Names(data.protect_uids_, data.protect_extra_users_));
+  out.Add(SZK_REDIRECT_TYPE, RedirectTypeText(data.redirect_type_));
+  out.Add(SZK_REDIRECT_URI, data.redirect_uri_);
+  out.Add(SZK_START_AT, link.get_start_at());
+  if (parts.urls != nullptr) {
+    out.Add("state", StateName(StateOf(link, parts.now)));
+    const std::string url = parts.urls->Get(link);
+    if (url.empty()) {
+      out.Add("url", nullptr);
+    } else {
+      out.Add("url", url);
+    }
+  }
+  out.Add(SZK_USE_COUNT, link.get_use_count());
 }
 
-/// The public view of a link, with times in seconds since the epoch.
-Json::Value RecordJson(const Entry& link) {
-  Json::Value out;
-  link.ToJSON(out);
-  out[SZK_OWNER_UID] = link.get_owner_uid();
-  out[SZK_START_AT] = Json::Int64{link.get_start_at()};
-  out[SZK_EXPIRE_AT] = Json::Int64{link.get_expire_at()};
-  return out;
+Json::Value LinkValue(const Entry& link, const Parts& parts) {
+  ObjectValue value;
+  AddMembers(link, parts, value);
+  return value.Finish();
+}
+
+std::string LinkText(const Entry& link, const Parts& parts) {
+  ObjectText object;
+  AddMembers(link, parts, object);
+  std::string text;
+  return object.Finish(text) ? text : JsonText(LinkValue(link, parts));
 }
 
 }  // namespace
@@ -240,12 +295,11 @@ std::string LinkUrls::Get(const Entry& link) {
 }
 
 Json::Value LinkJson(const Entry& link, LinkUrls& urls, long now) {
-  Json::Value out = RecordJson(link);
-  out[SZK_ID_] = link.get_id();
-  out["state"] = StateName(StateOf(link, now));
-  const std::string url = urls.Get(link);
-  out["url"] = url.empty() ? Json::Value() : Json::Value(url);
-  return out;
+  return LinkValue(link, {&urls, now});
+}
+
+std::string LinkJsonText(const Entry& link, LinkUrls& urls, long now) {
+  return LinkText(link, {&urls, now});
 }
 
 Json::Value LinkDetailsJson(const Entry& link, LinkUrls& urls, long now) {
@@ -263,19 +317,7 @@ Json::Value StoredLinkJson(const Entry& link, const Secret* generated, LinkUrls&
 }
 
 std::string LinkLine(const Entry& link, bool with_secrets) {
-  Json::Value line = RecordJson(link);
-  line[SZK_PROTECT_UIDS] = Nameless(link.get_protect_uids(), UIDToUser);
-  line[SZK_PROTECT_GIDS] = Nameless(link.get_protect_gids(), GIDToGroup);
-  if (with_secrets) {
-    line[SZK_PROTECT_PASSWORD] = link.get_protect_password();
-    line[SZK_PROTECT_PASSWORD_ALGO] =
-        link.get_protect_password_algo() == Entry::ENCRYPT_ALGO_MD5
-            ? SZK_PROTECT_PASSWORD_ALGO_MD5
-            : SZK_PROTECT_PASSWORD_ALGO_DEFAULT;
-    line[SZK_PROTECT_PASSWORD_SALT] = link.get_protect_password_salt();
-    line[SZK_PRIVATE_DATA] = link.get_private_data();
-  }
-  return JsonText(line);
+  return LinkText(link, {nullptr, 0, true, with_secrets});
 }
 
 Error ParseLinkLine(const std::string& text, db::BaseDB& database, LineLink& line) {

@@ -14,8 +14,9 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 
-# dpkg-shlibdeps finds the libraries of other packages.  The libraries that are built here
-# belong to no package yet, so the dependencies on them are listed below.
+# dpkg-shlibdeps finds the libraries of other packages that are linked.  Listed below are the
+# libraries that are loaded when they are needed, and those that are built here, which belong
+# to no package yet.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
 set(version ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})
@@ -67,13 +68,14 @@ set(CPACK_DEBIAN_COMMON_PACKAGE_REPLACES
 set(CPACK_DEBIAN_COMMON_PACKAGE_BREAKS ${CPACK_DEBIAN_COMMON_PACKAGE_REPLACES})
 
 vexo_library_package(vexoplatform libvexoplatform.so.1
-  DEPENDS "vexosharing-common (>= ${version})"
+  DEPENDS "vexosharing-common (>= ${version})" libpam0g
   DESCRIPTION
     "This is the platform interface for plain Linux: database access, accounts,\n\
 the blocking of addresses and CGI requests, as the sharing library calls them.")
 
 vexo_library_package(vexosharing libvexosharing.so.7
   DEPENDS "vexosharing-common (>= ${version})" "libvexoplatform1 (>= ${version})"
+          libgcrypt20 libssl3
   DESCRIPTION
     "This is the library that finds a link, decides whether it may be used\n\
 now, logs a visitor in and checks their later requests.")
@@ -87,7 +89,7 @@ project, protection, data and state.")
 
 vexo_library_package(vexosharingvisit libvexosharing-visit.so.1
   DEPENDS "vexosharing-common (>= ${version})" "libvexosharing7 (>= ${version})"
-          "libvexoplatform1 (>= ${version})"
+          "libvexoplatform1 (>= ${version})" libssl3
   DESCRIPTION
     "This is a library for web handlers of sharing links.  It decides how to answer\n\
 a request: with the content, a login page, a refusal or a failure.")
@@ -112,6 +114,7 @@ vexo_package(web vexosharing-web
   SECTION web
   DEPENDS "libvexosharing-visit1 (>= ${version})" "libvexosharing7 (>= ${version})"
           "libvexoplatform1 (>= ${version})" "vexosharing-tools (>= ${version})" libarchive13
+          libssl3
   CONTROL ${debian}/vexosharing-web/conffiles ${debian}/vexosharing-web/postinst
           ${debian}/vexosharing-web/prerm ${debian}/vexosharing-web/postrm
   DESCRIPTION

@@ -1,11 +1,5 @@
 #include "vexo/cgi.h"
 
-#include <fcntl.h>
-#include <security/pam_appl.h>
-#include <strings.h>
-#include <syslog.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -20,6 +14,7 @@
 #include "cgi_text.h"
 #include "configuration.h"
 #include "login_block.h"
+#include "pam_login.h"
 
 using VEXO::platform::Address;
 using VEXO::platform::CatchBadAlloc;
@@ -42,88 +37,8 @@ struct VexoCgiState {
 
 namespace {
 
-constexpr const char* kPamService = "vexosharing";
 constexpr int kOk = 1;
 constexpr int kRefused = 0;
-
-void WipeResponses(pam_response* responses, int count) {
-  for (int i = 0; i < count; ++i) {
-    if (responses[i].resp == nullptr) continue;
-    explicit_bzero(responses[i].resp, strlen(responses[i].resp));
-    free(responses[i].resp);
-  }
-  free(responses);
-}
-
-/// The conversation function of PAM (pam_conv(3)): it answers prompts without echo with
-/// the password.  PAM wipes and releases the responses.
-int Converse(int count, const pam_message** messages, pam_response** out,
-             void* password) {
-  if (count <= 0 || count > PAM_MAX_NUM_MSG) return PAM_CONV_ERR;
-  auto* const responses = static_cast<pam_response*>(calloc(count, sizeof(pam_response)));
-  if (responses == nullptr) return PAM_BUF_ERR;
-  for (int i = 0; i < count; ++i) {
-    const int style = messages[i]->msg_style;
-    if (style == PAM_TEXT_INFO || style == PAM_ERROR_MSG) continue;
-    if (style == PAM_PROMPT_ECHO_OFF) {
-      responses[i].resp = strdup(static_cast<const char*>(password));
-    }
-    if (responses[i].resp == nullptr) {
-      WipeResponses(responses, count);
-      return style == PAM_PROMPT_ECHO_OFF ? PAM_BUF_ERR : PAM_CONV_ERR;
-    }
-  }
-  *out = responses;
-  return PAM_SUCCESS;
-}
-
-/// Whether pam_unix can compare passwords in this process.
-bool MayCheckPasswords() {
-  return getuid() == 0 || geteuid() == 0 ||
-         faccessat(AT_FDCWD, "/etc/shadow", R_OK, AT_EACCESS) == 0;
-}
-
-/// One conversation with PAM.
-class PamSession {
- public:
-  explicit PamSession(const VexoCgiLoginRequest& request)
-      : conversation_{Converse, const_cast<char*>(request.password)} {
-    status_ = pam_start(kPamService, request.username, &conversation_, &handle_);
-  }
-  PamSession(const PamSession&) = delete;
-  PamSession& operator=(const PamSession&) = delete;
-  ~PamSession() {
-    if (handle_ != nullptr) pam_end(handle_, status_);
-  }
-
-  /// Passes the address and the cookies of the visitor to the modules.
-  void Describe(const TextMap& cookies) {
-    if (status_ != PAM_SUCCESS) return;
-    char address[65];
-    if (VexoCgiGetRemoteIP(address, sizeof(address)) == 0) {
-      status_ = pam_set_item(handle_, PAM_RHOST, address);
-    }
-    if (status_ == PAM_SUCCESS && !cookies.empty()) {
-      const std::string header = "HTTP_COOKIE=" + VEXO::platform::CookieHeader(cookies);
-      status_ = pam_putenv(handle_, header.c_str());
-    }
-  }
-
-  bool Accepts() {
-    if (status_ == PAM_SUCCESS) {
-      status_ = pam_authenticate(handle_, PAM_SILENT | PAM_DISALLOW_NULL_AUTHTOK);
-    }
-    if (status_ == PAM_SUCCESS) status_ = pam_acct_mgmt(handle_, PAM_SILENT);
-    return status_ == PAM_SUCCESS;
-  }
-
-  const char* Reason() const { return pam_strerror(handle_, status_); }
-
- private:
-  pam_conv conversation_;
-  pam_handle_t* handle_ = nullptr;
-  int status_;
-};
 
 bool IsEmpty(const char* text) { return text == nullptr || *text == '\0'; }
 
@@ -193,15 +108,7 @@ int VexoCgiLogin(VexoCgiContext* context, char* out, size_t size,
     return kRefused;
   }
   return CatchBadAlloc(kRefused, [context, request] {
-    PamSession session(*request);
-    session.Describe(context->state->cookies);
-    if (session.Accepts()) return kOk;
-    // No user name in the log: visitors type passwords into that field.
-    syslog(LOG_ERR, "VexoCgiLogin: refused: %s%s", session.Reason(),
-           MayCheckPasswords()
-               ? ""
-               : "; pam_unix needs root or the supplementary group shadow,"
-                 " and this process has neither");
+    if (VEXO::platform::AcceptsPassword(*request, context->state->cookies)) return kOk;
     errno = EACCES;
     return kRefused;
   });

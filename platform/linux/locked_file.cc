@@ -1,6 +1,7 @@
 #include "locked_file.h"
 
 #include <sched.h>
+#include <sys/statvfs.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -15,6 +16,7 @@ namespace {
 constexpr int kWriterLock = 0;
 constexpr int kCheckpointLock = 1;
 constexpr int kFirstReadMark = 3;
+constexpr int kReadMarks = SQLITE_SHM_NLOCK - kFirstReadMark;
 
 // The index itself: size of its first part, and where it holds the number of the last
 // frame in the log and of those copied, in words of four bytes (ibid., 2.1).
@@ -39,13 +41,26 @@ constexpr int kTriesWithoutSleep = 60;
 
 constexpr int kLongLogPages = 1000;  // as SQLite's own default for automatic checkpoints
 
+// The log is not restarted before it has so many pages: a restart costs one more flush to
+// the disk.  With a longer log, checkpoints take longer to sort its pages.
+constexpr uint32_t kContinuedLogPages = 128;
+// On a full disk it is, so that it does not have to grow.
+constexpr uint64_t kFreeBytes = 1U << 20;
+
+bool HasFreeSpace(const char* path) {
+  struct statvfs status;
+  return statvfs(path, &status) == 0 &&
+         uint64_t{status.f_bavail} * status.f_frsize >= kFreeBytes;
+}
+
 }  // namespace
 
 int LockedFile::Install(sqlite3* connection) {
   const int code =
       sqlite3_file_control(connection, "main", SQLITE_FCNTL_FILE_POINTER, &file_);
   if (code != SQLITE_OK) return code;
-  lock_.set_database(sqlite3_db_filename(connection, "main"));
+  path_ = sqlite3_db_filename(connection, "main");
+  lock_.set_database(path_);
   inner_ = file_->pMethods;
   static_cast<sqlite3_io_methods&>(methods_) = *inner_;
   methods_.iVersion = std::min(inner_->iVersion, 3);  // what the structure holds here
@@ -97,6 +112,11 @@ int LockedFile::OnShmLock(sqlite3_file* file, int offset, int n, int flags) {
     self.Drop(holder);
     return code;
   }
+  // Whoever restarts the log takes all read marks but the first together.
+  const bool restart = offset == kFirstReadMark + 1 && n == kReadMarks - 1;
+  if (restart && self.holders_ == kWriter && self.ShouldContinueLog()) {
+    return SQLITE_BUSY;  // as if another connection were reading the log
+  }
   if (holder == 0) return inner();
   if (checkpoint && (self.ShouldPostponeCheckpoint() ||
                      (self.is_passive_checkpoint_ && self.IsLogCopied()))) {
@@ -130,16 +150,25 @@ bool LockedFile::ShouldPostponeCheckpoint() const {
   return !lock_.held() && log_pages_ < kLongLogPages && lock_.HasWaiters();
 }
 
+// Unless somebody reads the log, SQLite restarts it at the first write after a
+// checkpoint.
+bool LockedFile::ShouldContinueLog() const {
+  const auto* const index = LogIndex();
+  return index != nullptr && index[kLastFrameWord] < kContinuedLogPages &&
+         HasFreeSpace(path_);
+}
+
 // Most checkpoints find this, since every store runs one: without a look at the index
 // they would only keep writers waiting.
 bool LockedFile::IsLogCopied() const {
+  const auto* const index = LogIndex();
+  return index != nullptr && index[kLastFrameWord] == index[kCopiedFramesWord];
+}
+
+const uint32_t volatile* LockedFile::LogIndex() const {
   void volatile* index = nullptr;
-  if (inner_->xShmMap(file_, 0, kIndexRegionSize, 0, &index) != SQLITE_OK ||
-      index == nullptr) {
-    return false;
-  }
-  const auto* const words = static_cast<uint32_t volatile*>(index);
-  return words[kLastFrameWord] == words[kCopiedFramesWord];
+  const int code = inner_->xShmMap(file_, 0, kIndexRegionSize, 0, &index);
+  return code == SQLITE_OK ? static_cast<uint32_t volatile*>(index) : nullptr;
 }
 
 int LockedFile::Take(unsigned holder) {

@@ -2,6 +2,7 @@
 
 #include <sqlite3.h>
 
+#include <cstdint>
 #include <string>
 
 #include "lock_wait.h"
@@ -14,6 +15,9 @@ namespace VEXO::platform {
 /// that have such an object writes or runs a checkpoint at a time, whether in a
 /// statement, in an automatic checkpoint, or on closing the last connection.  Readers
 /// never take the write lock, not even those that must first rebuild the index of the
+/// log.
+///
+/// It also decides when a checkpoint is worthwhile, and when a writer may restart the
 /// log.
 ///
 /// It replaces the lock methods of the open database file, because only SQLite knows
@@ -65,6 +69,8 @@ class LockedFile {
   int TakeBefore(unsigned holder, Lock lock);
   void Drop(unsigned holder);
   bool ShouldPostponeCheckpoint() const;
+  bool ShouldContinueLog() const;
+  const uint32_t volatile* LogIndex() const;
 
   LockWait& wait_;
   WriteLock lock_;
@@ -74,6 +80,7 @@ class LockedFile {
   bool is_passive_checkpoint_ = false;
   bool has_log_ = false;
   int log_pages_ = 0;             // after the last commit of this connection
+  const char* path_ = nullptr;    // of the database; belongs to the connection
   sqlite3_file* file_ = nullptr;  // the database
   const sqlite3_io_methods* inner_ = nullptr;
   Methods methods_ = {};

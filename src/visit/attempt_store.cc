@@ -11,6 +11,7 @@
 #include <cstring>
 #include <ctime>
 #include <memory>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -188,10 +189,11 @@ void AttemptStore::Remove(long id) {
 
 AttemptStore::Attempt AttemptStore::Count(const std::string& subject, int limit,
                                           bool failed) {
-  const std::string key = Digest(subject);
+  const std::optional<std::string> key = Digest(subject);
+  if (!key) return Attempt();
   Attempt attempt;
   const bool done = OnDatabase(folder_, [&](Connection& database) {
-    return CountAttempt(database, key, limit, failed, attempt);
+    return CountAttempt(database, *key, limit, failed, attempt);
   });
   return done ? attempt : Attempt();
 }

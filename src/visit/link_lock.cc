@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <optional>
 #include <thread>
 
 #include "base/system_account.h"
@@ -29,6 +30,8 @@ base::UniqueFd OpenFile(const std::string& folder, const std::string& path) {
 
 bool LinkLock::Take(const std::string& folder, const std::string& hash,
                     std::chrono::milliseconds timeout) {
+  const std::optional<std::string> digest = Digest(hash);
+  if (!digest) return false;
   const std::string path = folder + "/visit.lock";
   file_ = OpenFile(folder, path);
   if (!file_) {
@@ -37,7 +40,7 @@ bool LinkLock::Take(const std::string& folder, const std::string& hash,
   }
   struct flock lock = {};
   lock.l_type = F_WRLCK;
-  lock.l_start = strtol(Digest(hash).substr(0, kOffsetDigits).c_str(), nullptr, 16);
+  lock.l_start = strtol(digest->substr(0, kOffsetDigits).c_str(), nullptr, 16);
   lock.l_len = 1;
   const Clock::time_point end = Clock::now() + timeout;
   while (fcntl(file_.get(), F_OFD_SETLK, &lock) == -1) {

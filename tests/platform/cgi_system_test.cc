@@ -10,11 +10,13 @@
 #include <string>
 #include <vector>
 
+#include "hidden_library.h"
 #include "log_capture.h"
 #include "support.h"
 #include "temp_dir.h"
 #include "vexo/cgi.h"
 
+using fakes::HiddenLibrary;
 using fakes::LogCapture;
 using fakes::TempDir;
 using testing::Contains;
@@ -115,6 +117,17 @@ TEST_F(CgiLogin, UnknownAndOverlongNamesAndPasswords_AreRefused) {
 
 TEST_F(CgiLogin, AccountWithoutPassword_IsRefused) {
   EXPECT_FALSE(LogsIn("daemon", "*"));
+}
+
+TEST_F(CgiLogin, MissingPam_IsRefusedAndLoggedUntilItIsThere) {
+  const LogCapture log;
+  {
+    const HiddenLibrary pam("libpam.so.0");
+    EXPECT_FALSE(LogsIn("alice", "alice-secret"));
+  }
+  EXPECT_THAT(log.lines(), ElementsAre(HasSubstr("cannot load a library: ")));
+
+  EXPECT_TRUE(LogsIn("alice", "alice-secret"));
 }
 
 TEST_F(CgiLogin, EffectiveRootOrRealRoot_IsEnough) {

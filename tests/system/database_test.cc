@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -172,6 +173,23 @@ TEST(Database, FullDisk_FailsTheWriteAndLosesNothing) {
   EXPECT_EQ(SqlValue(path, "PRAGMA integrity_check"), "ok");
   Entry link = Link("after");
   EXPECT_TRUE(links.Create(link)) << db.GetLastError();
+}
+
+TEST(Database, FullDisk_UpdatesNeedNoLongerLog) {
+  const std::string folder = "/usr/vexo/full";
+  ASSERT_EQ(mkdir(folder.c_str(), 0755), 0);
+  ASSERT_EQ(mount("tmpfs", folder.c_str(), "tmpfs", 0, "size=8m,mode=750,uid=1,gid=1"),
+            0);
+  SharingDB db(folder + "/sharing.db");
+  Entry link = Link("link");
+  ASSERT_TRUE(EntryDB(db).Create(link));
+  std::ofstream filler(folder + "/filler");
+  while (filler << std::string(4096, 'x') << std::flush) continue;
+
+  for (int i = 1; i <= 300; ++i) {
+    link.set_use_count(i);
+    ASSERT_TRUE(EntryDB(db).Update(link)) << db.GetLastError();
+  }
 }
 
 TEST(Database, ProcessKilledWhileItWrites_LosesNoStoredLink) {

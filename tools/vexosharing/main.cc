@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "admin/accounts.h"
 #include "admin/database_access.h"
 #include "base/standard_streams.h"
 #include "cli/report.h"
@@ -144,6 +145,7 @@ ExitCode Run(int argc, char** argv) {
 int main(int argc, char** argv) try {
   VEXO::base::OccupyStandardStreams();
   command::CatchInterrupt();
+  const admin::AccountCache accounts;
   std::setlocale(LC_CTYPE, "C.UTF-8");  // texts are UTF-8 whatever the caller's locale
   ExitCode exit_code = Run(argc, argv);
   if (exit_code != command::kSuccess && command::Interrupted()) {

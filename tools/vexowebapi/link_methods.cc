@@ -91,7 +91,8 @@ Response List(Call& call) {
   Entry link;
   while (reader.Next(link)) data["items"].append(LinkJson(link, call.urls, now));
   data["unreadable"] = UnreadableJson(reader.unreadable());
-  return reader.good() ? Response(data) : Response(admin::DatabaseError(call.database()));
+  return reader.good() ? Response(std::move(data))
+                       : Response(admin::DatabaseError(call.database()));
 }
 
 Response Get(Call& call) {

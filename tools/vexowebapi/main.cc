@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "admin/accounts.h"
 #include "base/standard_streams.h"
 #include "call.h"
 
@@ -68,6 +69,7 @@ int main(int argc, char** argv) {
     std::cerr << kUsage;
     return kWrongCall;
   }
+  const admin::AccountCache accounts;
   Call call;
   const Response response = Run(call, std::vector<std::string>(argv + 2, argv + argc));
   std::cout << response.Text() << std::flush;

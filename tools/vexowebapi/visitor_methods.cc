@@ -4,10 +4,10 @@
 #include <ctime>
 #include <limits>
 
+#include "admin/accounts.h"
 #include "admin/queries.h"
 #include "call.h"
 #include "keys.h"
-#include "utils.h"
 
 namespace webapi {
 
@@ -29,8 +29,8 @@ struct Sessions {
     const unsigned int uid = row.GetField(SZK_UID_).AsUInt(UID_ERR);
     const std::string address = row.GetField(SZK_IP_).AsString("");
     if (address.empty()) return false;
-    std::string user;
-    if (uid != UID_ERR) UIDToUser(uid, user);  // a deleted user has no name
+    // A deleted user has no name.
+    const std::string user = uid == UID_ERR ? "" : admin::Users().Name(uid);
     view[SZK_UID_] = uid == UID_ERR ? Json::Value() : Json::Value(uid);
     view["user"] = user;
     view[SZK_IP_] = address;

@@ -2,26 +2,23 @@
 
 #include <archive.h>
 #include <archive_entry.h>
-#include <dlfcn.h>
-#include <syslog.h>
 
 #include <algorithm>
 #include <climits>
 #include <clocale>
 #include <string_view>
-#include <type_traits>
 
+#include "base/lazy_library.h"
 #include "web/files/display_name.h"
 #include "web/files/listing.h"
 
 namespace web {
 namespace {
 
-constexpr char kLibrary[] = "libarchive.so.13";
-
 /// The functions of the archive library.  It brings many other libraries along, so it is
 /// loaded only when a zip is wanted; it then stays.
 struct ArchiveLibrary {
+  static constexpr char kLibrary[] = "libarchive.so.13";
   decltype(&archive_write_new) write_new;
   decltype(&archive_write_free) write_free;
   decltype(&archive_write_set_format_zip) set_format_zip;
@@ -42,42 +39,28 @@ struct ArchiveLibrary {
   decltype(&archive_entry_set_mtime) set_mtime;
   decltype(&archive_entry_set_size) set_size;
 
-  bool Load() {
-    void* const library = dlopen(kLibrary, RTLD_NOW | RTLD_LOCAL);
-    if (library == nullptr) return false;
-    const auto find = [library](const char* name, auto* function) {
-      using Function = std::remove_pointer_t<decltype(function)>;
-      *function = reinterpret_cast<Function>(dlsym(library, name));
-      return *function != nullptr;
-    };
-    return find("archive_write_new", &write_new) &&
-           find("archive_write_free", &write_free) &&
-           find("archive_write_set_format_zip", &set_format_zip) &&
-           find("archive_write_zip_set_compression_store", &store) &&
-           find("archive_write_set_bytes_per_block", &set_block_size) &&
-           find("archive_write_set_bytes_in_last_block", &set_last_block_size) &&
-           find("archive_write_open", &write_open) &&
-           find("archive_write_header", &write_header) &&
-           find("archive_write_data", &write_data) &&
-           find("archive_write_finish_entry", &finish_entry) &&
-           find("archive_write_close", &write_close) &&
-           find("archive_entry_new", &entry_new) &&
-           find("archive_entry_free", &entry_free) &&
-           find("archive_entry_clear", &entry_clear) &&
-           find("archive_entry_set_pathname", &set_pathname) &&
-           find("archive_entry_set_filetype", &set_filetype) &&
-           find("archive_entry_set_perm", &set_perm) &&
-           find("archive_entry_set_mtime", &set_mtime) &&
-           find("archive_entry_set_size", &set_size);
+  void Find(VEXO::base::LazyLibrary& library) {
+    library.Find("archive_write_new", &write_new);
+    library.Find("archive_write_free", &write_free);
+    library.Find("archive_write_set_format_zip", &set_format_zip);
+    library.Find("archive_write_zip_set_compression_store", &store);
+    library.Find("archive_write_set_bytes_per_block", &set_block_size);
+    library.Find("archive_write_set_bytes_in_last_block", &set_last_block_size);
+    library.Find("archive_write_open", &write_open);
+    library.Find("archive_write_header", &write_header);
+    library.Find("archive_write_data", &write_data);
+    library.Find("archive_write_finish_entry", &finish_entry);
+    library.Find("archive_write_close", &write_close);
+    library.Find("archive_entry_new", &entry_new);
+    library.Find("archive_entry_free", &entry_free);
+    library.Find("archive_entry_clear", &entry_clear);
+    library.Find("archive_entry_set_pathname", &set_pathname);
+    library.Find("archive_entry_set_filetype", &set_filetype);
+    library.Find("archive_entry_set_perm", &set_perm);
+    library.Find("archive_entry_set_mtime", &set_mtime);
+    library.Find("archive_entry_set_size", &set_size);
   }
 };
-
-/// Null when the library cannot be loaded.
-const ArchiveLibrary* LoadedLibrary() {
-  static ArchiveLibrary library;
-  static const bool loaded = library.Load();
-  return loaded ? &library : nullptr;
-}
 
 /// Makes the calling thread use UTF-8, in which the library takes names.
 class Utf8Names {
@@ -253,11 +236,8 @@ class ZipBody : public Body {
 
 std::unique_ptr<Body> ZipFolder(const SharedTree& tree, Node folder,
                                 const std::string& name, std::vector<std::string> only) {
-  const ArchiveLibrary* const library = LoadedLibrary();
-  if (library == nullptr) {
-    syslog(LOG_ERR, "cannot load %s for a zip: %s", kLibrary, dlerror());
-    return nullptr;
-  }
+  const auto* const library = VEXO::base::LoadFunctions<ArchiveLibrary>();
+  if (library == nullptr) return nullptr;
   return std::make_unique<ZipBody>(*library, tree, std::move(folder), name,
                                    std::move(only));
 }

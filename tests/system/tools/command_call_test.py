@@ -728,12 +728,12 @@ class Terminals(SlowTest):
 
     def test_progress_is_shown_on_a_terminal_only_and_wiped(self):
         self.create()
-        count = command_support.many(30000)
-        self.fill(count)
+        self.fill(2)
 
-        shown = self.shown_on_error_terminal("list", "--json")
+        with self.slow_accounts():
+            shown = self.shown_on_error_terminal("list", "--json")
 
-        self.assertRegex(shown, rf"reading links: \d+ of {count + 1}")
+        self.assertIn("reading links: 1 of 3", shown)
         self.assertTrue(shown.endswith("\r\033[K"), shown)
         self.assertEqual(self.call("list").stderr, b"")
 

@@ -467,14 +467,14 @@ class Check(CommandTest):
 
     def test_shows_its_progress_on_a_terminal(self):
         self.create("--expire", "7d")
-        count = command_support.many(50000)
-        self.fill(count)
+        self.fill(2)
 
-        status, shown = self.on_terminal("check")
+        with self.slow_accounts():
+            status, shown = self.on_terminal("check")
 
         self.assertEqual(status, DONE)
-        self.assertRegex(shown, rf"checking links: \d+ of {count + 1}")
-        self.assertTrue(shown.endswith(f"Checked {count + 1} links: no problems found.\r\n"))
+        self.assertIn("checking links: 1 of 3", shown)
+        self.assertTrue(shown.endswith("Checked 3 links: no problems found.\r\n"))
         self.assertEqual(self.call("check").stderr, b"")
 
     def test_lost_output_is_reported(self):

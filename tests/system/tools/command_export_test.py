@@ -210,9 +210,9 @@ class Export(ExportTest):
 
     def test_interrupted_export_leaves_no_file(self):
         self.create()
-        self.fill(20000)
+        self.fill(2)
         for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
-            with self.subTest(number):
+            with self.subTest(number), self.slow_accounts(seconds=60):
                 process = self.start("export", str(self.file), stdout=subprocess.PIPE)
                 command_support.wait_until(lambda: self.left() or
                                            process.poll() is not None)
@@ -221,8 +221,8 @@ class Export(ExportTest):
                 out, errors = process.communicate(timeout=60)
 
                 self.assertEqual((process.returncode, out), (INTERRUPTED, b""))
-                self.assertRegex(errors.decode(), r"^vexosharing: interrupted after \d+ of "
-                                                  r"20001 links: no file was written\n$")
+                self.assertRegex(errors.decode(), r"^vexosharing: interrupted after \d of "
+                                                  r"3 links: no file was written\n$")
                 self.assertEqual(self.left(), [])
 
     def test_of_a_damaged_file_leaves_nothing(self):
@@ -236,22 +236,22 @@ class Export(ExportTest):
 
     def test_shows_its_progress_on_a_terminal(self):
         self.create()
-        count = command_support.many(50000)
-        self.fill(count)
+        self.fill(2)
 
-        shown = self.on_terminal("export", str(self.file))[1]
+        with self.slow_accounts():
+            shown = self.on_terminal("export", str(self.file))[1]
 
-        self.assertRegex(shown, rf"exporting links: \d+ of {count + 1}")
-        self.assertTrue(shown.endswith(f"Exported {count + 1} links to {self.file}.\r\n"))
+        self.assertIn("exporting links: 1 of 3", shown)
+        self.assertTrue(shown.endswith(f"Exported 3 links to {self.file}.\r\n"))
 
     def test_shows_no_progress_among_links_on_the_same_terminal(self):
         self.create()
-        count = command_support.many(20000)
-        self.fill(count)
+        self.fill(2)
 
-        shown = self.on_terminal("export")[1]
+        with self.slow_accounts():
+            shown = self.on_terminal("export")[1]
 
-        self.assertEqual(len(shown.splitlines()), count + 1)
+        self.assertEqual(len(shown.splitlines()), 3)
         self.assertNotIn("exporting", shown)
 
 
@@ -581,17 +581,15 @@ class Import(ExportTest):
 class Terminals(ExportTest):
     def test_progress_of_long_work_is_shown_and_wiped(self):
         self.create("--expire", "7d", "--user", "alice")
-        count = command_support.many(40000)
-        self.fill(count)
+        self.fill(2)
 
-        for call, progress in ((["export", str(self.file)],
-                                rf"exporting links: \d+ of {count + 1}"),
-                               (["check"], rf"checking links: \d+ of {count + 1}"),
+        for call, progress in ((["export", str(self.file)], "exporting links: 1 of 3"),
+                               (["check"], "checking links: 1 of 3"),
                                (["import", str(self.file), "--database", "/tmp/o.db"],
-                                r"importing, line: \d+\x1b")):
-            with self.subTest(call[0]):
+                                "importing, line: 3")):
+            with self.subTest(call[0]), self.slow_accounts():
                 shown = self.shown_on_error_terminal(*call)
-                self.assertRegex(shown, progress)
+                self.assertIn(progress, shown)
                 self.assertTrue(shown.endswith("\r\033[K"), shown)
         pathlib.Path("/tmp/o.db").unlink()
         self.assertEqual(self.call("export").stderr, b"")

@@ -3,6 +3,7 @@
   x_test.py BUILD [unittest arguments]
 """
 
+import contextlib
 import fcntl
 import json
 import os
@@ -16,6 +17,7 @@ import struct
 import subprocess
 import sys
 import termios
+import threading
 import time
 import unittest
 
@@ -292,6 +294,31 @@ class CommandTest(unittest.TestCase):
                 typed = b""
         os.close(terminal)
         return os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1]), shown.decode()
+
+    @contextlib.contextmanager
+    def slow_accounts(self, seconds=0.3):
+        """The first lookup of an account takes this long, or until the end: who opens a file
+        with a lease waits for its holder.  Progress is shown after 0.2 seconds."""
+        before = signal.signal(signal.SIGIO, signal.SIG_IGN)  # sent to the holder
+        ended = threading.Event()
+        with open("/etc/passwd", "rb") as accounts:
+            fcntl.fcntl(accounts, fcntl.F_SETLEASE, fcntl.F_WRLCK)
+
+            def hold():
+                while fcntl.fcntl(accounts, fcntl.F_GETLEASE) == fcntl.F_WRLCK:
+                    if ended.wait(0.01):
+                        return
+                ended.wait(seconds)
+                fcntl.fcntl(accounts, fcntl.F_SETLEASE, fcntl.F_UNLCK)
+
+            holder = threading.Thread(target=hold)
+            holder.start()
+            try:
+                yield
+            finally:
+                ended.set()
+                holder.join()
+        signal.signal(signal.SIGIO, before)
 
     def shown_on_error_terminal(self, *arguments):
         """What a call that must be done shows where only its standard error is a terminal."""

@@ -1,9 +1,13 @@
 #include "admin/json_text.h"
 
 #include <gtest/gtest.h>
+#include <json/writer.h>
+#include <utf8cpp/utf8.h>
 
 #include <cmath>
 #include <limits>
+#include <nlohmann/json.hpp>
+#include <random>
 #include <string>
 
 namespace admin {
@@ -256,6 +260,69 @@ TEST(JsonText, Object_IsRequiredWhereAsked) {
 }
 
 // Writing.
+
+/// The text by way of two JSON libraries.
+std::string TextOfLibraries(const Json::Value& value, bool ascii) {
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "";
+  builder["emitUTF8"] = true;
+  const std::string text = utf8::replace_invalid(Json::writeString(builder, value));
+  return nlohmann::json::parse(text).dump(-1, ' ', ascii);
+}
+
+Json::Value RandomValue(std::mt19937& random, int depth) {
+  const auto below = [&random](unsigned int end) { return random() % end; };
+  const char* const texts[] = {"",
+                               "plain",
+                               "\"\\/'",
+                               "\b\f\n\r\t\x01\x1f\x7f",
+                               "\xc3\xa9\xf0\x9f\x98\x80",
+                               "\xe2\x82",
+                               "\xff",
+                               "\xed\xa0\x80",
+                               "\xe2\x80\xa8",
+                               "a\xc0\x80z",
+                               "protect"};
+  switch (below(depth == 0 ? 6 : 8)) {
+    case 0:
+      return texts[below(std::size(texts))];
+    case 1:
+      return Json::Int64(random()) * (below(2) == 0 ? 1000000000 : -1);
+    case 2:
+      return Json::UInt64{18446744073709551615U} - below(3);
+    case 3:
+      return below(2) == 0;
+    case 4:
+      return below(20) == 0 ? Json::Value(static_cast<int>(below(1000)) / 7.0)
+                            : Json::Value();
+    case 5:
+      return std::string("a\0b", 3);
+    case 6: {
+      Json::Value array(Json::arrayValue);
+      for (unsigned int i = below(4); i > 0; --i) {
+        array.append(RandomValue(random, depth - 1));
+      }
+      return array;
+    }
+    default: {
+      Json::Value object(Json::objectValue);
+      for (unsigned int i = below(5); i > 0; --i) {
+        object[texts[below(std::size(texts))]] = RandomValue(random, depth - 1);
+      }
+      return object;
+    }
+  }
+}
+
+TEST(JsonText, AnyValue_IsWrittenAsTheLibrariesWriteIt) {
+  std::mt19937 random(1);  // NOLINT(cert-msc51-cpp): the same values each time
+  for (int i = 0; i < 5000; ++i) {
+    const Json::Value value = RandomValue(random, 4);
+    for (const bool ascii : {false, true}) {
+      ASSERT_EQ(JsonText(value, ascii), TextOfLibraries(value, ascii));
+    }
+  }
+}
 
 TEST(JsonText, RealNumbers_HaveTheFewestDigits) {
   for (const char* const number :

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "admin/accounts.h"
 #include "admin/json_text.h"
 #include "admin_test.h"
 
@@ -29,6 +30,23 @@ class LinkJsonTest : public AdminTest {
     std::vector<std::string> hashes;
     for (const auto& started : platform_.started) hashes.push_back(started.arguments[1]);
     return hashes;
+  }
+
+  /// A link with accounts of every kind.
+  static Entry Full() {
+    Entry link = AdminTest::Link("full");
+    link.set_protect_type(Entry::PROTECT_USER);
+    link.set_protect_users({"alice", "zoe"});
+    link.set_protect_gids({kStaff, kDeleted});
+    link.set_protect_title("title");
+    link.set_redirect_type(Entry::REDIRECT_URLPARAM);
+    link.set_redirect_uri("/x?a=b");
+    link.set_expire_times(7);
+    link.set_use_count(3);
+    link.set_start_at(100);
+    link.set_expire_at(200);
+    link.set_enable_match_ip(false);
+    return link;
   }
 
   LinkUrls urls_;
@@ -124,6 +142,58 @@ TEST_F(LinkJsonTest, Link_HoldsNoSecretAndNoPrivateData) {
     EXPECT_EQ(json.find(link.get_protect_password()), std::string::npos);
     EXPECT_EQ(json.find(link.get_protect_password_salt()), std::string::npos);
   }
+}
+
+TEST_F(LinkJsonTest, Link_HasThePublicViewOfTheLibrary) {
+  Json::Value view;
+  Full().ToJSON(view);
+  for (const char* const time : {"start_at", "expire_at"}) view.removeMember(time);
+
+  const Json::Value json = LinkJson(Full(), urls_, 0);
+
+  for (const std::string& name : view.getMemberNames()) {
+    EXPECT_EQ(json[name], view[name]) << name;
+  }
+  EXPECT_EQ(JsonText(json["protect_users"]), R"(["alice","zoe"])");
+}
+
+TEST_F(LinkJsonTest, TextOfALink_IsThatOfItsValue) {
+  Json::Value app(Json::objectValue);
+  app["name"] = "\"\n\x7f\xc3\xa9";
+  Json::Value real = app;
+  real["number"] = 0.1;
+  for (const Json::Value& value : {app, real}) {
+    for (const char* const title : {"", "\"\\\t", "\xc3\xa9", "\xe2\x82", "\xff"}) {
+      Entry link = Full();
+      link.set_app(value);
+      link.set_private_data(value);
+      link.set_protect_title(title);
+
+      const std::string text = LinkJsonText(link, urls_, 0);
+      EXPECT_EQ(text, JsonText(LinkJson(link, urls_, 0)));
+      for (const std::string& line :
+           {text, LinkLine(link, false), LinkLine(link, true)}) {
+        Json::Value parsed;
+        std::string reason;
+        EXPECT_TRUE(ParseJson(line, parsed, reason)) << reason;
+        EXPECT_EQ(line, JsonText(parsed));  // members in order
+      }
+    }
+  }
+}
+
+TEST_F(LinkJsonTest, LinksInARun_LookEachAccountUpOnce) {
+  const Entry link = Full();
+  platform_.ForgetCalls();
+  const AccountCache accounts;
+
+  const std::string first = LinkJsonText(link, urls_, 0);
+
+  EXPECT_EQ(LinkJsonText(link, urls_, 0), first);
+  LinkLine(link, true);
+  EXPECT_THAT(platform_.calls({"VEXOUserGetByUID", "VEXOGroupGetByGID"}),
+              ElementsAre("VEXOUserGetByUID(5001)", "VEXOGroupGetByGID(6001)",
+                          "VEXOGroupGetByGID(5999)"));
 }
 
 TEST_F(LinkJsonTest, Details_ListUnresolvedNamesAndIds) {

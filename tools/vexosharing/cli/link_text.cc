@@ -7,7 +7,6 @@
 #include "cli/date.h"
 #include "cli/report.h"
 #include "terminal/text.h"
-#include "utils.h"
 
 namespace command {
 
@@ -44,7 +43,7 @@ std::string UsesText(const Entry& link, const char* between) {
 
 std::string UserText(unsigned int uid) {
   std::string name;
-  const bool known = VEXO::sharing::UIDToUser(uid, name);
+  const bool known = admin::Users().FindName(uid, name) == admin::AccountState::kFound;
   return known ? name : std::to_string(uid) + " (unknown)";
 }
 

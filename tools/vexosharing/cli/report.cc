@@ -91,7 +91,11 @@ void PrintResult(bool json,
 }
 
 void JsonArrayWriter::Add(const Json::Value& element) {
-  std::cout << (empty_ ? "\n" : ",\n") << admin::JsonText(element);
+  AddText(admin::JsonText(element));
+}
+
+void JsonArrayWriter::AddText(const std::string& element) {
+  std::cout << (empty_ ? "\n" : ",\n") << element;
   empty_ = false;
 }
 

@@ -63,6 +63,8 @@ void PrintResult(bool json,
 class JsonArrayWriter {
  public:
   void Add(const Json::Value& element);
+  /// Adds an element that is JSON already.
+  void AddText(const std::string& element);
   void End() const;
 
  private:

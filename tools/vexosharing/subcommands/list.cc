@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <ctime>
 #include <iterator>
-#include <map>
 #include <sstream>
 
 #include "cli/date.h"
@@ -25,17 +24,49 @@ const std::pair<const char*, const char*> kOrders[] = {
     {"expire", "CASE expire_at WHEN 0 THEN 9223372036854775807 ELSE expire_at END"},
     {"uses", "use_count"}};
 
-/// Names in --columns and their headings.
-const std::pair<const char*, Table::Column> kColumns[] = {
-    {"hash", {"HASH"}},
-    {"title", {"TITLE", true}},
-    {"project", {"PROJECT", true}},
-    {"owner", {"OWNER", true}},
-    {"state", {"STATE"}},
-    {"starts", {"STARTS"}},
-    {"expires", {"EXPIRES"}},
-    {"uses", {"USES"}},
-    {"protection", {"PROTECTION", true}},
+Table::Cell HashCell(const Entry& link, long /*now*/) { return link.get_hash(); }
+Table::Cell TitleCell(const Entry& link, long /*now*/) {
+  return link.get_protect_title();
+}
+Table::Cell ProjectCell(const Entry& link, long /*now*/) {
+  return link.get_project_name();
+}
+Table::Cell OwnerCell(const Entry& link, long /*now*/) {
+  return UserText(link.get_owner_uid());
+}
+Table::Cell StateCell(const Entry& link, long now) {
+  const LinkState state = admin::StateOf(link, now);
+  return {StateWords(state), StateStyle(state)};
+}
+Table::Cell StartCell(const Entry& link, long /*now*/) {
+  return link.get_start_at() == 0 ? "immediately" : DateTextToMinute(link.get_start_at());
+}
+Table::Cell ExpiryCell(const Entry& link, long /*now*/) {
+  return DateTextToMinute(link.get_expire_at());
+}
+Table::Cell UsesCell(const Entry& link, long /*now*/) { return UsesText(link, "/"); }
+Table::Cell ProtectionCell(const Entry& link, long /*now*/) {
+  if (link.get_protect_type() == Entry::PROTECT_NONE) return std::string("none");
+  return std::string(link.get_protect_type() == Entry::PROTECT_USER ? "user"
+                                                                    : "password");
+}
+
+struct Column {
+  Table::Column heading;
+  Table::Cell (*cell)(const Entry& link, long now);
+};
+
+/// Names in --columns and their columns.
+const std::pair<const char*, Column> kColumns[] = {
+    {"hash", {{"HASH"}, HashCell}},
+    {"title", {{"TITLE", true}, TitleCell}},
+    {"project", {{"PROJECT", true}, ProjectCell}},
+    {"owner", {{"OWNER", true}, OwnerCell}},
+    {"state", {{"STATE"}, StateCell}},
+    {"starts", {{"STARTS"}, StartCell}},
+    {"expires", {{"EXPIRES"}, ExpiryCell}},
+    {"uses", {{"USES"}, UsesCell}},
+    {"protection", {{"PROTECTION", true}, ProtectionCell}},
 };
 
 struct Options : CommonOptions {
@@ -72,14 +103,14 @@ std::string Limit(const Options& options) {
          std::to_string(options.pages.first());
 }
 
-/// The places in kColumns of a list such as "hash,title"; empty for an unknown name.
-std::vector<size_t> SelectColumns(const std::string& list) {
-  std::vector<size_t> selected;
+/// The columns of a list such as "hash,title"; empty for an unknown name.
+std::vector<Column> SelectColumns(const std::string& list) {
+  std::vector<Column> selected;
   std::istringstream names(list + ",");
   for (std::string name; std::getline(names, name, ',');) {
     const auto* const column = Find(kColumns, name);
     if (column == std::end(kColumns)) return {};
-    selected.push_back(static_cast<size_t>(column - kColumns));
+    selected.push_back(column->second);
   }
   return selected;
 }
@@ -87,30 +118,6 @@ std::vector<size_t> SelectColumns(const std::string& list) {
 std::string CheckColumns(const std::string& list) {
   if (!SelectColumns(list).empty()) return "";
   return "invalid column list \"" + list + "\": must consist of " + Join(Names(kColumns));
-}
-
-std::string ProtectionText(const Entry& link) {
-  if (link.get_protect_type() == Entry::PROTECT_NONE) return "none";
-  return link.get_protect_type() == Entry::PROTECT_USER ? "user" : "password";
-}
-
-/// The cells of a link in the order of kColumns.  `owners` holds the names found so far.
-std::vector<Table::Cell> Cells(const Entry& link, long now,
-                               std::map<unsigned int, std::string>& owners) {
-  const LinkState state = admin::StateOf(link, now);
-  const unsigned int uid = link.get_owner_uid();
-  const auto [owner, is_new] = owners.try_emplace(uid);
-  if (is_new) owner->second = UserText(uid);
-  return {
-      link.get_hash(),
-      link.get_protect_title(),
-      link.get_project_name(),
-      owner->second,
-      {StateWords(state), StateStyle(state)},
-      link.get_start_at() == 0 ? "immediately" : DateTextToMinute(link.get_start_at()),
-      DateTextToMinute(link.get_expire_at()),
-      UsesText(link, "/"),
-      ProtectionText(link)};
 }
 
 /// Reads until the end, until interrupted, or until the output cannot be written.
@@ -125,17 +132,15 @@ void ForEach(admin::LinkReader& reader, Each each) {
 }
 
 void PrintTable(const Options& options, admin::LinkReader& reader, long now) {
-  const std::vector<size_t> columns = SelectColumns(options.columns);
+  const std::vector<Column> columns = SelectColumns(options.columns);
   std::vector<Table::Column> headings;
   headings.reserve(columns.size());
-  for (const size_t column : columns) headings.push_back(kColumns[column].second);
+  for (const Column& column : columns) headings.push_back(column.heading);
   Table table(headings);
-  std::map<unsigned int, std::string> owners;
   ForEach(reader, [&](const Entry& link) {
-    const std::vector<Table::Cell> cells = Cells(link, now, owners);
     std::vector<Table::Cell> row;
     row.reserve(columns.size());
-    for (const size_t column : columns) row.push_back(cells[column]);
+    for (const Column& column : columns) row.push_back(column.cell(link, now));
     table.Add(std::move(row));
   });
 }
@@ -144,7 +149,8 @@ void PrintArray(admin::LinkReader& reader, long matching, long now) {
   std::cout << "{\"total\":" << matching << ",\"items\":[";
   admin::LinkUrls urls;
   JsonArrayWriter array;
-  ForEach(reader, [&](const Entry& link) { array.Add(LinkJson(link, urls, now)); });
+  ForEach(reader,
+          [&](const Entry& link) { array.AddText(LinkJsonText(link, urls, now)); });
   // An incomplete list is not closed, so that it is not valid JSON.
   if (!reader.good() || Interrupted()) return;
   array.End();

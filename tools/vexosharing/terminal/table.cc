@@ -73,7 +73,9 @@ void Table::Flush() {
     }
   }
   if (IsOutputTerminal()) KeepToTerminal();
-  for (const std::vector<Cell>& row : rows_) Write(row);
+  std::string lines;
+  for (const std::vector<Cell>& row : rows_) Append(row, lines);
+  std::cout << lines;
   rows_.clear();
 }
 
@@ -94,15 +96,15 @@ void Table::KeepToTerminal() {
   }
 }
 
-void Table::Write(const std::vector<Cell>& row) const {
+void Table::Append(const std::vector<Cell>& row, std::string& lines) const {
   for (size_t i = 0; i < row.size(); ++i) {
     const std::string text =
         IsOutputTerminal() ? Fit(row[i].text, widths_[i]) : row[i].text;
-    std::cout << Styled(text, row[i].style);
+    lines += Styled(text, row[i].style);
     if (i + 1 == row.size()) break;
-    std::cout << std::string(widths_[i] - DisplayWidth(text) + kGapWidth, ' ');
+    lines.append(widths_[i] - DisplayWidth(text) + kGapWidth, ' ');
   }
-  std::cout << "\n";
+  lines += '\n';
 }
 
 void DetailList::Add(const std::string& name, const std::string& text, Style style) {

@@ -41,7 +41,7 @@ class Table {
  private:
   void Flush();
   void KeepToTerminal();
-  void Write(const std::vector<Cell>& row) const;
+  void Append(const std::vector<Cell>& row, std::string& lines) const;
 
   std::vector<std::vector<Cell>> rows_;  // not written yet; the headings are the first
   std::vector<size_t> widths_;

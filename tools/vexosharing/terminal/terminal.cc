@@ -25,7 +25,11 @@ bool HasColours() {
 
 }  // namespace
 
-bool IsOutputTerminal() { return isatty(STDOUT_FILENO) == 1; }
+bool IsOutputTerminal() {
+  static const bool is_terminal = isatty(STDOUT_FILENO) == 1;  // asked for each cell
+  return is_terminal;
+}
+
 bool IsErrorTerminal() { return isatty(STDERR_FILENO) == 1; }
 
 size_t TerminalWidth() {

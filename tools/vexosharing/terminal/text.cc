@@ -3,6 +3,7 @@
 #include <utf8cpp/utf8.h>
 #include <wchar.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <iterator>
 #include <string_view>
@@ -40,9 +41,16 @@ std::string PrintableCharacter(char32_t code) {
   return out;
 }
 
+/// Whether every byte is a printable ASCII character, one column wide.
+bool IsPlain(const std::string& text) {
+  return std::all_of(text.begin(), text.end(),
+                     [](char byte) { return byte >= ' ' && byte <= '~'; });
+}
+
 }  // namespace
 
 std::string Printable(const std::string& text) {
+  if (IsPlain(text)) return text;
   std::string out;
   for (auto at = text.begin(); at != text.end();) {
     const auto valid_end = utf8::find_invalid(at, text.end());
@@ -53,6 +61,7 @@ std::string Printable(const std::string& text) {
 }
 
 size_t DisplayWidth(const std::string& text) {
+  if (IsPlain(text)) return text.size();
   size_t width = 0;
   for (auto at = text.begin(); at != text.end();) {
     width += WidthOf(utf8::unchecked::next(at));

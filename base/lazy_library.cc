@@ -1,0 +1,23 @@
+#include "base/lazy_library.h"
+
+#include <dlfcn.h>
+#include <syslog.h>
+
+namespace VEXO::base {
+
+LazyLibrary::LazyLibrary(const char* name)
+    : handle_(Check(dlopen(name, RTLD_NOW | RTLD_LOCAL))) {}
+
+void* LazyLibrary::Find(const char* function_name) {
+  return good_ ? Check(dlsym(handle_, function_name)) : nullptr;
+}
+
+void* LazyLibrary::Check(void* found) {
+  if (found == nullptr) {
+    good_ = false;
+    syslog(LOG_ERR, "cannot load a library: %s", dlerror());
+  }
+  return found;
+}
+
+}  // namespace VEXO::base
