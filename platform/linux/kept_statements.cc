@@ -1,7 +1,5 @@
 #include "kept_statements.h"
 
-#include "result.h"
-
 namespace VEXO::platform {
 namespace {
 
@@ -16,7 +14,7 @@ bool HasAttached(sqlite3* connection) {
   return sqlite3_db_name(connection, kFirstAttached) != nullptr;
 }
 
-bool KeptStatements::Run(const char* sql, DBResult_tag* result, int* code) {
+bool KeptStatements::Run(std::string_view sql, DBResult_tag* result, int* code) {
   if (!kKeep) return false;
   ParsedText text;
   const int number = text.Parse(sql);
@@ -37,7 +35,7 @@ bool KeptStatements::Run(const char* sql, DBResult_tag* result, int* code) {
   }
   const BoundStatement bound(kept.statement.get(), text);
   if (!bound) return false;
-  *code = result->Collect(kept.statement.get());
+  *code = result->Collect(kept.statement.get(), &kept.names);
   return true;
 }
 

@@ -3,12 +3,12 @@
 #include <sqlite3.h>
 
 #include <array>
+#include <string_view>
 
 #include "known_statement.h"
+#include "result.h"
 #include "short_update.h"
 #include "statement.h"
-
-struct DBResult_tag;
 
 namespace VEXO::platform {
 
@@ -30,11 +30,12 @@ class KeptStatements {
   ///
   /// @return false when the text is not a known statement, or cannot be prepared: it has
   ///         not been run, and must be run as text, which also tells why it fails
-  bool Run(const char* sql, DBResult_tag* result, int* code);
+  bool Run(std::string_view sql, DBResult_tag* result, int* code);
 
  private:
   struct Kept {
     Statement statement;
+    ColumnNames names;
     ShortUpdate short_update;
   };
 

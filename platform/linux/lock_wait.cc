@@ -44,8 +44,8 @@ bool LockWait::IsSameOperation() const { return Clock::now() - ended_ < kSameOpe
 
 void LockWait::Start() {
   interrupted_ = false;
-  if (!IsSameOperation())
-    left_ = failed_ ? Clock::duration(kTimeoutAfterFailure) : kTimeout;
+  const Clock::duration all = failed_ ? Clock::duration(kTimeoutAfterFailure) : kTimeout;
+  if (left_ != all && !IsSameOperation()) left_ = all;
 }
 
 bool LockWait::Pause() {

@@ -5,7 +5,6 @@
 #include "utils/json_scanner.h"
 #include "utils/json_text.h"
 #include "utils/json_write.h"
-#include "utils/plain_text.h"
 
 namespace VEXO::sharing::record {
 
@@ -83,7 +82,7 @@ class DataWriter {
     return true;
   }
   bool Write(unsigned int value) {
-    text_ += (PlainText() << value).str();
+    text_ += std::to_string(value);
     return true;
   }
   bool Write(Entry::ProtectType type) {

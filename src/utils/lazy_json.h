@@ -2,6 +2,7 @@
 
 #include <json/value.h>
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -17,13 +18,13 @@ class LazyJson {
   static LazyJson FromObject(std::string_view object);
 
   const Json::Value& Get() const;
-  bool IsObject() const { return !text_.empty() || value_.isObject(); }
+  bool IsObject() const { return !text_.empty() || Get().isObject(); }
   /// As AppendJson.
   bool AppendTo(std::string& text) const;
 
  private:
-  mutable Json::Value value_;
-  mutable std::string text_;  // of the value; empty when `value_` is set
+  mutable std::optional<Json::Value> value_;  // none is null
+  mutable std::string text_;  // of the value; empty when `value_` is set or null
 };
 
 }  // namespace VEXO::sharing
