@@ -41,7 +41,7 @@ struct CloseConnection {
 }  // namespace
 
 struct VEXODB {
-  // In the order of their use: each is used by those that follow.
+  // Each is used by members that follow it, so it must outlive them.
   LockWait wait{LockWait::Signals::kEndWait};
   LockedFile file{wait};
   std::unique_ptr<sqlite3, CloseConnection> connection;
@@ -108,7 +108,7 @@ int RunStatement(VEXODB& db, std::string_view sql, const char** rest,
   return result.Collect(statement.get(), &names);
 }
 
-/// The same for a passive checkpoint of an open log, without compiling it.
+/// Does the same for a passive checkpoint of a log that is open, without compiling SQL.
 int RunCheckpoint(VEXODB& db, std::string_view sql, const char** rest,
                   DBResult_tag& result) {
   sqlite3* const connection = db.connection.get();
@@ -130,9 +130,9 @@ int RunCheckpoint(VEXODB& db, std::string_view sql, const char** rest,
   return SQLITE_OK;
 }
 
-/// Runs every statement of `sql`, behind which there is a 0.  `*inherited` becomes false
-/// once the transaction that was open before has ended: one found open later is this
-/// text's own.
+/// Runs every statement of `sql`, which a NUL follows.  `*inherited` becomes false once
+/// the transaction that was open before has ended: one found open later is this text's
+/// own.
 bool RunText(VEXODB& db, std::string_view sql, DBResult_tag& result, bool* inherited) {
   sqlite3* const connection = db.connection.get();
   while (!sql.empty()) {

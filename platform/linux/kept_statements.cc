@@ -18,8 +18,8 @@ bool KeptStatements::Run(std::string_view sql, DBResult_tag* result, int* code) 
   if (!kKeep) return false;
   ParsedText text;
   const int number = text.Parse(sql);
-  // SQLite compiles a kept statement again when the schema has changed.  It would miss
-  // that a table of an attached database is hidden by a new one of the main database.
+  // SQLite compiles a kept statement again when the schema has changed, but not when a
+  // new table of the main database hides the table of an attached one that it uses.
   if (number == -1 || HasAttached(connection_)) return false;
 
   const KnownStatement& known = GetKnownStatement(number);

@@ -24,9 +24,9 @@ class KeptStatements {
   KeptStatements(const KeptStatements&) = delete;
   KeptStatements& operator=(const KeptStatements&) = delete;
 
-  /// Runs `sql` by a kept statement, which has no values and no transaction open at the
-  /// end.  The rows, if it has columns, replace those of `result`, and `*code` is the
-  /// SQLite result code.
+  /// Runs `sql` with a kept statement, which then has no values and keeps no transaction
+  /// open.  If it has columns, its rows replace those of `result`.  `*code` is the SQLite
+  /// result code.
   ///
   /// @return false when the text is not a known statement, or cannot be prepared: it has
   ///         not been run, and must be run as text, which also tells why it fails

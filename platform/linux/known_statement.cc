@@ -8,13 +8,13 @@
 namespace VEXO::platform {
 namespace {
 
-constexpr std::size_t kMaxDigits = 18;  // which always fit
+constexpr std::size_t kMaxDigits = 18;  // any such number fits in 64 bits
 
-// Of a longer text, storing it takes longer than compiling it.
+// A statement with a longer string takes longer to run than to compile.
 constexpr std::size_t kMaxStringSize = 1 << 20;
 
-// The statements of the library, as it writes them.  Any other text can be run too, but
-// is slower.
+// The statements of the library, exactly as it writes them.  Other texts are run too, but
+// are compiled each time.
 constexpr KnownStatement kStatements[] = {
     {"BEGIN IMMEDIATE"},
     {"BEGIN TRANSACTION"},
@@ -67,7 +67,8 @@ bool IsQuote(std::string_view text, std::size_t at) {
   return at < text.size() && text[at] == '\'';
 }
 
-/// Removes `part` from the beginning of `text`; false when the text begins otherwise.
+/// Removes `part` from the beginning of `text`.  False when the text does not begin with
+/// it.
 bool Skip(std::string_view part, std::string_view* text) {
   if (text->substr(0, part.size()) != part) return false;
   text->remove_prefix(part.size());
@@ -83,7 +84,8 @@ const KnownStatement& GetKnownStatement(std::size_t number) {
 int ParsedText::Parse(std::string_view sql) {
   size_ = sql.size();
   for (std::size_t i = 0; i < std::size(kStatements); ++i) {
-    // Most begin with the same words: the last character of the first part tells more.
+    // The last character of the first part is compared first, since many statements begin
+    // with the same words.
     const std::string_view first = kStatements[i].parts.front();
     if (first.size() <= sql.size() && sql[first.size() - 1] == first.back() &&
         Matches(kStatements[i], sql)) {
@@ -117,14 +119,14 @@ bool ParsedText::ReadString(std::string_view* sql, Literal* literal) {
   }
 
   if (unquoted_ == nullptr) {
-    unquoted_ = std::make_unique<char[]>(size_);  // room for all of them
+    unquoted_ = std::make_unique<char[]>(size_);  // room for every string
     unquoted_end_ = unquoted_.get();
   }
   char* const text = unquoted_end_;
   std::size_t part = 0;
   while (IsQuote(rest, quote + 1)) {
     unquoted_end_ = std::copy(&rest[part], &rest[quote], unquoted_end_);
-    part = quote + 1;  // the second of both begins the next part
+    part = quote + 1;  // the second quote begins the next part
     quote = rest.find('\'', part + 1);
     if (quote == std::string_view::npos) return false;
   }

@@ -28,7 +28,7 @@ struct KnownStatement {
       parts[parameters++] = text.substr(begin, i - begin);
       begin = i + 1;
     }
-    --parameters;  // one less than parts
+    --parameters;  // there is one more part
   }
 
   /// SQL text, with a parameter for each value.
@@ -36,7 +36,7 @@ struct KnownStatement {
   /// For an update by id: its table, and the shorter updates of ShortUpdate.
   const char* table;
   Shorter shorter;
-  /// The number of parameters, and the text in front of and behind each of them.
+  /// The number of parameters, and the texts before, between and after them.
   std::size_t parameters = 0;
   std::array<std::string_view, kMaxParameters + 1> parts = {};
 };

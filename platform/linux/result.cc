@@ -31,7 +31,7 @@ const NameList& ColumnNames::Of(sqlite3_stmt* statement) {
 
 namespace {
 
-constexpr std::size_t kUsualSize = 1000;  // one row of a link fits in without growing
+constexpr std::size_t kUsualSize = 1000;  // enough for the row of a usual link
 constexpr std::size_t kMaxDigits = 20;    // of the smallest number, with its sign
 
 }  // namespace
@@ -66,7 +66,7 @@ void DBResult_tag::Clear(const NameList& names) {
   begins_.reserve(Width());
 }
 
-/// Returns the place of a new value, whose terminating 0 is set.
+/// Adds a value of this size.  Returns where to write it; the NUL behind it is set.
 char* DBResult_tag::Add(std::size_t size) {
   const std::size_t begin = used_;
   used_ += size + 1;
@@ -77,7 +77,7 @@ char* DBResult_tag::Add(std::size_t size) {
   return text;
 }
 
-/// Makes room for `used_` bytes, and keeps the first ones.
+/// Makes room for `used_` bytes, and keeps the first `kept`.
 void DBResult_tag::Grow(std::size_t kept) {
   capacity_ = std::max({kUsualSize, used_, 2 * capacity_});
   std::unique_ptr<char[]> texts(new char[capacity_]);  // not filled with zeros

@@ -31,9 +31,10 @@ class ColumnNames {
 /// The rows of a statement, as texts in one block of memory.
 struct DBResult_tag {
  public:
-  /// Steps through `statement`, whose names are in `names` if it ran before.  When it has
-  /// columns, its rows replace those held so far.  Returns an SQLite result code; after a
-  /// failure some of the rows may be there.
+  /// Runs `statement`.  If it has columns, its rows replace those held so far.  Returns
+  /// an SQLite result code; after a failure some of the rows may be there.
+  ///
+  /// @param names  of this statement, kept from one run to the next
   int Collect(sqlite3_stmt* statement, VEXO::platform::ColumnNames* names);
   /// Replaces everything by one row of numbers.
   void SetRow(const VEXO::platform::NameList& names, std::initializer_list<int> numbers);

@@ -13,7 +13,7 @@ LazyJson LazyJson::FromObject(std::string_view object) {
 
 const Json::Value& LazyJson::Get() const {
   if (!text_.empty()) {
-    ParseJson(text_, value_.emplace());  // cannot fail, because JsonScanner has read it
+    ParseJson(text_, value_.emplace());  // cannot fail: JsonScanner has read it
     text_.clear();
   }
   return value_ ? *value_ : Json::Value::nullSingleton();

@@ -9,7 +9,7 @@
 
 namespace VEXO::sharing {
 
-/// A JSON value.  An object that was read stays text until somebody asks for its value.
+/// A JSON value.  An object that was read stays text until its value is needed.
 class LazyJson {
  public:
   LazyJson() = default;
@@ -19,12 +19,13 @@ class LazyJson {
 
   const Json::Value& Get() const;
   bool IsObject() const { return !text_.empty() || Get().isObject(); }
-  /// As AppendJson.
+  /// Appends the value as AppendJson does, with the same result.
   bool AppendTo(std::string& text) const;
 
  private:
-  mutable std::optional<Json::Value> value_;  // none is null
-  mutable std::string text_;  // of the value; empty when `value_` is set or null
+  // The value is `text_`, unless that is empty; else `value_`, or null without one.
+  mutable std::optional<Json::Value> value_;
+  mutable std::string text_;
 };
 
 }  // namespace VEXO::sharing

@@ -136,7 +136,6 @@ TEST_F(KeptStatements, OtherText_IsCompiledEveryTime) {
 }
 
 TEST_F(KeptStatements, Values_AreThoseOfTheText) {
-  const std::string quotes(3, '\'');
   ASSERT_TRUE(Executes(db,
                        "INSERT INTO entry VALUES (NULL,'it''s','''','''a''''b''','',"
                        "'-5',-5,-0,007,999999999999999999,'\xff')"));

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <memory>
 #include <random>
 #include <string>
@@ -207,8 +208,7 @@ class Author {
         "entry_id INTEGER REFERENCES entry(id), session_id INTEGER, timeout INTEGER); "
         "INSERT INTO token VALUES(1,99,3,4),(2,1,1,5)",
         "DROP TABLE IF EXISTS token; CREATE TABLE token(id INTEGER PRIMARY KEY, "
-        "entry_id, "
-        "session_id, timeout) WITHOUT ROWID; INSERT INTO token VALUES(1,2,3,4)",
+        "entry_id, session_id, timeout) WITHOUT ROWID; INSERT INTO token VALUES(1,2,3,4)",
         "DROP TABLE IF EXISTS token; CREATE VIEW IF NOT EXISTS token AS "
         "SELECT id, id AS entry_id, id AS session_id, timeout FROM session",
         "DROP VIEW IF EXISTS token",
@@ -575,12 +575,12 @@ TEST_P(StatementDifference, RandomStatements_DoTheSameAsPlainSqlite) {
   for (int i = 0; i < kStatements && !HasFatalFailure(); ++i) {
     if (!plain_->InTransaction()) {
       if (i % kBetweenFreshSchemas < 3) {
-        history.emplace_back("FRESH");
+        history.emplace_back("ANOTHER CONNECTION: fresh schema");
         Reconnect();
         for (const std::string& text : Author::FreshSchema()) RunBeside(text);
       } else if (author.OneIn(60)) {
         const std::string change = author.SchemaChange();
-        history.push_back("BESIDE " + change);
+        history.push_back("ANOTHER CONNECTION: " + change);
         RunBeside(change);
       }
     }
@@ -593,7 +593,7 @@ TEST_P(StatementDifference, RandomStatements_DoTheSameAsPlainSqlite) {
   }
   while (plain_->InTransaction()) run("ROLLBACK");
   CompareContents();
-  // Some of the schemas allow rows that the check does not like.
+  // With some of the schemas rows break a rule, which the check reports.
   EXPECT_EQ(PlainDatabase(our_path_).Run("PRAGMA integrity_check").rows,
             plain_->Run("PRAGMA integrity_check").rows);
 }
