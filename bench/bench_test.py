@@ -79,12 +79,12 @@ class Bench(unittest.TestCase):
                               stderr=subprocess.PIPE, text=True) as bench:
             self.assertTrue(any("links: operations" in line for line in bench.stderr))
             bench.send_signal(signal.SIGTERM)
-            bench.stderr.read()  # to the end: nobody has it open
+            bench.stderr.read()  # to the end: no process has it open any more
 
         self.assertEqual(bench.returncode, 130)
         self.assertEqual(os.listdir(self.folder), [])
 
-    def test_Arguments_ThatMakeNoSense_AreRefused(self):
+    def test_Arguments_Invalid_AreRefused(self):
         for arguments in (["5"], ["many"], ["--rounds", "0"], ["--only", "nonsense"], ["--write"],
                           ["--instructions", "100"], ["--plot"], ["--disk", "/nowhere"],
                           ["--build", "/nowhere"], ["--output", "/nowhere/results.json"]):

@@ -3,8 +3,8 @@
 /// @file
 /// Counts system calls of the process: the functions of the C library that make them are
 /// replaced by functions of the same names, which count and call the original.  With
-/// LD_PRELOAD this works for every program: it then prints the number of syncs at its
-/// end.
+/// LD_PRELOAD this works for every program; with BENCH_PRINT_SYNCS set too, the program
+/// prints the number of syncs when it ends.
 
 namespace bench {
 

@@ -1,5 +1,5 @@
-// A web program that prints a line and ends.  It is linked with the libraries that a
-// check needs, and uses none of them.
+// A web program that prints a line and ends.  It loads the same libraries as a check, and
+// uses none of them.
 
 #include <cstdio>
 

@@ -62,7 +62,7 @@ class AsSystem {
 class WriterLock {
  public:
   /// @param file  -1 for a process that writes alone
-  /// @param wait  F_OFD_SETLKW to wait for the lock, F_OFD_SETLK to do without
+  /// @param wait  F_OFD_SETLKW to wait for the lock, F_OFD_SETLK to go on without it
   WriterLock(int file, int wait) : file_(file), held_(file == -1 || Set(wait, F_WRLCK)) {}
   ~WriterLock() {
     if (file_ != -1 && held_) Set(F_OFD_SETLK, F_UNLCK);
@@ -257,7 +257,8 @@ class Limit : public Backend {
     statement.Run();
   }
 
-  /// The end of a store: copies the log into the database, unless somebody is in the way.
+  /// The end of a store: copies the log into the database, unless another process
+  /// holds the lock.
   void CloseStore() {
     const AsSystem system;
     const WriterLock lock(lock_file_, F_OFD_SETLK);

@@ -34,9 +34,9 @@ std::vector<Visit> AllVisits(int links) {
   return visits;
 }
 
-/// Measures each run of an operation, when the visited links are in memory.  Beside the
-/// mean time there are the median, and how many syncs and account switches a run needs.
-/// Callgrind counts nothing else.
+/// Measures each run of an operation, when the visited links are in memory.  Besides
+/// the mean time it reports the median, and how many syncs and account switches a run
+/// needs. Callgrind counts nothing else.
 void Measure(benchmark::State& state, const Operation& operation,
              const std::vector<Visit>& visits, long first, int warm_up) {
   const std::unique_ptr<Backend> backend = bench::OpenBackend(false);

@@ -184,7 +184,7 @@ def purge(bench):
 
 
 def commands(bench):
-    """Commands that read every link.  Nothing is compared with them."""
+    """Commands that read every link.  They have no limit to compare with."""
     def seconds(arguments):
         begin = time.monotonic()
         bench.run([bench.program("vexosharing"), *arguments], stdout=subprocess.DEVNULL,

@@ -2,7 +2,7 @@
 
 /// @file
 /// The rows of the databases that the benchmarks use.  They depend on the number of links
-/// only, so that programs that share a database need not tell each other what is in it.
+/// only, so that programs that share a database agree on its content.
 
 #include <algorithm>
 #include <cstdint>
@@ -10,10 +10,7 @@
 
 namespace bench {
 
-inline constexpr char kFolder[] = "/usr/vexo/etc/private/session/sharing";
-/// The database of the library.
-inline constexpr char kDatabase[] = "/usr/vexo/etc/private/session/sharing/sharing.db";
-/// The database of the program that is compared with it.
+/// The database of the program that the library is compared with.
 inline constexpr char kLimitDatabase[] = "/usr/vexo/etc/private/session/sharing/limit.db";
 
 inline constexpr char kAddress[] = "192.0.2.7";
