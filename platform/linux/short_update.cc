@@ -13,10 +13,14 @@ Statement Prepare(sqlite3* connection, const char* sql) {
 
 const char kIsSuitable[] =
     "SELECT (SELECT count(*) FROM sqlite_master WHERE type = 'table' AND rootpage > 0 "
-    "    AND name = ?1 COLLATE NOCASE AND instr(upper(sql), 'CHECK') = 0) = 1 "
+    "    AND name = ?1 COLLATE NOCASE AND instr(upper(sql), 'CHECK') = 0 "
+    "    AND instr(upper(sql), 'COLLATE') = 0) = 1 "
     "  AND (SELECT group_concat(name || ' ' || type) FROM pragma_table_info(?1) "
     "    WHERE pk > 0) = 'id INTEGER' "
-    "  AND NOT EXISTS (SELECT * FROM pragma_foreign_key_list(?1)) "
+    "  AND NOT EXISTS (SELECT * FROM pragma_table_info(?1) "
+    "    WHERE type NOT IN ('INTEGER', 'TEXT')) "
+    "  AND NOT EXISTS (SELECT * FROM sqlite_master "
+    "    WHERE instr(upper(sql), 'REFERENCES') != 0) "
     "  AND NOT EXISTS (SELECT * FROM sqlite_master WHERE type = 'trigger' "
     "    AND tbl_name = ?1 COLLATE NOCASE AND instr(upper(sql), 'UPDATE') != 0) "
     "  AND NOT EXISTS (SELECT * FROM sqlite_temp_master "
@@ -62,7 +66,10 @@ bool ShortUpdate::IsReady(sqlite3* connection, const KnownStatement& known) {
     state_ = State::kUnsuitable;
     for (std::size_t i = 0; i < updates_.size() && known.shorter[i] != nullptr; ++i) {
       updates_[i] = Prepare(connection, known.shorter[i]);
-      if (updates_[i] == nullptr) return false;
+      // With PRAGMA count_changes an update has a row.
+      if (updates_[i] == nullptr || sqlite3_column_count(updates_[i].get()) != 0) {
+        return false;
+      }
     }
     if (IsSuitable(connection, known.table)) state_ = State::kReady;
   }

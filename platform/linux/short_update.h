@@ -17,7 +17,8 @@ namespace VEXO::platform {
 /// would, or none of them changes anything, and the whole update must be run.
 ///
 /// They are used only where nobody can see the difference: the table has no checks, no
-/// foreign keys, no triggers for updates, and the id is its key.
+/// collations and no triggers for updates, its columns are integers and texts, the id is
+/// its key, and no table has foreign keys.
 class ShortUpdate {
  public:
   ShortUpdate() = default;
