@@ -26,6 +26,12 @@ const char kIsSuitable[] =
     "  AND NOT EXISTS (SELECT * FROM sqlite_temp_master "
     "    WHERE tbl_name = ?1 COLLATE NOCASE)";
 
+/// Whether a transaction is open that has not read or written yet.
+bool IsBeforeFirstStatement(sqlite3* connection) {
+  return sqlite3_get_autocommit(connection) == 0 &&
+         sqlite3_txn_state(connection, "main") == SQLITE_TXN_NONE;
+}
+
 bool IsSuitable(sqlite3* connection, const char* table) {
   const Statement query = Prepare(connection, kIsSuitable);
   return query != nullptr &&
@@ -61,6 +67,8 @@ bool ShortUpdate::IsReady(sqlite3* connection, const KnownStatement& known) {
     return false;
   }
   if (state_ == State::kUsed) {
+    // A transaction that has read cannot write once another connection has written.
+    if (IsBeforeFirstStatement(connection)) return false;
     // First the updates, then the look at the table: if the schema changes in between,
     // the updates fail.
     state_ = State::kUnsuitable;

@@ -4,8 +4,10 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "compilations.h"
@@ -271,6 +273,22 @@ TEST_F(KeptStatements, ForeignKeyToAColumnThatIsNotUnique_IsRefused) {
   for (int i = 0; i < 3; ++i) {
     EXPECT_FALSE(Executes(db, kSameEntry));
     EXPECT_THAT(VEXODBErrorGet(db.get()), testing::HasSubstr("foreign key mismatch"));
+  }
+}
+
+TEST_F(KeptStatements, UpdateThatBeginsATransaction_WaitsForAnotherWriter) {
+  const Database other = Connect(path);
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_TRUE(Executes(other, "BEGIN IMMEDIATE; DELETE FROM token"));
+    ASSERT_TRUE(Executes(other, kNewToken));
+    std::thread later([&other] {
+      usleep(100 * 1000);
+      EXPECT_TRUE(Executes(other, "COMMIT"));
+    });
+    EXPECT_TRUE(Executes(db, "BEGIN TRANSACTION"));
+    EXPECT_TRUE(Executes(db, kLaterSession)) << VEXODBErrorGet(db.get());
+    EXPECT_TRUE(Executes(db, "COMMIT"));
+    later.join();
   }
 }
 
