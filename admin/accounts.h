@@ -24,10 +24,9 @@ struct Account {
   AccountState state;
 };
 
-/// While an object of this class exists, each account is looked up once, also one that
-/// does not exist: for that one the name service asks all its sources.  A lookup that
-/// failed is repeated.  The programs have one object for a run, since accounts may change
-/// between two runs.
+/// While an object of this class exists, each account is looked up once.  This includes
+/// accounts that do not exist, for which the name service asks all its sources.  A lookup
+/// that failed is repeated.  A program has one object for its whole run.
 class AccountCache {
  public:
   AccountCache();
@@ -44,22 +43,23 @@ class Directory {
 
   Directory(ToId to_id, ToName to_name) : to_id_(to_id), to_name_(to_name) {}
 
-  /// Looks an account up; the output is set when it is found.
+  /// Looks up an account.  The output is set only if it is found.
   AccountState FindName(unsigned int id, std::string& name);
   AccountState FindId(const std::string& name, unsigned int& id);
 
-  /// Empty when the account is not found.
+  /// The name of an account; empty if it is not found.
   std::string Name(unsigned int id);
 
-  // A link stores accounts as ids, and those that were not found as names.
+  // A link stores accounts as ids, and as names if their ids were not known.
 
-  /// The names of the ids that are found, and the names.
+  /// The names of those ids that have one, and then the stored names.
   std::vector<std::string> Names(const std::vector<unsigned int>& ids,
                                  const std::vector<std::string>& names);
-  /// The ids without a name.  Ids of the names are among them.
+  /// The ids that have no name: of the stored ids, and of those that the stored names
+  /// have now.
   std::vector<unsigned int> Nameless(const std::vector<unsigned int>& ids,
                                      const std::vector<std::string>& names);
-  /// Both as names, and then both as ids.
+  /// All these accounts, first by name and then by id, with their states.
   std::vector<Account> Accounts(const std::vector<unsigned int>& ids,
                                 const std::vector<std::string>& names);
 

@@ -12,7 +12,7 @@
 
 namespace admin {
 
-/// A JSON object as a value.
+/// Builds a JSON object as a value.
 class ObjectValue {
  public:
   template <class T>
@@ -37,7 +37,7 @@ class ObjectValue {
   Json::Value value_{Json::objectValue};
 };
 
-/// The same object as text.  Members are added in the order of their names.
+/// Builds the same object as text.  Members must be added in the order of their names.
 class ObjectText {
  public:
   ObjectText() { text_.reserve(kUsualLength); }
@@ -49,7 +49,8 @@ class ObjectText {
     text_ += "\":";
     Append(value);
   }
-  /// Ends the text.  False when it is not what JsonText would write.
+  /// Ends the object.  False if JsonText would write it in another way; `text` is
+  /// unchanged then.
   bool Finish(std::string& text) {
     text_ += '}';
     if (!good_ || !IsUtf8(text_)) return false;

@@ -16,7 +16,7 @@ namespace {
 // Less than what the library reads: a link's stored text nests the object deeper.
 constexpr size_t kMaxDepth = 499;
 
-/// Whether a text has no byte that is escaped in ASCII.
+/// Whether a text has only ASCII characters, without DEL, which is escaped in ASCII too.
 bool IsAscii(const std::string& text) {
   unsigned char bits = 0;
   for (const unsigned char byte : text) bits |= byte;
@@ -113,15 +113,14 @@ bool ParseJsonObject(const std::string& text, Json::Value& out, std::string& rea
 bool IsUtf8(const std::string& text) { return IsAscii(text) || utf8::is_valid(text); }
 
 std::string JsonText(const Json::Value& value, bool ascii) {
-  std::string usual;
-  if (VEXO::sharing::AppendJson(value, usual) &&
-      (ascii ? IsAscii(usual) : IsUtf8(usual))) {
-    return usual;
+  std::string text;
+  if (VEXO::sharing::AppendJson(value, text) && (ascii ? IsAscii(text) : IsUtf8(text))) {
+    return text;
   }
   Json::StreamWriterBuilder builder;
   builder["indentation"] = "";
   builder["emitUTF8"] = true;
-  std::string text = utf8::replace_invalid(Json::writeString(builder, value));
+  text = utf8::replace_invalid(Json::writeString(builder, value));
   // The writer of jsoncpp uses 17 digits, which turns 0.1 into 0.10000000000000001.
   const auto parsed = nlohmann::json::parse(text, nullptr, false);
   if (parsed.is_discarded()) return text;  // an infinite number, which JSON cannot hold

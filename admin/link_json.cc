@@ -201,10 +201,10 @@ bool DisableWithoutPassword(Entry& link) {
   return link.IsLegal();
 }
 
-/// What is shown of a link beside its public view.
+/// What is added to the public view of a link.
 struct Parts {
-  LinkUrls* urls = nullptr;  // id, state and URL, unless null
-  long now = 0;
+  LinkUrls* urls = nullptr;  // unless null: the id, the state and the URL
+  long now = 0;              // for the state
   bool nameless_ids = false;
   bool secrets = false;
 };
@@ -234,10 +234,7 @@ void AddMembers(const Entry& link, const Parts& parts, Object& out) {
           Groups().Names(data.protect_gids_, data.protect_extra_groups_));
   if (parts.secrets) {
     out.Add(SZK_PROTECT_PASSWORD, data.protect_password_);
-    out.Add(SZK_PROTECT_PASSWORD_ALGO,
-            data.protect_password_algo_ == Entry::ENCRYPT_ALGO_MD5
-                ? SZK_PROTECT_PASSWORD_ALGO_MD5
-                : SZK_PROTECT_PASSWORD_ALGO_DEFAULT);
+    out.Add(SZK_PROTECT_PASSWORD_ALGO, AlgoText(data.protect_password_algo_));
     out.Add(SZK_PROTECT_PASSWORD_SALT, data.protect_password_salt_);
   }
   out.Add(SZK_PROTECT_TITLE, data.protect_title_);
@@ -317,7 +314,10 @@ Json::Value StoredLinkJson(const Entry& link, const Secret* generated, LinkUrls&
 }
 
 std::string LinkLine(const Entry& link, bool with_secrets) {
-  return LinkText(link, {nullptr, 0, true, with_secrets});
+  Parts parts;
+  parts.nameless_ids = true;
+  parts.secrets = with_secrets;
+  return LinkText(link, parts);
 }
 
 Error ParseLinkLine(const std::string& text, db::BaseDB& database, LineLink& line) {

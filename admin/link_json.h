@@ -31,7 +31,7 @@ class LinkUrls {
 /// The public view of a link, with ids, state, times in seconds since the epoch, and its
 /// URL, null when that is not known.  No secret, and no private data.
 Json::Value LinkJson(const Entry& link, LinkUrls& urls, long now);
-/// The same as JsonText writes it, for long lists.
+/// The JSON text of LinkJson, written faster, for long lists.
 std::string LinkJsonText(const Entry& link, LinkUrls& urls, long now);
 
 /// {"link": ...}, with private data and unresolved names.

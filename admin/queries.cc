@@ -171,8 +171,8 @@ bool ReplaceLinksByBackup(BaseDB& database) {
 LinkReader::LinkReader(BaseDB& database, const std::string& condition,
                        const std::string& order, const std::string& limit)
     : database_(database), order_(order) {
-  // One text instead of a row for each id, which costs several times as much.  SQLite
-  // keeps the order of a subquery for this function.
+  // All ids in one text: a row for each takes several times as long.  SQLite keeps the
+  // order of the subquery for this function.
   Result result;
   Row row;
   good_ = database.Execute("SELECT group_concat(id) AS ids FROM (SELECT id FROM entry" +

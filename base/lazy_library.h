@@ -4,9 +4,8 @@
 
 namespace VEXO::base {
 
-/// A shared library that is loaded when it is needed, and then stays.  Loading a large
-/// one at the start of a program that does not use it would take longer than the program
-/// runs.
+/// A shared library that is loaded when it is needed, and then stays loaded.  Linking a
+/// large one would slow the start of every program, also of those that never use it.
 class LazyLibrary {
  public:
   /// Loads the library.

@@ -64,9 +64,9 @@ class SHARING_EXPORT Entry {
   /// Replaces `out` by the public view, which never has the row id, the stored password,
   /// its salt, the lists of ids or the private data.
   void ToJSON(Json::Value& out) const;
-  /// Fills the link from a row of the table "entry".  The process may have the classic
-  /// C++ locale while the data column is parsed, also where a later call asks for `app`
-  /// or `private_data`, which stay text until then.
+  /// Fills the link from a row of the table "entry".  `app` and `private_data` may stay
+  /// text until a later call needs them.  While JSON is parsed, here or in that call, the
+  /// process may have the classic C++ locale.
   ///
   /// @return false, with the row id set, when the data column is unreadable or the link
   ///         is not legal

@@ -64,7 +64,7 @@ class SHARING_EXPORT ObjectDB {
   BaseDB* db_;
   const char* table_;
   int flag_;  // 1 in every store; no operation reads it
-  std::unique_ptr<Condition> condition_;
+  mutable std::unique_ptr<Condition> condition_;  // null until it is used
 };
 
 }  // namespace VEXO::sharing::db

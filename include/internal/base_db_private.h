@@ -47,6 +47,8 @@ class BaseDBPrivate {
   /// Sets the connection's pragmas.
   bool Init();
   bool Run(const std::string& sql, DBResult_tag** handle);
+  /// Appends what Escape returns.
+  void AppendEscaped(const std::string& text, std::string& out) const;
 
   bool good_ = true;
   std::string path_;

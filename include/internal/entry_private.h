@@ -25,7 +25,7 @@ struct EntryData {
   Entry::RedirectType redirect_type_ = Entry::REDIRECT_NONE;
   std::string redirect_uri_;
   LazyJson app_;
-  LazyJson private_data_{Json::Value(Json::objectValue)};
+  LazyJson private_data_ = LazyJson::FromObject("{}");
 };
 
 /// The fields and rules of Entry.

@@ -66,11 +66,16 @@ bool Address::IsIPv4() const {
 }
 
 std::string Address::Text() const {
-  char text[INET6_ADDRSTRLEN] = "";
-  if (IsIPv4()) {
-    inet_ntop(AF_INET, bytes_.data() + sizeof(kMapped), text, sizeof(text));
-  } else {
+  if (!IsIPv4()) {
+    char text[INET6_ADDRSTRLEN] = "";
     inet_ntop(AF_INET6, bytes_.data(), text, sizeof(text));
+    return text;
+  }
+  // Not by inet_ntop, which formats each number with sprintf.
+  std::string text;
+  for (std::size_t i = sizeof(kMapped); i < bytes_.size(); ++i) {
+    if (!text.empty()) text += '.';
+    text += std::to_string(bytes_[i]);
   }
   return text;
 }

@@ -20,10 +20,12 @@
 #include "statement.h"
 
 using VEXO::platform::CatchBadAlloc;
+using VEXO::platform::ColumnNames;
 using VEXO::platform::HasAttached;
 using VEXO::platform::KeptStatements;
 using VEXO::platform::LockedFile;
 using VEXO::platform::LockWait;
+using VEXO::platform::NameList;
 using VEXO::platform::Statement;
 
 namespace {
@@ -39,7 +41,7 @@ struct CloseConnection {
 }  // namespace
 
 struct VEXODB {
-  // In the order of their use: each is used by those that follow.
+  // Each is used by members that follow it, so it must outlive them.
   LockWait wait{LockWait::Signals::kEndWait};
   LockedFile file{wait};
   std::unique_ptr<sqlite3, CloseConnection> connection;
@@ -80,29 +82,35 @@ constexpr std::string_view kCheckpoint = "PRAGMA wal_checkpoint";
 
 /// Whether the first statement of `sql` is a checkpoint of the kind that waits for nobody
 /// (https://www.sqlite.org/pragma.html#pragma_wal_checkpoint).
-bool IsPassiveCheckpoint(const char* sql) {
-  if (sqlite3_strnicmp(sql, kCheckpoint.data(), kCheckpoint.size()) != 0) return false;
-  const char next = sql[kCheckpoint.size()];
-  return next == ';' || next == '\0';
+bool IsPassiveCheckpoint(std::string_view sql) {
+  const std::size_t size = kCheckpoint.size();
+  if (sql.substr(0, size) != kCheckpoint &&
+      sqlite3_strnicmp(sql.data(), kCheckpoint.data(), static_cast<int>(size)) != 0) {
+    return false;
+  }
+  return sql.size() == size || sql[size] == ';';
 }
 
 /// Runs the first statement of `sql` once; `*rest` is the text behind it.
-int RunStatement(VEXODB& db, const char* sql, const char** rest, DBResult_tag& result) {
+int RunStatement(VEXODB& db, std::string_view sql, const char** rest,
+                 DBResult_tag& result) {
   int code;
   if (db.kept->Run(sql, &result, &code)) {
-    *rest = sql + strlen(sql);
+    *rest = sql.data() + sql.size();
     return code;
   }
   sqlite3_stmt* prepared = nullptr;
-  code = sqlite3_prepare_v2(db.connection.get(), sql, -1, &prepared, rest);
+  code = sqlite3_prepare_v2(db.connection.get(), sql.data(), -1, &prepared, rest);
   const Statement statement(prepared);
   if (code != SQLITE_OK) return code;
   if (statement == nullptr) return SQLITE_OK;  // blanks or a comment
-  return result.Collect(statement.get());
+  ColumnNames names;
+  return result.Collect(statement.get(), &names);
 }
 
-/// The same for a passive checkpoint of an open log, without compiling it.
-int RunCheckpoint(VEXODB& db, const char* sql, const char** rest, DBResult_tag& result) {
+/// Does the same for a passive checkpoint of a log that is open, without compiling SQL.
+int RunCheckpoint(VEXODB& db, std::string_view sql, const char** rest,
+                  DBResult_tag& result) {
   sqlite3* const connection = db.connection.get();
   int pages = -1;
   int copied = -1;
@@ -113,17 +121,21 @@ int RunCheckpoint(VEXODB& db, const char* sql, const char** rest, DBResult_tag& 
                                      &pages, &copied);
     if (code != SQLITE_OK && code != SQLITE_BUSY) return code;
   }
-  *rest = sql + kCheckpoint.size();
+  *rest = sql.data() + kCheckpoint.size();
   if (**rest == ';') ++*rest;
-  result.SetRow({"busy", "log", "checkpointed"}, {code == SQLITE_BUSY, pages, copied});
+  // Never destroyed: stores may end at exit.
+  static const auto& names =
+      *new NameList(new std::vector<std::string>{"busy", "log", "checkpointed"});
+  result.SetRow(names, {code == SQLITE_BUSY, pages, copied});
   return SQLITE_OK;
 }
 
-/// Runs every statement of `sql`.  `*inherited` becomes false once the transaction that
-/// was open before has ended: one found open later is this text's own.
-bool RunText(VEXODB& db, const char* sql, DBResult_tag& result, bool* inherited) {
+/// Runs every statement of `sql`, which a NUL follows.  `*inherited` becomes false once
+/// the transaction that was open before has ended: one found open later is this text's
+/// own.
+bool RunText(VEXODB& db, std::string_view sql, DBResult_tag& result, bool* inherited) {
   sqlite3* const connection = db.connection.get();
-  while (*sql != '\0') {
+  while (!sql.empty()) {
     // SQLite skips the busy handler where two waiting processes would block each other,
     // for instance when both switch a new file to write-ahead logging.  A statement may
     // be repeated outside a transaction, where it holds no lock between two attempts, and
@@ -143,7 +155,7 @@ bool RunText(VEXODB& db, const char* sql, DBResult_tag& result, bool* inherited)
       return false;
     }
     if (!InTransaction(connection)) *inherited = false;
-    sql = rest;
+    sql.remove_prefix(rest - sql.data());
   }
   return true;
 }
@@ -229,7 +241,8 @@ int VEXODBEscapeStringEX2(int kind, char* buffer, size_t size, const char* text,
     errno = EINVAL;
     return -1;
   }
-  const size_t quotes = length == 0 ? 0 : std::count(text, text + length, '\'');
+  const bool plain = length == 0 || memchr(text, '\'', length) == nullptr;
+  const size_t quotes = plain ? 0 : std::count(text, text + length, '\'');
   const size_t needed = length + quotes;
   if (needed > size || needed > INT_MAX) {
     errno = ERANGE;

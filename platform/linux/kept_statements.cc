@@ -1,7 +1,5 @@
 #include "kept_statements.h"
 
-#include "result.h"
-
 namespace VEXO::platform {
 namespace {
 
@@ -16,12 +14,12 @@ bool HasAttached(sqlite3* connection) {
   return sqlite3_db_name(connection, kFirstAttached) != nullptr;
 }
 
-bool KeptStatements::Run(const char* sql, DBResult_tag* result, int* code) {
+bool KeptStatements::Run(std::string_view sql, DBResult_tag* result, int* code) {
   if (!kKeep) return false;
   ParsedText text;
   const int number = text.Parse(sql);
-  // SQLite compiles a kept statement again when the schema has changed.  It would miss
-  // that a table of an attached database is hidden by a new one of the main database.
+  // SQLite compiles a kept statement again when the schema has changed, but not when a
+  // new table of the main database hides the table of an attached one that it uses.
   if (number == -1 || HasAttached(connection_)) return false;
 
   const KnownStatement& known = GetKnownStatement(number);
@@ -37,7 +35,7 @@ bool KeptStatements::Run(const char* sql, DBResult_tag* result, int* code) {
   }
   const BoundStatement bound(kept.statement.get(), text);
   if (!bound) return false;
-  *code = result->Collect(kept.statement.get());
+  *code = result->Collect(kept.statement.get(), &kept.names);
   return true;
 }
 

@@ -3,12 +3,12 @@
 #include <sqlite3.h>
 
 #include <array>
+#include <string_view>
 
 #include "known_statement.h"
+#include "result.h"
 #include "short_update.h"
 #include "statement.h"
-
-struct DBResult_tag;
 
 namespace VEXO::platform {
 
@@ -24,17 +24,18 @@ class KeptStatements {
   KeptStatements(const KeptStatements&) = delete;
   KeptStatements& operator=(const KeptStatements&) = delete;
 
-  /// Runs `sql` by a kept statement, which has no values and no transaction open at the
-  /// end.  The rows, if it has columns, replace those of `result`, and `*code` is the
-  /// SQLite result code.
+  /// Runs `sql` with a kept statement, which then has no values and keeps no transaction
+  /// open.  If it has columns, its rows replace those of `result`.  `*code` is the SQLite
+  /// result code.
   ///
   /// @return false when the text is not a known statement, or cannot be prepared: it has
   ///         not been run, and must be run as text, which also tells why it fails
-  bool Run(const char* sql, DBResult_tag* result, int* code);
+  bool Run(std::string_view sql, DBResult_tag* result, int* code);
 
  private:
   struct Kept {
     Statement statement;
+    ColumnNames names;
     ShortUpdate short_update;
   };
 

@@ -3,19 +3,18 @@
 #include <sqlite3.h>
 
 #include <algorithm>
-#include <cstring>
 #include <iterator>
 
 namespace VEXO::platform {
 namespace {
 
-constexpr int kMaxDigits = 18;  // which always fit
+constexpr std::size_t kMaxDigits = 18;  // any such number fits in 64 bits
 
-// Of a longer text, storing it takes longer than compiling it.
-constexpr std::ptrdiff_t kMaxStringSize = 1 << 20;
+// A statement with a longer string takes longer to run than to compile.
+constexpr std::size_t kMaxStringSize = 1 << 20;
 
-// The statements of the library, as it writes them.  Any other text can be run too, but
-// is slower.
+// The statements of the library, exactly as it writes them.  Other texts are run too, but
+// are compiled each time.
 constexpr KnownStatement kStatements[] = {
     {"BEGIN IMMEDIATE"},
     {"BEGIN TRANSACTION"},
@@ -64,83 +63,93 @@ static_assert(std::size(kStatements) <= kMaxKnownStatements);
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
+bool IsQuote(std::string_view text, std::size_t at) {
+  return at < text.size() && text[at] == '\'';
+}
+
+/// Removes `part` from the beginning of `text`.  False when the text does not begin with
+/// it.
+bool Skip(std::string_view part, std::string_view* text) {
+  if (text->substr(0, part.size()) != part) return false;
+  text->remove_prefix(part.size());
+  return true;
+}
+
 }  // namespace
 
 const KnownStatement& GetKnownStatement(std::size_t number) {
   return kStatements[number];
 }
 
-int ParsedText::Parse(const char* sql) {
-  sql_ = sql;
+int ParsedText::Parse(std::string_view sql) {
+  size_ = sql.size();
   for (std::size_t i = 0; i < std::size(kStatements); ++i) {
-    const char* const known = kStatements[i].sql;
-    if (*known == *sql && Matches(known, sql)) return static_cast<int>(i);
+    // The last character of the first part is compared first, since many statements begin
+    // with the same words.
+    const std::string_view first = kStatements[i].parts.front();
+    if (first.size() <= sql.size() && sql[first.size() - 1] == first.back() &&
+        Matches(kStatements[i], sql)) {
+      return static_cast<int>(i);
+    }
   }
   return -1;
 }
 
-bool ParsedText::Matches(const char* known, const char* sql) {
-  count_ = 0;
+bool ParsedText::Matches(const KnownStatement& known, std::string_view sql) {
+  if (!Skip(known.parts[0], &sql)) return false;
+  count_ = known.parameters;
   unquoted_end_ = unquoted_.get();
-  for (; *known != '\0'; ++known) {
-    if (*known == '?') {
-      if (!ReadLiteral(&sql)) return false;
-    } else if (*known != *sql++) {
-      return false;
-    }
+  for (std::size_t i = 0; i < count_; ++i) {
+    if (sql.empty()) return false;
+    const bool read = sql.front() == '\'' ? ReadString(&sql, &literals_[i])
+                                          : ReadNumber(&sql, &literals_[i]);
+    if (!read || !Skip(known.parts[i + 1], &sql)) return false;
   }
-  return *sql == '\0';
+  return sql.empty();
 }
 
-bool ParsedText::ReadLiteral(const char** sql) {
-  if (count_ == literals_.size()) return false;
-  Literal* const literal = &literals_[count_++];
-  return **sql == '\'' ? ReadString(sql, literal) : ReadNumber(sql, literal);
-}
-
-bool ParsedText::ReadString(const char** sql, Literal* literal) {
-  const char* const begin = *sql + 1;
-  const char* quote = strchr(begin, '\'');
-  if (quote == nullptr || quote - begin > kMaxStringSize) return false;
-  if (quote[1] != '\'') {
-    *literal = {begin, static_cast<int>(quote - begin), 0};
-    *sql = quote + 1;
+bool ParsedText::ReadString(std::string_view* sql, Literal* literal) {
+  const std::string_view rest = sql->substr(1);
+  std::size_t quote = rest.find('\'');
+  if (quote > kMaxStringSize) return false;  // or if there is none
+  if (!IsQuote(rest, quote + 1)) {
+    *literal = {rest.data(), static_cast<int>(quote), 0};
+    sql->remove_prefix(quote + 2);
     return true;
   }
 
   if (unquoted_ == nullptr) {
-    unquoted_ = std::make_unique<char[]>(strlen(sql_));  // room for all of them
+    unquoted_ = std::make_unique<char[]>(size_);  // room for every string
     unquoted_end_ = unquoted_.get();
   }
   char* const text = unquoted_end_;
-  const char* part = begin;
-  while (quote[1] == '\'') {
-    const char* const next = quote + 1;  // the second of both begins the next part
-    unquoted_end_ = std::copy(part, quote, unquoted_end_);
-    part = next;
-    quote = strchr(next + 1, '\'');
-    if (quote == nullptr) return false;
+  std::size_t part = 0;
+  while (IsQuote(rest, quote + 1)) {
+    unquoted_end_ = std::copy(&rest[part], &rest[quote], unquoted_end_);
+    part = quote + 1;  // the second quote begins the next part
+    quote = rest.find('\'', part + 1);
+    if (quote == std::string_view::npos) return false;
   }
-  unquoted_end_ = std::copy(part, quote, unquoted_end_);
-  if (unquoted_end_ - text > kMaxStringSize) return false;
-  *literal = {text, static_cast<int>(unquoted_end_ - text), 0};
-  *sql = quote + 1;
+  unquoted_end_ = std::copy(&rest[part], &rest[quote], unquoted_end_);
+  const auto size = static_cast<std::size_t>(unquoted_end_ - text);
+  if (size > kMaxStringSize) return false;
+  *literal = {text, static_cast<int>(size), 0};
+  sql->remove_prefix(quote + 2);
   return true;
 }
 
-bool ParsedText::ReadNumber(const char** sql, Literal* literal) {
-  const char* digit = *sql;
-  const bool negative = *digit == '-';
-  if (negative) ++digit;
-  const char* const first = digit;
+bool ParsedText::ReadNumber(std::string_view* sql, Literal* literal) {
+  const bool negative = sql->front() == '-';
+  if (negative) sql->remove_prefix(1);
+  std::size_t digits = 0;
   std::int64_t number = 0;
-  for (; IsDigit(*digit); ++digit) {
-    if (digit - first == kMaxDigits) return false;
-    number = 10 * number + (*digit - '0');
+  for (; digits < sql->size() && IsDigit((*sql)[digits]); ++digits) {
+    if (digits == kMaxDigits) return false;
+    number = 10 * number + ((*sql)[digits] - '0');
   }
-  if (digit == first) return false;
+  if (digits == 0) return false;
   *literal = {nullptr, 0, negative ? -number : number};
-  *sql = digit;
+  sql->remove_prefix(digits);
   return true;
 }
 

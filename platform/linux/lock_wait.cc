@@ -44,8 +44,9 @@ bool LockWait::IsSameOperation() const { return Clock::now() - ended_ < kSameOpe
 
 void LockWait::Start() {
   interrupted_ = false;
-  if (!IsSameOperation())
-    left_ = failed_ ? Clock::duration(kTimeoutAfterFailure) : kTimeout;
+  const Clock::duration full = failed_ ? Clock::duration(kTimeoutAfterFailure) : kTimeout;
+  // Most statements have not waited: for these the clock is not read.
+  if (left_ != full && !IsSameOperation()) left_ = full;
 }
 
 bool LockWait::Pause() {

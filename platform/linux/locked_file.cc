@@ -41,10 +41,11 @@ constexpr int kTriesWithoutSleep = 60;
 
 constexpr int kLongLogPages = 1000;  // as SQLite's own default for automatic checkpoints
 
-// The log is not restarted before it has so many pages: a restart costs one more flush to
-// the disk.  With a longer log, checkpoints take longer to sort its pages.
+// The log is not restarted before it has this many pages, because a restart costs one
+// more flush to the disk.  The longer the log, the longer a checkpoint takes to sort its
+// pages.
 constexpr uint32_t kContinuedLogPages = 128;
-// On a full disk it is, so that it does not have to grow.
+// With less free space it is restarted at every write, so that it does not have to grow.
 constexpr uint64_t kFreeBytes = 1U << 20;
 
 bool HasFreeSpace(const char* path) {
@@ -158,8 +159,8 @@ bool LockedFile::ShouldContinueLog() const {
          HasFreeSpace(path_);
 }
 
-// Most checkpoints find this, since every store runs one: without a look at the index
-// they would only keep writers waiting.
+// True for most checkpoints, since every store runs one.  If they took the locks to find
+// out, they would only keep writers waiting.
 bool LockedFile::IsLogCopied() const {
   const auto* const index = LogIndex();
   return index != nullptr && index[kLastFrameWord] == index[kCopiedFramesWord];

@@ -3,8 +3,9 @@
 namespace VEXO::platform {
 namespace {
 
-/// Prepares a statement that fails when the schema has changed.  The newer versions of
-/// this function let SQLite compile it again, but then the table may not be suitable.
+/// Prepares a statement that fails after a change of the schema.  The newer versions of
+/// this SQLite function would let it be compiled again, although the table may no longer
+/// be suitable.
 Statement Prepare(sqlite3* connection, const char* sql) {
   sqlite3_stmt* statement = nullptr;
   sqlite3_prepare(connection, sql, -1, &statement, nullptr);
@@ -62,15 +63,15 @@ bool ShortUpdate::Run(sqlite3* connection, const KnownStatement& known,
 
 bool ShortUpdate::IsReady(sqlite3* connection, const KnownStatement& known) {
   if (state_ == State::kNew) {
-    // It takes time to look at the table, and many programs run an update only once.
+    // Checking the table takes time, and many programs run an update only once.
     state_ = State::kUsed;
     return false;
   }
   if (state_ == State::kUsed) {
     // A transaction that has read cannot write once another connection has written.
     if (IsBeforeFirstStatement(connection)) return false;
-    // First the updates, then the look at the table: if the schema changes in between,
-    // the updates fail.
+    // The updates are prepared before the table is checked: if the schema changes in
+    // between, they fail.
     state_ = State::kUnsuitable;
     for (std::size_t i = 0; i < updates_.size() && known.shorter[i] != nullptr; ++i) {
       updates_[i] = Prepare(connection, known.shorter[i]);

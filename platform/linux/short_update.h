@@ -8,17 +8,16 @@
 namespace VEXO::platform {
 
 /// Runs an update by id that sets all columns of a row, as the library does to store a
-/// record, but writes only the indexes of columns that change.  (SQLite removes and adds
-/// an entry in each index that has a column of the update, even if its value is the
-/// same.)
+/// record, but writes fewer indexes.  SQLite alone writes every index that has a column
+/// of the update, even if the value stays the same.
 ///
 /// The shorter updates set fewer columns, and have the condition that the others are
 /// equal to the new values.  So one of them changes the row exactly as the whole update
 /// would, or none of them changes anything, and the whole update must be run.
 ///
-/// They are used only where nobody can see the difference: the table has no checks, no
-/// collations and no triggers for updates, its columns are integers and texts, the id is
-/// its key, and no table has foreign keys.
+/// They are used only if the result is the same: the id is the key of the table, its
+/// columns are integers and texts, it has no checks, no collations and no triggers for
+/// updates, and no table has foreign keys.
 class ShortUpdate {
  public:
   ShortUpdate() = default;

@@ -26,6 +26,8 @@ const char kRootName[] = "root";
 const char kMove[] = "/bin/mv";
 const char kMoveTarget[] = "/tmp/";
 
+constexpr size_t kUsualSize = 1000;  // of a statement that stores a record
+
 }  // namespace
 
 BaseDBPrivate::BaseDBPrivate(std::string path, unsigned int mode)
@@ -171,15 +173,24 @@ bool BaseDBPrivate::Commit() {
 }
 
 std::string BaseDBPrivate::Escape(const std::string& text) const {
-  // One byte more than the size passed, so that the text always ends with NUL.
-  std::string escaped(2 * text.size() + 1, '\0');
-  if (VEXODBEscapeStringEX2(0, escaped.data(), 2 * text.size(), text.c_str(),
-                            text.size()) == -1) {
-    LogError("%s:%d (%u) escape failed\n\n", kSource, 435, Pid());
-    return "";
-  }
-  escaped.resize(strlen(escaped.c_str()));
+  std::string escaped;
+  AppendEscaped(text, escaped);
   return escaped;
+}
+
+void BaseDBPrivate::AppendEscaped(const std::string& text, std::string& out) const {
+  const size_t begin = out.size();
+  // One byte more than the size passed, so that the text always ends with NUL.
+  out.resize(begin + 2 * text.size() + 1);
+  char* const escaped = out.data() + begin;
+  size_t size = 0;
+  if (VEXODBEscapeStringEX2(0, escaped, 2 * text.size(), text.c_str(), text.size()) ==
+      -1) {
+    LogError("%s:%d (%u) escape failed\n\n", kSource, 435, Pid());
+  } else {
+    size = strlen(escaped);
+  }
+  out.resize(begin + size);
 }
 
 bool BaseDBPrivate::ExecuteWALCheckPoint() {
@@ -188,31 +199,39 @@ bool BaseDBPrivate::ExecuteWALCheckPoint() {
 
 bool BaseDBPrivate::Insert(const std::string& table,
                            const std::vector<std::string>& values) {
-  PlainText sql;
-  sql << "INSERT INTO " << table << " VALUES (NULL,";
-  const char* separator = "";
+  std::string sql;
+  sql.reserve(kUsualSize);
+  sql.append("INSERT INTO ").append(table).append(" VALUES (NULL,");
+  const char* separator = "'";
   for (const std::string& value : values) {
-    sql << separator << "'" << Escape(value) << "'";
-    separator = ",";
+    sql += separator;
+    AppendEscaped(value, sql);
+    sql += '\'';
+    separator = ",'";
   }
-  sql << ")";
-  return Execute(sql.str(), nullptr);
+  sql += ')';
+  return Execute(sql, nullptr);
 }
 
 bool BaseDBPrivate::Update(const std::string& table,
                            const std::map<std::string, std::string>& columns, int id) {
-  PlainText sql;
-  sql << "UPDATE " << table << " SET ";
+  std::string sql;
+  sql.reserve(kUsualSize);
+  sql.append("UPDATE ").append(table).append(" SET ");
   const char* separator = "";
   for (const auto& [column, value] : columns) {
     if (column == SZK_ID_) {
       continue;  // a row never changes its id
     }
-    sql << separator << Escape(column) << "='" << Escape(value) << "'";
+    sql += separator;
+    AppendEscaped(column, sql);
+    sql += "='";
+    AppendEscaped(value, sql);
+    sql += '\'';
     separator = ",";
   }
-  sql << " WHERE id=" << id;
-  return Execute(sql.str(), nullptr);
+  sql.append(" WHERE id=").append(std::to_string(id));
+  return Execute(sql, nullptr);
 }
 
 bool BaseDBPrivate::Delete(const std::string& table, int id) {

@@ -10,8 +10,8 @@ namespace VEXO::sharing::db {
 
 namespace {
 
-/// Reads the digits at the beginning of a text, after a minus sign for a signed number.
-/// False for a text that begins with anything else, and for a number that does not fit.
+/// Reads a decimal number at the beginning of a text; only a signed one may have a minus
+/// sign.  False when the text begins with anything else, or the number does not fit.
 template <class T>
 bool ReadPlain(std::string_view text, T& number) {
   return std::from_chars(text.data(), text.data() + text.size(), number).ec ==

@@ -7,9 +7,9 @@ namespace VEXO::sharing::db {
 
 class Row;
 
-/// The text of one column, with the conversions of Field but without its stream: a text
-/// that begins with a plain decimal number is converted here, and Field converts any
-/// other.
+/// The text of one column, with the conversions of Field but without the cost of its
+/// stream: only a text that does not begin with a plain decimal number is passed to
+/// Field.
 class ColumnText {
  public:
   explicit ColumnText(std::string_view text) : text_(text) {}

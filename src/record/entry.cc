@@ -12,7 +12,6 @@
 #include "record/record_fields.h"
 #include "utils.h"
 #include "utils/log.h"
-#include "utils/plain_text.h"
 #include "utils/wipe.h"
 
 namespace VEXO::sharing::record {
@@ -106,7 +105,7 @@ std::vector<std::string> EntryPrivate::GetFieldList() const {
   values.push_back(project_name_);
   values.push_back(ToString(enabled_));
   // unsigned: no owner is 4294967295, never -1
-  values.push_back((PlainText() << owner_uid_).str());
+  values.push_back(std::to_string(owner_uid_));
   values.push_back(ToString(start_at_));
   values.push_back(ToString(expire_at_));
   values.push_back(ToString(expire_times_));
@@ -135,7 +134,7 @@ bool EntryPrivate::FromRow(const db::Row& row) {
   use_count_ = ReadField(row, SZK_USE_COUNT).AsInt(0);
   auto_gc_ = ReadField(row, SZK_AUTO_GC).AsInt(0) != 0;
 
-  app_ = Json::Value();  // a record with unreadable data is never legal
+  app_ = LazyJson();  // a record with unreadable data is never legal
   return ReadData(ReadField(row, SZK_DATA).AsString(""), *this) && IsLegal();
 }
 

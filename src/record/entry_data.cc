@@ -5,7 +5,6 @@
 #include "utils/json_scanner.h"
 #include "utils/json_text.h"
 #include "utils/json_write.h"
-#include "utils/plain_text.h"
 
 namespace VEXO::sharing::record {
 
@@ -26,11 +25,6 @@ Entry::RedirectType RedirectTypeFromText(const std::string& text) {
                                                 : Entry::REDIRECT_ALWAYS;
 }
 
-const char* AlgoText(Entry::PasswordEncryptAlgo algo) {
-  return algo == Entry::ENCRYPT_ALGO_DEFAULT ? SZK_PROTECT_PASSWORD_ALGO_DEFAULT
-                                             : SZK_PROTECT_PASSWORD_ALGO_MD5;
-}
-
 Entry::PasswordEncryptAlgo AlgoFromText(const std::string& text) {
   return text == SZK_PROTECT_PASSWORD_ALGO_DEFAULT ? Entry::ENCRYPT_ALGO_DEFAULT
                                                    : Entry::ENCRYPT_ALGO_MD5;
@@ -38,8 +32,9 @@ Entry::PasswordEncryptAlgo AlgoFromText(const std::string& text) {
 
 constexpr size_t kUsualLength = 500;  // of the data column; more is possible
 
-/// Passes the members of the data column to `form`, in the order in which JsonText writes
-/// them, each with the text in front of its value.
+/// Passes the members of the data column to a writer or a reader, in the order in which
+/// JsonText writes them, each with the text before its value.  Stops at the first
+/// failure.
 template <class Form, class Data>
 bool EachMember(Form& form, Data& data) {
   return form.Member(R"({"app":)", data.app_) &&
@@ -83,7 +78,7 @@ class DataWriter {
     return true;
   }
   bool Write(unsigned int value) {
-    text_ += (PlainText() << value).str();
+    text_ += std::to_string(value);
     return true;
   }
   bool Write(Entry::ProtectType type) {
@@ -221,6 +216,11 @@ const char* RedirectTypeText(Entry::RedirectType type) {
     default:
       return SZK_REDIRECT_REDIRECT_NONE;
   }
+}
+
+const char* AlgoText(Entry::PasswordEncryptAlgo algo) {
+  return algo == Entry::ENCRYPT_ALGO_DEFAULT ? SZK_PROTECT_PASSWORD_ALGO_DEFAULT
+                                             : SZK_PROTECT_PASSWORD_ALGO_MD5;
 }
 
 bool WriteDataFast(const EntryData& data, std::string& text) {

@@ -11,6 +11,7 @@ namespace VEXO::sharing::record {
 
 const char* ProtectTypeText(Entry::ProtectType type);
 const char* RedirectTypeText(Entry::RedirectType type);
+const char* AlgoText(Entry::PasswordEncryptAlgo algo);
 
 /// A JSON array of the values.
 template <class T>
@@ -31,8 +32,8 @@ std::string DataText(const EntryData& data);
 /// @return false when the text is not a JSON object, or a member has the wrong type
 bool ReadData(std::string_view text, EntryData& data);
 
-// The two ways of each, for tests.  The fast one writes and reads what links usually
-// have; `text` and `data` are unchanged when it returns false.
+// The two ways to write and to read it, for tests.  The fast functions return false for
+// rare data, and then leave `text` and `data` unchanged.
 
 bool WriteDataFast(const EntryData& data, std::string& text);
 bool ReadDataFast(std::string_view text, EntryData& data);

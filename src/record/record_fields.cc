@@ -4,14 +4,12 @@
 
 namespace VEXO::sharing::record {
 
-db::ColumnText ReadField(const db::Row& row, const char* column) { return {row, column}; }
-
 std::map<std::string, std::string> PairFields(std::initializer_list<const char*> columns,
                                               std::vector<std::string> values) {
   std::map<std::string, std::string> fields;
   auto value = values.begin();
   for (const char* const column : columns) {
-    fields[column] = std::move(*value++);
+    fields.emplace(column, std::move(*value++));
   }
   return fields;
 }

@@ -11,7 +11,9 @@ namespace VEXO::sharing::record {
 
 /// Reads a column of a row.  A missing column is an empty text, which converts to the
 /// default.
-db::ColumnText ReadField(const db::Row& row, const char* column);
+inline db::ColumnText ReadField(const db::Row& row, const char* column) {
+  return {row, column};
+}
 
 /// The values by column name.
 std::map<std::string, std::string> PairFields(std::initializer_list<const char*> columns,

@@ -8,7 +8,6 @@
 #include "internal/session_private.h"
 #include "record/record_fields.h"
 #include "utils/log.h"
-#include "utils/plain_text.h"
 
 namespace VEXO::sharing::record {
 
@@ -19,8 +18,13 @@ const char kSource[] = "session";
 }  // namespace
 
 std::vector<std::string> SessionPrivate::GetFieldList() const {
-  const std::string uid = (PlainText() << uid_).str();  // no user is 4294967295, never -1
-  return {session_id_, uid, ip_, ToString(timeout_)};
+  std::vector<std::string> values;  // an initializer list would copy the texts
+  values.reserve(4);
+  values.push_back(session_id_);
+  values.push_back(std::to_string(uid_));  // no user is 4294967295, never -1
+  values.push_back(ip_);
+  values.push_back(ToString(timeout_));
+  return values;
 }
 
 std::map<std::string, std::string> SessionPrivate::GetFieldMap() const {

@@ -18,7 +18,12 @@ const char kSource[] = "token";
 }  // namespace
 
 std::vector<std::string> TokenPrivate::GetFieldList() const {
-  return {ToString(entry_id_), ToString(session_id_), ToString(timeout_)};
+  std::vector<std::string> values;  // an initializer list would copy the texts
+  values.reserve(3);
+  values.push_back(ToString(entry_id_));
+  values.push_back(ToString(session_id_));
+  values.push_back(ToString(timeout_));
+  return values;
 }
 
 std::map<std::string, std::string> TokenPrivate::GetFieldMap() const {

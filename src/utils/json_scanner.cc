@@ -9,7 +9,7 @@ namespace VEXO::sharing {
 namespace {
 
 constexpr int kMaxDepth = 50;
-constexpr size_t kMaxDigits = 18;  // of any integer; fits 64 bits
+constexpr size_t kMaxDigits = 18;  // any such integer fits in 64 bits
 
 size_t CountDigits(std::string_view text) {
   size_t count = 0;
@@ -17,7 +17,8 @@ size_t CountDigits(std::string_view text) {
   return count;
 }
 
-/// Whether a number of this many digits is not zero with another digit behind it.
+/// Whether the first `count` digits are a number that has no leading zeros and is short
+/// enough for 64 bits.
 bool IsCanonical(std::string_view digits, size_t count) {
   return count == 1 || (count > 1 && count <= kMaxDigits && digits.front() != '0');
 }

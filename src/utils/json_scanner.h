@@ -28,7 +28,7 @@ class JsonScanner {
   bool Read(unsigned int& value);
   /// Reads a string.
   bool Read(std::string& value);
-  /// Reads an object whose numbers have no fraction and less than 19 digits.
+  /// Reads an object whose numbers are integers of fewer than 19 digits.
   ///
   /// @param[out] object  its text
   bool ReadObject(std::string_view& object);

@@ -13,14 +13,14 @@ LazyJson LazyJson::FromObject(std::string_view object) {
 
 const Json::Value& LazyJson::Get() const {
   if (!text_.empty()) {
-    ParseJson(text_, value_);  // which cannot fail, because JsonScanner has read it
+    ParseJson(text_, value_.emplace());  // cannot fail: JsonScanner has read it
     text_.clear();
   }
-  return value_;
+  return value_ ? *value_ : Json::Value::nullSingleton();
 }
 
 bool LazyJson::AppendTo(std::string& text) const {
-  if (text_.empty()) return AppendJson(value_, text);
+  if (text_.empty()) return AppendJson(Get(), text);
   text += text_;
   return true;
 }

@@ -2,13 +2,14 @@
 
 #include <json/value.h>
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 
 namespace VEXO::sharing {
 
-/// A JSON value.  An object that was read stays text until somebody asks for its value.
+/// A JSON value.  An object that was read stays text until its value is needed.
 class LazyJson {
  public:
   LazyJson() = default;
@@ -17,13 +18,14 @@ class LazyJson {
   static LazyJson FromObject(std::string_view object);
 
   const Json::Value& Get() const;
-  bool IsObject() const { return !text_.empty() || value_.isObject(); }
-  /// As AppendJson.
+  bool IsObject() const { return !text_.empty() || Get().isObject(); }
+  /// Appends the value as AppendJson does, with the same result.
   bool AppendTo(std::string& text) const;
 
  private:
-  mutable Json::Value value_;
-  mutable std::string text_;  // of the value; empty when `value_` is set
+  // The value is `text_`, unless that is empty; else `value_`, or null without one.
+  mutable std::optional<Json::Value> value_;
+  mutable std::string text_;
 };
 
 }  // namespace VEXO::sharing

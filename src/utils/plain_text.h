@@ -9,6 +9,8 @@ namespace VEXO::sharing {
 /// program.
 class PlainText {
  public:
+  PlainText() { text_.reserve(kUsualSize); }
+
   PlainText& operator<<(std::string_view text);
   PlainText& operator<<(int number);
   PlainText& operator<<(unsigned int number);
@@ -18,6 +20,8 @@ class PlainText {
   const std::string& str() const { return text_; }
 
  private:
+  static constexpr size_t kUsualSize = 120;  // of a statement
+
   template <class T>
   PlainText& Append(T number);
 

@@ -1,12 +1,16 @@
 #include "value_text.h"
 
-#include "utils/plain_text.h"
+#include <type_traits>
 
 namespace VEXO::sharing {
 
 template <class T>
 std::string ToString(T& value) {
-  return (PlainText() << value).str();
+  if constexpr (std::is_same_v<T, std::string>) {
+    return value;
+  } else {
+    return std::to_string(value);
+  }
 }
 
 template std::string ToString<std::string>(std::string& value);

@@ -2,9 +2,9 @@
 
 #include <sqlite3.h>
 
-/// Counts what SQLite does to compile statements on a connection, which must not be
-/// closed before this object ends.  Prepared statements are compiled again after its
-/// begin.
+/// Counts the steps of compiling statements on a connection, which must not be closed
+/// before this object ends.  Statements that are prepared already are compiled again once
+/// after it begins.
 class Compilations {
  public:
   explicit Compilations(sqlite3* connection) : connection_(connection) {

@@ -110,6 +110,29 @@ TEST_F(DbExecute, LastSelectFindsNothing_IsAnEmptyResult) {
   EXPECT_THAT(Values(rows), testing::IsEmpty());
 }
 
+TEST_F(DbExecute, DatabaseInUtf16_GivesUtf8) {
+  const Database utf16 = Connect(dir.Write("utf16", ""));
+
+  const Rows rows = Ask(utf16,
+                        "PRAGMA encoding = 'UTF-16'; CREATE TABLE t(v); INSERT INTO t "
+                        "VALUES('\xc3\xa4 and more'), (''), (1.5), (NULL); "
+                        "SELECT v FROM t");
+
+  EXPECT_THAT(Values(rows), testing::ElementsAre("\xc3\xa4 and more", "", "1.5", ""));
+}
+
+TEST_F(DbExecute, RowsLongerThanUsual_AreAllThere) {
+  std::vector<std::string> expected;
+  for (int i = 0; i < 100; ++i) expected.emplace_back(100 * i, 'x');
+
+  const Rows rows = Ask(db,
+                        "WITH RECURSIVE n(i) AS (VALUES(0) UNION ALL SELECT i + 1 FROM n "
+                        "WHERE i < 99) SELECT replace(hex(zeroblob(50 * i)), '0', 'x') "
+                        "AS v FROM n");
+
+  EXPECT_EQ(Values(rows), expected);
+}
+
 TEST_F(DbExecute, NoStatementHasColumns_IsAnEmptyResultAndNotNull) {
   for (const char* sql : {"CREATE TABLE t(v)", "", "  \n", "-- nothing", ";;"}) {
     const Rows rows = Ask(db, sql);

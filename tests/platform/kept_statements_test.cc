@@ -138,7 +138,6 @@ TEST_F(KeptStatements, OtherText_IsCompiledEveryTime) {
 }
 
 TEST_F(KeptStatements, Values_AreThoseOfTheText) {
-  const std::string quotes(3, '\'');
   ASSERT_TRUE(Executes(db,
                        "INSERT INTO entry VALUES (NULL,'it''s','''','''a''''b''','',"
                        "'-5',-5,-0,007,999999999999999999,'\xff')"));
@@ -188,6 +187,31 @@ TEST_F(KeptStatements, TableOfAnAttachedDatabase_IsHiddenByANewOne) {
       Executes(other, "CREATE TABLE token(id, v); INSERT INTO token VALUES(1, 'main')"));
   ASSERT_TRUE(Executes(db, "SELECT * FROM sqlite_master"));
   EXPECT_THAT(Values(Ask(db, select)), ElementsAre("main"));
+}
+
+TEST_F(KeptStatements, ColumnRenamedByAnotherConnection_HasItsNewName) {
+  const std::string select = "SELECT * FROM session WHERE id = 1";
+  ASSERT_TRUE(Executes(db, select));
+  const Database other = Connect(path);
+  ASSERT_TRUE(Executes(other, "ALTER TABLE session RENAME COLUMN ip TO address"));
+
+  const Rows rows = Ask(db, select);
+
+  EXPECT_STREQ(VEXODBFetchField(rows.get(), 0, "address"), "192.0.2.1");
+  EXPECT_EQ(VEXODBFetchField(rows.get(), 0, "ip"), nullptr);
+}
+
+TEST_F(KeptStatements, ResultOfAnEarlierRun_StaysAsItIs) {
+  const std::string select = "SELECT * FROM session WHERE id = 1";
+  const Rows earlier = Ask(db, select);
+
+  ASSERT_TRUE(Executes(db, kLaterSession));
+  ASSERT_TRUE(Executes(db, "ALTER TABLE session RENAME COLUMN ip TO address"));
+  const Rows later = Ask(db, select);
+
+  EXPECT_STREQ(VEXODBFetchField(earlier.get(), 0, "ip"), "192.0.2.1");
+  EXPECT_STREQ(VEXODBFetchField(earlier.get(), 0, "timeout"), "1000");
+  EXPECT_STREQ(VEXODBFetchField(later.get(), 0, "timeout"), "2000");
 }
 
 TEST_F(KeptStatements, UpdateThatChangesNothing_CountsOneRowAndWritesNothing) {

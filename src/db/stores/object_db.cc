@@ -30,7 +30,7 @@ class ClearAtEnd {
 }  // namespace
 
 ObjectDB::ObjectDB(BaseDB& db, const char* table, int flag)
-    : db_(&db), table_(table), flag_(flag), condition_(std::make_unique<Condition>(db)) {}
+    : db_(&db), table_(table), flag_(flag) {}
 
 ObjectDB::~ObjectDB() { db_->ExecuteWALCheckPoint(); }
 
@@ -76,7 +76,7 @@ bool ObjectDB::GetById(int id, record::Object& obj) const {
 
 bool ObjectDB::Count(int& n) const {
   PlainText sql;
-  sql << "SELECT COUNT(*) AS c FROM " << table_ << condition_->GetSQL();
+  sql << "SELECT COUNT(*) AS c FROM " << table_ << GetCondition().GetSQL();
   Result result;
   Row row;
   if (!db_->Execute(sql.str(), result) || !result.NextRow(row)) return false;
@@ -84,13 +84,16 @@ bool ObjectDB::Count(int& n) const {
   return true;
 }
 
-Condition& ObjectDB::GetCondition() const { return *condition_; }
+Condition& ObjectDB::GetCondition() const {
+  if (condition_ == nullptr) condition_ = std::make_unique<Condition>(*db_);
+  return *condition_;
+}
 
 template <class T>
 bool ObjectDB::Query(std::vector<T>& out) const {
-  const ClearAtEnd clear(*condition_);
+  const ClearAtEnd clear(GetCondition());
   PlainText sql;
-  sql << "SELECT * FROM " << table_ << condition_->GetSQL();
+  sql << "SELECT * FROM " << table_ << GetCondition().GetSQL();
   Result result;
   if (!db_->Execute(sql.str(), result) || !result.IsGood()) return false;
   out.clear();

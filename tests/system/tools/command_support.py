@@ -297,8 +297,9 @@ class CommandTest(unittest.TestCase):
 
     @contextlib.contextmanager
     def slow_accounts(self, seconds=0.3):
-        """The first lookup of an account takes this long, or until the end: who opens a file
-        with a lease waits for its holder.  Progress is shown after 0.2 seconds."""
+        """Makes the first lookup of an account take so many seconds, at most until the end of
+        the block: to open a file with a lease, a process waits for the holder.  Progress is
+        shown after 0.2 seconds."""
         before = signal.signal(signal.SIGIO, signal.SIG_IGN)  # sent to the holder
         ended = threading.Event()
         with open("/etc/passwd", "rb") as accounts:
@@ -318,7 +319,7 @@ class CommandTest(unittest.TestCase):
             finally:
                 ended.set()
                 holder.join()
-        signal.signal(signal.SIGIO, before)
+                signal.signal(signal.SIGIO, before)
 
     def shown_on_error_terminal(self, *arguments):
         """What a call that must be done shows where only its standard error is a terminal."""

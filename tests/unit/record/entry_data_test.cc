@@ -277,7 +277,7 @@ void ExpectSameReading(const std::string& text, int& fast_count) {
   ASSERT_TRUE(Members(expected) == Members(fast)) << text;
 }
 
-/// Checks twice as many texts as `count`: the text of each link, and the same damaged.
+/// Checks `count` links: the text of each, and the same text damaged.
 void ExpectSameTexts(int count) {
   Generator generator;
   int written = 0;

@@ -1,5 +1,5 @@
 // The least that a program behind a web server does: copies the file named by the query.
-// benchmarks/web/run compares sharing.cgi with it.
+// bench/web/run compares sharing.cgi with it.
 
 #include <fcgiapp.h>
 #include <fcntl.h>
