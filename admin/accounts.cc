@@ -13,8 +13,12 @@ namespace {
 using namespace VEXO::sharing;  // the lookups
 
 constexpr size_t kMostKept = 100000;  // accounts; about 10 MB
+constexpr size_t kLongestKept = 256;  // bytes; a name in a link can have any length
 
 bool keep_accounts = false;
+
+bool CanKeep(unsigned int /*id*/) { return true; }
+bool CanKeep(const std::string& name) { return name.size() <= kLongestKept; }
 
 }  // namespace
 
@@ -38,7 +42,7 @@ AccountState Directory::Find(bool (*find)(const Key&, Value&), const Key& key,
   const AccountState state = find(key, value)  ? AccountState::kFound
                              : errno == ENOENT ? AccountState::kNotFound
                                                : AccountState::kUnknown;
-  if (!keep_accounts || state == AccountState::kUnknown) return state;
+  if (!keep_accounts || !CanKeep(key) || state == AccountState::kUnknown) return state;
   if (cache.size() == kMostKept) cache.clear();
   cache[key] = {state, value};
   return state;

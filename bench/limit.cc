@@ -44,7 +44,9 @@ class AsSystem {
   }
   ~AsSystem() {
     if (root_) {
-      Require(setresuid(-1, 0, -1) == 0 && setresgid(-1, 0, -1) == 0,
+      // The library makes the last of these calls too, which changes nothing.
+      Require(setresuid(-1, 0, -1) == 0 && setresgid(-1, 0, -1) == 0 &&
+                  setresuid(-1, 0, -1) == 0,
               "cannot switch to root");
     }
   }

@@ -21,6 +21,7 @@ constexpr int kReadMarks = SQLITE_SHM_NLOCK - kFirstReadMark;
 // The index itself: size of its first part, and where it holds the number of the last
 // frame in the log and of those copied, in words of four bytes (ibid., 2.1).
 constexpr int kIndexRegionSize = 32768;
+constexpr int kPageSizeHalfWord = 14 / 2;
 constexpr int kLastFrameWord = 16 / 4;
 constexpr int kCopiedFramesWord = 96 / 4;
 
@@ -45,8 +46,12 @@ constexpr int kLongLogPages = 1000;  // as SQLite's own default for automatic ch
 // more flush to the disk.  The longer the log, the longer a checkpoint takes to sort its
 // pages.
 constexpr uint32_t kContinuedLogPages = 128;
-// With less free space it is restarted at every write, so that it does not have to grow.
+// If its file has not even room for so many pages, and the disk has less free space, it
+// is restarted at every write, so that it does not have to grow.
+constexpr int64_t kRoomPages = 32;
 constexpr uint64_t kFreeBytes = 1U << 20;
+
+constexpr int kFrameHeaderSize = 24;
 
 bool HasFreeSpace(const char* path) {
   struct statvfs status;
@@ -61,6 +66,7 @@ int LockedFile::Install(sqlite3* connection) {
       sqlite3_file_control(connection, "main", SQLITE_FCNTL_FILE_POINTER, &file_);
   if (code != SQLITE_OK) return code;
   path_ = sqlite3_db_filename(connection, "main");
+  connection_ = connection;
   lock_.set_database(path_);
   inner_ = file_->pMethods;
   static_cast<sqlite3_io_methods&>(methods_) = *inner_;
@@ -156,7 +162,22 @@ bool LockedFile::ShouldPostponeCheckpoint() const {
 bool LockedFile::ShouldContinueLog() const {
   const auto* const index = LogIndex();
   return index != nullptr && index[kLastFrameWord] < kContinuedLogPages &&
-         HasFreeSpace(path_);
+         (LogHasRoom(index) || HasFreeSpace(path_));
+}
+
+// A restart does not shorten the file of the log.
+bool LockedFile::LogHasRoom(const uint32_t volatile* index) const {
+  sqlite3_file* log = nullptr;
+  sqlite3_int64 size = 0;
+  if (sqlite3_file_control(connection_, "main", SQLITE_FCNTL_JOURNAL_POINTER, &log) !=
+          SQLITE_OK ||
+      log->pMethods == nullptr || log->pMethods->xFileSize(log, &size) != SQLITE_OK) {
+    return false;
+  }
+  const auto* const half_words = reinterpret_cast<const uint16_t volatile*>(index);
+  const int stored = half_words[kPageSizeHalfWord];
+  const int page_size = stored == 1 ? 65536 : stored;
+  return size >= (index[kLastFrameWord] + kRoomPages) * (page_size + kFrameHeaderSize);
 }
 
 // True for most checkpoints, since every store runs one.  If they took the locks to find

@@ -70,6 +70,7 @@ class LockedFile {
   void Drop(unsigned holder);
   bool ShouldPostponeCheckpoint() const;
   bool ShouldContinueLog() const;
+  bool LogHasRoom(const uint32_t volatile* index) const;
   const uint32_t volatile* LogIndex() const;
 
   LockWait& wait_;
@@ -79,7 +80,8 @@ class LockedFile {
   bool reading_ = false;  // whether SQLite has a snapshot to read from
   bool is_passive_checkpoint_ = false;
   bool has_log_ = false;
-  int log_pages_ = 0;             // after the last commit of this connection
+  int log_pages_ = 0;  // after the last commit of this connection
+  sqlite3* connection_ = nullptr;
   const char* path_ = nullptr;    // of the database; belongs to the connection
   sqlite3_file* file_ = nullptr;  // the database
   const sqlite3_io_methods* inner_ = nullptr;

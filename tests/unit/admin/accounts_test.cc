@@ -84,6 +84,15 @@ TEST_F(DirectoryTest, VeryManyAccounts_AreNotAllKept) {
   EXPECT_EQ(asked.size(), kMost + 2);
 }
 
+TEST_F(DirectoryTest, VeryLongName_IsNotKept) {
+  const AccountCache cache;
+  unsigned int id = 0;
+  for (const size_t length : {256, 256, 257, 257}) {
+    EXPECT_EQ(directory_.FindId(std::string(length, 'x'), id), AccountState::kNotFound);
+  }
+  EXPECT_EQ(asked.size(), 3U);
+}
+
 using AccountsTest = AdminTest;
 
 TEST_F(AccountsTest, ChangedNameOfAnAccount_IsSeenInTheNextRun) {
