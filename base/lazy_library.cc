@@ -5,8 +5,9 @@
 
 namespace VEXO::base {
 
+// Global, as if it were linked: a PAM module may use libpam without naming it.
 LazyLibrary::LazyLibrary(const char* name)
-    : handle_(Check(dlopen(name, RTLD_NOW | RTLD_LOCAL))) {}
+    : handle_(Check(dlopen(name, RTLD_NOW | RTLD_GLOBAL))) {}
 
 void* LazyLibrary::Find(const char* function_name) {
   return good_ ? Check(dlsym(handle_, function_name)) : nullptr;

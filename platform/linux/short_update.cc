@@ -14,14 +14,24 @@ Statement Prepare(sqlite3* connection, const char* sql) {
 
 const char kIsSuitable[] =
     "SELECT (SELECT count(*) FROM sqlite_master WHERE type = 'table' AND rootpage > 0 "
-    "    AND name = ?1 COLLATE NOCASE AND instr(upper(sql), 'CHECK') = 0) = 1 "
+    "    AND name = ?1 COLLATE NOCASE AND instr(upper(sql), 'CHECK') = 0 "
+    "    AND instr(upper(sql), 'COLLATE') = 0) = 1 "
     "  AND (SELECT group_concat(name || ' ' || type) FROM pragma_table_info(?1) "
     "    WHERE pk > 0) = 'id INTEGER' "
-    "  AND NOT EXISTS (SELECT * FROM pragma_foreign_key_list(?1)) "
+    "  AND NOT EXISTS (SELECT * FROM pragma_table_info(?1) "
+    "    WHERE type NOT IN ('INTEGER', 'TEXT')) "
+    "  AND NOT EXISTS (SELECT * FROM sqlite_master "
+    "    WHERE instr(upper(sql), 'REFERENCES') != 0) "
     "  AND NOT EXISTS (SELECT * FROM sqlite_master WHERE type = 'trigger' "
     "    AND tbl_name = ?1 COLLATE NOCASE AND instr(upper(sql), 'UPDATE') != 0) "
     "  AND NOT EXISTS (SELECT * FROM sqlite_temp_master "
     "    WHERE tbl_name = ?1 COLLATE NOCASE)";
+
+/// Whether a transaction is open that has not read or written yet.
+bool IsBeforeFirstStatement(sqlite3* connection) {
+  return sqlite3_get_autocommit(connection) == 0 &&
+         sqlite3_txn_state(connection, "main") == SQLITE_TXN_NONE;
+}
 
 bool IsSuitable(sqlite3* connection, const char* table) {
   const Statement query = Prepare(connection, kIsSuitable);
@@ -58,12 +68,17 @@ bool ShortUpdate::IsReady(sqlite3* connection, const KnownStatement& known) {
     return false;
   }
   if (state_ == State::kUsed) {
+    // A transaction that has read cannot write once another connection has written.
+    if (IsBeforeFirstStatement(connection)) return false;
     // The updates are prepared before the table is checked: if the schema changes in
     // between, they fail.
     state_ = State::kUnsuitable;
     for (std::size_t i = 0; i < updates_.size() && known.shorter[i] != nullptr; ++i) {
       updates_[i] = Prepare(connection, known.shorter[i]);
-      if (updates_[i] == nullptr) return false;
+      // With PRAGMA count_changes an update has a row.
+      if (updates_[i] == nullptr || sqlite3_column_count(updates_[i].get()) != 0) {
+        return false;
+      }
     }
     if (IsSuitable(connection, known.table)) state_ = State::kReady;
   }

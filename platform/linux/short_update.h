@@ -15,8 +15,9 @@ namespace VEXO::platform {
 /// equal to the new values.  So one of them changes the row exactly as the whole update
 /// would, or none of them changes anything, and the whole update must be run.
 ///
-/// They are used only if the result is the same: the id is the key of the table, which
-/// has no checks, no foreign keys and no triggers for updates.
+/// They are used only if the result is the same: the id is the key of the table, its
+/// columns are integers and texts, it has no checks, no collations and no triggers for
+/// updates, and no table has foreign keys.
 class ShortUpdate {
  public:
   ShortUpdate() = default;

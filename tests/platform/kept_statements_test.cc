@@ -4,8 +4,10 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "compilations.h"
@@ -245,6 +247,72 @@ TEST_F(KeptStatements, Update_StoresWhatDiffersInCaseOrType) {
     ASSERT_TRUE(Executes(db, kSameSession));
     EXPECT_THAT(Values(Ask(db, "SELECT typeof(timeout) AS v FROM session")),
                 ElementsAre("text"));
+  }
+}
+
+TEST_F(KeptStatements, Update_StoresAnotherCaseInAColumnThatIgnoresCase) {
+  ASSERT_TRUE(Executes(db,
+                       "DROP TABLE token; CREATE TABLE token(id INTEGER PRIMARY KEY, "
+                       "entry_id TEXT COLLATE NOCASE, session_id INTEGER, timeout "
+                       "INTEGER); INSERT INTO token(id) VALUES(1)"));
+  for (const std::string text : {"ab", "Ab", "AB"}) {
+    ASSERT_TRUE(Executes(db, "UPDATE token SET timeout = 0"));
+    ASSERT_TRUE(Executes(db, "UPDATE token SET entry_id='" + text +
+                                 "',session_id='1',timeout='1' WHERE id=1"));
+    EXPECT_THAT(Values(Ask(db, "SELECT entry_id AS v FROM token")), ElementsAre(text));
+  }
+}
+
+TEST_F(KeptStatements, Update_StoresAnIntegerInPlaceOfAnEqualRealNumber) {
+  ASSERT_TRUE(
+      Executes(db,
+               "DROP TABLE token; CREATE TABLE token(id INTEGER PRIMARY KEY, "
+               "entry_id, session_id, timeout); INSERT INTO token(id) VALUES(1)"));
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_TRUE(
+        Executes(db, "UPDATE token SET entry_id = 1.0, session_id = 1, timeout = 0"));
+    ASSERT_TRUE(
+        Executes(db, "UPDATE token SET entry_id=1,session_id=1,timeout=5 WHERE id=1"));
+    EXPECT_THAT(Values(Ask(db, "SELECT entry_id AS v FROM token")), ElementsAre("1"));
+  }
+}
+
+TEST_F(KeptStatements, CountedChanges_AreARowOfEachUpdate) {
+  for (const char* sql : {kSameEntry, kLaterSession, kSameToken}) {
+    ASSERT_TRUE(Executes(db, sql));
+    ASSERT_TRUE(Executes(db, sql));
+    ASSERT_TRUE(Executes(db, "PRAGMA count_changes = ON"));
+    for (int i = 0; i < 3; ++i) {
+      EXPECT_EQ(FirstField(Ask(db, sql), "rows updated"), "1") << sql;
+    }
+    ASSERT_TRUE(Executes(db, "PRAGMA count_changes = OFF"));
+  }
+}
+
+TEST_F(KeptStatements, ForeignKeyToAColumnThatIsNotUnique_IsRefused) {
+  ASSERT_TRUE(Executes(db,
+                       "PRAGMA foreign_keys = ON; CREATE TABLE child(app REFERENCES "
+                       "entry(project_name))"));
+
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_FALSE(Executes(db, kSameEntry));
+    EXPECT_THAT(VEXODBErrorGet(db.get()), testing::HasSubstr("foreign key mismatch"));
+  }
+}
+
+TEST_F(KeptStatements, UpdateThatBeginsATransaction_WaitsForAnotherWriter) {
+  const Database other = Connect(path);
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_TRUE(Executes(other, "BEGIN IMMEDIATE; DELETE FROM token"));
+    ASSERT_TRUE(Executes(other, kNewToken));
+    std::thread later([&other] {
+      usleep(100 * 1000);
+      EXPECT_TRUE(Executes(other, "COMMIT"));
+    });
+    EXPECT_TRUE(Executes(db, "BEGIN TRANSACTION"));
+    EXPECT_TRUE(Executes(db, kLaterSession)) << VEXODBErrorGet(db.get());
+    EXPECT_TRUE(Executes(db, "COMMIT"));
+    later.join();
   }
 }
 

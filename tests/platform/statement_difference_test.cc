@@ -20,6 +20,7 @@ namespace {
 constexpr int kStatements = 30000;    // of each seed
 constexpr unsigned kSeedOfUtf16 = 4;  // whose database has texts in another encoding
 constexpr int kBetweenFreshSchemas = 400;
+constexpr int kBetweenConnections[] = {20, 500};  // of the seeds in turn
 constexpr int kBetweenComparisons = 50;
 
 using Plain = std::unique_ptr<sqlite3, decltype(&sqlite3_close)>;
@@ -221,6 +222,15 @@ class Author {
         "DROP TABLE IF EXISTS session; CREATE TABLE session(id INTEGER PRIMARY KEY, "
         "session_id TEXT UNIQUE, uid INTEGER, ip TEXT, timeout INTEGER NOT NULL "
         "ON CONFLICT IGNORE); INSERT INTO session VALUES(1,x'6162',1,NULL,4)",
+        "DROP TABLE IF EXISTS token; CREATE TABLE token(id INTEGER PRIMARY KEY "
+        "AUTOINCREMENT, entry_id TEXT COLLATE NOCASE, session_id, timeout NUMERIC "
+        "COLLATE RTRIM); INSERT INTO token VALUES(1,'Ab',3.0,4),(2,'a',3,'x ')",
+        "DROP TABLE IF EXISTS token; CREATE TABLE token(id INTEGER PRIMARY KEY "
+        "AUTOINCREMENT, entry_id REAL, session_id BLOB, timeout NUMERIC); "
+        "INSERT INTO token VALUES(1,2.0,3.0,4),(2,2,3,'x ')",
+        "CREATE TABLE IF NOT EXISTS child(v REFERENCES session(session_id))",
+        "CREATE TABLE IF NOT EXISTS child(v REFERENCES session(ip))",
+        "DROP TABLE IF EXISTS child",
         "DELETE FROM sqlite_sequence",
         "UPDATE token SET timeout = 5",
         "UPDATE session SET uid = 7 WHERE id = 1",
@@ -232,7 +242,8 @@ class Author {
     return {
         "DROP VIEW IF EXISTS token; DROP TABLE IF EXISTS token",
         "DROP TABLE IF EXISTS token; DROP TABLE IF EXISTS session; "
-        "DROP TABLE IF EXISTS entry; DROP TABLE IF EXISTS seen",
+        "DROP TABLE IF EXISTS entry; DROP TABLE IF EXISTS seen; "
+        "DROP TABLE IF EXISTS child",
         "CREATE TABLE seen(v); "
         "CREATE TABLE entry(id INTEGER PRIMARY KEY AUTOINCREMENT, hash TEXT NOT NULL "
         "UNIQUE, project_name TEXT NOT NULL, enabled INTEGER NOT NULL, owner_uid INTEGER "
@@ -477,6 +488,9 @@ const Texts Author::kKnown = {
     "UPDATE token SET entry_id=?,session_id=?,timeout=? WHERE id=?",
     "UPDATE session SET ip='x',session_id='ab',timeout=?,uid='1' WHERE id=1",
     "UPDATE token SET entry_id='2',session_id='3',timeout=? WHERE id=?",
+    "UPDATE token SET entry_id='ab',session_id=3,timeout=? WHERE id=1",
+    "UPDATE token SET entry_id='Ab',session_id='3',timeout=? WHERE id=1",
+    "UPDATE token SET entry_id='Ab',session_id=3,timeout='5' WHERE id=1",
     "UPDATE token SET entry_id='3',session_id='3',timeout=? WHERE id=1",
     "UPDATE token SET entry_id='99',session_id='3',timeout='5' WHERE id=1",
 };
@@ -574,6 +588,7 @@ TEST_P(StatementDifference, RandomStatements_DoTheSameAsPlainSqlite) {
   Reconnect();
   for (int i = 0; i < kStatements && !HasFatalFailure(); ++i) {
     if (!plain_->InTransaction()) {
+      if (author.OneIn(kBetweenConnections[GetParam() % 2])) Reconnect();
       if (i % kBetweenFreshSchemas < 3) {
         history.emplace_back("ANOTHER CONNECTION: fresh schema");
         Reconnect();

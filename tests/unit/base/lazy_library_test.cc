@@ -1,5 +1,6 @@
 #include "base/lazy_library.h"
 
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -24,6 +25,13 @@ struct Math {
     library.Find("cos", &cosine);
     library.Find("sqrt", &square_root);
   }
+};
+
+struct Pam {
+  static constexpr char kLibrary[] = "libpam.so.0";
+  void (*start)();
+
+  void Find(LazyLibrary& library) { library.Find("pam_start", &start); }
 };
 
 struct Incomplete {
@@ -58,6 +66,13 @@ TEST(LoadFunctions, LibraryWithTheFunctions_FindsThem) {
   EXPECT_EQ(math->square_root(9), 3);
   EXPECT_EQ(LoadFunctions<Math>(), math);
   EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(LoadFunctions, LoadedLibrary_IsFoundByItsModules) {
+  ASSERT_EQ(dlsym(RTLD_DEFAULT, "pam_start"), nullptr);
+
+  ASSERT_NE(LoadFunctions<Pam>(), nullptr);
+  EXPECT_NE(dlsym(RTLD_DEFAULT, "pam_start"), nullptr);
 }
 
 TEST(LoadFunctions, MissingFunction_IsNullAndNamedInTheLog) {
