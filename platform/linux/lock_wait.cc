@@ -22,8 +22,8 @@ constexpr seconds kLongWait(1);
 
 // The upper limit of a pause falls from kLongPause to kShortPause by a twentieth of the
 // time waited so far.
-constexpr microseconds kLongPause(500);
-constexpr microseconds kShortPause(100);
+constexpr microseconds kLongPause(300);
+constexpr microseconds kShortPause(50);
 constexpr int kDecay = 20;
 
 microseconds LongestPause(microseconds waited) {
