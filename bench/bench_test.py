@@ -41,6 +41,16 @@ class Bench(unittest.TestCase):
         self.addCleanup(folder.cleanup)
         self.folder = pathlib.Path(folder.name)
 
+    def test_Run_OfPartsWithPrograms_HasFiguresOfEach(self):
+        done = run("--rounds", "1", "--only", "cold", "--only", "purge", "--only", "commands",
+                   "--output", self.folder / "results.json", "--disk", self.folder, str(LINKS))
+
+        self.assertEqual(done.returncode, 0, done.stderr)
+        rows = json.loads((self.folder / "results.json").read_text())["rows"]
+        self.assertEqual([row["name"] for row in rows],
+                         ["check", "nothing", "list", "list --json", "check"])
+        self.assertTrue(all(row["ours"] > 0 for row in rows))
+
     def test_Run_OfTwoParts_PrintsAndWritesARowForEachFigure(self):
         output = self.folder / "results.json"
         done = run("--rounds", "2", "--only", "operations", "--only", "syncs", "--output", output,

@@ -26,9 +26,12 @@ constexpr microseconds kLongPause(300);
 constexpr microseconds kShortPause(50);
 constexpr int kDecay = 20;
 
+// A lock held for so long is unlikely to be free soon: poll less often.
+constexpr milliseconds kLongHeld(100);
+constexpr microseconds kPauseIfLongHeld(1000);
+
 microseconds LongestPause(microseconds waited) {
-  // A lock held for so long is unlikely to be free soon: poll less often.
-  if (waited > kLongWait) return 2 * kLongPause;
+  if (waited > kLongHeld) return kPauseIfLongHeld;
   return std::max(kShortPause, kLongPause - waited / kDecay);
 }
 

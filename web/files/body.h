@@ -16,7 +16,7 @@
 namespace web {
 
 /// Receives a body piece by piece, and throws nothing.  Returns false when there is
-/// nobody to receive it any more.
+/// nobody to receive it any more.  An empty piece only asks for that.
 using Sink = std::function<bool(std::string_view)>;
 
 /// Reads some bytes of the body of a request into the buffer.  Returns their number, 0 at

@@ -86,7 +86,9 @@ bool ServeCgi(const Handler& handler, const Variables& request) {
                    [&input](size_t limit) { return input.ReadAll(limit); }),
       [&input](char* buffer, size_t size) { return input.ReadSome(buffer, size); });
   FailOutputOnStop(STDOUT_FILENO);  // what was sent until then is recorded
-  const bool sent = SendResponse(request, response, WriteAll);
+  const bool sent = SendResponse(request, response, [](std::string_view piece) {
+    return piece.empty() ? HasReceiver(STDOUT_FILENO) : WriteAll(piece);
+  });
   // A body in chunks has no length here.
   if (input.has_more() || request.Has("HTTP_TRANSFER_ENCODING")) DrainInput(STDIN_FILENO);
   return sent;

@@ -191,6 +191,7 @@ bool Worker::NeedsChild(const Variables& variables, const Response& response) co
 
 bool Worker::Send(const Variables& variables, const Response& response) {
   const bool sent = SendResponse(variables, response, [this](std::string_view piece) {
+    if (piece.empty()) return HasReceiver(request_.ipcFd);
     return FCGX_PutStr(piece.data(), static_cast<int>(piece.size()), request_.out) ==
            static_cast<int>(piece.size());
   });

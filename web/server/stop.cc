@@ -1,6 +1,7 @@
 #include "stop.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -18,6 +19,7 @@ int unwritable = -1;
 
 void FailOutput(int /*signal*/) {
   const int reason = errno;
+  stopping = 1;
   dup2(unwritable, failing_output);  // a write that begins later fails, too
   errno = reason;
 }
@@ -40,6 +42,12 @@ void FailOutputOnStop(int output) {
   struct sigaction action = {};
   action.sa_handler = FailOutput;  // without SA_RESTART
   sigaction(SIGTERM, &action, nullptr);
+}
+
+bool HasReceiver(int output) {
+  if (IsStopping()) return false;
+  pollfd state = {output, 0, 0};  // these are reported without being asked for
+  return poll(&state, 1, 0) < 1 || (state.revents & (POLLERR | POLLHUP)) == 0;
 }
 
 }  // namespace web

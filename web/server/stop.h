@@ -13,4 +13,8 @@ bool IsStopping();
 /// the process ends an answer as when the server has closed it.
 void FailOutputOnStop(int output);
 
+/// Whether somebody may still receive what is written to `output`, a pipe or a socket:
+/// the other end is open, and the process has not been told to stop.
+bool HasReceiver(int output);
+
 }  // namespace web

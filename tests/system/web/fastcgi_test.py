@@ -111,7 +111,8 @@ class OneWorkerTest(FastCgiTest):
         self.assertTrue(stalled[0].ended)
         self.assertGreater(len(stalled[0].output), 8 << 20)
 
-    def test_checksum_keeps_nobody_waiting(self):
+    def long_checksum(self):
+        """A connection to a child that computes a checksum, and the child."""
         path = self.write("large.bin")
         os.truncate(path, 1 << 40)  # takes an hour
         link = self.share()
@@ -121,7 +122,22 @@ class OneWorkerTest(FastCgiTest):
             "GET", f"{link}/large.bin?sha256", {"Host": "x"}, self.visitor.address))
         self.assertEqual(self.visitor.get(link + "/").page, "folder")
         (worker,) = self.server.workers()
-        self.assertEqual(len(children(worker)), 1)
+        (child,) = children(worker)
+        return connection, child
+
+    def test_checksum_keeps_nobody_waiting(self):
+        _, child = self.long_checksum()
+        self.assertTrue(is_running(child))
+
+    def test_checksum_for_which_nobody_waits_ends(self):
+        connection, child = self.long_checksum()
+        connection.socket.close()
+        wait_until(lambda: not is_running(child))
+
+    def test_checksum_ends_with_the_server(self):
+        _, child = self.long_checksum()
+        self.server.stop()
+        wait_until(lambda: not is_running(child))
 
     def test_downloads_are_bounded_and_those_that_have_ended_are_forgotten(self):
         self.write("large.bin", bytes(8 << 20))

@@ -6,7 +6,8 @@ import os
 import subprocess
 import urllib.parse
 
-from web_support import PASSWORD, Page, WebTest, main
+from web_support import (AS_SYSTEM, PASSWORD, PROGRAM, CgiTransport, Page, WebTest, main,
+                         needs_program)
 
 FILE_POLICY = "default-src 'none'; style-src 'unsafe-inline'; sandbox"
 
@@ -20,6 +21,19 @@ class ChecksumTest(WebTest):
                                          stdout=subprocess.PIPE, check=True).stdout
                 answer = self.visitor.get(f"{self.share()}/{urllib.parse.quote(name)}?sha256")
                 self.assertEqual((answer.status, answer.body), (200, printed))
+
+    @needs_program
+    def test_checksum_for_which_nobody_waits_ends(self):
+        os.truncate(self.write("large.bin"), 1 << 40)  # takes an hour
+        env = CgiTransport().environment("GET", self.share() + "/large.bin?sha256",
+                                         {"Host": "x"}, self.visitor.address)
+        program = subprocess.Popen([PROGRAM], env=env, stdin=subprocess.DEVNULL,
+                                   stdout=subprocess.PIPE, cwd="/", **AS_SYSTEM)
+        self.addCleanup(program.wait)
+        self.addCleanup(program.kill)
+        self.assertEqual(program.stdout.read(1), b"S")  # the beginning of the answer
+        program.stdout.close()
+        self.assertEqual(program.wait(60), 1)
 
     def test_checksum_is_not_cached_and_has_no_ranges(self):
         self.write("page.html")
