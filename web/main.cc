@@ -15,6 +15,7 @@
 #include "language.h"
 #include "server/cgi.h"
 #include "server/fastcgi.h"
+#include "server/stop.h"
 #include "server/workers.h"
 #include "settings.h"
 #include "site.h"
@@ -51,7 +52,10 @@ int ServeRequests() {
   if (!site) return EXIT_FAILURE;
   web::LoadTranslations(kTranslations);
   const web::Handler handler(*site, settings);
-  if (one_request) return web::ServeCgi(handler, request) ? EXIT_SUCCESS : EXIT_FAILURE;
+  if (one_request) {
+    web::BlockStopSignals(false);
+    return web::ServeCgi(handler, request) ? EXIT_SUCCESS : EXIT_FAILURE;
+  }
   web::RunWorkers(settings.workers, [&handler, &settings] {
     return web::ServeFastCgi(handler, settings.downloads);
   });
@@ -63,6 +67,8 @@ int ServeRequests() {
 int main(int argc, char** argv) {
   VEXO::base::OccupyStandardStreams();
   openlog("sharing.cgi", LOG_PID, LOG_DAEMON);
+  // FCGX_IsCGI installs a handler for SIGTERM, which would only end each worker.
+  web::BlockStopSignals(true);
   // Only the command line of a person has options: a server may pass the words of a query
   // as arguments (RFC 3875, 4.4).
   if (getenv("REQUEST_METHOD") == nullptr && FCGX_IsCGI() != 0) {

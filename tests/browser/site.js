@@ -72,7 +72,7 @@ class Site {
   // A new visitor.  `requests` collects the URLs that the browser asks for.
   async visitor(options = {}) {
     const context = await this.browser.newContext({baseURL: this.base, ...options});
-    context.setDefaultTimeout(10000);
+    context.setDefaultTimeout(60000);
     const page = await context.newPage();
     page.requests = [];
     page.on('request', request => page.requests.push(request.url()));

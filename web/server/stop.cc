@@ -26,6 +26,14 @@ void FailOutput(int /*signal*/) {
 
 }  // namespace
 
+void BlockStopSignals(bool block) {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGTERM);
+  sigaddset(&signals, SIGINT);
+  sigprocmask(block ? SIG_BLOCK : SIG_UNBLOCK, &signals, nullptr);
+}
+
 void CatchStopSignals() {
   struct sigaction action = {};
   action.sa_handler = Stop;  // without SA_RESTART

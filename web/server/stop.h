@@ -2,6 +2,9 @@
 
 namespace web {
 
+/// Blocks SIGTERM and SIGINT, or allows them again.
+void BlockStopSignals(bool block);
+
 /// From now on SIGTERM and SIGINT make IsStopping true, and end the wait that the process
 /// is in, instead of the process.
 void CatchStopSignals();

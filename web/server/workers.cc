@@ -28,6 +28,9 @@ class Signals {
     sigaddset(&all_, SIGCHLD);
     sigaddset(&all_, SIGRTMIN);
     sigprocmask(SIG_BLOCK, &all_, &before_);
+    // They have been blocked since the start of the program, but not for the workers.
+    sigdelset(&before_, SIGTERM);
+    sigdelset(&before_, SIGINT);
   }
   Signals(const Signals&) = delete;
   Signals& operator=(const Signals&) = delete;

@@ -1,8 +1,10 @@
 """The program as a FastCGI server."""
 
 import os
+import pathlib
 import select
 import signal
+import tempfile
 import threading
 import time
 
@@ -110,6 +112,14 @@ class OneWorkerTest(FastCgiTest):
             pass
         self.assertTrue(stalled[0].ended)
         self.assertGreater(len(stalled[0].output), 8 << 20)
+
+    def test_server_that_has_just_started_can_be_stopped(self):
+        self.server.stop()
+        for wait in range(100):
+            server = FastCgiTransport(pathlib.Path(tempfile.mkdtemp(dir=self.folder.parent)))
+            self.addCleanup(server.listener.close)
+            time.sleep(wait / 2000)
+            server.stop()
 
     def long_checksum(self):
         """A connection to a child that computes a checksum, and the child."""
