@@ -30,4 +30,15 @@ std::vector<std::string> Split(std::string_view text, std::string_view separator
   }
 }
 
+std::string HexText(const unsigned char* bytes, size_t size) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  std::string text;
+  text.reserve(2 * size);
+  for (size_t i = 0; i < size; ++i) {
+    text += kDigits[bytes[i] >> 4];
+    text += kDigits[bytes[i] & 0xf];
+  }
+  return text;
+}
+
 }  // namespace VEXO::base

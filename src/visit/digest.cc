@@ -3,6 +3,7 @@
 #include <openssl/sha.h>
 
 #include "base/lazy_library.h"
+#include "base/text.h"
 
 namespace VEXO::sharing {
 
@@ -22,12 +23,7 @@ std::optional<std::string> Digest(const std::string& text) {
   if (sha256 == nullptr) return std::nullopt;
   unsigned char bytes[SHA256_DIGEST_LENGTH];
   sha256->digest(reinterpret_cast<const unsigned char*>(text.data()), text.size(), bytes);
-  std::string digits;
-  for (const unsigned char byte : bytes) {
-    digits += "0123456789abcdef"[byte >> 4];
-    digits += "0123456789abcdef"[byte & 0xf];
-  }
-  return digits;
+  return base::HexText(bytes, sizeof(bytes));
 }
 
 }  // namespace VEXO::sharing

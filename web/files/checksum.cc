@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "base/lazy_library.h"
+#include "base/text.h"
 #include "web/files/display_name.h"
 
 namespace web {
@@ -50,12 +51,7 @@ bool ChecksumBody::Send(const Sink& sink) {
       crypto->final(context.get(), digest, nullptr) != 1) {
     return false;
   }
-  std::string digits;
-  for (const unsigned char byte : digest) {
-    digits += "0123456789abcdef"[byte >> 4];
-    digits += "0123456789abcdef"[byte & 0xf];
-  }
-  return sink(ChecksumLine(digits, name_));
+  return sink(ChecksumLine(VEXO::base::HexText(digest, sizeof(digest)), name_));
 }
 
 std::string ChecksumLine(const std::string& digits, std::string_view name) {

@@ -26,11 +26,16 @@ void FailOutput(int /*signal*/) {
 
 }  // namespace
 
-void BlockStopSignals(bool block) {
+sigset_t StopSignals() {
   sigset_t signals;
   sigemptyset(&signals);
   sigaddset(&signals, SIGTERM);
   sigaddset(&signals, SIGINT);
+  return signals;
+}
+
+void BlockStopSignals(bool block) {
+  const sigset_t signals = StopSignals();
   sigprocmask(block ? SIG_BLOCK : SIG_UNBLOCK, &signals, nullptr);
 }
 

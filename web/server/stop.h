@@ -1,8 +1,13 @@
 #pragma once
 
+#include <csignal>
+
 namespace web {
 
-/// Blocks SIGTERM and SIGINT, or allows them again.
+/// SIGTERM and SIGINT.
+sigset_t StopSignals();
+
+/// Blocks these signals, or allows them again.
 void BlockStopSignals(bool block);
 
 /// From now on SIGTERM and SIGINT make IsStopping true, and end the wait that the process

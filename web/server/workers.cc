@@ -10,6 +10,8 @@
 #include <ctime>
 #include <set>
 
+#include "stop.h"
+
 namespace web {
 namespace {
 
@@ -20,23 +22,19 @@ constexpr timespec kPauseOfStop = {0, 50L * 1000 * 1000};
 /// The signals that the parent waits for: blocked, so that none comes too early.
 class Signals {
  public:
-  Signals() {
-    sigemptyset(&stop_);
-    sigaddset(&stop_, SIGTERM);
-    sigaddset(&stop_, SIGINT);
-    all_ = stop_;
+  Signals() : all_(stop_) {
     sigaddset(&all_, SIGCHLD);
     sigaddset(&all_, SIGRTMIN);
     sigprocmask(SIG_BLOCK, &all_, &before_);
-    // They have been blocked since the start of the program, but not for the workers.
-    sigdelset(&before_, SIGTERM);
-    sigdelset(&before_, SIGINT);
   }
   Signals(const Signals&) = delete;
   Signals& operator=(const Signals&) = delete;
   ~Signals() { Restore(); }
 
-  void Restore() const { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+  void Restore() const {
+    sigprocmask(SIG_SETMASK, &before_, nullptr);
+    BlockStopSignals(false);  // they may have been blocked since the start of the program
+  }
   /// Waits until a worker has ended or waits itself, or the process is to stop.
   siginfo_t Wait() const {
     siginfo_t signal = {};
@@ -49,7 +47,7 @@ class Signals {
   }
 
  private:
-  sigset_t stop_;
+  const sigset_t stop_ = StopSignals();
   sigset_t all_;
   sigset_t before_;
 };

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 using testing::ElementsAre;
+using VEXO::base::HexText;
 using VEXO::base::Split;
 using VEXO::base::ToLowerAscii;
 using VEXO::base::Trim;
@@ -25,4 +26,10 @@ TEST(Split, Parts_AreTrimmedAndEmptyOnesKept) {
   EXPECT_THAT(Split("a , b;;c", ",;"), ElementsAre("a", "b", "", "c"));
   EXPECT_THAT(Split(",", ","), ElementsAre("", ""));
   EXPECT_THAT(Split("", ","), ElementsAre(""));
+}
+
+TEST(HexText, EachByte_IsTwoDigits) {
+  const unsigned char bytes[] = {0x00, 0x0f, 0xa1, 0xff};
+  EXPECT_EQ(HexText(bytes, sizeof(bytes)), "000fa1ff");
+  EXPECT_EQ(HexText(bytes, 0), "");
 }
